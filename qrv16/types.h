@@ -1,0 +1,62 @@
+#pragma once
+
+// Data types of the QRV16 message format and the small free functions that
+// work on tag codes, display modes, identifiers and the 1990 day count.
+
+#include <QDate>
+#include <QString>
+
+namespace QRV16 {
+
+// Scoped, because QRV16::Message is also the name of the message class.
+enum class DataType : int {
+    Binary = 0,
+    Integer = 1,
+    Bool = 2,
+    String = 3,
+    Date = 4,
+    Time = 5,
+    DateTime = 6,
+    BitArray = 7,
+    NetworkAddress = 9,
+    List = 12,
+    Request = 13,
+    Answer = 14,
+    Message = 15,
+    ExtPoint = 0x80,
+    ExtRect = 0x81,
+    ExtSize = 0x82,
+};
+
+struct DisplayMode
+{
+    enum Mode {
+        Default = 0,
+        SignedDecimal = 1,
+        UnsignedDecimal = 2,
+        Hex = 3,
+        Octal = 4,
+        Binary = 5,
+    };
+
+    qint32 mode = Default;
+    qint32 digits = 0;
+
+    DisplayMode() = default;
+    DisplayMode(qint32 m, qint32 d = 0) : mode(m), digits(d) {}
+    bool operator==(const DisplayMode& o) const { return mode == o.mode && digits == o.digits; }
+    bool operator!=(const DisplayMode& o) const { return !(*this == o); }
+};
+
+DataType dataType(unsigned int tag);
+unsigned int setDataType(unsigned int tag, DataType type);
+bool isNestedTag(int tag);
+unsigned int answerCode(int tag);
+QString typeName(unsigned int tag);
+QString tag2hex(unsigned int tag);
+QString formatNumber(unsigned long long value, const DisplayMode& mode);
+bool isValidIdentifier(const QString& name, QString* error = nullptr);
+int dateToDaysSince1990(const QDate& date);
+QDate daysSince1990ToDate(int days);
+
+} // namespace QRV16

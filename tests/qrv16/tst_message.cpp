@@ -1,0 +1,905 @@
+#include "qrv16/message.h"
+#include "qrv16/types.h"
+
+#include <QRandomGenerator>
+#include <QtTest>
+
+using namespace QRV16;
+using Iterator = Message::Iterator;
+
+namespace {
+
+QByteArray hex(const char* text)
+{
+    return QByteArray::fromHex(QByteArray(text).replace(' ', ""));
+}
+
+QString spaced(const QByteArray& bytes)
+{
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+QBitArray bitsFrom(const QString& pattern)
+{
+    QBitArray bits(pattern.size());
+    for (int i = 0; i < pattern.size(); ++i)
+        bits.setBit(i, pattern.at(i) == QLatin1Char('1'));
+    return bits;
+}
+
+// Appends one element of the given kind; the kinds name the typed appends.
+void appendKind(Message& m, const QString& kind, int tag, const QVariant& v)
+{
+    if (kind == "int")
+        m.appendInt(tag, v.toInt());
+    else if (kind == "int64")
+        m.appendInt64(tag, v.toLongLong());
+    else if (kind == "bool")
+        m.appendBool(tag, v.toBool());
+    else if (kind == "string")
+        m.appendString(tag, v.toString());
+    else if (kind == "binary")
+        m.appendByteArray(tag, v.toByteArray());
+    else if (kind == "date")
+        m.appendDate(tag, v.toDate());
+    else if (kind == "time")
+        m.appendTime(tag, v.toTime());
+    else if (kind == "datetime")
+        m.appendDateTime(tag, v.toDateTime(), Message::MillisecondsAuto);
+    else if (kind == "datetime-always")
+        m.appendDateTime(tag, v.toDateTime(), Message::MillisecondsAlways);
+    else if (kind == "bits")
+        m.appendBitArray(tag, v.toBitArray());
+    else if (kind == "ip") {
+        IPv4 a;
+        a.fromString(v.toString());
+        m.appendIPAddress(tag, a);
+    } else if (kind == "point")
+        m.appendPoint(tag, v.toPoint());
+    else if (kind == "size")
+        m.appendSize(tag, v.toSize());
+    else if (kind == "rect")
+        m.appendRect(tag, v.toRect());
+    else if (kind.startsWith("list"))
+        m.appendIntList(tag, v.value<QList<int>>(), kind.mid(4).toInt());
+    else
+        qFatal("unknown kind %s", qPrintable(kind));
+}
+
+// Reads the current element as the given kind.
+QVariant readKind(const Iterator& it, const QString& kind, bool* ok)
+{
+    if (kind == "int")
+        return it.getInt(ok);
+    if (kind == "int64")
+        return it.getInt64(ok);
+    if (kind == "bool")
+        return it.getBool(ok);
+    if (kind == "string")
+        return it.getString(ok);
+    if (kind == "binary")
+        return it.getByteArray(ok);
+    if (kind == "date")
+        return it.getDate(ok);
+    if (kind == "time")
+        return it.getTime(ok);
+    if (kind.startsWith("datetime"))
+        return it.getDateTime(ok);
+    if (kind == "bits")
+        return it.getBitArray(ok);
+    if (kind == "ip")
+        return it.getIPAddress(ok).toString();
+    if (kind == "point")
+        return it.getPoint(ok);
+    if (kind == "size")
+        return it.getSize(ok);
+    if (kind == "rect")
+        return it.getRect(ok);
+    if (kind.startsWith("list"))
+        return QVariant::fromValue(it.getIntList(ok, kind.mid(4).toInt()));
+    qFatal("unknown kind %s", qPrintable(kind));
+}
+
+} // namespace
+
+class TestMessage : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void encode_data();
+    void encode();
+    void decode_data();
+    void decode();
+    void readersRefuseMissingPayload_data();
+    void readersRefuseMissingPayload();
+    void variantAppendFollowsTagType_data();
+    void variantAppendFollowsTagType();
+    void nestedBuilding();
+    void appendMessageForms();
+    void validity_data();
+    void validity();
+    void walk_data();
+    void walk();
+    void findOnlyDirectChildren();
+    void getIteratorFailures_data();
+    void getIteratorFailures();
+    void getMessageCopiesElement();
+    void convenienceReaders();
+    void hooks();
+    void randomRoundTrip();
+    void randomBytesNeverReadOutOfRange();
+};
+
+void TestMessage::encode_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<int>("tag");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("bytes");
+
+    const QDateTime dt1(QDate(1990, 1, 2), QTime(0, 0, 1));
+    QTest::newRow("int zero is one byte") << "int" << 0x1001 << QVariant(0) << "03 00 01 10 00";
+    QTest::newRow("int 255") << "int" << 0x1001 << QVariant(255) << "03 00 01 10 FF";
+    QTest::newRow("int 256 two bytes") << "int" << 0x1001 << QVariant(256) << "04 00 01 10 00 01";
+    QTest::newRow("int three bytes") << "int" << 0x1001 << QVariant(0x10000) << "05 00 01 10 00 00 01";
+    QTest::newRow("int high byte only") << "int" << 0x1001 << QVariant(0x01000000)
+                                        << "06 00 01 10 00 00 00 01";
+    QTest::newRow("negative int four bytes") << "int" << 0x1001 << QVariant(-1)
+                                             << "06 00 01 10 FF FF FF FF";
+    QTest::newRow("int64 five bytes") << "int64" << 0x1002 << QVariant(0x100000000ll)
+                                      << "07 00 02 10 00 00 00 00 01";
+    QTest::newRow("int64 small") << "int64" << 0x1002 << QVariant(5ll) << "03 00 02 10 05";
+    QTest::newRow("int64 negative eight bytes") << "int64" << 0x1002 << QVariant(-2ll)
+                                                << "0A 00 02 10 FE FF FF FF FF FF FF FF";
+    QTest::newRow("bool true") << "bool" << 0x2001 << QVariant(true) << "03 00 01 20 01";
+    QTest::newRow("bool false") << "bool" << 0x2001 << QVariant(false) << "03 00 01 20 00";
+    QTest::newRow("string utf8") << "string" << 0x3001 << QVariant(QString::fromUtf8("Aé"))
+                                 << "05 00 01 30 41 C3 A9";
+    QTest::newRow("empty string") << "string" << 0x3001 << QVariant(QString()) << "02 00 01 30";
+    QTest::newRow("binary") << "binary" << 0x0003 << QVariant(hex("00 FF 7F"))
+                            << "05 00 03 00 00 FF 7F";
+    QTest::newRow("empty binary") << "binary" << 0x0003 << QVariant(QByteArray()) << "02 00 03 00";
+    QTest::newRow("date as day count") << "date" << 0x4001 << QVariant(QDate(1990, 1, 2))
+                                       << "03 00 01 40 01";
+    QTest::newRow("date y2k") << "date" << 0x4001 << QVariant(QDate(2000, 1, 1))
+                              << "04 00 01 40 44 0E";
+    QTest::newRow("time drops milliseconds") << "time" << 0x5001 << QVariant(QTime(1, 0, 0, 999))
+                                             << "04 00 01 50 10 0E";
+    QTest::newRow("datetime auto without ms") << "datetime" << 0x6001 << QVariant(dt1)
+                                              << "0A 00 01 60 01 00 00 00 01 00 00 00";
+    QTest::newRow("datetime always") << "datetime-always" << 0x6001 << QVariant(dt1)
+                                     << "0C 00 01 60 01 00 00 00 01 00 00 00 00 00";
+    QTest::newRow("datetime auto with ms")
+        << "datetime" << 0x6001 << QVariant(dt1.addMSecs(250))
+        << "0C 00 01 60 01 00 00 00 01 00 00 00 FA 00";
+    QTest::newRow("ten bits, bit 9") << "bits" << 0x7001 << QVariant(bitsFrom("0000000001"))
+                                     << "04 00 01 70 00 02";
+    QTest::newRow("bits lsb first") << "bits" << 0x7001 << QVariant(bitsFrom("10000001"))
+                                    << "03 00 01 70 81";
+    QTest::newRow("empty bits") << "bits" << 0x7001 << QVariant(QBitArray()) << "02 00 01 70";
+    QTest::newRow("address network order") << "ip" << 0x9001 << QVariant("192.168.1.2")
+                                           << "06 00 01 90 C0 A8 01 02";
+    QTest::newRow("point narrow") << "point" << 0x8001 << QVariant(QPoint(-32768, 32767))
+                                  << "06 00 01 80 00 80 FF 7F";
+    QTest::newRow("point wide") << "point" << 0x8001 << QVariant(QPoint(40000, 1))
+                                << "0A 00 01 80 40 9C 00 00 01 00 00 00";
+    QTest::newRow("size narrow") << "size" << 0x8201 << QVariant(QSize(640, 480))
+                                 << "06 00 01 82 80 02 E0 01";
+    QTest::newRow("size wide") << "size" << 0x8201 << QVariant(QSize(1, -40000))
+                               << "0A 00 01 82 01 00 00 00 C0 63 FF FF";
+    QTest::newRow("rect narrow") << "rect" << 0x8101 << QVariant(QRect(QPoint(10, 20), QPoint(19, 29)))
+                                 << "0A 00 01 81 0A 00 14 00 0A 00 0A 00";
+    QTest::newRow("rect wide") << "rect" << 0x8101 << QVariant(QRect(0, 0, 70000, 1))
+                               << "12 00 01 81 00 00 00 00 00 00 00 00 70 11 01 00 01 00 00 00";
+    QTest::newRow("int list width 1 truncates") << "list1" << 0x0005
+                                                << QVariant::fromValue(QList<int>{1, 0x1FF})
+                                                << "04 00 05 00 01 FF";
+    QTest::newRow("int list width 3") << "list3" << 0x0005
+                                      << QVariant::fromValue(QList<int>{0x010203, -1})
+                                      << "08 00 05 00 03 02 01 FF FF FF";
+    QTest::newRow("empty int list") << "list2" << 0x0005 << QVariant::fromValue(QList<int>())
+                                    << "02 00 05 00";
+}
+
+void TestMessage::encode()
+{
+    QFETCH(QString, kind);
+    QFETCH(int, tag);
+    QFETCH(QVariant, value);
+    QFETCH(QString, bytes);
+    Message m;
+    appendKind(m, kind, tag, value);
+    QCOMPARE(spaced(m.bytes()), bytes);
+    QVERIFY(m.isValid());
+    QCOMPARE(m.tag(), tag);
+
+    // Every encoding reads back to the value it was made from.
+    bool ok = false;
+    const QVariant back = readKind(m.topLevelIterator(), kind, &ok);
+    QVERIFY(ok);
+    if (kind == "time")
+        QCOMPARE(back.toTime(), QTime(value.toTime().hour(), value.toTime().minute(),
+                                      value.toTime().second()));
+    else if (kind == "bits")
+        QCOMPARE(back.toBitArray().size(), (value.toBitArray().size() + 7) / 8 * 8);
+    else if (kind == "list1")
+        QCOMPARE(back.value<QList<int>>(), (QList<int>{1, 0xFF}));
+    else if (kind == "list3")
+        QCOMPARE(back.value<QList<int>>(), (QList<int>{0x010203, 0xFFFFFF}));
+    else
+        QCOMPARE(back, value);
+}
+
+void TestMessage::decode_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("element");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QVariant>("value");
+
+    QTest::newRow("one byte FF is 255") << "int" << "03 00 01 10 FF" << true << QVariant(255);
+    QTest::newRow("four FF bytes are -1") << "int" << "06 00 01 10 FF FF FF FF" << true
+                                          << QVariant(-1);
+    QTest::newRow("bytes past four ignored") << "int" << "08 00 01 10 01 00 00 00 99 99" << true
+                                             << QVariant(1);
+    QTest::newRow("empty int fails") << "int" << "02 00 01 10" << false << QVariant(0);
+    QTest::newRow("int64 not sign extended") << "int64" << "03 00 01 10 FF" << true
+                                             << QVariant(255ll);
+    QTest::newRow("int64 bytes past eight ignored")
+        << "int64" << "0B 00 01 10 01 00 00 00 00 00 00 80 77" << true
+        << QVariant(qint64(0x8000000000000001ull));
+    QTest::newRow("empty int64 fails") << "int64" << "02 00 01 10" << false << QVariant(0ll);
+    QTest::newRow("bool any non-zero") << "bool" << "03 00 01 20 7F" << true << QVariant(true);
+    QTest::newRow("bool two bytes fails") << "bool" << "04 00 01 20 01 00" << false
+                                          << QVariant(false);
+    QTest::newRow("bool empty fails") << "bool" << "02 00 01 20" << false << QVariant(false);
+    QTest::newRow("date zero is null but read") << "date" << "03 00 01 40 00" << true
+                                                << QVariant(QDate());
+    QTest::newRow("date empty fails") << "date" << "02 00 01 40" << false << QVariant(QDate());
+    QTest::newRow("time wraps at a day") << "time" << "05 00 01 50 81 51 01" << true
+                                         << QVariant(QTime(0, 0, 1));
+    QTest::newRow("datetime nine bytes has no ms")
+        << "datetime" << "0B 00 01 60 01 00 00 00 01 00 00 00 05" << true
+        << QVariant(QDateTime(QDate(1990, 1, 2), QTime(0, 0, 1)));
+    QTest::newRow("datetime with ms")
+        << "datetime" << "0C 00 01 60 01 00 00 00 01 00 00 00 FA 00" << true
+        << QVariant(QDateTime(QDate(1990, 1, 2), QTime(0, 0, 1, 250)));
+    QTest::newRow("datetime day zero is null but read")
+        << "datetime" << "0A 00 01 60 00 00 00 00 01 00 00 00" << true << QVariant(QDateTime());
+    QTest::newRow("datetime seven bytes fails")
+        << "datetime" << "09 00 01 60 01 00 00 00 01 00 00" << false << QVariant(QDateTime());
+    QTest::newRow("bits are eight per byte") << "bits" << "03 00 01 70 01" << true
+                                             << QVariant(bitsFrom("10000000"));
+    QTest::newRow("empty bits") << "bits" << "02 00 01 70" << true << QVariant(QBitArray());
+    QTest::newRow("address") << "ip" << "06 00 01 90 0A 00 00 01" << true << QVariant("10.0.0.1");
+    QTest::newRow("empty address is null") << "ip" << "02 00 01 90" << true
+                                           << QVariant("0.0.0.0");
+    QTest::newRow("three byte address fails") << "ip" << "05 00 01 90 0A 00 00" << false
+                                              << QVariant("0.0.0.0");
+    QTest::newRow("narrow point sign extended") << "point" << "06 00 01 80 FF FF 02 00" << true
+                                                << QVariant(QPoint(-1, 2));
+    QTest::newRow("wide point") << "point" << "0A 00 01 80 40 9C 00 00 FF FF FF FF" << true
+                                << QVariant(QPoint(40000, -1));
+    QTest::newRow("empty point") << "point" << "02 00 01 80" << true << QVariant(QPoint(0, 0));
+    QTest::newRow("six byte point fails") << "point" << "08 00 01 80 01 00 02 00 03 00" << false
+                                          << QVariant(QPoint(0, 0));
+    QTest::newRow("narrow size") << "size" << "06 00 01 82 02 00 03 00" << true
+                                 << QVariant(QSize(2, 3));
+    QTest::newRow("narrow rect") << "rect" << "0A 00 01 81 0A 00 14 00 0A 00 0A 00" << true
+                                 << QVariant(QRect(QPoint(10, 20), QPoint(19, 29)));
+    QTest::newRow("wide rect")
+        << "rect" << "12 00 01 81 FF FF FF FF 00 00 00 00 02 00 00 00 01 00 00 00" << true
+        << QVariant(QRect(-1, 0, 2, 1));
+    QTest::newRow("empty rect is null") << "rect" << "02 00 01 81" << true << QVariant(QRect());
+    QTest::newRow("twelve byte rect fails")
+        << "rect" << "0E 00 01 81 00 00 00 00 00 00 00 00 00 00 00 00" << false
+        << QVariant(QRect());
+    QTest::newRow("int list remainder ignored") << "list2" << "07 00 05 00 01 00 FF FF 09" << true
+                                                << QVariant::fromValue(QList<int>{1, 0xFFFF});
+    QTest::newRow("int list width 4 signed") << "list4" << "06 00 05 00 FF FF FF FF" << true
+                                             << QVariant::fromValue(QList<int>{-1});
+    QTest::newRow("int list width 5 fails") << "list5" << "06 00 05 00 FF FF FF FF" << false
+                                            << QVariant::fromValue(QList<int>());
+    QTest::newRow("int list width 0 fails") << "list0" << "03 00 05 00 01" << false
+                                            << QVariant::fromValue(QList<int>());
+}
+
+void TestMessage::decode()
+{
+    QFETCH(QString, kind);
+    QFETCH(QString, element);
+    QFETCH(bool, ok);
+    QFETCH(QVariant, value);
+    const Message m(hex(element.toLatin1().constData()));
+    QVERIFY(m.isValid());
+    bool got = !ok;
+    const QVariant v = readKind(m.topLevelIterator(), kind, &got);
+    QCOMPARE(got, ok);
+    QCOMPARE(v, value);
+}
+
+void TestMessage::readersRefuseMissingPayload_data()
+{
+    QTest::addColumn<QString>("kind");
+    for (const char* k : {"int", "int64", "bool", "string", "binary", "date", "time", "datetime",
+                          "bits", "ip", "point", "size", "rect", "list1"})
+        QTest::newRow(k) << QString(k);
+}
+
+void TestMessage::readersRefuseMissingPayload()
+{
+    // An iterator at its end, a dead one, and one over a length that runs past the range.
+    QFETCH(QString, kind);
+    const Message m(hex("03 00 01 10 05"));
+    Iterator end = m.iterator();
+    Iterator dead = m.topLevelIterator();
+    dead.die();
+    const Message overrun(hex("09 00 01 10 05"));
+    for (const Iterator& it : {end, dead, overrun.topLevelIterator(), Iterator()}) {
+        bool ok = true;
+        readKind(it, kind, &ok);
+        QVERIFY(!ok);
+    }
+}
+
+void TestMessage::variantAppendFollowsTagType_data()
+{
+    QTest::addColumn<int>("tag");
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("bytes");
+    QTest::newRow("binary") << 0x0001 << QVariant(QByteArray("ab")) << "04 00 01 00 61 62";
+    QTest::newRow("integer from text") << 0x1001 << QVariant("300") << "04 00 01 10 2C 01";
+    QTest::newRow("bool") << 0x2001 << QVariant(true) << "03 00 01 20 01";
+    QTest::newRow("string from int") << 0x3001 << QVariant(42) << "04 00 01 30 34 32";
+    QTest::newRow("date") << 0x4001 << QVariant(QDate(1990, 1, 3)) << "03 00 01 40 02";
+    QTest::newRow("time") << 0x5001 << QVariant(QTime(0, 1, 0)) << "03 00 01 50 3C";
+    QTest::newRow("datetime auto ms")
+        << 0x6001 << QVariant(QDateTime(QDate(1990, 1, 2), QTime(0, 0, 1)))
+        << "0A 00 01 60 01 00 00 00 01 00 00 00";
+    QTest::newRow("bitarray") << 0x7001 << QVariant(bitsFrom("01")) << "03 00 01 70 02";
+    QTest::newRow("ext point") << 0x8001 << QVariant(QPoint(1, 2)) << "06 00 01 80 01 00 02 00";
+    QTest::newRow("ext rect") << 0x8101 << QVariant(QRect(1, 2, 3, 4))
+                              << "0A 00 01 81 01 00 02 00 03 00 04 00";
+    QTest::newRow("ext size") << 0x8201 << QVariant(QSize(5, 6)) << "06 00 01 82 05 00 06 00";
+    QTest::newRow("address appends nothing") << 0x9001 << QVariant("1.2.3.4") << "";
+    QTest::newRow("list appends nothing") << 0xC001 << QVariant(1) << "";
+    QTest::newRow("message appends nothing") << 0xF001 << QVariant(1) << "";
+    QTest::newRow("unused type appends nothing") << 0xA001 << QVariant(1) << "";
+}
+
+void TestMessage::variantAppendFollowsTagType()
+{
+    QFETCH(int, tag);
+    QFETCH(QVariant, value);
+    QFETCH(QString, bytes);
+    Message m;
+    m.append(tag, value);
+    QCOMPARE(spaced(m.bytes()), bytes);
+    if (!bytes.isEmpty()) {
+        bool ok = false;
+        const QVariant back = m.topLevelIterator().get(&ok);
+        QVERIFY(ok);
+        // What get() returns appends to the same bytes again.
+        Message again;
+        again.append(tag, back);
+        QCOMPARE(again.bytes(), m.bytes());
+    }
+}
+
+void TestMessage::nestedBuilding()
+{
+    Message m;
+    m.beginMessage(0xF001);
+    QCOMPARE(m.openElements(), 1);
+    m.appendBool(0x2001, true);
+    m.endMessage();
+    QCOMPARE(m.openElements(), 0);
+    QCOMPARE(spaced(m.bytes()), QString("07 00 01 F0 03 00 01 20 01"));
+    QVERIFY(m.isValid());
+
+    Message deep;
+    deep.beginMessage(0xF002);
+    deep.appendInt(0x1001, 1);
+    deep.beginMessage(0xC001);
+    deep.beginMessage(0xC002);
+    deep.endMessage(); // an empty list
+    deep.appendString(0x3001, "x");
+    QVERIFY(!deep.isValid());
+    deep.endMessage();
+    deep.appendInt(0x1002, 2);
+    deep.endMessage();
+    QCOMPARE(spaced(deep.bytes()),
+             QString("19 00 02 F0 03 00 01 10 01 0B 00 01 C0 02 00 02 C0 03 00 01 30 78 "
+                     "03 00 02 10 02"));
+    QVERIFY(deep.isValid());
+
+    // An unmatched end is ignored rather than corrupting the buffer.
+    const QByteArray before = deep.bytes();
+    deep.endMessage();
+    QCOMPARE(deep.bytes(), before);
+}
+
+void TestMessage::appendMessageForms()
+{
+    Message inner;
+    inner.beginMessage(0xC001);
+    inner.appendInt(0x1001, 7);
+    inner.endMessage();
+
+    Message wrapped;
+    wrapped.beginMessage(0xF001);
+    wrapped.appendMessage(0x0009, inner); // as a binary payload
+    wrapped.appendMessage(inner);         // as a child element
+    wrapped.endMessage();
+    QCOMPARE(spaced(wrapped.bytes()),
+             QString("18 00 01 F0 0B 00 09 00 07 00 01 C0 03 00 01 10 07 "
+                     "07 00 01 C0 03 00 01 10 07"));
+    bool ok = false;
+    const Message child = wrapped.getMessage(0xC001, &ok);
+    QVERIFY(ok);
+    QCOMPARE(child, inner);
+    QCOMPARE(Message(wrapped.getByteArray(0x0009)), inner);
+}
+
+void TestMessage::validity_data()
+{
+    QTest::addColumn<QString>("bytes");
+    QTest::addColumn<bool>("valid");
+    QTest::addColumn<int>("tag");
+    QTest::newRow("empty") << "" << false << -1;
+    QTest::newRow("three bytes") << "02 00 01" << false << -1;
+    QTest::newRow("bare header") << "02 00 01 F0" << true << 0xF001;
+    QTest::newRow("length too small") << "02 00 01 F0 00" << false << -1;
+    QTest::newRow("length too big") << "05 00 01 F0 00" << false << -1;
+    QTest::newRow("good") << "03 00 34 12 00" << true << 0x1234;
+}
+
+void TestMessage::validity()
+{
+    QFETCH(QString, bytes);
+    QFETCH(bool, valid);
+    QFETCH(int, tag);
+    const Message m(hex(bytes.toLatin1().constData()));
+    QCOMPARE(m.isValid(), valid);
+    QCOMPARE(m.tag(), tag);
+}
+
+void TestMessage::walk_data()
+{
+    // The children of a message, walked with iterator(): each visited tag,
+    // then "end" when the walk finished cleanly or "dead" when it died.
+    QTest::addColumn<QString>("bytes");
+    QTest::addColumn<QString>("visited");
+    QTest::newRow("three children") << "12 00 01 F0 03 00 01 10 01 03 00 02 10 02 04 00 01 30 41 42"
+                                    << "1001 1002 3001 end";
+    QTest::newRow("no children") << "02 00 01 F0" << "end";
+    QTest::newRow("nested not entered") << "0B 00 01 F0 07 00 01 C0 03 00 01 10 01"
+                                        << "C001 end";
+    QTest::newRow("empty children") << "0A 00 01 F0 02 00 01 00 02 00 02 00" << "0001 0002 end";
+    QTest::newRow("length past the parent") << "0C 00 01 F0 03 00 01 10 01 09 00 02 10 02"
+                                            << "1001 1002 dead";
+    QTest::newRow("one byte stub after child") << "08 00 01 F0 03 00 01 10 01 AA"
+                                               << "1001 dead";
+    QTest::newRow("two byte stub") << "09 00 01 F0 03 00 01 10 01 AA BB" << "1001 dead";
+    QTest::newRow("three byte stub") << "0A 00 01 F0 03 00 01 10 01 AA BB CC" << "1001 dead";
+    // A stub is visited (no tag can be read there) and kills the walk.
+    QTest::newRow("stub only") << "04 00 01 F0 AA AA" << "stub dead";
+    // A zero length steps two bytes: the tag bytes are read as the next header.
+    QTest::newRow("zero length") << "0A 00 01 F0 00 00 02 00 01 10 05 00" << "0002 1001 dead";
+    QTest::newRow("zero length landing on end") << "06 00 01 F0 00 00 01 10" << "1001 dead";
+}
+
+void TestMessage::walk()
+{
+    QFETCH(QString, bytes);
+    QFETCH(QString, visited);
+    const Message m(hex(bytes.toLatin1().constData()));
+    QStringList seen;
+    Iterator it = m.iterator();
+    int guard = 0;
+    while (!it.atEnd() && ++guard < 100) {
+        QVERIFY(it.isValid());
+        seen << (it.tag() < 0 ? QString("stub")
+                              : QString::number(it.tag(), 16).toUpper().rightJustified(4, '0'));
+        ++it;
+    }
+    seen << (it.position() < 0 ? "dead" : "end");
+    QCOMPARE(seen.join(' '), visited);
+    if (it.position() < 0) {
+        QVERIFY(!it.isValid());
+        QCOMPARE(it.tag(), -1);
+        QCOMPARE(it.size(), -1);
+        it.rewind();
+        QVERIFY(it.atEnd());
+        ++it;
+        QVERIFY(it.atEnd());
+    } else {
+        it.rewind();
+        QCOMPARE(it.atEnd(), visited == "end");
+    }
+}
+
+void TestMessage::findOnlyDirectChildren()
+{
+    Message m;
+    m.beginMessage(0xF001);
+    m.beginMessage(0xC001);
+    m.appendInt(0x1005, 1);
+    m.endMessage();
+    m.appendInt(0x1006, 2);
+    m.endMessage();
+
+    QVERIFY(!m.contains(0x1005));
+    QVERIFY(m.find(0x1005).atEnd());
+    QVERIFY(m.contains(0x1006));
+    QCOMPARE(m.getInt(0x1006), 2);
+    bool ok = true;
+    QCOMPARE(m.getInt(0x1005, &ok), 0);
+    QVERIFY(!ok);
+
+    Iterator list = m.getIterator(0xC001, &ok);
+    QVERIFY(ok);
+    QCOMPARE(list.tag(), 0x1005);
+    QCOMPARE(list.getInt(), 1);
+    ++list;
+    QVERIFY(list.atEnd());
+    QVERIFY(list.position() >= 0);
+}
+
+void TestMessage::getIteratorFailures_data()
+{
+    // The element under test is the first child of the message.
+    QTest::addColumn<QString>("bytes");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<int>("children");
+    QTest::newRow("list with one child") << "09 00 01 F0 05 00 01 C0 03 00 01 10 07" << true << 1;
+    QTest::newRow("empty last element") << "06 00 01 F0 02 00 01 C0" << false << 0;
+    QTest::newRow("length one") << "07 00 01 F0 01 00 01 C0 00" << false << 0;
+    QTest::newRow("length past the range") << "08 00 01 F0 07 00 01 C0 00 00" << false << 0;
+    QTest::newRow("not nested but walkable") << "0B 00 01 F0 07 00 01 00 03 00 01 10 07"
+                                             << true << 1;
+}
+
+void TestMessage::getIteratorFailures()
+{
+    QFETCH(QString, bytes);
+    QFETCH(bool, ok);
+    QFETCH(int, children);
+    const Message m(hex(bytes.toLatin1().constData()));
+    bool got = !ok;
+    Iterator it = m.iterator().getIterator(&got);
+    QCOMPARE(got, ok);
+    if (!ok) {
+        QCOMPARE(it.position(), -1);
+        QCOMPARE(it.start(), 0);
+        QCOMPARE(it.end(), 0);
+        QVERIFY(it.atEnd());
+    }
+    int n = 0;
+    for (; !it.atEnd(); ++it)
+        ++n;
+    QCOMPARE(n, children);
+
+    // The bare top-level message: an empty payload has nothing to walk.
+    const Message bare(hex("02 00 01 F0"));
+    bare.topLevelIterator().getIterator(&got);
+    QVERIFY(!got);
+}
+
+void TestMessage::getMessageCopiesElement()
+{
+    Message m;
+    m.beginMessage(0xF001);
+    m.appendString(0x3001, "pump");
+    m.endMessage();
+    bool ok = false;
+    Message copy = m.iterator().getMessage(&ok);
+    QVERIFY(ok);
+    QCOMPARE(spaced(copy.bytes()), QString("06 00 01 30 70 75 6D 70"));
+    QVERIFY(copy.isValid());
+    copy.appendInt(0x1001, 1);
+    QCOMPARE(m.getString(0x3001), QString("pump"));
+
+    Iterator end = m.iterator();
+    ++end;
+    QCOMPARE(end.getMessage(&ok), Message());
+    QVERIFY(!ok);
+}
+
+void TestMessage::convenienceReaders()
+{
+    Message m;
+    m.beginMessage(0xF010);
+    m.appendByteArray(0x0001, "raw");
+    m.appendString(0x3001, "text");
+    m.appendDateTime(0x6001, QDateTime(QDate(2024, 2, 29), QTime(23, 59, 59, 1)));
+    m.appendDate(0x4001, QDate(2024, 2, 29));
+    m.appendTime(0x5001, QTime(12, 0));
+    m.appendBool(0x2001, true);
+    m.appendInt(0x1001, -7);
+    m.appendInt64(0x1002, -7000000000ll);
+    m.appendBitArray(0x7001, bitsFrom("101"));
+    IPv4 ip(0x0A000001);
+    m.appendIPAddress(0x9001, ip);
+    m.appendPair(0x8001, qMakePair(3, -4));
+    m.appendRect(0x8101, QRect(-5, 6, 7, 8));
+    m.appendSize(0x8201, QSize(100000, 2));
+    m.appendIntList(0x0002, {1, 2, 3}, 2);
+    m.endMessage();
+    QVERIFY(m.isValid());
+
+    int size = 0;
+    const char* raw = m.getData(0x0001, &size);
+    QCOMPARE(QByteArray(raw, size), QByteArray("raw"));
+    QCOMPARE(m.getByteArray(0x0001), QByteArray("raw"));
+    QCOMPARE(m.getString(0x3001), QString("text"));
+    QCOMPARE(m.getDateTime(0x6001), QDateTime(QDate(2024, 2, 29), QTime(23, 59, 59, 1)));
+    QCOMPARE(m.getDate(0x4001), QDate(2024, 2, 29));
+    QCOMPARE(m.getTime(0x5001), QTime(12, 0));
+    QCOMPARE(m.getBool(0x2001), true);
+    QCOMPARE(m.getInt(0x1001), -7);
+    QCOMPARE(m.getInt64(0x1002), -7000000000ll);
+    QCOMPARE(m.getBitArray(0x7001).size(), 8);
+    QCOMPARE(m.getBitArray(0x7001).count(true), 2);
+    QCOMPARE(m.getIPAddress(0x9001), ip);
+    QCOMPARE(m.getPair(0x8001), qMakePair(3, -4));
+    QCOMPARE(m.getPoint(0x8001), QPoint(3, -4));
+    QCOMPARE(m.getRect(0x8101), QRect(-5, 6, 7, 8));
+    QCOMPARE(m.getSize(0x8201), QSize(100000, 2));
+    bool ok = false;
+    QCOMPARE(m.getIntList(0x0002, &ok, 2), (QList<int>{1, 2, 3}));
+    QVERIFY(ok);
+    QCOMPARE(m.get(0x1001), QVariant(-7));
+    QVERIFY(!m.get(0x9001, &ok).isValid()); // addresses have no variant form
+    QVERIFY(!ok);
+    QVERIFY(!m.get(0x1234, &ok).isValid());
+    QVERIFY(!ok);
+}
+
+namespace {
+QByteArray reverseHook(int, const QByteArray& payload)
+{
+    QByteArray r(payload);
+    std::reverse(r.begin(), r.end());
+    return r;
+}
+QByteArray nullHook(int, const QByteArray&)
+{
+    return QByteArray();
+}
+} // namespace
+
+void TestMessage::hooks()
+{
+    Message::encipher = reverseHook;
+    Message m;
+    m.beginMessage(0xF001);
+    m.appendString(0x3001, "abc");
+    m.endMessage();
+    Message::encipher = nullptr;
+    QCOMPARE(spaced(m.bytes()), QString("09 00 01 F0 05 00 01 30 63 62 61"));
+
+    Message::decipher = reverseHook;
+    QCOMPARE(m.getString(0x3001), QString("abc"));
+    int size = 0;
+    const char* p = m.getData(0x3001, &size);
+    QCOMPARE(QByteArray(p, size), QByteArray("abc"));
+    Message::decipher = nullHook; // a null result keeps the stored bytes
+    QCOMPARE(m.getString(0x3001), QString("cba"));
+    Message::decipher = nullptr;
+    QCOMPARE(m.getString(0x3001), QString("cba"));
+}
+
+namespace {
+
+struct Element
+{
+    QString kind;
+    int tag;
+    QVariant value;
+    QVector<Element> children;
+};
+
+QVariant randomValue(QRandomGenerator& rng, const QString& kind)
+{
+    auto i32 = [&] { return int(rng.generate()) >> (rng.bounded(32)); };
+    if (kind == "int")
+        return i32();
+    if (kind == "int64")
+        return qint64(rng.generate64()) >> rng.bounded(64);
+    if (kind == "bool")
+        return rng.bounded(2) == 1;
+    if (kind == "string") {
+        QString s;
+        const int n = rng.bounded(12);
+        for (int i = 0; i < n; ++i)
+            s += QChar(char16_t(0x20 + rng.bounded(0x3000)));
+        return s;
+    }
+    if (kind == "binary") {
+        QByteArray b(rng.bounded(20), Qt::Uninitialized);
+        for (char& c : b)
+            c = char(rng.bounded(256));
+        return b;
+    }
+    if (kind == "date")
+        return QDate(1990, 1, 1).addDays(1 + rng.bounded(40000));
+    if (kind == "time")
+        return QTime(0, 0).addSecs(rng.bounded(86400));
+    if (kind == "datetime")
+        return QDateTime(QDate(1990, 1, 1).addDays(1 + rng.bounded(40000)),
+                         QTime(0, 0).addMSecs(rng.bounded(86400) * 1000 +
+                                              (rng.bounded(2) ? rng.bounded(1000) : 0)));
+    if (kind == "bits") {
+        QBitArray bits(int(rng.bounded(5)) * 8);
+        for (int i = 0; i < bits.size(); ++i)
+            bits.setBit(i, rng.bounded(2));
+        return bits;
+    }
+    if (kind == "ip")
+        return IPv4(rng.generate()).toString();
+    if (kind == "point")
+        return QPoint(i32(), i32());
+    if (kind == "size")
+        return QSize(i32(), i32());
+    if (kind == "rect") {
+        const int x = int(rng.bounded(200000)) - 100000;
+        const int y = int(rng.bounded(200000)) - 100000;
+        return QRect(x, y, int(rng.bounded(100000)), int(rng.bounded(40000)));
+    }
+    if (kind == "list2") {
+        QList<int> l;
+        for (int i = int(rng.bounded(6)); i > 0; --i)
+            l << int(rng.bounded(65536));
+        return QVariant::fromValue(l);
+    }
+    return QVariant();
+}
+
+Element randomElement(QRandomGenerator& rng, int depth)
+{
+    static const QStringList kinds = {"int",  "int64", "bool", "string", "binary", "date",
+                                      "time", "datetime", "bits", "ip",     "point",  "size",
+                                      "rect", "list2"};
+    static const QHash<QString, int> typeOf = {
+        {"int", 1},  {"int64", 1}, {"bool", 2},  {"string", 3}, {"binary", 0},
+        {"date", 4}, {"time", 5},  {"datetime", 6}, {"bits", 7}, {"ip", 9},
+        {"point", 0x80}, {"size", 0x82}, {"rect", 0x81}, {"list2", 0}};
+    Element e;
+    if (depth < 4 && rng.bounded(5) == 0) {
+        e.kind = "nested";
+        e.tag = int(setDataType(rng.bounded(0x1000), DataType(12 + rng.bounded(4))));
+        for (int i = int(rng.bounded(5)); i > 0; --i)
+            e.children << randomElement(rng, depth + 1);
+        return e;
+    }
+    e.kind = kinds.at(int(rng.bounded(kinds.size())));
+    e.tag = int(setDataType(rng.bounded(0x1000), DataType(typeOf.value(e.kind))));
+    e.value = randomValue(rng, e.kind);
+    return e;
+}
+
+void build(Message& m, const Element& e)
+{
+    if (e.kind == "nested") {
+        m.beginMessage(e.tag);
+        for (const Element& c : e.children)
+            build(m, c);
+        m.endMessage();
+    } else {
+        appendKind(m, e.kind, e.tag, e.value);
+    }
+}
+
+// Walks the elements of `it` against `expected`; returns a description of the
+// first difference, or an empty string.
+QString check(Iterator it, const QVector<Element>& expected)
+{
+    for (const Element& e : expected) {
+        if (it.atEnd())
+            return "walk ended early";
+        if (it.tag() != e.tag)
+            return QString("tag %1 instead of %2").arg(it.tag()).arg(e.tag);
+        if (e.kind == "nested") {
+            bool ok = false;
+            const Iterator inner = it.getIterator(&ok);
+            if (!ok && !e.children.isEmpty())
+                return "no iterator into a nested element";
+            const QString diff = ok ? check(inner, e.children) : QString();
+            if (!diff.isEmpty())
+                return diff;
+        } else {
+            bool ok = false;
+            const QVariant v = readKind(it, e.kind, &ok);
+            if (!ok)
+                return "read failed for " + e.kind;
+            if (v != e.value)
+                return QString("%1 read back as %2 instead of %3")
+                    .arg(e.kind, v.toString(), e.value.toString());
+        }
+        ++it;
+    }
+    return it.atEnd() ? QString() : QString("extra elements");
+}
+
+} // namespace
+
+void TestMessage::randomRoundTrip()
+{
+    QRandomGenerator rng(20261122);
+    for (int round = 0; round < 2000; ++round) {
+        Element top;
+        top.kind = "nested";
+        top.tag = 0xF000 | int(rng.bounded(0x1000));
+        for (int i = int(rng.bounded(12)); i > 0; --i)
+            top.children << randomElement(rng, 1);
+        Message m;
+        build(m, top);
+        QVERIFY2(m.isValid(), qPrintable(QString("round %1").arg(round)));
+        QCOMPARE(m.tag(), top.tag);
+        QCOMPARE(m.openElements(), 0);
+        const QString diff = check(m.iterator(), top.children);
+        QVERIFY2(diff.isEmpty(), qPrintable(QString("round %1: %2").arg(round).arg(diff)));
+        // Re-reading from the received bytes gives the same result.
+        const Message received(m.bytes());
+        QVERIFY(check(received.iterator(), top.children).isEmpty());
+    }
+}
+
+namespace {
+int exhaust(Iterator it, int depth)
+{
+    // Calls every reader at every position; returns the elements visited.
+    int visited = 0;
+    for (int guard = 0; !it.atEnd() && guard < 70000; ++guard, ++it) {
+        ++visited;
+        bool ok;
+        int size;
+        it.getData(&size);
+        it.getByteArray(&ok);
+        it.getString(&ok);
+        it.getDateTime(&ok);
+        it.getBool(&ok);
+        it.getInt(&ok);
+        it.getTime(&ok);
+        it.getDate(&ok);
+        it.getInt64(&ok);
+        it.getBitArray(&ok);
+        it.getIPAddress(&ok);
+        it.getPair(&ok);
+        it.getRect(&ok);
+        for (int w = 0; w <= 5; ++w)
+            it.getIntList(&ok, w);
+        it.getMessage(&ok);
+        it.get(&ok);
+        const Iterator inner = it.getIterator(&ok);
+        if (ok && depth < 50)
+            visited += exhaust(inner, depth + 1);
+    }
+    return visited;
+}
+} // namespace
+
+void TestMessage::randomBytesNeverReadOutOfRange()
+{
+    QRandomGenerator rng(42);
+    int visited = 0;
+    for (int round = 0; round < 20000; ++round) {
+        // Small lengths make headers that land inside the buffer often.
+        QByteArray bytes(int(rng.bounded(48)), Qt::Uninitialized);
+        for (char& c : bytes)
+            c = char(rng.bounded(4) == 0 ? rng.bounded(256) : rng.bounded(12));
+        // Each buffer lives on the heap alone so that the sanitizer sees overruns.
+        const Message m(QByteArray(bytes.constData(), bytes.size()));
+        m.isValid();
+        m.tag();
+        visited += exhaust(m.topLevelIterator(), 0);
+        visited += exhaust(m.iterator(), 0);
+        for (int tag : {0x0000, 0x1000, 0x0A0B, 0x0102})
+            m.find(tag).getString();
+    }
+    QVERIFY(visited > 20000);
+}
+
+QTEST_APPLESS_MAIN(TestMessage)
+#include "tst_message.moc"

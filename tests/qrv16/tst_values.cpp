@@ -1,0 +1,286 @@
+#include "qrv16/ipv4.h"
+#include "qrv16/numbers.h"
+
+#include <QtTest>
+
+class TestValues : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void ipv4FromString_data();
+    void ipv4FromString();
+    void ipv4FailureKeepsOrClears();
+    void ipv4Binary();
+    void netmaskFromBits_data();
+    void netmaskFromBits();
+    void netmaskBits_data();
+    void netmaskBits();
+    void decodeString_data();
+    void decodeString();
+    void cton_data();
+    void cton();
+    void atoi_data();
+    void atoi();
+    void to32_data();
+    void to32();
+    void to64_data();
+    void to64();
+};
+
+void TestValues::ipv4FromString_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QString>("dotted");
+    QTest::newRow("dotted quad") << "192.168.0.1" << true << "192.168.0.1";
+    QTest::newRow("two parts") << "10.1" << true << "10.0.0.1";
+    QTest::newRow("three parts") << "172.16.258" << true << "172.16.1.2";
+    QTest::newRow("one number") << "3232235521" << true << "192.168.0.1";
+    QTest::newRow("hex part") << "0x7f.1" << true << "127.0.0.1";
+    QTest::newRow("octal part") << "010.0.0.1" << true << "8.0.0.1";
+    QTest::newRow("zero") << "0.0.0.0" << true << "0.0.0.0";
+    QTest::newRow("octet too big") << "256.1.1.1" << false << "";
+    QTest::newRow("letters") << "host" << false << "";
+    QTest::newRow("empty") << "" << false << "";
+    QTest::newRow("five parts") << "1.2.3.4.5" << false << "";
+}
+
+void TestValues::ipv4FromString()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, ok);
+    QFETCH(QString, dotted);
+    IPv4 a;
+    QCOMPARE(a.fromString(text), ok);
+    IPv4 b;
+    QCOMPARE(b.fromString(text.toLatin1().constData()), ok);
+    if (ok) {
+        QCOMPARE(a.toString(), dotted);
+        QCOMPARE(b.toString(), dotted);
+        IPv4 back;
+        QVERIFY(back.fromString(a.toString()));
+        QCOMPARE(back, a);
+    }
+}
+
+void TestValues::ipv4FailureKeepsOrClears()
+{
+    IPv4 fromQString(0x01020304);
+    QVERIFY(!fromQString.fromString(QStringLiteral("nonsense")));
+    QCOMPARE(fromQString.toString(), QStringLiteral("1.2.3.4"));
+
+    IPv4 fromCString(0x01020304);
+    QVERIFY(!fromCString.fromString("nonsense"));
+    QCOMPARE(fromCString.toInt(), 0u);
+}
+
+void TestValues::ipv4Binary()
+{
+    IPv4 a;
+    QVERIFY(a.fromString(QStringLiteral("192.168.1.20")));
+    unsigned char bytes[4] = {};
+    a.toBinary(bytes);
+    QCOMPARE(bytes[0], 192);
+    QCOMPARE(bytes[3], 20);
+    IPv4 b;
+    QVERIFY(b.fromBinary(bytes));
+    QCOMPARE(b, a);
+    IPv4 c(7);
+    QVERIFY(!c.fromBinary(nullptr));
+    QCOMPARE(c.toInt(), 7u);
+}
+
+void TestValues::netmaskFromBits_data()
+{
+    QTest::addColumn<uint>("bits");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QString>("mask");
+    QTest::newRow("none") << 0u << true << "0.0.0.0";
+    QTest::newRow("one") << 1u << true << "128.0.0.0";
+    QTest::newRow("class c") << 24u << true << "255.255.255.0";
+    QTest::newRow("odd") << 27u << true << "255.255.255.224";
+    QTest::newRow("all") << 32u << true << "255.255.255.255";
+    QTest::newRow("too many") << 33u << false << "0.0.0.0";
+}
+
+void TestValues::netmaskFromBits()
+{
+    QFETCH(uint, bits);
+    QFETCH(bool, ok);
+    QFETCH(QString, mask);
+    IPv4 m(0x12345678);
+    QCOMPARE(m.fromNetmaskBits(bits), ok);
+    QCOMPARE(m.toString(), mask);
+}
+
+void TestValues::netmaskBits_data()
+{
+    QTest::addColumn<QString>("mask");
+    QTest::addColumn<int>("bits");
+    QTest::newRow("all ones") << "255.255.255.255" << 32;
+    QTest::newRow("class c") << "255.255.255.0" << 24;
+    QTest::newRow("shortest allowed") << "255.0.0.0" << 8;
+    QTest::newRow("too short") << "254.0.0.0" << -1;
+    QTest::newRow("zero") << "0.0.0.0" << -1;
+    QTest::newRow("hole") << "255.0.255.0" << -1;
+    QTest::newRow("not left aligned") << "0.0.0.255" << -1;
+    QTest::newRow("odd") << "255.255.255.252" << 30;
+}
+
+void TestValues::netmaskBits()
+{
+    QFETCH(QString, mask);
+    QFETCH(int, bits);
+    IPv4 m;
+    QVERIFY(m.fromString(mask));
+    QCOMPARE(m.netmaskBits(), bits);
+}
+
+void TestValues::decodeString_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("netmask");
+    QTest::newRow("class a") << "10.0.0.1" << true << "10.0.0.1" << "255.0.0.0";
+    QTest::newRow("class b") << "172.16.1.1" << true << "172.16.1.1" << "255.255.0.0";
+    QTest::newRow("class c") << "192.168.1.1" << true << "192.168.1.1" << "255.255.255.0";
+    QTest::newRow("class d fails") << "224.0.0.1" << false << "" << "";
+    QTest::newRow("prefix") << "192.168.1.1/20" << true << "192.168.1.1" << "255.255.240.0";
+    QTest::newRow("prefix 8") << "10.1.2.3/8" << true << "10.1.2.3" << "255.0.0.0";
+    QTest::newRow("prefix 32") << "10.1.2.3/32" << true << "10.1.2.3" << "255.255.255.255";
+    QTest::newRow("prefix 7 fails") << "192.168.1.1/7" << false << "" << "";
+    QTest::newRow("dotted mask") << "192.168.1.1/255.255.255.0" << true << "192.168.1.1"
+                                 << "255.255.255.0";
+    QTest::newRow("holey mask fails") << "192.168.1.1/255.0.255.0" << false << "" << "";
+    QTest::newRow("bad address") << "x/24" << false << "" << "";
+    QTest::newRow("bad mask") << "10.0.0.1/x" << false << "" << "";
+    QTest::newRow("empty") << "" << false << "" << "";
+}
+
+void TestValues::decodeString()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, ok);
+    QFETCH(QString, address);
+    QFETCH(QString, netmask);
+    IPv4 a, m;
+    QCOMPARE(IPv4::decodeString(text, &a, &m), ok);
+    if (ok) {
+        QCOMPARE(a.toString(), address);
+        QCOMPARE(m.toString(), netmask);
+    }
+}
+
+void TestValues::cton_data()
+{
+    QTest::addColumn<int>("c");
+    QTest::addColumn<int>("value");
+    QTest::newRow("0") << int('0') << 0;
+    QTest::newRow("9") << int('9') << 9;
+    QTest::newRow("A") << int('A') << 10;
+    QTest::newRow("z") << int('z') << 35;
+    QTest::newRow("Z") << int('Z') << 35;
+    QTest::newRow("space") << int(' ') << -1;
+    QTest::newRow("slash before 0") << int('/') << -1;
+    QTest::newRow("at before A") << int('@') << -1;
+    QTest::newRow("high byte") << 0xE4 << -1;
+}
+
+void TestValues::cton()
+{
+    QFETCH(int, c);
+    QFETCH(int, value);
+    QCOMPARE(Numbers::cton(c), value);
+}
+
+void TestValues::atoi_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<uint>("length");
+    QTest::addColumn<uint>("base");
+    QTest::addColumn<uint>("value");
+    QTest::newRow("hex") << QByteArray("7F") << 2u << 16u << 127u;
+    QTest::newRow("length limits") << QByteArray("7FFF") << 2u << 16u << 127u;
+    QTest::newRow("octal digit too big") << QByteArray("8") << 1u << 8u << 0xFFFFFFFFu;
+    QTest::newRow("empty is zero") << QByteArray("9") << 0u << 10u << 0u;
+    QTest::newRow("sign refused") << QByteArray("-1") << 2u << 10u << 0xFFFFFFFFu;
+    QTest::newRow("base 36") << QByteArray("zz") << 2u << 36u << 1295u;
+    QTest::newRow("wraps") << QByteArray("100000000") << 9u << 16u << 0u;
+}
+
+void TestValues::atoi()
+{
+    QFETCH(QByteArray, text);
+    QFETCH(uint, length);
+    QFETCH(uint, base);
+    QFETCH(uint, value);
+    QCOMPARE(Numbers::atoi(text.constData(), length, base), value);
+    QCOMPARE(Numbers::atoi(nullptr, length, base), 0xFFFFFFFFu);
+}
+
+void TestValues::to32_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<int>("value");
+    QTest::newRow("empty") << "" << true << 0;
+    QTest::newRow("decimal") << "1234" << true << 1234;
+    QTest::newRow("leading zero is decimal") << "010" << true << 10;
+    QTest::newRow("plus") << "+7" << true << 7;
+    QTest::newRow("minus hex") << "-0x10" << true << -16;
+    QTest::newRow("upper X") << "0XfF" << true << 255;
+    QTest::newRow("binary") << "0b101" << true << 5;
+    QTest::newRow("upper B refused") << "0B1" << false << 0;
+    QTest::newRow("binary digit 2") << "0b12" << false << 0;
+    QTest::newRow("bare prefix") << "0x" << true << 0;
+    QTest::newRow("bare minus binary") << "-0b" << true << 0;
+    QTest::newRow("bare sign") << "-" << true << 0;
+    QTest::newRow("trailing letter") << "12a" << false << 0;
+    QTest::newRow("inner blank") << "1 2" << false << 0;
+    QTest::newRow("wraps at 32 bits") << "0x100000001" << true << 1;
+    QTest::newRow("all ones") << "0xFFFFFFFF" << true << -1;
+    QTest::newRow("lone zero") << "0" << true << 0;
+}
+
+void TestValues::to32()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, ok);
+    QFETCH(int, value);
+    bool got = !ok;
+    QCOMPARE(Numbers::to32(text, &got), value);
+    QCOMPARE(got, ok);
+    got = !ok;
+    const QByteArray bytes = text.toUtf8();
+    QCOMPARE(Numbers::to32(bytes.constData(), uint(bytes.size()), &got), value);
+    QCOMPARE(got, ok);
+}
+
+void TestValues::to64_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<qlonglong>("value");
+    QTest::newRow("beyond 32 bits") << "0x100000001" << true << 0x100000001ll;
+    QTest::newRow("negative big") << "-4294967296" << true << -4294967296ll;
+    QTest::newRow("all ones") << "0xFFFFFFFFFFFFFFFF" << true << -1ll;
+    QTest::newRow("binary") << "0b11111111111111111111111111111111111" << true << 0x7FFFFFFFFll;
+    QTest::newRow("bad") << "0xG" << false << 0ll;
+}
+
+void TestValues::to64()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, ok);
+    QFETCH(qlonglong, value);
+    bool got = !ok;
+    QCOMPARE(Numbers::to64(text, &got), value);
+    QCOMPARE(got, ok);
+    got = !ok;
+    QCOMPARE(Numbers::to64(text.toUtf8(), &got), value);
+    QCOMPARE(got, ok);
+}
+
+QTEST_APPLESS_MAIN(TestValues)
+#include "tst_values.moc"
