@@ -1,0 +1,154 @@
+#include "qrv16/messagecollector.h"
+
+#include <QtTest>
+
+using namespace QRV16;
+
+namespace {
+QByteArray hex(const QString& text)
+{
+    return QByteArray::fromHex(text.toLatin1());
+}
+} // namespace
+
+class TestMessageCollector : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void chunks_data();
+    void chunks();
+    void byteByByte();
+    void rawPointerAppend();
+    void reset();
+    void emptyCollector();
+    void largeFalseLengthStalls();
+    void manyMessagesInOneBuffer();
+};
+
+void TestMessageCollector::chunks_data()
+{
+    // Chunks fed in order (separated by '|'); after each chunk every ready
+    // message is taken out. Expected: the messages, then what is left pending.
+    QTest::addColumn<QString>("chunks");
+    QTest::addColumn<QStringList>("messages");
+    QTest::addColumn<int>("pending");
+    QTest::newRow("one whole message") << "05000110 2A0000" << QStringList{"050001102a0000"} << 0;
+    QTest::newRow("two in one chunk")
+        << "0300011001 0400011002 03" << QStringList{"0300011001", "040001100203"} << 0;
+    QTest::newRow("one and a half") << "0300011001 040001" << QStringList{"0300011001"} << 3;
+    QTest::newRow("half then rest")
+        << "040001|100203 03000110" << QStringList{"040001100203"} << 4;
+    QTest::newRow("zero length is a 2-byte message")
+        << "0000 0300" << QStringList{"0000"} << 2;
+    QTest::newRow("length one is a 3-byte message")
+        << "0100 AA 02000110" << QStringList{"0100aa", "02000110"} << 0;
+    QTest::newRow("header split over three chunks")
+        << "03|00|0110|01" << QStringList{"0300011001"} << 0;
+    QTest::newRow("three bytes are never a message") << "020001" << QStringList{} << 3;
+}
+
+void TestMessageCollector::chunks()
+{
+    QFETCH(QString, chunks);
+    QFETCH(QStringList, messages);
+    QFETCH(int, pending);
+    MessageCollector c;
+    QStringList got;
+    for (const QString& chunk : chunks.split('|')) {
+        c.append(hex(QString(chunk).remove(' ')));
+        while (c.hasMessage())
+            got << QString::fromLatin1(c.nextMessage().bytes().toHex());
+        QVERIFY(c.nextMessage().isEmpty());
+    }
+    QCOMPARE(got, messages);
+    QCOMPARE(c.pending(), pending);
+}
+
+void TestMessageCollector::byteByByte()
+{
+    const QByteArray message = hex("05000110 2A0000");
+    MessageCollector c;
+    for (int i = 0; i < message.size(); ++i) {
+        QVERIFY(!c.hasMessage());
+        c.append(message.mid(i, 1));
+    }
+    QVERIFY(c.hasMessage());
+    const Message m = c.nextMessage();
+    QCOMPARE(m.bytes(), message);
+    QVERIFY(m.isValid());
+    QCOMPARE(m.openElements(), 0);
+    QCOMPARE(c.pending(), 0);
+    QVERIFY(!c.hasMessage());
+}
+
+void TestMessageCollector::rawPointerAppend()
+{
+    const char bytes[] = {3, 0, 1, 0x10, 9, 3, 0};
+    MessageCollector c;
+    c.append(bytes, sizeof bytes);
+    QCOMPARE(c.nextMessage().bytes(), QByteArray(bytes, 5));
+    QCOMPARE(c.pending(), 2);
+    c.append(bytes + 2, 3);
+    QCOMPARE(c.nextMessage().bytes(), hex("0300011009"));
+}
+
+void TestMessageCollector::reset()
+{
+    MessageCollector c;
+    c.append(hex("FFFF0110"));
+    QVERIFY(!c.hasMessage());
+    c.reset();
+    QCOMPARE(c.pending(), 0);
+    c.append(hex("0300011007"));
+    QCOMPARE(c.nextMessage().bytes(), hex("0300011007"));
+}
+
+void TestMessageCollector::emptyCollector()
+{
+    MessageCollector c;
+    QVERIFY(!c.hasMessage());
+    QVERIFY(c.nextMessage().isEmpty());
+    c.append(QByteArray());
+    QVERIFY(!c.hasMessage());
+}
+
+void TestMessageCollector::largeFalseLengthStalls()
+{
+    MessageCollector c;
+    c.append(hex("00FF"));       // garbage taken as length 0xFF00
+    c.append(hex("0300011001")); // a real message behind it
+    QVERIFY(!c.hasMessage());
+    QVERIFY(c.nextMessage().isEmpty());
+    QCOMPARE(c.pending(), 7);
+}
+
+void TestMessageCollector::manyMessagesInOneBuffer()
+{
+    // Messages taken out of a long buffer are cut from the front without
+    // disturbing the ones behind them, also across appends.
+    QByteArray stream;
+    for (int i = 0; i < 30000; ++i) {
+        Message m;
+        m.appendInt(0x1001, i);
+        stream += m.bytes();
+    }
+    MessageCollector c;
+    c.append(stream.left(stream.size() / 2 + 1));
+    int next = 0;
+    auto drain = [&] {
+        while (c.hasMessage()) {
+            const Message m = c.nextMessage();
+            QVERIFY(m.isValid());
+            QCOMPARE(m.topLevelIterator().getInt(), next);
+            ++next;
+        }
+    };
+    drain();
+    c.append(stream.mid(stream.size() / 2 + 1));
+    drain();
+    QCOMPARE(next, 30000);
+    QCOMPARE(c.pending(), 0);
+}
+
+QTEST_APPLESS_MAIN(TestMessageCollector)
+#include "tst_messagecollector.moc"
