@@ -1,0 +1,661 @@
+#include "connection/bisprotocol.h"
+#include "connection/crc.h"
+
+#include <QtTest>
+
+#include <cstdarg>
+#include <cstdio>
+#include <functional>
+
+namespace {
+
+QByteArray hex(const char* text)
+{
+    return QByteArray::fromHex(QByteArray(text).replace(' ', ""));
+}
+
+QString spaced(const QByteArray& bytes)
+{
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+// CRC-16/AUG-CCITT bit by bit, independent of the code under test.
+quint16 referenceCrc(const QByteArray& body)
+{
+    unsigned crc = 0x1D0F;
+    for (char c : body) {
+        crc ^= unsigned(quint8(c)) << 8;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 0x8000) ? ((crc << 1) ^ 0x1021) : (crc << 1);
+        crc &= 0xFFFF;
+    }
+    return quint16(crc);
+}
+
+// A frame built the slow, obvious way, for cases too long to write out.
+QByteArray referenceFrame(quint8 start, const QByteArray& body, bool breakCrc = false)
+{
+    QByteArray plain = body;
+    const quint16 crc = referenceCrc(body) ^ (breakCrc ? 0x0100 : 0);
+    plain.append(char(crc >> 8));
+    plain.append(char(crc & 0xFF));
+    QByteArray frame(1, char(start));
+    for (char c : std::as_const(plain)) {
+        const quint8 b = quint8(c);
+        if (b >= 0x91 && b <= 0x94) {
+            frame.append(char(0x94));
+            frame.append(char(b ^ 0x40));
+        } else {
+            frame.append(c);
+        }
+    }
+    frame.append(char(0x93));
+    return frame;
+}
+
+// One end of an in-memory bus: what it transmits piles up in sent until
+// the test carries it to the other end.
+class Node : public BiSProtocol
+{
+public:
+    struct Block
+    {
+        unsigned src;
+        unsigned type;
+        QByteArray data;
+    };
+
+    explicit Node(Mode mode, unsigned own = 0)
+    {
+        setMode(mode);
+        setOwnAddress(own);
+    }
+
+    bool sendBytes(const QByteArray& payload, unsigned destination = 0, unsigned type = 34)
+    {
+        Packet p;
+        p.destination = destination;
+        p.type = type;
+        p.data = payload.constData();
+        p.len = unsigned(payload.size());
+        return BiSProtocol::send(p);
+    }
+
+    void feed(const QByteArray& bytes) { receive(bytes.constData(), unsigned(bytes.size())); }
+
+    // Hands everything this node sent to other and forgets it here.
+    void carryTo(Node& other)
+    {
+        const QList<QByteArray> frames = sent;
+        sent.clear();
+        for (const QByteArray& frame : frames)
+            other.feed(frame);
+    }
+
+    QStringList payloads() const
+    {
+        QStringList list;
+        for (const Block& b : received)
+            list << spaced(b.data);
+        return list;
+    }
+
+    QList<QByteArray> sent;
+    QList<Block> received;
+    mutable QString traced;
+    bool transmitResult = true;
+    std::function<void(Node&)> onData;
+
+protected:
+    void dataReceived(unsigned src, unsigned type, const void* data, unsigned len) override
+    {
+        received.append({src, type, QByteArray(static_cast<const char*>(data), int(len))});
+        if (onData)
+            onData(*this);
+    }
+
+    bool transmitFrame(const void* data, unsigned len) override
+    {
+        sent.append(QByteArray(static_cast<const char*>(data), int(len)));
+        return transmitResult;
+    }
+
+    void trace(const char* format, ...) const override
+    {
+        char buffer[512];
+        va_list args;
+        va_start(args, format);
+        std::vsnprintf(buffer, sizeof buffer, format, args);
+        va_end(args);
+        traced += QString::fromLatin1(buffer);
+    }
+};
+
+} // namespace
+
+class TestBiSProtocol : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void queryBytes_data();
+    void queryBytes();
+    void sequenceCountsQueries();
+    void answerBytes_data();
+    void answerBytes();
+    void transmitBufferLimit_data();
+    void transmitBufferLimit();
+    void transmitResultIsPassedOn();
+    void receiveLimit_data();
+    void receiveLimit();
+    void slaveFilters_data();
+    void slaveFilters();
+    void masterFilters_data();
+    void masterFilters();
+    void conversation();
+    void lostAnswerIsResentBySlave();
+    void changedQueryIsDeliveredAgain();
+    void cutFrameThenGoodFrame();
+    void masterWithNothingPendingIgnoresBytes();
+    void dropPending();
+    void retransmitOnlyInMaster();
+    void reentrantReceiveIsDiscarded();
+    void chanceZeroCrcWithoutCheckBytesIsDropped();
+    void memdump_data();
+    void memdump();
+    void traceLastData();
+};
+
+void TestBiSProtocol::queryBytes_data()
+{
+    QTest::addColumn<unsigned>("own");
+    QTest::addColumn<unsigned>("destination");
+    QTest::addColumn<unsigned>("type");
+    QTest::addColumn<QByteArray>("payload");
+    QTest::addColumn<QByteArray>("frame");
+
+    QTest::newRow("both addresses 0: no address bytes, control 88")
+        << 0u << 0u << 34u << hex("0102") << hex("91 88 01 01 02 72 A8 93");
+    QTest::newRow("addresses below 256: one byte each, control 89")
+        << 0u << 5u << 34u << hex("0102") << hex("91 89 01 05 00 01 02 A8 9B 93");
+    QTest::newRow("300: two bytes each, control 8A")
+        << 0u << 300u << 34u << hex("0102") << hex("91 8A 01 2C 01 00 00 01 02 B2 6C 93");
+    QTest::newRow("70000: four bytes each, control 8B")
+        << 0u << 70000u << 34u << hex("0102")
+        << hex("91 8B 01 70 11 01 00 00 00 00 00 01 02 F6 49 93");
+    QTest::newRow("own address alone sets the width")
+        << 300u << 0u << 34u << hex("0102") << hex("91 8A 01 00 00 2C 01 01 02 69 9A 93");
+    QTest::newRow("empty payload") << 0u << 5u << 34u << QByteArray()
+                                   << hex("91 89 01 05 00 E8 9A 93");
+    QTest::newRow("only six type bits reach the wire")
+        << 0u << 5u << 34u + 64u << QByteArray() << hex("91 89 01 05 00 E8 9A 93");
+    QTest::newRow("payload 93 is stuffed, CRC over 93")
+        << 0u << 5u << 34u << hex("93") << hex("91 89 01 05 00 94 D3 55 FC 93");
+    QTest::newRow("all four marker values are stuffed")
+        << 0u << 5u << 34u << hex("91929394")
+        << hex("91 89 01 05 00 94 D1 94 D2 94 D3 94 D4 96 26 93");
+    QTest::newRow("address byte is stuffed")
+        << 0u << 0x92u << 34u << hex("AA") << hex("91 89 01 94 D2 00 AA 0F 2F 93");
+    QTest::newRow("CRC byte is stuffed")
+        << 0u << 5u << 34u << hex("14") << hex("91 89 01 05 00 14 B4 94 D3 93");
+}
+
+void TestBiSProtocol::queryBytes()
+{
+    QFETCH(unsigned, own);
+    QFETCH(unsigned, destination);
+    QFETCH(unsigned, type);
+    QFETCH(QByteArray, payload);
+    QFETCH(QByteArray, frame);
+    Node master(BiSProtocol::Master, own);
+    QVERIFY(master.sendBytes(payload, destination, type));
+    QCOMPARE(master.sent.size(), 1);
+    QCOMPARE(spaced(master.sent.at(0)), spaced(frame));
+    QVERIFY(master.responsePending());
+}
+
+void TestBiSProtocol::sequenceCountsQueries()
+{
+    Node master(BiSProtocol::Master);
+    for (int i = 0; i < 300; ++i) {
+        master.sendBytes(QByteArray());
+        master.dropPending();
+    }
+    QCOMPARE(master.sent.size(), 300);
+    QCOMPARE(quint8(master.sent.at(0).at(2)), quint8(1));
+    QCOMPARE(quint8(master.sent.at(254).at(2)), quint8(255));
+    QCOMPARE(quint8(master.sent.at(255).at(2)), quint8(0));
+    // 0x91..0x94 are stuffed like every body byte.
+    QCOMPARE(spaced(master.sent.at(0x91 - 1).mid(2, 2)), QStringLiteral("94 D1"));
+}
+
+void TestBiSProtocol::answerBytes_data()
+{
+    QTest::addColumn<unsigned>("own");
+    QTest::addColumn<QByteArray>("query");
+    QTest::addColumn<QByteArray>("answer");
+
+    QTest::newRow("answer echoes type and sequence, goes to the query's source")
+        << 5u << referenceFrame(0x91, hex("89 07 05 00 01")) << referenceFrame(0x92, hex("89 07 00 05 0A"));
+    QTest::newRow("query without addresses: answer without addresses")
+        << 5u << referenceFrame(0x91, hex("88 07 01")) << referenceFrame(0x92, hex("88 07 0A"));
+    QTest::newRow("width fits the addresses, not the query")
+        << 5u << referenceFrame(0x91, hex("8A 07 05 00 00 00 01"))
+        << referenceFrame(0x92, hex("89 07 00 05 0A"));
+    QTest::newRow("slave takes any frame type")
+        << 5u << referenceFrame(0x91, hex("15 09 05 00 01")) << referenceFrame(0x92, hex("15 09 00 05 0A"));
+    QTest::newRow("source of 70000 widens the answer")
+        << 5u << referenceFrame(0x91, hex("8B 07 05 00 00 00 70 11 01 00 01"))
+        << referenceFrame(0x92, hex("8B 07 70 11 01 00 05 00 00 00 0A"));
+}
+
+void TestBiSProtocol::answerBytes()
+{
+    QFETCH(unsigned, own);
+    QFETCH(QByteArray, query);
+    QFETCH(QByteArray, answer);
+    Node slave(BiSProtocol::Slave, own);
+    slave.feed(query);
+    QCOMPARE(slave.received.size(), 1);
+    QVERIFY(slave.sendBytes(hex("0A"), 1234, 1)); // a slave ignores destination and type
+    QCOMPARE(slave.sent.size(), 1);
+    QCOMPARE(spaced(slave.sent.at(0)), spaced(answer));
+    QVERIFY(!slave.responsePending());
+}
+
+void TestBiSProtocol::transmitBufferLimit_data()
+{
+    // Without addresses a frame is its payload plus 6 bytes (start, control,
+    // sequence, two CRC bytes, end), and the buffer holds 1312.
+    QTest::addColumn<QByteArray>("payload");
+    QTest::addColumn<bool>("sent");
+    QTest::addColumn<int>("frameSize");
+    QTest::newRow("1306 plain bytes fill the buffer") << QByteArray(1306, 0) << true << 1312;
+    QTest::newRow("1307 plain bytes are refused") << QByteArray(1307, 0) << false << 0;
+    QTest::newRow("653 stuffed bytes fill the buffer") << QByteArray(653, char(0x91)) << true << 1312;
+    QTest::newRow("654 stuffed bytes are refused") << QByteArray(654, char(0x91)) << false << 0;
+    QTest::newRow("a stuffed pair that does not fit") << QByteArray(1305, 0) + char(0x92) << false << 0;
+}
+
+void TestBiSProtocol::transmitBufferLimit()
+{
+    QFETCH(QByteArray, payload);
+    QFETCH(bool, sent);
+    QFETCH(int, frameSize);
+    Node master(BiSProtocol::Master);
+    QCOMPARE(master.sendBytes(payload), sent);
+    QCOMPARE(master.sent.size(), sent ? 1 : 0);
+    if (sent) {
+        QCOMPARE(master.sent.at(0).size(), frameSize);
+        QCOMPARE(master.sent.at(0), referenceFrame(0x91, hex("88 01") + payload));
+    }
+    // Nothing half-built is kept for retransmission.
+    QCOMPARE(master.retransmit(), sent);
+}
+
+void TestBiSProtocol::transmitResultIsPassedOn()
+{
+    Node master(BiSProtocol::Master);
+    master.transmitResult = false;
+    QVERIFY(!master.sendBytes(hex("01")));
+    QVERIFY(!master.retransmit());
+    master.transmitResult = true;
+    QVERIFY(master.retransmit());
+    QCOMPARE(master.sent.size(), 3);
+}
+
+void TestBiSProtocol::receiveLimit_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::addColumn<bool>("delivered");
+    QTest::newRow("1310 payload bytes are accepted") << 1310 << true;
+    QTest::newRow("1311 payload bytes are refused") << 1311 << false;
+    QTest::newRow("2000 payload bytes are refused") << 2000 << false;
+}
+
+void TestBiSProtocol::receiveLimit()
+{
+    QFETCH(int, size);
+    QFETCH(bool, delivered);
+    QByteArray payload(size, 0);
+    for (int i = 0; i < size; ++i)
+        payload[i] = char(i);
+    Node slave(BiSProtocol::Slave);
+    slave.feed(referenceFrame(0x91, hex("88 01") + payload));
+    QCOMPARE(slave.received.size(), delivered ? 1 : 0);
+    if (delivered)
+        QCOMPARE(slave.received.at(0).data, payload);
+    // The receiver is ready for the next frame either way.
+    slave.feed(referenceFrame(0x91, hex("88 02 AB")));
+    QCOMPARE(slave.payloads().last(), QStringLiteral("AB"));
+}
+
+void TestBiSProtocol::slaveFilters_data()
+{
+    // A slave with own address 5 receives these bytes.
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QStringList>("delivered");
+    QTest::addColumn<unsigned>("src");
+
+    QTest::newRow("good query")
+        << referenceFrame(0x91, hex("89 01 05 09 0102")) << QStringList{"01 02"} << 9u;
+    QTest::newRow("wrong destination")
+        << referenceFrame(0x91, hex("89 01 06 09 0102")) << QStringList{} << 0u;
+    QTest::newRow("bad CRC") << referenceFrame(0x91, hex("89 01 05 09 0102"), true) << QStringList{} << 0u;
+    QTest::newRow("an answer is no query for a slave")
+        << referenceFrame(0x92, hex("89 01 05 09 0102")) << QStringList{} << 0u;
+    QTest::newRow("no addresses: any slave takes it")
+        << referenceFrame(0x91, hex("88 01 0102")) << QStringList{"01 02"} << 0u;
+    QTest::newRow("bytes before the start are ignored")
+        << hex("00 41 93 94") + referenceFrame(0x91, hex("89 01 05 09 0102")) << QStringList{"01 02"} << 9u;
+    QTest::newRow("two escapes swallow the next byte")
+        << hex("91 89 01 05 09 94 94 41") + referenceFrame(0x91, hex("89 01 05 09 0102")).mid(5)
+        << QStringList{"01 02"} << 9u;
+    QTest::newRow("end before the addresses")
+        << hex("91 89 01 05 93") << QStringList{} << 0u;
+    QTest::newRow("frame cut by a new start marker")
+        << hex("91 89 01 05 09 77 66") + referenceFrame(0x91, hex("89 02 05 09 0102"))
+        << QStringList{"01 02"} << 9u;
+    QTest::newRow("same query twice is delivered once")
+        << referenceFrame(0x91, hex("89 01 05 09 0102")) + referenceFrame(0x91, hex("89 01 05 09 0102"))
+        << QStringList{"01 02"} << 9u;
+    QTest::newRow("same query from another source is new")
+        << referenceFrame(0x91, hex("89 01 05 09 0102")) + referenceFrame(0x91, hex("89 01 05 0A 0102"))
+        << QStringList{"01 02", "01 02"} << 10u;
+    QTest::newRow("another sequence number is new")
+        << referenceFrame(0x91, hex("89 01 05 09 0102")) + referenceFrame(0x91, hex("89 02 05 09 0102"))
+        << QStringList{"01 02", "01 02"} << 9u;
+    QTest::newRow("another frame type is new through its CRC")
+        << referenceFrame(0x91, hex("89 01 05 09 0102")) + referenceFrame(0x91, hex("8D 01 05 09 0102"))
+        << QStringList{"01 02", "01 02"} << 9u;
+    QTest::newRow("shorter payload with the same start is new")
+        << referenceFrame(0x91, hex("89 01 05 09 0102")) + referenceFrame(0x91, hex("89 01 05 09 01"))
+        << QStringList{"01 02", "01"} << 9u;
+}
+
+void TestBiSProtocol::slaveFilters()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QStringList, delivered);
+    QFETCH(unsigned, src);
+    Node slave(BiSProtocol::Slave, 5);
+    slave.feed(bytes);
+    QCOMPARE(slave.payloads(), delivered);
+    if (!delivered.isEmpty())
+        QCOMPARE(slave.received.last().src, src);
+    QVERIFY(slave.sent.isEmpty());
+}
+
+void TestBiSProtocol::masterFilters_data()
+{
+    // A master (own address 0) has sent one query to 5 with type 34 and
+    // sequence 1 when these bytes arrive.
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QStringList>("delivered");
+
+    QTest::newRow("good answer") << referenceFrame(0x92, hex("89 01 00 05 0A")) << QStringList{"0A"};
+    QTest::newRow("foreign source") << referenceFrame(0x92, hex("89 01 00 06 0A")) << QStringList{};
+    QTest::newRow("wrong destination") << referenceFrame(0x92, hex("89 01 01 05 0A")) << QStringList{};
+    QTest::newRow("foreign frame type") << referenceFrame(0x92, hex("8D 01 00 05 0A")) << QStringList{};
+    QTest::newRow("another master's query") << referenceFrame(0x91, hex("89 01 00 05 0A")) << QStringList{};
+    QTest::newRow("bad CRC") << referenceFrame(0x92, hex("89 01 00 05 0A"), true) << QStringList{};
+    QTest::newRow("other sequence number is taken over")
+        << referenceFrame(0x92, hex("89 07 00 05 0A")) << QStringList{"0A"};
+    QTest::newRow("frame cut by a new start marker")
+        << hex("92 89 01 00 05 0B") + referenceFrame(0x92, hex("89 01 00 05 0A")) << QStringList{"0A"};
+    QTest::newRow("94 94 41: the 41 is discarded")
+        << hex("92 89 01 00 05 94 94 41 0A") + referenceFrame(0x92, hex("89 01 00 05 0A")).mid(6)
+        << QStringList{"0A"};
+}
+
+void TestBiSProtocol::masterFilters()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QStringList, delivered);
+    Node master(BiSProtocol::Master);
+    master.sendBytes(hex("01"), 5);
+    master.feed(bytes);
+    QCOMPARE(master.payloads(), delivered);
+    QCOMPARE(master.responsePending(), delivered.isEmpty());
+    if (!delivered.isEmpty()) {
+        QCOMPARE(master.received.at(0).src, 5u);
+        QCOMPARE(master.received.at(0).type, 34u);
+        QVERIFY(!master.retransmit()); // the answered query is forgotten
+    }
+}
+
+void TestBiSProtocol::conversation()
+{
+    Node master(BiSProtocol::Master);
+    Node slave(BiSProtocol::Slave, 5);
+    for (int round = 1; round <= 3; ++round) {
+        const QByteArray query(round, char(0x10 + round));
+        QVERIFY(master.sendBytes(query, 5));
+        master.carryTo(slave);
+        QCOMPARE(slave.received.size(), round);
+        QCOMPARE(slave.received.last().data, query);
+        QCOMPARE(slave.received.last().src, 0u);
+        QCOMPARE(slave.received.last().type, 34u);
+
+        const QByteArray answer(round, char(0x90 + round)); // stuffed on the wire
+        QVERIFY(slave.sendBytes(answer));
+        slave.carryTo(master);
+        QCOMPARE(master.received.size(), round);
+        QCOMPARE(master.received.last().data, answer);
+        QCOMPARE(master.received.last().src, 5u);
+        QVERIFY(!master.responsePending());
+    }
+}
+
+void TestBiSProtocol::lostAnswerIsResentBySlave()
+{
+    Node master(BiSProtocol::Master);
+    Node slave(BiSProtocol::Slave, 5);
+    master.sendBytes(hex("0102"), 5);
+    master.carryTo(slave);
+    slave.sendBytes(hex("AA"));
+    const QByteArray answer = slave.sent.at(0);
+    slave.sent.clear(); // lost on the line
+
+    QVERIFY(master.retransmit());
+    QCOMPARE(master.sent.size(), 1);
+    master.carryTo(slave);
+    QCOMPARE(slave.received.size(), 1); // not delivered twice
+    QCOMPARE(slave.sent.size(), 1);
+    QCOMPARE(slave.sent.at(0), answer); // the kept answer, unchanged
+
+    slave.carryTo(master);
+    QCOMPARE(master.payloads(), QStringList{"AA"});
+    QVERIFY(!master.responsePending());
+}
+
+void TestBiSProtocol::changedQueryIsDeliveredAgain()
+{
+    Node master(BiSProtocol::Master);
+    Node slave(BiSProtocol::Slave, 5);
+    master.sendBytes(hex("0102"), 5);
+    master.carryTo(slave);
+    master.dropPending();
+    // A new query takes the next sequence number, even with the same payload.
+    master.sendBytes(hex("0102"), 5);
+    master.carryTo(slave);
+    QCOMPARE(slave.payloads(), (QStringList{"01 02", "01 02"}));
+    QVERIFY(slave.sent.isEmpty()); // nothing was kept to re-send
+}
+
+void TestBiSProtocol::cutFrameThenGoodFrame()
+{
+    Node master(BiSProtocol::Master);
+    Node slave(BiSProtocol::Slave, 5);
+    master.sendBytes(hex("01020304"), 5);
+    const QByteArray frame = master.sent.takeFirst();
+    slave.feed(frame.left(6));
+    slave.feed(frame);
+    QCOMPARE(slave.payloads(), QStringList{"01 02 03 04"});
+}
+
+void TestBiSProtocol::masterWithNothingPendingIgnoresBytes()
+{
+    Node master(BiSProtocol::Master);
+    master.feed(referenceFrame(0x92, hex("88 00 0A")));
+    QVERIFY(master.received.isEmpty());
+
+    // Not even the start of a frame is remembered for later.
+    Node other(BiSProtocol::Master);
+    const QByteArray answer = referenceFrame(0x92, hex("88 01 0A"));
+    other.feed(answer.left(3));
+    other.sendBytes(hex("01"));
+    other.feed(answer.mid(3));
+    QVERIFY(other.received.isEmpty());
+}
+
+void TestBiSProtocol::dropPending()
+{
+    Node master(BiSProtocol::Master);
+    master.sendBytes(hex("01"), 5);
+    const QByteArray answer = referenceFrame(0x92, hex("89 01 00 05 0A"));
+    master.feed(answer.left(4));
+    master.dropPending();
+    QVERIFY(!master.responsePending());
+    master.feed(answer.mid(4));
+    master.feed(answer);
+    QVERIFY(master.received.isEmpty());
+    QVERIFY(master.retransmit()); // the query is still kept
+
+    // The half-read answer was forgotten: after the next query only a whole
+    // answer counts.
+    master.sendBytes(hex("01"), 5);
+    master.feed(answer.mid(4));
+    QVERIFY(master.received.isEmpty());
+    master.feed(referenceFrame(0x92, hex("89 02 00 05 0B")));
+    QCOMPARE(master.payloads(), QStringList{"0B"});
+
+    Node slave(BiSProtocol::Slave, 5);
+    slave.feed(referenceFrame(0x91, hex("89 01 05 00")).left(4));
+    slave.dropPending(); // no effect on a slave
+    slave.feed(referenceFrame(0x91, hex("89 01 05 00")).mid(4));
+    QCOMPARE(slave.received.size(), 1);
+}
+
+void TestBiSProtocol::retransmitOnlyInMaster()
+{
+    Node slave(BiSProtocol::Slave);
+    slave.feed(referenceFrame(0x91, hex("88 01 01")));
+    slave.sendBytes(hex("02"));
+    QVERIFY(!slave.retransmit());
+    QCOMPARE(slave.sent.size(), 1);
+
+    Node master(BiSProtocol::Master);
+    QVERIFY(!master.retransmit());
+    master.sendBytes(hex("01"));
+    QVERIFY(master.retransmit());
+    QCOMPARE(master.sent.at(1), master.sent.at(0));
+    master.setMode(BiSProtocol::Master);
+    QVERIFY(!master.retransmit());
+}
+
+void TestBiSProtocol::reentrantReceiveIsDiscarded()
+{
+    Node slave(BiSProtocol::Slave);
+    const QByteArray query = referenceFrame(0x91, hex("88 01 01"));
+    slave.onData = [&](Node& node) {
+        node.feed(referenceFrame(0x91, hex("88 02 02")));
+        node.sendBytes(hex("AA"));
+    };
+    slave.feed(query);
+    QCOMPARE(slave.payloads(), QStringList{"01"});
+    QCOMPARE(slave.sent.size(), 1);
+}
+
+void TestBiSProtocol::chanceZeroCrcWithoutCheckBytesIsDropped()
+{
+    // Bodies without addresses that are too short to hold the two CRC bytes
+    // but after which the register happens to be 0 all the same.
+    QList<QByteArray> bodies;
+    for (unsigned control = 0; control < 256; control += 4) {
+        for (unsigned seq = 0; seq < 256; ++seq) {
+            const unsigned reg = CRC::crc16(seq, CRC::crc16(control, 0xFFFF));
+            const QByteArray two = QByteArray(1, char(control)) + char(seq);
+            if (reg == 0)
+                bodies << two;
+            // A third byte c brings the register to 0 when the low byte of
+            // reg equals the high byte of the table entry it selects.
+            const quint16 entry = CRC::tableEntry(reg >> 8);
+            if ((reg & 0xFF) == unsigned(entry >> 8))
+                bodies << two + char(entry & 0xFF);
+        }
+    }
+    QVERIFY(!bodies.isEmpty());
+    for (const QByteArray& body : std::as_const(bodies)) {
+        QCOMPARE(CRC::crc16(body.constData(), unsigned(body.size()), 0xFFFF), 0u);
+        QByteArray raw(1, char(0x91));
+        for (char c : body) {
+            if (quint8(c) >= 0x91 && quint8(c) <= 0x94)
+                raw += char(0x94) + QByteArray(1, char(quint8(c) ^ 0x40));
+            else
+                raw += c;
+        }
+        raw += char(0x93);
+        Node slave(BiSProtocol::Slave);
+        slave.feed(raw);
+        QVERIFY2(slave.received.isEmpty(), qPrintable(spaced(raw)));
+        slave.feed(referenceFrame(0x91, hex("88 01 0A")));
+        QCOMPARE(slave.payloads(), QStringList{"0A"});
+    }
+}
+
+void TestBiSProtocol::memdump_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("one full line")
+        << QByteArray("0123456789ABCDEF")
+        << QStringLiteral("0000: 30 31 32 33 34 35 36 37  38 39 41 42 43 44 45 46  0123456789ABCDEF\n");
+    QTest::newRow("three bytes")
+        << hex("41 00 7E")
+        << QStringLiteral("0000: 41 00 7E") + QString(13 * 3 + 1, ' ') + QStringLiteral("  A.~\n");
+    QTest::newRow("eight bytes")
+        << hex("0102030405060708")
+        << QStringLiteral("0000: 01 02 03 04 05 06 07 08") + QString(8 * 3 + 1, ' ')
+               + QStringLiteral("  ........\n");
+    QTest::newRow("nine bytes")
+        << hex("202122232425262728")
+        << QStringLiteral("0000: 20 21 22 23 24 25 26 27  28") + QString(7 * 3, ' ')
+               + QStringLiteral("   !\"#$%&'(\n");
+    QTest::newRow("full line and a short one, offsets from 0")
+        << hex("7F80FF1F 20212223 24252627 28292A2B 2C")
+        << QStringLiteral("0000: 7F 80 FF 1F 20 21 22 23  24 25 26 27 28 29 2A 2B  .... !\"#$%&'()*+\n"
+                          "0010: 2C                                                ,\n");
+    QTest::newRow("nothing") << QByteArray() << QString();
+}
+
+void TestBiSProtocol::memdump()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(QString, text);
+    Node node(BiSProtocol::Master);
+    node.memdump(data.constData(), unsigned(data.size()));
+    QCOMPARE(node.traced, text);
+    // Every line has the text column at the same place.
+    for (const QString& line : node.traced.split('\n', Qt::SkipEmptyParts))
+        QCOMPARE(line.indexOf(QLatin1String("  "), 54), 54);
+}
+
+void TestBiSProtocol::traceLastData()
+{
+    Node master(BiSProtocol::Master);
+    master.traceLastData();
+    QCOMPARE(master.traced, QString());
+    master.sendBytes(hex("0102"), 5);
+    master.traceLastData();
+    QCOMPARE(master.traced,
+             QStringLiteral("LAST TRANSMITTED RAW FRAME:\n"
+                            "0000: 91 89 01 05 00 01 02 A8  9B 93                    ..........\n"));
+    // Once answered, there is nothing left to show.
+    master.traced.clear();
+    master.feed(referenceFrame(0x92, hex("89 01 00 05")));
+    master.traceLastData();
+    QCOMPARE(master.traced, QString());
+}
+
+QTEST_APPLESS_MAIN(TestBiSProtocol)
+#include "tst_bisprotocol.moc"

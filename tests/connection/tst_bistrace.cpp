@@ -1,0 +1,188 @@
+#include "connection/bistrace.h"
+
+#include <QtTest>
+
+namespace {
+
+QByteArray hex(const char* text)
+{
+    return QByteArray::fromHex(QByteArray(text).replace(' ', ""));
+}
+
+// Collects what a BiSTrace prints: whole lines, the line still being built,
+// and the frames it passed on.
+struct Printout
+{
+    explicit Printout(BiSTrace& trace)
+    {
+        QObject::connect(&trace, &BiSTrace::trace, [this](const QString& text) { open += text; });
+        QObject::connect(&trace, &BiSTrace::next, [this] {
+            lines << open;
+            open.clear();
+        });
+        QObject::connect(&trace, &BiSTrace::qrv16, [this](int src, int dst, const QByteArray& payload) {
+            frames << QStringLiteral("%1>%2 %3").arg(src).arg(dst).arg(
+                          QString::fromLatin1(payload.toHex(' ').toUpper()));
+        });
+    }
+
+    QStringList lines;
+    QString open;
+    QStringList frames;
+};
+
+void feedInChunks(BiSTrace& trace, const QByteArray& bytes, int chunk)
+{
+    for (int i = 0; i < bytes.size(); i += chunk)
+        trace.receive(bytes.mid(i, chunk));
+}
+
+// Both directions of a bus as a listener saw them: a query and its answer,
+// two bytes of noise, a query corrupted on the line (04 became 05), its
+// repetition and answer, and a query cut short by the next one.
+const char* const recording =
+    "91 89 01 05 00 01 02 A8 9B 93"
+    "92 89 01 00 05 0A 53 69 93"
+    "00 FF"
+    "91 89 02 05 00 94 D3 05 58 06 93"
+    "91 89 02 05 00 94 D3 04 58 06 93"
+    "92 89 02 00 05 1E 9A 93"
+    "91 88 03 11"
+    "91 88 03 22 D2 84 93";
+
+} // namespace
+
+class TestBiSTrace : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void recordedConversation_data();
+    void recordedConversation();
+    void oddInput_data();
+    void oddInput();
+    void lineIsShownWhileBuilt();
+    void overlongFrame();
+    void longNoiseIsSplit();
+    void reset();
+};
+
+void TestBiSTrace::recordedConversation_data()
+{
+    QTest::addColumn<int>("chunk");
+    QTest::newRow("all at once") << 10000;
+    QTest::newRow("byte by byte") << 1;
+    QTest::newRow("in threes") << 3;
+    QTest::newRow("in sevens") << 7;
+}
+
+void TestBiSTrace::recordedConversation()
+{
+    QFETCH(int, chunk);
+    BiSTrace trace;
+    Printout out(trace);
+    feedInChunks(trace, hex(recording), chunk);
+
+    const QStringList lines{
+        "query ctl 89 type 34 seq 01 dst 5 src 0 | 01 02 | CRC ok | end",
+        "answer ctl 89 type 34 seq 01 dst 0 src 5 | 0A | CRC ok | end",
+        "noise 00 FF",
+        "query ctl 89 type 34 seq 02 dst 5 src 0 | 93 05 | CRC BAD 5806, expected 4827 | end",
+        "query ctl 89 type 34 seq 02 dst 5 src 0 | 93 04 | CRC ok | end",
+        "answer ctl 89 type 34 seq 02 dst 0 src 5 | no data | CRC ok | end",
+        "query ctl 88 type 34 seq 03 | 11 | cut",
+        "query ctl 88 type 34 seq 03 | 22 | CRC ok | end",
+    };
+    QCOMPARE(out.lines, lines);
+    QCOMPARE(out.open, QString());
+    const QStringList frames{"0>5 01 02", "5>0 0A", "0>5 93 04", "5>0 ", "0>0 22"};
+    QCOMPARE(out.frames, frames);
+}
+
+void TestBiSTrace::oddInput_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QStringList>("lines");
+    QTest::addColumn<int>("goodFrames");
+
+    QTest::newRow("end and escape outside a frame are noise")
+        << hex("93 94 41") << QStringList{} << 0;
+    QTest::newRow("end marker in the header")
+        << hex("91 89 01 05 93") << QStringList{"query ctl 89 type 34 seq 01 dst 5 | short | end"} << 0;
+    QTest::newRow("one byte where the CRC should be")
+        << hex("92 88 01 7F 93") << QStringList{"answer ctl 88 type 34 seq 01 | 7F | short | end"} << 0;
+    QTest::newRow("two escapes swallow the next byte")
+        << hex("91 89 01 05 00 94 94 41 01 02 A8 9B 93")
+        << QStringList{"query ctl 89 type 34 seq 01 dst 5 src 0 | 01 02 | CRC ok | end"} << 1;
+    QTest::newRow("four-byte addresses")
+        << hex("91 8B 01 70 11 01 00 00 00 00 00 01 02 F6 49 93")
+        << QStringList{"query ctl 8B type 34 seq 01 dst 70000 src 0 | 01 02 | CRC ok | end"} << 1;
+    QTest::newRow("noise then a frame")
+        << hex("55 AA 91 88 03 22 D2 84 93")
+        << QStringList{"noise 55 AA", "query ctl 88 type 34 seq 03 | 22 | CRC ok | end"} << 1;
+}
+
+void TestBiSTrace::oddInput()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(QStringList, lines);
+    QFETCH(int, goodFrames);
+    BiSTrace trace;
+    Printout out(trace);
+    trace.receive(bytes);
+    QCOMPARE(out.lines, lines);
+    QCOMPARE(out.frames.size(), goodFrames);
+}
+
+void TestBiSTrace::lineIsShownWhileBuilt()
+{
+    BiSTrace trace;
+    Printout out(trace);
+    trace.receive(hex("91 89 01 05"));
+    QCOMPARE(out.open, QStringLiteral("query ctl 89 type 34 seq 01 dst 5"));
+    // The last two bytes may turn out to be the CRC: held back until then.
+    trace.receive(hex("00 01 02 A8"));
+    QCOMPARE(out.open, QStringLiteral("query ctl 89 type 34 seq 01 dst 5 src 0 | 01"));
+    QVERIFY(out.lines.isEmpty());
+    trace.receive(hex("9B 93"));
+    QCOMPARE(out.lines.size(), 1);
+
+    trace.receive(hex("41"));
+    QCOMPARE(out.open, QStringLiteral("noise 41"));
+}
+
+void TestBiSTrace::overlongFrame()
+{
+    BiSTrace trace;
+    Printout out(trace);
+    trace.receive(hex("91 88 01") + QByteArray(1313, char(0x11)) + hex("93"));
+    QCOMPARE(out.lines.size(), 1);
+    QVERIFY(out.lines.at(0).endsWith(QLatin1String("11 11 | too long")));
+    QCOMPARE(out.lines.at(0).count(QLatin1String(" 11")), 1312);
+    QCOMPARE(out.open, QStringLiteral("noise 11 93"));
+    QVERIFY(out.frames.isEmpty());
+}
+
+void TestBiSTrace::longNoiseIsSplit()
+{
+    BiSTrace trace;
+    Printout out(trace);
+    trace.receive(QByteArray(40, char(0x20)));
+    QCOMPARE(out.lines.size(), 2);
+    QCOMPARE(out.lines.at(0), QStringLiteral("noise") + QString(" 20").repeated(16));
+    QCOMPARE(out.open, QStringLiteral("noise") + QString(" 20").repeated(8));
+}
+
+void TestBiSTrace::reset()
+{
+    BiSTrace trace;
+    Printout out(trace);
+    trace.receive(hex("91 89 01 05 00 01"));
+    trace.reset();
+    trace.receive(hex("02 A8 9B 93"));
+    QVERIFY(out.frames.isEmpty());
+    QCOMPARE(out.lines, QStringList{"query ctl 89 type 34 seq 01 dst 5 src 0 |"});
+    QCOMPARE(out.open, QStringLiteral("noise 02 A8 9B 93"));
+}
+
+QTEST_GUILESS_MAIN(TestBiSTrace)
+#include "tst_bistrace.moc"

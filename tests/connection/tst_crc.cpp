@@ -1,0 +1,121 @@
+#include "connection/crc.h"
+
+#include <QtTest>
+
+namespace {
+
+// Bit by bit, in the direct form with the equivalent start value 0x1D0F:
+// shares nothing with the table-driven, augmented code under test.
+quint16 bitwiseAugCcitt(const QByteArray& data)
+{
+    unsigned crc = 0x1D0F;
+    for (char c : data) {
+        crc ^= unsigned(quint8(c)) << 8;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 0x8000) ? ((crc << 1) ^ 0x1021) : (crc << 1);
+        crc &= 0xFFFF;
+    }
+    return quint16(crc);
+}
+
+// The check value as a sender computes it: two zero bytes shifted in last.
+unsigned augmented(const QByteArray& data)
+{
+    const unsigned reg = CRC::crc16(data.constData(), unsigned(data.size()), 0xFFFF);
+    return CRC::crc16(0, CRC::crc16(0, reg));
+}
+
+} // namespace
+
+class TestCrc : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void checkValues_data();
+    void checkValues();
+    void tableEntries_data();
+    void tableEntries();
+    void rangeEqualsBytes();
+    void emptyRangeKeepsRegister();
+    void goodFrameLeavesZero_data();
+    void goodFrameLeavesZero();
+};
+
+void TestCrc::checkValues_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<unsigned>("crc");
+    QTest::newRow("nine digits give the published check value") << QByteArray("123456789") << 0xE5CCu;
+    QTest::newRow("nothing gives the start value") << QByteArray() << 0x1D0Fu;
+    QTest::newRow("one letter") << QByteArray("A") << 0x9479u;
+    QTest::newRow("256 letters") << QByteArray(256, 'A') << 0xE938u;
+}
+
+void TestCrc::checkValues()
+{
+    QFETCH(QByteArray, data);
+    QFETCH(unsigned, crc);
+    QCOMPARE(augmented(data), crc);
+}
+
+void TestCrc::tableEntries_data()
+{
+    QTest::addColumn<unsigned>("index");
+    QTest::addColumn<unsigned>("entry");
+    QTest::newRow("0") << 0u << 0x0000u;
+    QTest::newRow("1 is the polynomial") << 1u << 0x1021u;
+    QTest::newRow("2") << 2u << 0x2042u;
+    QTest::newRow("3") << 3u << 0x3063u;
+    QTest::newRow("8") << 8u << 0x8108u;
+    QTest::newRow("15") << 15u << 0xF1EFu;
+    QTest::newRow("16") << 16u << 0x1231u;
+    QTest::newRow("255") << 255u << 0x1EF0u;
+    QTest::newRow("outside the table") << 256u << 0u;
+}
+
+void TestCrc::tableEntries()
+{
+    QFETCH(unsigned, index);
+    QFETCH(unsigned, entry);
+    QCOMPARE(unsigned(CRC::tableEntry(index)), entry);
+}
+
+void TestCrc::rangeEqualsBytes()
+{
+    QByteArray data;
+    for (int i = 0; i < 300; ++i)
+        data.append(char(i * 37 + 11));
+    unsigned reg = 0xFFFF;
+    for (char c : std::as_const(data))
+        reg = CRC::crc16(quint8(c), reg);
+    QCOMPARE(CRC::crc16(data.constData(), unsigned(data.size()), 0xFFFF), reg);
+    QCOMPARE(augmented(data), unsigned(bitwiseAugCcitt(data)));
+}
+
+void TestCrc::emptyRangeKeepsRegister()
+{
+    QCOMPARE(CRC::crc16(nullptr, 0, 0x1234), 0x1234u);
+}
+
+void TestCrc::goodFrameLeavesZero_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::newRow("control and sequence only") << QByteArray::fromHex("8801");
+    QTest::newRow("addressed query") << QByteArray::fromHex("89010500 0102");
+    QTest::newRow("bytes that are stuffed on the wire") << QByteArray::fromHex("89010500 91929394");
+    QTest::newRow("long payload") << QByteArray(1310, char(0x5A));
+}
+
+void TestCrc::goodFrameLeavesZero()
+{
+    QFETCH(QByteArray, body);
+    const unsigned crc = augmented(body);
+    QCOMPARE(crc, unsigned(bitwiseAugCcitt(body)));
+    QByteArray frame = body;
+    frame.append(char(crc >> 8));
+    frame.append(char(crc & 0xFF));
+    QCOMPARE(CRC::crc16(frame.constData(), unsigned(frame.size()), 0xFFFF), 0u);
+}
+
+QTEST_APPLESS_MAIN(TestCrc)
+#include "tst_crc.moc"

@@ -1,0 +1,447 @@
+#include "libserial/pserbps.h"
+#include "libserial/pserunixserialport.h"
+#include "libserial/serserialport.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+// A pseudo-terminal: the port opens its slave by name ("pts/3"), the test
+// plays the far end on the master side.
+class Pty
+{
+public:
+    Pty()
+    {
+        char path[128] = {};
+        if (openpty(&m_master, &m_slave, path, nullptr, nullptr) != 0)
+            return;
+        fcntl(m_master, F_SETFL, fcntl(m_master, F_GETFL) | O_NONBLOCK);
+        m_name = QString::fromLocal8Bit(path).mid(int(std::strlen("/dev/")));
+    }
+    ~Pty()
+    {
+        if (m_master >= 0)
+            ::close(m_master);
+        if (m_slave >= 0)
+            ::close(m_slave);
+    }
+    Pty(const Pty&) = delete;
+    Pty& operator=(const Pty&) = delete;
+
+    bool isValid() const { return m_master >= 0 && m_name.startsWith(QLatin1String("pts/")); }
+    QString name() const { return m_name; }
+
+    termios settings() const
+    {
+        termios t{};
+        tcgetattr(m_master, &t);
+        return t;
+    }
+
+    void write(const QByteArray& bytes) { QCOMPARE(::write(m_master, bytes.constData(), bytes.size()), ssize_t(bytes.size())); }
+
+    // Everything that arrives within msecs of the last byte.
+    QByteArray read(int msecs = 500)
+    {
+        QByteArray got;
+        pollfd p{m_master, POLLIN, 0};
+        while (::poll(&p, 1, msecs) > 0) {
+            char buffer[256];
+            const ssize_t n = ::read(m_master, buffer, sizeof buffer);
+            if (n <= 0)
+                break;
+            got.append(buffer, int(n));
+            msecs = 50;
+        }
+        return got;
+    }
+
+private:
+    int m_master = -1;
+    int m_slave = -1;
+    QString m_name;
+};
+
+int openDescriptors()
+{
+    return int(QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size());
+}
+
+QString systemText(int error)
+{
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+} // namespace
+
+class TestSerSerialPort : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void speedTable_data();
+    void speedTable();
+    void newPortSetsDeviceAndParent();
+    void opensRaw8BitAtStoredSpeed();
+    void unknownSpeedFailsOpen();
+    void missingDeviceFailsOpen();
+    void speedWhileOpen();
+    void handshake_data();
+    void handshake();
+    void parity_data();
+    void parity();
+    void bytesBothWays();
+    void oneReadyReadUntilRead();
+    void setDeviceIgnoredWhileOpen();
+    void waitForReadyRead();
+    void waitWhenNotOpen();
+    void modeWithoutReadOrWrite_data();
+    void modeWithoutReadOrWrite();
+    void closeAndReopen();
+    void storedModemLines();
+};
+
+void TestSerSerialPort::speedTable_data()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<int>("speed");
+    QTest::newRow("first") << 0 << 50;
+    QTest::newRow("134") << 3 << 134;
+    QTest::newRow("57600") << 15 << 57600;
+    QTest::newRow("last") << 18 << 460800;
+    QTest::newRow("one past the end") << 19 << 0;
+    QTest::newRow("negative") << -1 << 0;
+}
+
+void TestSerSerialPort::speedTable()
+{
+    QFETCH(int, index);
+    QFETCH(int, speed);
+    QCOMPARE(pSerBPS::index2speed(index), speed);
+}
+
+void TestSerSerialPort::newPortSetsDeviceAndParent()
+{
+    QObject owner;
+    SerSerialPort* port = SerSerialPort::newPort(QStringLiteral("ttyUSB7"), &owner);
+    QVERIFY(port);
+    QCOMPARE(port->parent(), &owner);
+    QCOMPARE(port->device(), QStringLiteral("ttyUSB7"));
+    QVERIFY(port->isSequential());
+    QVERIFY(!port->isOpen());
+}
+
+void TestSerSerialPort::opensRaw8BitAtStoredSpeed()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    port.setSpeed(57600);
+    QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
+    QVERIFY(port.isOpen());
+    const termios t = pty.settings();
+    QCOMPARE(int(cfgetospeed(&t)), int(B57600));
+    QCOMPARE(int(t.c_cflag & CSIZE), int(CS8));
+    QVERIFY(t.c_cflag & CLOCAL);
+    QVERIFY(t.c_cflag & CREAD);
+    QCOMPARE(int(t.c_lflag), 0); // no echo, no line editing
+    QCOMPARE(int(t.c_iflag), 0);
+    QCOMPARE(int(t.c_oflag), 0);
+}
+
+void TestSerSerialPort::unknownSpeedFailsOpen()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    port.setSpeed(1000);
+    const int before = openDescriptors();
+    QVERIFY(!port.open(QIODevice::ReadWrite));
+    QVERIFY(!port.isOpen());
+    QCOMPARE(port.errorString(), systemText(EINVAL));
+    QCOMPARE(openDescriptors(), before);
+    QCOMPARE(port.speed(), 1000);
+}
+
+void TestSerSerialPort::missingDeviceFailsOpen()
+{
+    pSerUnixSerialPort port;
+    port.setDevice(QStringLiteral("no-such-tty-here"));
+    QVERIFY(!port.open(QIODevice::ReadWrite));
+    QCOMPARE(port.errorString(), systemText(ENOENT));
+    QVERIFY(!port.isOpen());
+}
+
+void TestSerSerialPort::speedWhileOpen()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    port.setSpeed(9600);
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    port.setSpeed(115200);
+    termios t = pty.settings();
+    QCOMPARE(int(cfgetospeed(&t)), int(B115200));
+    // An unknown rate is stored but leaves the line as it was.
+    port.setSpeed(1000);
+    QCOMPARE(port.speed(), 1000);
+    t = pty.settings();
+    QCOMPARE(int(cfgetospeed(&t)), int(B115200));
+}
+
+void TestSerSerialPort::handshake_data()
+{
+    QTest::addColumn<int>("handshake");
+    QTest::addColumn<bool>("beforeOpen");
+    QTest::addColumn<bool>("rtscts");
+    QTest::addColumn<bool>("xonxoff");
+    QTest::newRow("none") << 0 << false << false << false;
+    QTest::newRow("RTS/CTS") << 1 << false << true << false;
+    QTest::newRow("Xon/Xoff") << 2 << false << false << true;
+    QTest::newRow("both") << 3 << false << true << true;
+    QTest::newRow("both, set while closed") << 3 << true << true << true;
+    QTest::newRow("RTS/CTS, set while closed") << 1 << true << true << false;
+}
+
+void TestSerSerialPort::handshake()
+{
+    QFETCH(int, handshake);
+    QFETCH(bool, beforeOpen);
+    QFETCH(bool, rtscts);
+    QFETCH(bool, xonxoff);
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    if (beforeOpen)
+        port.setHandshake(handshake);
+    else
+        port.setHandshake(3 - handshake); // the opposite, replaced below
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    if (!beforeOpen)
+        port.setHandshake(handshake);
+    QCOMPARE(port.handshake(), handshake);
+    const termios t = pty.settings();
+    QCOMPARE(bool(t.c_cflag & CRTSCTS), rtscts);
+    QCOMPARE(bool(t.c_iflag & IXON), xonxoff);
+    QCOMPARE(bool(t.c_iflag & IXOFF), xonxoff);
+}
+
+void TestSerSerialPort::parity_data()
+{
+    // A pseudo-terminal keeps PARODD but always clears PARENB, so only the
+    // odd bit can be seen from the far end.
+    QTest::addColumn<int>("parity");
+    QTest::addColumn<bool>("odd");
+    QTest::newRow("none") << 0 << false;
+    QTest::newRow("even") << 1 << false;
+    QTest::newRow("odd") << 2 << true;
+    QTest::newRow("unknown value means none") << 7 << false;
+}
+
+void TestSerSerialPort::parity()
+{
+    QFETCH(int, parity);
+    QFETCH(bool, odd);
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    port.setParity(2);
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    QVERIFY(pty.settings().c_cflag & PARODD);
+    port.setParity(parity);
+    QCOMPARE(port.parity(), parity);
+    const termios t = pty.settings();
+    QCOMPARE(bool(t.c_cflag & PARODD), odd);
+    QCOMPARE(int(t.c_cflag & CSIZE), int(CS8));
+}
+
+void TestSerSerialPort::bytesBothWays()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    port.setSpeed(115200);
+    QVERIFY(port.open(QIODevice::ReadWrite));
+
+    // Every byte value, including the terminal's special characters.
+    QByteArray all;
+    for (int i = 0; i < 256; ++i)
+        all.append(char(i));
+    QCOMPARE(port.write(all), qint64(all.size()));
+    QCOMPARE(pty.read(), all);
+
+    QSignalSpy ready(&port, &QIODevice::readyRead);
+    pty.write(all);
+    QByteArray got;
+    while (got.size() < all.size() && (ready.size() > 0 || ready.wait(2000))) {
+        ready.clear();
+        got += port.readAll();
+    }
+    QCOMPARE(got, all);
+}
+
+void TestSerSerialPort::oneReadyReadUntilRead()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    QSignalSpy ready(&port, &QIODevice::readyRead);
+
+    pty.write("a");
+    QVERIFY(ready.wait(2000));
+    pty.write("b");
+    QTest::qWait(150);
+    QCOMPARE(ready.size(), 1);
+
+    QCOMPARE(port.readAll(), QByteArray("ab"));
+    pty.write("c");
+    QVERIFY(ready.wait(2000));
+    QCOMPARE(ready.size(), 2);
+    QCOMPARE(port.readAll(), QByteArray("c"));
+}
+
+void TestSerSerialPort::setDeviceIgnoredWhileOpen()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    port.setDevice(QStringLiteral("ttyS9"));
+    QCOMPARE(port.device(), pty.name());
+    port.close();
+    port.setDevice(QStringLiteral("ttyS9"));
+    QCOMPARE(port.device(), QStringLiteral("ttyS9"));
+}
+
+void TestSerSerialPort::waitForReadyRead()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    port.setSpeed(1000);
+    QVERIFY(!port.open(QIODevice::ReadWrite)); // leaves an error text behind
+    port.setSpeed(9600);
+    QVERIFY(port.open(QIODevice::ReadWrite));
+
+    // 250 is taken as 0 s and 250 microseconds, not a quarter second.
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!port.waitForReadyRead(250));
+    QVERIFY2(timer.elapsed() < 200, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(port.errorString(), QBuffer().errorString()); // cleared
+
+    QVERIFY(port.waitForBytesWritten(0));
+
+    QSignalSpy ready(&port, &QIODevice::readyRead);
+    pty.write("x");
+    QVERIFY(port.waitForReadyRead(2000));
+    QCOMPARE(ready.size(), 1);
+    QVERIFY(port.waitForReadyRead(2000));
+    QCOMPARE(ready.size(), 1); // no second signal before a read
+    QCOMPARE(port.readAll(), QByteArray("x"));
+}
+
+void TestSerSerialPort::waitWhenNotOpen()
+{
+    pSerUnixSerialPort port;
+    QVERIFY(!port.waitForReadyRead(10));
+    QCOMPARE(port.errorString(), QStringLiteral("Not open"));
+    QVERIFY(!port.waitForBytesWritten(10));
+    QCOMPARE(port.errorString(), QStringLiteral("Not open"));
+}
+
+void TestSerSerialPort::modeWithoutReadOrWrite_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::newRow("not open") << int(QIODevice::NotOpen);
+    QTest::newRow("unbuffered only") << int(QIODevice::Unbuffered);
+    QTest::newRow("text only") << int(QIODevice::Text);
+}
+
+void TestSerSerialPort::modeWithoutReadOrWrite()
+{
+    QFETCH(int, mode);
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    const int whileOpen = openDescriptors();
+    QVERIFY(port.open(QIODevice::OpenMode(mode)));
+    QVERIFY(!port.isOpen());
+    QCOMPARE(openDescriptors(), whileOpen - 1); // the earlier open was closed
+}
+
+void TestSerSerialPort::closeAndReopen()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    QSignalSpy closing(&port, &QIODevice::aboutToClose);
+    port.close();
+    QCOMPARE(closing.size(), 0);
+
+    const int before = openDescriptors();
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    QCOMPARE(openDescriptors(), before + 1);
+    port.close();
+    QCOMPARE(closing.size(), 1);
+    QVERIFY(!port.isOpen());
+    QCOMPARE(openDescriptors(), before);
+
+    QVERIFY(port.open(QIODevice::ReadOnly));
+    QCOMPARE(port.openMode(), QIODevice::ReadOnly);
+    QSignalSpy ready(&port, &QIODevice::readyRead);
+    pty.write("z");
+    QVERIFY(ready.wait(2000));
+    QCOMPARE(port.readAll(), QByteArray("z"));
+}
+
+void TestSerSerialPort::storedModemLines()
+{
+    // Without a device the status is what was last set; a pseudo-terminal
+    // has no modem lines either, so the same holds while open on one.
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    QCOMPARE(port.modemStatus(), 0);
+    port.setRTS(true);
+    port.setDTR(true);
+    port.setBRK(true);
+    QCOMPARE(port.modemStatus(), 1 | 4 | 64);
+    QCOMPARE(port.getRTS(), 1);
+    QCOMPARE(port.getDTR(), 4);
+    QCOMPARE(port.getCTS(), 0);
+    // Opening clears the break and must not fail on the missing lines.
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    QCOMPARE(port.modemStatus() & (1 | 4 | 64), 1 | 4);
+    port.setDTR(false);
+    QCOMPARE(port.getDTR(), 0);
+}
+
+QTEST_GUILESS_MAIN(TestSerSerialPort)
+#include "tst_serserialport.moc"
