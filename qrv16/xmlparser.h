@@ -1,0 +1,73 @@
+#pragma once
+
+// The common frame of the XML readers: opens a file or a buffer, reads
+// tokens with or without layout (comments, whitespace), skips unwanted
+// elements up to a nesting limit, and formats every error and warning with
+// file name, line and column.
+
+#include <QIODevice>
+#include <QString>
+#include <QXmlStreamReader>
+
+#include <memory>
+
+namespace QRV16 {
+
+class XmlParser : public QXmlStreamReader
+{
+public:
+    enum ReadMode { SkipLayout = 0, KeepLayout = 1 };
+
+    XmlParser();
+    virtual ~XmlParser();
+
+    bool parse(const QString& path);
+    bool parse(const QByteArray& data);
+
+    // Reads the whole document once the device is set.
+    virtual bool parser() = 0;
+    // Receives each formatted warning; the default collects them.
+    virtual void warning(const QString& text);
+
+    const QString& warnings() const { return m_warnings; }
+    QString fileName() const { return m_filename; }
+    void setDebug(bool on) { m_debug = on; }
+    bool debug() const { return m_debug; }
+
+    TokenType readNext(ReadMode mode);
+    bool skipElement();
+    QString readCharacters();
+
+    void raiseError(const QString& message);
+    void raiseWarning(const QString& message);
+    QString formatError() const;
+    QString formatError(const QString& message) const;
+    QString formatWarning(const QString& message) const;
+    QString formatEW(const QString& kind, const QString& message) const;
+
+    void raiseUnexpectedCharactersWarning();
+    void raiseUnexpectedElementWarning(const QString& expected = QString());
+    void raiseUnexpectedEndError();
+    void raiseEndElementExpectedError();
+    void raiseStartElementExpectedError();
+
+    static QString tokenName(TokenType type);
+
+    // Deepest nesting of unknown elements that skipElement() accepts.
+    static constexpr int MaxDepth = 100;
+
+protected:
+    void debugToken(TokenType type) const;
+
+    QString m_filename;
+    bool m_debug = false;
+    QString m_warnings;
+    int m_depth = 0;
+
+private:
+    bool start(std::unique_ptr<QIODevice> device, const QString& name);
+
+    std::unique_ptr<QIODevice> m_input;
+};
+
+} // namespace QRV16

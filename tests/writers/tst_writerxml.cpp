@@ -1,0 +1,257 @@
+#include "qrv16/item.h"
+#include "qrv16/parser.h"
+#include "writers/writerxml.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cstdio>
+#include <fcntl.h>
+#include <memory>
+#include <unistd.h>
+
+using namespace QRV16;
+
+namespace {
+
+const QByteArray declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?> <!-- -*- nxml -*- -->";
+
+std::unique_ptr<Item> readTree(const QByteArray& document)
+{
+    Parser parser;
+    if (!parser.parse(document))
+        qFatal("%s", qPrintable(parser.formatError()));
+    return std::unique_ptr<Item>(parser.takeRoot());
+}
+
+Item* item(ItemType type, const QString& name, qint64 id = -1)
+{
+    ItemData d;
+    d.type = type;
+    d.name = name;
+    if (id >= 0) {
+        d.id = quint64(id);
+        d.hasId = true;
+    }
+    return new Item(d);
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
+}
+
+} // namespace
+
+class TestWriterXml : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void attributes_data();
+    void attributes();
+    void layout();
+    void emptyRoot();
+    void roundTrip_data();
+    void roundTrip();
+    void demoRoundTripsByteForByte();
+    void fileKeepsBackup();
+    void openFailure();
+    void dashWritesStandardOutput();
+    void largeFile();
+};
+
+void TestWriterXml::attributes_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<int>("digits");
+    QTest::addColumn<bool>("secure");
+    QTest::addColumn<QString>("comment");
+    QTest::addColumn<QByteArray>("element");
+    QTest::newRow("plain") << 0 << 0 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\"/>");
+    QTest::newRow("hex") << 3 << 0 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"x\"/>");
+    QTest::newRow("hex four") << 3 << 4 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"4x\"/>");
+    QTest::newRow("binary is y") << 5 << 8 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"8y\"/>");
+    QTest::newRow("signed") << 1 << 0 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"d\"/>");
+    QTest::newRow("unsigned") << 2 << 3 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"3u\"/>");
+    QTest::newRow("octal") << 4 << 0 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"o\"/>");
+    QTest::newRow("digits without mode") << 0 << 4 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\"/>");
+    QTest::newRow("secure") << 0 << 0 << true << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" secure=\"true\"/>");
+    QTest::newRow("all in order") << 3 << 2 << true << "a \"b\"" << QByteArray("<tag name=\"T\" id=\"0x1001\" comment=\"a &quot;b&quot;\" secure=\"true\" display=\"2x\"/>");
+}
+
+void TestWriterXml::attributes()
+{
+    QFETCH(int, mode);
+    QFETCH(int, digits);
+    QFETCH(bool, secure);
+    QFETCH(QString, comment);
+    QFETCH(QByteArray, element);
+    Item root;
+    root.data().type = ItemType::Root;
+    Item* tag = item(ItemType::Tag, "T", 0x1001);
+    tag->data().display = DisplayMode(mode, digits);
+    tag->data().secure = secure;
+    tag->data().comment = comment;
+    root.appendChild(tag);
+    WriterXml w;
+    QCOMPARE(w.encode(&root), declaration + "\n<qrv16>\n  " + element + "\n</qrv16>\n");
+}
+
+void TestWriterXml::layout()
+{
+    Item root;
+    root.data().type = ItemType::Root;
+    Item* tag = item(ItemType::Tag, "Mode", 0x1002);
+    tag->data().display = DisplayMode(DisplayMode::Hex, 2);
+    root.appendChild(tag);
+    root.appendChild(item(ItemType::Tag, QString())); // blank line
+    Item* note = item(ItemType::Tag, QString());
+    note->data().comment = " later ";
+    root.appendChild(note);
+    Item* enums = item(ItemType::Enums, QString());
+    tag->appendChild(enums);
+    enums->appendChild(item(ItemType::Enum, "Off", 0));
+    enums->appendChild(item(ItemType::Enum, QString(), 10)); // nameless, in the tag's mode
+    tag->appendChild(item(ItemType::Bits, QString()));
+    WriterXml w;
+    QCOMPARE(w.encode(&root), declaration +
+                                  "\n<qrv16>"
+                                  "\n  <tag name=\"Mode\" id=\"0x1002\" display=\"2x\">"
+                                  "\n    <enums>"
+                                  "\n      <enum name=\"Off\" id=\"0x00\"/>"
+                                  "\n      <enum id=\"0x0A\"/>"
+                                  "\n    </enums>"
+                                  "\n    <bits/>"
+                                  "\n  </tag>"
+                                  "\n"
+                                  "\n  <!-- later -->"
+                                  "\n</qrv16>\n");
+    QVERIFY(w.errorString().isEmpty());
+}
+
+void TestWriterXml::emptyRoot()
+{
+    Item root;
+    root.data().type = ItemType::Root;
+    WriterXml w;
+    QCOMPARE(w.encode(&root), declaration + "\n<qrv16/>\n");
+    // A blank-line item as the last child adds its line break, and nothing else.
+    root.appendChild(item(ItemType::Tag, QString()));
+    QCOMPARE(w.encode(&root), declaration + "\n<qrv16>\n\n</qrv16>\n");
+}
+
+void TestWriterXml::roundTrip_data()
+{
+    QTest::addColumn<QByteArray>("document");
+    QTest::newRow("layout and comments")
+        << QByteArray("<?xml version=\"1.0\"?>\n<qrv16>\n<!-- head -->\n\n<tag name=\"A\" id=\"0x1001\" "
+                      "display=\"4X\"><enums>\n<enum name=\"a\" id=\"1\"/>\n\n<!-- gap -->\n<enum id=\"7\"/>"
+                      "</enums><bits><bit name=\"b\" id=\"0\" comment=\"x &amp; y\"/></bits></tag>\n\n\n"
+                      "<tag name=\"S\" id=\"0x3001\" secure=\"1\"/></qrv16>");
+    QTest::newRow("negative and octal ids")
+        << QByteArray("<?xml version=\"1.0\"?><qrv16><tag name=\"A\" id=\"1\" display=\"3d\"><enums>"
+                      "<enum name=\"m\" id=\"-5\"/></enums></tag><tag name=\"B\" id=\"2\" display=\"o\">"
+                      "<bits><bit name=\"x\" id=\"9\"/></bits></tag><tag name=\"C\" id=\"3\" display=\"b\">"
+                      "<enums><enum name=\"y\" id=\"6\"/></enums></tag></qrv16>");
+    QTest::newRow("doctype") << QByteArray("<?xml version=\"1.0\"?>\n<!DOCTYPE qrv16>\n<qrv16/>");
+}
+
+void TestWriterXml::roundTrip()
+{
+    QFETCH(QByteArray, document);
+    const std::unique_ptr<Item> first = readTree(document);
+    WriterXml w;
+    const QByteArray written = w.encode(first.get());
+    const std::unique_ptr<Item> second = readTree(written);
+    QVERIFY(*first == *second);
+    QCOMPARE(w.encode(second.get()), written);
+}
+
+void TestWriterXml::demoRoundTripsByteForByte()
+{
+    const QByteArray demo = readFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
+    const std::unique_ptr<Item> root = readTree(demo);
+    QCOMPARE(WriterXml().encode(root.get()), demo);
+}
+
+void TestWriterXml::fileKeepsBackup()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("defs.qrvdef");
+    const std::unique_ptr<Item> one = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
+    const std::unique_ptr<Item> two = readTree("<qrv16><tag name=\"B\" id=\"2\"/></qrv16>");
+    WriterXml w;
+    QVERIFY(w.write(one.get(), path));
+    const QByteArray first = readFile(path);
+    QVERIFY(first.contains("name=\"A\""));
+    QVERIFY(!QFile::exists(path + ".bak"));
+    QVERIFY(w.write(two.get(), path));
+    QVERIFY(readFile(path).contains("name=\"B\""));
+    QCOMPARE(readFile(path + ".bak"), first);
+    QVERIFY(!QFile::exists(path + ".tmp"));
+}
+
+void TestWriterXml::openFailure()
+{
+    const std::unique_ptr<Item> one = readTree("<qrv16/>");
+    WriterXml w;
+    QVERIFY(!w.write(one.get(), "/nonexistent/dir/defs.qrvdef"));
+    QCOMPARE(w.formatError(), QString("Failed to open output file /nonexistent/dir/defs.qrvdef."));
+    QVERIFY(w.encode(nullptr).isEmpty());
+}
+
+void TestWriterXml::dashWritesStandardOutput()
+{
+    QTemporaryDir dir;
+    QVERIFY(QDir::setCurrent(dir.path()));
+    const QString captured = dir.filePath("stdout.txt");
+    const std::unique_ptr<Item> root = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
+
+    std::fflush(stdout);
+    const int saved = dup(STDOUT_FILENO);
+    const int fd = ::open(QFile::encodeName(captured).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    QVERIFY(saved >= 0 && fd >= 0);
+    dup2(fd, STDOUT_FILENO);
+    ::close(fd);
+    WriterXml w;
+    const bool ok = w.write(root.get(), "-");
+    std::fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    ::close(saved);
+
+    QVERIFY(ok);
+    QVERIFY(!QFile::exists(dir.filePath("-")));
+    QCOMPARE(readFile(captured), WriterXml().encode(root.get()));
+}
+
+void TestWriterXml::largeFile()
+{
+    // 10,000 tags with enums and bits read and write well under a second each.
+    QByteArray doc = "<?xml version=\"1.0\"?>\n<qrv16>\n";
+    for (int t = 0; t < 10000; ++t) {
+        doc += "  <tag name=\"T" + QByteArray::number(t) + "\" id=\"" + QByteArray::number(t) +
+               "\" display=\"x\">\n    <bits>\n";
+        for (int b = 0; b < 3; ++b)
+            doc += "      <bit name=\"b" + QByteArray::number(b) + "\" id=\"" + QByteArray::number(b) + "\"/>\n";
+        doc += "    </bits>\n    <enums>\n";
+        for (int e = 0; e < 4; ++e)
+            doc += "      <enum name=\"e" + QByteArray::number(e) + "\" id=\"" + QByteArray::number(e) + "\"/>\n";
+        doc += "    </enums>\n  </tag>\n";
+    }
+    doc += "</qrv16>\n";
+    QElapsedTimer timer;
+    timer.start();
+    const std::unique_ptr<Item> root = readTree(doc);
+    const qint64 readMs = timer.restart();
+    const QByteArray written = WriterXml().encode(root.get());
+    const qint64 writeMs = timer.elapsed();
+    QCOMPARE(root->childCount(), 10000);
+    QVERIFY(written.size() > doc.size() / 2);
+    QVERIFY2(readMs < 5000, "reading 10,000 tags must stay far below this even under sanitizers");
+    qInfo("10,000 tags (%lld KB): read %lld ms, written %lld ms", qlonglong(doc.size() / 1024),
+          readMs, writeMs);
+}
+
+QTEST_APPLESS_MAIN(TestWriterXml)
+#include "tst_writerxml.moc"
