@@ -6,7 +6,10 @@ SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
 
-.PHONY: all deps build test bench run clean
+FUZZ_SECONDS ?= 60
+FUZZERS := message text definitions
+
+.PHONY: all deps build test bench run fuzz clean
 
 all: build
 
@@ -42,8 +45,28 @@ bench: deps build-bench/build.ninja
 	    [ -x "$$b" ] || continue; echo "== $$b"; "$$b" --benchmark_counters_tabular=true; \
 	done
 
+# Until the main window exists: the definitions check and the sample
+# messages through the command-line tool, there and back.
 run: build
-	./build/tests/qrv16/tst_message -silent && echo "message codec: all checks passed"
+	./build/cli/korv check examples/demo.qrvdef
+	./build/cli/korv encode -d examples/demo.qrvdef < examples/messages.txt
+	./build/cli/korv encode --raw -d examples/demo.qrvdef < examples/messages.txt \
+	    | ./build/cli/korv decode --multi-line -d examples/demo.qrvdef
+
+build-fuzz/build.ninja: | deps
+	@dpkg-query -W -f='$${Status}' clang 2>/dev/null | grep -q "ok installed" || \
+	    (DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y clang libclang-rt-dev)
+	CXX=clang++ cmake -S . -B build-fuzz $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DKORV_FUZZ=ON
+
+fuzz: deps build-fuzz/build.ninja
+	cmake --build build-fuzz -j $(JOBS) $(addprefix --target fuzz_,$(FUZZERS))
+	@mkdir -p $(addprefix build-fuzz/corpus/,$(FUZZERS))
+	@cp examples/demo.qrvdef build-fuzz/corpus/definitions/
+	@cp examples/messages.txt build-fuzz/corpus/text/
+	@set -e; for f in $(FUZZERS); do \
+	    echo "== fuzz_$$f for $(FUZZ_SECONDS) s"; \
+	    ./build-fuzz/fuzz/fuzz_$$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 build-fuzz/corpus/$$f; \
+	done
 
 clean:
-	rm -rf build build-asan build-bench
+	rm -rf build build-asan build-bench build-fuzz

@@ -5,6 +5,7 @@
 // elements and an Iterator that walks and decodes them.
 
 #include "qrv16/ipv4.h"
+#include "qrv16/types.h"
 
 #include <QBitArray>
 #include <QByteArray>
@@ -21,6 +22,8 @@
 #include <QVector>
 
 namespace QRV16 {
+
+class TagDataLut;
 
 class Message
 {
@@ -146,6 +149,9 @@ public:
     void appendMessage(int tag, const Message& message);
     void appendMessage(const Message& message);
     void append(int tag, const QVariant& value);
+
+    // The text notation of this message (names from `lut` when given).
+    QString toText(const TagDataLut* lut = nullptr, TextOptions options = {}) const;
 
 private:
     QByteArray m_data;

@@ -4,6 +4,7 @@
 // work on tag codes, display modes, identifiers and the 1990 day count.
 
 #include <QDate>
+#include <QFlags>
 #include <QString>
 
 namespace QRV16 {
@@ -48,6 +49,13 @@ struct DisplayMode
     bool operator!=(const DisplayMode& o) const { return !(*this == o); }
 };
 
+// Options of the message text notation.
+enum TextOption {
+    Hungarian = 1, // tag names carry their type prefix: sName, iCount
+    MultiLine = 4, // one element per line, nested elements indented
+};
+Q_DECLARE_FLAGS(TextOptions, TextOption)
+
 DataType dataType(unsigned int tag);
 unsigned int setDataType(unsigned int tag, DataType type);
 bool isNestedTag(int tag);
@@ -60,3 +68,5 @@ int dateToDaysSince1990(const QDate& date);
 QDate daysSince1990ToDate(int days);
 
 } // namespace QRV16
+
+Q_DECLARE_OPERATORS_FOR_FLAGS(QRV16::TextOptions)

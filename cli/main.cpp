@@ -1,0 +1,354 @@
+// korv: the message format on the command line, for scripts and firmware CI.
+
+#include "qrv16/item.h"
+#include "qrv16/messagecollector.h"
+#include "qrv16/messageparser.h"
+#include "qrv16/messagewriter.h"
+#include "qrv16/parser.h"
+#include "qrv16/tagdatalut.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFile>
+#include <QTextStream>
+
+#include <cstdio>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+enum ExitCode { Success = 0, InputFailed = 1, UsageError = 2 };
+
+const char* const version = "0.1.0";
+
+bool colour()
+{
+    static const bool tty = isatty(STDERR_FILENO) && qEnvironmentVariableIsEmpty("NO_COLOR");
+    return tty;
+}
+
+QString paint(const QString& text, const char* code)
+{
+    return colour() ? QStringLiteral("\x1b[%1m%2\x1b[0m").arg(QLatin1String(code), text) : text;
+}
+
+void err(const QString& text)
+{
+    const QByteArray bytes = text.toLocal8Bit();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
+}
+
+void out(const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
+}
+
+void errorLine(const QString& where, const QString& message)
+{
+    err(QStringLiteral("%1: %2 %3\n").arg(where, paint(QStringLiteral("error:"), "1;31"), message));
+}
+
+// The parser's error under the faulty line, its span marked like a compiler does.
+// `firstLine` is the number of the text's first line in its source.
+void reportParseError(const QString& source, int firstLine, const QString& text,
+                      const QRV16::MessageParser& parser)
+{
+    const int line = parser.errorLineStart();
+    const int column = parser.errorColumnStart();
+    errorLine(QStringLiteral("%1:%2:%3").arg(source).arg(firstLine + line - 1).arg(column),
+              parser.errorMessage());
+    const QString faulty = text.split(QLatin1Char('\n')).value(line - 1);
+    const int width = parser.errorLineEnd() == line
+                          ? qMax(1, parser.errorColumnEnd() - column + 1)
+                          : qMax(1, int(faulty.size()) - column + 1);
+    QString marker(column - 1, QLatin1Char(' '));
+    // Keep tabs so the marker lines up under the text.
+    for (int i = 0; i < column - 1 && i < faulty.size(); ++i) {
+        if (faulty.at(i) == QLatin1Char('\t'))
+            marker[i] = QLatin1Char('\t');
+    }
+    err(QStringLiteral("  %1\n  %2\n")
+            .arg(faulty, marker + paint(QLatin1Char('^') + QString(width - 1, QLatin1Char('~')),
+                                        "1;32")));
+}
+
+struct Definitions
+{
+    std::unique_ptr<QRV16::Item> root;
+    std::unique_ptr<QRV16::TagDataLut> lut;
+};
+
+// Loads a definitions file; reports and returns false on failure.
+bool loadDefinitions(const QString& path, Definitions* defs, bool showWarnings)
+{
+    QRV16::Parser parser;
+    const bool ok = parser.parse(path);
+    if (showWarnings && !parser.warnings().isEmpty())
+        err(parser.warnings());
+    if (!ok) {
+        err(parser.formatError() + QLatin1Char('\n'));
+        return false;
+    }
+    defs->root.reset(parser.takeRoot());
+    defs->lut = std::make_unique<QRV16::TagDataLut>(defs->root.get());
+    return true;
+}
+
+void addCommonOptions(QCommandLineParser& p)
+{
+    p.setApplicationDescription(QString());
+    p.addHelpOption();
+    p.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+}
+
+// Parses a command's arguments; returns -1 to go on, else the exit code.
+int parseArguments(QCommandLineParser& p, const QStringList& args, const QString& usage)
+{
+    if (!p.parse(args)) {
+        errorLine(QStringLiteral("korv"), p.errorText());
+        err(usage);
+        return UsageError;
+    }
+    if (p.isSet(QStringLiteral("help"))) {
+        out(usage);
+        return Success;
+    }
+    return -1;
+}
+
+const QCommandLineOption definitionsOption({QStringLiteral("d"), QStringLiteral("definitions")},
+                                           QStringLiteral("Tag definitions for names."),
+                                           QStringLiteral("FILE.qrvdef"));
+
+int encode(const QStringList& args)
+{
+    const QString usage = QStringLiteral(
+        "Usage: korv encode [-d FILE.qrvdef] [--raw] [TEXT...]\n"
+        "Parses messages in the text notation and prints each as hexadecimal bytes.\n"
+        "Without TEXT, each line of standard input is parsed.\n\n"
+        "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
+        "  --raw                   write the bytes themselves instead of hexadecimal\n"
+        "  -h, --help              show this help\n");
+    QCommandLineParser p;
+    addCommonOptions(p);
+    p.addOption(definitionsOption);
+    const QCommandLineOption rawOption(QStringLiteral("raw"));
+    p.addOption(rawOption);
+    p.addPositionalArgument(QStringLiteral("TEXT"), QString());
+    if (const int code = parseArguments(p, args, usage); code >= 0)
+        return code;
+
+    Definitions defs;
+    if (p.isSet(definitionsOption) && !loadDefinitions(p.value(definitionsOption), &defs, false))
+        return InputFailed;
+    QRV16::MessageParser parser(defs.lut.get());
+    const bool raw = p.isSet(rawOption);
+    int status = Success;
+
+    auto encodeOne = [&](const QString& source, int firstLine, const QString& text) {
+        const QList<QRV16::Message> messages = parser.parseList(text);
+        if (parser.hasError()) {
+            reportParseError(source, firstLine, text, parser);
+            status = InputFailed;
+            return;
+        }
+        for (const QRV16::Message& m : messages) {
+            if (raw)
+                std::fwrite(m.bytes().constData(), 1, size_t(m.size()), stdout);
+            else
+                out(QString::fromLatin1(m.bytes().toHex(' ').toUpper()) + QLatin1Char('\n'));
+        }
+    };
+
+    const QStringList texts = p.positionalArguments();
+    if (!texts.isEmpty()) {
+        for (int i = 0; i < texts.size(); ++i)
+            encodeOne(QStringLiteral("argument %1").arg(i + 1), 1, texts.at(i));
+    } else {
+        QTextStream in(stdin);
+        int lineNumber = 0;
+        QString line;
+        while (in.readLineInto(&line)) {
+            ++lineNumber;
+            if (!line.trimmed().isEmpty())
+                encodeOne(QStringLiteral("<stdin>"), lineNumber, line);
+        }
+    }
+    std::fflush(stdout);
+    return status;
+}
+
+int decode(const QStringList& args)
+{
+    const QString usage = QStringLiteral(
+        "Usage: korv decode [-d FILE.qrvdef] [--multi-line] [--hungarian] [HEX...]\n"
+        "Prints messages in the text notation. Each HEX argument holds the bytes of one\n"
+        "or more messages (blanks allowed); without HEX, standard input is read as a raw\n"
+        "byte stream and cut into messages by their length fields.\n\n"
+        "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
+        "  --multi-line            one element per line, nested elements indented\n"
+        "  --hungarian             prefix tag names with their type (sName, iCount)\n"
+        "  -h, --help              show this help\n");
+    QCommandLineParser p;
+    addCommonOptions(p);
+    p.addOption(definitionsOption);
+    const QCommandLineOption multiLine(QStringLiteral("multi-line"));
+    const QCommandLineOption hungarian(QStringLiteral("hungarian"));
+    p.addOption(multiLine);
+    p.addOption(hungarian);
+    p.addPositionalArgument(QStringLiteral("HEX"), QString());
+    if (const int code = parseArguments(p, args, usage); code >= 0)
+        return code;
+
+    Definitions defs;
+    if (p.isSet(definitionsOption) && !loadDefinitions(p.value(definitionsOption), &defs, false))
+        return InputFailed;
+    QRV16::TextOptions options;
+    if (p.isSet(multiLine))
+        options |= QRV16::MultiLine;
+    if (p.isSet(hungarian))
+        options |= QRV16::Hungarian;
+    const QRV16::MessageWriter writer(defs.lut.get(), options);
+    int status = Success;
+
+    QRV16::MessageCollector collector;
+    auto drain = [&](const QString& source) {
+        while (collector.hasMessage()) {
+            const QRV16::Message m = collector.nextMessage();
+            if (!m.isValid()) {
+                errorLine(source, QStringLiteral("not a message: %1")
+                                      .arg(QString::fromLatin1(m.bytes().toHex(' ').toUpper())));
+                status = InputFailed;
+                continue;
+            }
+            QString text = writer.toText(m);
+            if (!text.endsWith(QLatin1Char('\n')))
+                text += QLatin1Char('\n');
+            out(text);
+        }
+    };
+    auto leftover = [&](const QString& source) {
+        if (collector.pending() > 0) {
+            errorLine(source, QStringLiteral("incomplete message: %1 bytes left over")
+                                  .arg(collector.pending()));
+            status = InputFailed;
+            collector.reset();
+        }
+    };
+
+    const QStringList hexes = p.positionalArguments();
+    if (!hexes.isEmpty()) {
+        for (int i = 0; i < hexes.size(); ++i) {
+            const QString source = QStringLiteral("argument %1").arg(i + 1);
+            QByteArray digits = hexes.at(i).toLatin1();
+            digits.replace(' ', "").replace('\t', "").replace(':', "");
+            bool hex = digits.size() % 2 == 0;
+            for (char c : digits)
+                hex = hex && QRV16::denibble(c) >= 0;
+            if (!hex || digits.isEmpty()) {
+                errorLine(source, QStringLiteral("not hexadecimal bytes: %1").arg(hexes.at(i)));
+                status = InputFailed;
+                continue;
+            }
+            collector.append(QByteArray::fromHex(digits));
+            drain(source);
+            leftover(source);
+        }
+    } else {
+        char buffer[65536];
+        size_t n;
+        while ((n = std::fread(buffer, 1, sizeof buffer, stdin)) > 0) {
+            collector.append(buffer, unsigned(n));
+            drain(QStringLiteral("<stdin>"));
+        }
+        leftover(QStringLiteral("<stdin>"));
+    }
+    std::fflush(stdout);
+    return status;
+}
+
+int check(const QStringList& args)
+{
+    const QString usage = QStringLiteral(
+        "Usage: korv check FILE.qrvdef\n"
+        "Reads a tag definitions file and prints its warnings and error.\n"
+        "Exit status 0 when it loads (warnings allowed), 1 when it does not.\n\n"
+        "  -h, --help  show this help\n");
+    QCommandLineParser p;
+    addCommonOptions(p);
+    p.addPositionalArgument(QStringLiteral("FILE"), QString());
+    if (const int code = parseArguments(p, args, usage); code >= 0)
+        return code;
+    if (p.positionalArguments().size() != 1) {
+        errorLine(QStringLiteral("korv"), QStringLiteral("check takes exactly one file"));
+        err(usage);
+        return UsageError;
+    }
+    const QString path = p.positionalArguments().constFirst();
+    Definitions defs;
+    if (!loadDefinitions(path, &defs, true))
+        return InputFailed;
+    int enums = 0;
+    int bits = 0;
+    int tags = 0;
+    for (int i = 0; i < defs.root->childCount(); ++i) {
+        const QRV16::Item* tag = defs.root->child(i);
+        if (!tag->isValid(QRV16::ItemType::Tag))
+            continue;
+        ++tags;
+        const QRV16::TagData data(tag);
+        enums += data.enums.count();
+        bits += data.bits.count();
+    }
+    out(QStringLiteral("%1: %2 tags, %3 enum values, %4 named bits\n")
+            .arg(path).arg(tags).arg(enums).arg(bits));
+    return Success;
+}
+
+const char* const mainUsage =
+    "Usage: korv COMMAND [OPTIONS] [ARGUMENTS]\n"
+    "The QRV16 message format on the command line.\n\n"
+    "Commands:\n"
+    "  encode  text notation to message bytes\n"
+    "  decode  message bytes to text notation\n"
+    "  check   read a tag definitions file and report its problems\n\n"
+    "  korv COMMAND --help   help on one command\n"
+    "  korv --version        the program's version\n\n"
+    "Exit status: 0 success, 1 an input failed, 2 usage error.\n";
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("korv"));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(version));
+    QStringList args = QCoreApplication::arguments();
+    if (args.size() < 2) {
+        err(QString::fromLatin1(mainUsage));
+        return UsageError;
+    }
+    const QString command = args.at(1);
+    if (command == QLatin1String("--help") || command == QLatin1String("-h") ||
+        command == QLatin1String("help")) {
+        out(QString::fromLatin1(mainUsage));
+        return Success;
+    }
+    if (command == QLatin1String("--version") || command == QLatin1String("-v")) {
+        out(QStringLiteral("korv %1\n").arg(QLatin1String(version)));
+        return Success;
+    }
+    args.removeAt(1);
+    args[0] = QStringLiteral("korv ") + command;
+    if (command == QLatin1String("encode"))
+        return encode(args);
+    if (command == QLatin1String("decode"))
+        return decode(args);
+    if (command == QLatin1String("check"))
+        return check(args);
+    errorLine(QStringLiteral("korv"), QStringLiteral("unknown command \"%1\"").arg(command));
+    err(QString::fromLatin1(mainUsage));
+    return UsageError;
+}

@@ -1,0 +1,550 @@
+#include "qrv16/messageparser.h"
+
+#include "qrv16/messagewriter.h"
+#include "qrv16/numbers.h"
+#include "qrv16/tagdatalut.h"
+#include "qrv16/types.h"
+
+#include <QCoreApplication>
+
+namespace QRV16 {
+
+namespace {
+
+bool isTagChar(QChar c)
+{
+    const ushort u = c.unicode();
+    return (u >= '0' && u <= '9') || (u >= 'A' && u <= 'Z') || (u >= 'a' && u <= 'z') || u == '_';
+}
+
+struct Prefix
+{
+    const char* text;
+    DataType type;
+};
+
+// Tried in this order; the first match is removed.
+const Prefix prefixes[] = {
+    {"lst", DataType::List},     {"req", DataType::Request},   {"ans", DataType::Answer},
+    {"msg", DataType::Message},  {"net", DataType::NetworkAddress},
+    {"adr", DataType::NetworkAddress},                         {"de", DataType::Date},
+    {"tm", DataType::Time},      {"dt", DataType::DateTime},   {"ba", DataType::BitArray},
+    {"pt", DataType::ExtPoint},  {"bx", DataType::ExtRect},    {"d", DataType::Binary},
+    {"i", DataType::Integer},    {"b", DataType::Bool},        {"s", DataType::String},
+};
+
+// Integers are cut to 32 bits and sign-extended, so every negative number
+// and every number with bit 31 set takes eight bytes on the wire.
+qint64 integerValue(qint64 v)
+{
+    return qint64(qint32(quint32(quint64(v))));
+}
+
+bool parseIntegers(const QString& token, int count, int* values)
+{
+    if (token.size() < 2 || !token.startsWith(QLatin1Char('[')) ||
+        !token.endsWith(QLatin1Char(']')))
+        return false;
+    const QStringList parts = token.mid(1, token.size() - 2).split(QLatin1Char(','));
+    if (parts.size() != count)
+        return false;
+    for (int i = 0; i < count; ++i) {
+        bool ok = false;
+        values[i] = parts.at(i).trimmed().toInt(&ok, 10);
+        if (!ok)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+MessageParser::MessageParser(const TagDataLut* lut) : m_lut(lut) {}
+
+void MessageParser::reset(const QString& text)
+{
+    m_message = Message();
+    m_text = text;
+    m_pos = 0;
+    m_tag = -1;
+    m_tagData = nullptr;
+    m_error = QString();
+    m_errorStart = 0;
+    m_errorLength = 0;
+    m_lineStart = m_columnStart = m_lineEnd = m_columnEnd = -1;
+}
+
+Message MessageParser::parse(const QString& text)
+{
+    reset(text);
+    const int end = int(m_text.size());
+    skipSpace(end);
+    if (atEnd(end)) {
+        fail("Premature end of message", m_pos, m_pos);
+        return Message();
+    }
+    if (!parseElement(end, 0))
+        return Message();
+    skipSpace(end);
+    if (!atEnd(end)) {
+        fail("Invalid trailing data", m_pos, end);
+        return Message();
+    }
+    return m_message;
+}
+
+QList<Message> MessageParser::parseList(const QString& text)
+{
+    reset(text);
+    const int end = int(m_text.size());
+    QList<Message> list;
+    for (;;) {
+        skipSpace(end);
+        if (atEnd(end))
+            break;
+        m_message = Message();
+        if (!parseElement(end, 0))
+            return QList<Message>();
+        list.append(m_message);
+    }
+    if (list.isEmpty())
+        fail("Empty data", 0, end);
+    return list;
+}
+
+void MessageParser::skipSpace(int end)
+{
+    while (m_pos < end && m_text.at(m_pos).isSpace())
+        ++m_pos;
+}
+
+bool MessageParser::parseElements(int end, int depth)
+{
+    for (;;) {
+        skipSpace(end);
+        if (atEnd(end))
+            return true;
+        if (!parseElement(end, depth))
+            return false;
+    }
+}
+
+bool MessageParser::parseElement(int end, int depth)
+{
+    skipSpace(end);
+    if (atEnd(end))
+        return fail("Premature end of message", m_pos, m_pos);
+    if (!parseTag(end))
+        return false;
+    skipSpace(end);
+    if (atEnd(end) || m_text.at(m_pos) != QLatin1Char('=')) {
+        m_message.appendData(m_tag, nullptr, 0);
+        return true;
+    }
+    const int equals = m_pos++;
+    skipSpace(end);
+    if (atEnd(end))
+        return fail("Contents expected", equals, m_pos);
+    return parseValue(end, depth);
+}
+
+bool MessageParser::parseTag(int end)
+{
+    const int start = m_pos;
+    while (m_pos < end && isTagChar(m_text.at(m_pos)))
+        ++m_pos;
+    const QString token = m_text.mid(start, m_pos - start);
+    if (token.isEmpty())
+        return fail("Tag expected", start, start);
+
+    QStringView code(token);
+    if (code.size() > 1 && code.at(0) == QLatin1Char('0') &&
+        (code.at(1) == QLatin1Char('x') || code.at(1) == QLatin1Char('X')))
+        code = code.mid(2);
+    if (code.size() == 4) {
+        int value = 0;
+        bool hex = true;
+        for (QChar c : code) {
+            const int d = denibble(c.unicode());
+            hex = hex && d >= 0;
+            value = value * 16 + d;
+        }
+        if (hex) {
+            m_tag = value;
+            m_tagData = m_lut ? m_lut->tagData(unsigned(value)) : nullptr;
+            return true;
+        }
+    }
+    if (!m_lut)
+        return fail(code.size() == 4 ? "Tag is not a number" : "Tag must have four digits", start,
+                    m_pos);
+
+    const Prefix* matched = nullptr;
+    for (const Prefix& p : prefixes) {
+        if (token.startsWith(QLatin1String(p.text))) {
+            matched = &p;
+            break;
+        }
+    }
+    const QString name = matched ? token.mid(int(qstrlen(matched->text))) : token;
+    const TagData* found = m_lut->tagData(name);
+    if (found && (!matched || dataType(unsigned(found->id)) == matched->type)) {
+        m_tag = int(found->id);
+        m_tagData = found;
+        return true;
+    }
+    if (matched) {
+        // A tag really named "depth" is found although "de" matched.
+        if (const TagData* whole = m_lut->tagData(token)) {
+            m_tag = int(whole->id);
+            m_tagData = whole;
+            return true;
+        }
+    }
+    if (found)
+        return fail("Prefix does not match type", start, m_pos);
+    return failText(QCoreApplication::translate("MessageParser", "Tag %1 not defined").arg(name),
+                    start, m_pos);
+}
+
+bool MessageParser::parseValue(int end, int depth)
+{
+    switch (m_text.at(m_pos).unicode()) {
+    case '(':
+        return parseNested(end, depth);
+    case '@':
+        return parseBase64(end);
+    case '"':
+        return parseQuoted(end);
+    default:
+        return parsePlain(end);
+    }
+}
+
+int MessageParser::findClosingParenthesis(int from, int end) const
+{
+    int level = 1;
+    bool quoted = false;
+    for (int i = from; i < end; ++i) {
+        const ushort c = m_text.at(i).unicode();
+        if (quoted) {
+            if (c == '\\')
+                ++i;
+            else if (c == '"')
+                quoted = false;
+        } else if (c == '"') {
+            quoted = true;
+        } else if (c == '(') {
+            ++level;
+        } else if (c == ')' && --level == 0) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+bool MessageParser::parseNested(int end, int depth)
+{
+    const int open = m_pos;
+    if (m_text.at(open) != QLatin1Char('('))
+        return fail("Opening parenthesis expected", open, open);
+    if (depth + 1 > MaxDepth)
+        return fail("Nesting depth exceeded", open, open + 1);
+    const int close = findClosingParenthesis(open + 1, end);
+    if (close < 0)
+        return fail("End of data looking for closing parenthesis expected", open, end);
+    const int tag = m_tag;
+    m_message.beginMessage(tag);
+    m_pos = open + 1;
+    if (!parseElements(close, depth + 1))
+        return false;
+    m_message.endMessage();
+    m_pos = close + 1;
+    m_tag = tag;
+    return true;
+}
+
+bool MessageParser::parseBase64(int end)
+{
+    const int start = m_pos++;
+    const int from = m_pos;
+    while (m_pos < end && !m_text.at(m_pos).isSpace() && m_text.at(m_pos) != QLatin1Char(')'))
+        ++m_pos;
+    const QByteArray token = m_text.mid(from, m_pos - from).toLatin1();
+    const auto decoded =
+        QByteArray::fromBase64Encoding(token, QByteArray::AbortOnBase64DecodingErrors);
+    if (!token.isEmpty() && (!decoded || decoded.decoded.isEmpty()))
+        return fail("Invalid base64 encoding", start, m_pos);
+    m_message.appendByteArray(m_tag, decoded.decoded);
+    return true;
+}
+
+bool MessageParser::parseQuoted(int end)
+{
+    const int start = m_pos++;
+    QString value;
+    for (;;) {
+        if (m_pos >= end)
+            return fail("End of data looking for closing double quote", start, end);
+        const QChar c = m_text.at(m_pos++);
+        if (c == QLatin1Char('"'))
+            break;
+        if (c != QLatin1Char('\\')) {
+            value += c;
+            continue;
+        }
+        if (m_pos >= end)
+            return fail("End of data looking for closing double quote", start, end);
+        const QChar e = m_text.at(m_pos++);
+        switch (e.unicode()) {
+        case 'a': value += QChar(7); break;
+        case 'b': value += QChar(8); break;
+        case 'n': value += QChar(10); break;
+        case 'r': value += QChar(13); break;
+        case 't': value += QChar(9); break;
+        case 'x': {
+            const int hi = m_pos < end ? denibble(m_text.at(m_pos).unicode()) : -1;
+            const int lo = m_pos + 1 < end ? denibble(m_text.at(m_pos + 1).unicode()) : -1;
+            if (hi >= 0 && lo >= 0) {
+                value += QChar(hi * 16 + lo);
+                m_pos += 2;
+            } else {
+                value += e;
+            }
+            break;
+        }
+        case '0': case '1': case '2': case '3': case '4': case '5': case '6': case '7': {
+            // Only NUL: a digit and three zeros ("\1000"), or the writer's "\000".
+            const QStringView rest = QStringView(m_text).mid(m_pos, qMin(3, end - m_pos));
+            if (e != QLatin1Char('0') && rest == QLatin1String("000")) {
+                m_pos += 3;
+            } else if (e == QLatin1Char('0') && rest.startsWith(QLatin1String("00"))) {
+                m_pos += 2;
+            } else {
+                return fail("Bad luck, octal escape sequence not supported", m_pos - 2,
+                            qMin(end, m_pos + 3));
+            }
+            value += QChar(0);
+            break;
+        }
+        default:
+            value += e;
+        }
+    }
+    if (dataType(unsigned(m_tag)) == DataType::Binary) {
+        m_message.appendByteArray(m_tag, value.toUtf8());
+        return true;
+    }
+    return decodePlain(value, start);
+}
+
+bool MessageParser::parsePlain(int end)
+{
+    const int start = m_pos;
+    if (m_text.at(m_pos) == QLatin1Char('[')) {
+        // Bracketed pairs and rectangles may hold blanks: "[3, 4]".
+        const int close = int(m_text.indexOf(QLatin1Char(']'), m_pos));
+        m_pos = close < 0 || close >= end ? end : close + 1;
+    } else {
+        while (m_pos < end && !m_text.at(m_pos).isSpace() && m_text.at(m_pos) != QLatin1Char(')'))
+            ++m_pos;
+    }
+    return decodePlain(m_text.mid(start, m_pos - start), start);
+}
+
+bool MessageParser::decodePlain(const QString& token, int start)
+{
+    const int tag = m_tag;
+    if (m_tagData) {
+        if (const ItemData* e = m_tagData->enums.byName(token)) {
+            m_message.appendInt64(tag, integerValue(qint64(e->id)));
+            return true;
+        }
+    }
+    bool ok = false;
+    switch (dataType(unsigned(tag))) {
+    case DataType::Binary: {
+        if (token == QLatin1String("[]")) { // what the writer prints for no bytes
+            m_message.appendData(tag, nullptr, 0);
+            return true;
+        }
+        const QByteArray bytes = QByteArray::fromHex(token.toLatin1());
+        if (!token.isEmpty() && bytes.isEmpty())
+            return fail("Invalid hex encoding", start, m_pos);
+        m_message.appendByteArray(tag, bytes);
+        return true;
+    }
+    case DataType::Integer: {
+        const qint64 v = Numbers::to64(token, &ok);
+        if (!ok)
+            break;
+        m_message.appendInt64(tag, integerValue(v));
+        return true;
+    }
+    case DataType::Bool:
+        m_message.appendBool(tag, QVariant(token).toBool());
+        return true;
+    case DataType::String:
+        m_message.appendString(tag, token);
+        return true;
+    case DataType::Date:
+        m_message.appendDate(tag, token.size() > 9 ? QDate::fromString(token, Qt::ISODate) : QDate());
+        return true;
+    case DataType::Time:
+        m_message.appendTime(tag, token.size() > 7 ? QTime::fromString(token, Qt::ISODate) : QTime());
+        return true;
+    case DataType::DateTime: {
+        if (token.size() == 23 && token.at(19) == QLatin1Char('.')) {
+            const QDateTime dt = QDateTime::fromString(token, Qt::ISODateWithMs);
+            if (!dt.isValid())
+                break;
+            m_message.appendDateTime(tag, dt, Message::MillisecondsAlways);
+            return true;
+        }
+        if (token.isEmpty() || token == QLatin1String("0")) {
+            m_message.appendDateTime(tag, QDateTime());
+            return true;
+        }
+        if (token.size() < 16)
+            break;
+        const QDateTime dt = QDateTime::fromString(token, Qt::ISODate);
+        if (!dt.isValid())
+            break;
+        m_message.appendDateTime(tag, dt, Message::MillisecondsAuto);
+        return true;
+    }
+    case DataType::BitArray: {
+        quint64 bits = 0;
+        for (const QString& part : token.split(QLatin1Char('|'), Qt::SkipEmptyParts)) {
+            const QString term = part.trimmed();
+            if (term.isEmpty())
+                continue;
+            const ItemData* bit = m_tagData ? m_tagData->bits.byName(term) : nullptr;
+            if (bit) {
+                if (bit->id < 64)
+                    bits |= quint64(1) << bit->id;
+                continue;
+            }
+            const qint64 v = Numbers::to64(term, &ok);
+            if (!ok)
+                return fail("Failed to decode value", start, m_pos);
+            bits |= quint64(v);
+        }
+        m_message.appendInt64(tag, qint64(bits));
+        return true;
+    }
+    case DataType::NetworkAddress: {
+        if (token.isEmpty()) {
+            m_message.appendData(tag, nullptr, 0);
+            return true;
+        }
+        IPv4 address;
+        if (!address.fromString(token))
+            return fail("Invalid IP Address", start, m_pos);
+        m_message.appendIPAddress(tag, address);
+        return true;
+    }
+    case DataType::ExtPoint:
+    case DataType::ExtSize: {
+        int v[2];
+        if (!parseIntegers(token, 2, v))
+            break;
+        m_message.appendPair(tag, qMakePair(v[0], v[1]));
+        return true;
+    }
+    case DataType::ExtRect: {
+        int v[4];
+        if (!parseIntegers(token, 4, v))
+            break;
+        m_message.appendRect(tag, QRect(v[0], v[1], v[2], v[3]));
+        return true;
+    }
+    default:
+        break;
+    }
+    return fail("Failed to decode value", start, m_pos);
+}
+
+bool MessageParser::fail(const char* message, int start, int end)
+{
+    return failText(QCoreApplication::translate("MessageParser", message), start, end);
+}
+
+bool MessageParser::failText(const QString& message, int start, int end)
+{
+    if (!m_error.isNull())
+        return false;
+    const int length = int(m_text.size());
+    if (end < 0)
+        end = m_pos;
+    start = qBound(0, start, length);
+    end = qBound(0, end, length);
+    if (end <= start) {
+        if (start < length) {
+            end = start + 1;
+        } else {
+            end = length;
+            start = qMax(0, length - 1);
+        }
+    }
+    m_error = message;
+    m_errorStart = start;
+    m_errorLength = end - start;
+    return false;
+}
+
+void MessageParser::computeCoordinates() const
+{
+    if (m_lineStart >= 0)
+        return;
+    const int last = qMax(m_errorStart, m_errorStart + m_errorLength - 1);
+    int line = 1;
+    int column = 1;
+    for (int i = 0; i <= last && i <= m_text.size(); ++i) {
+        if (i == m_errorStart) {
+            m_lineStart = line;
+            m_columnStart = column;
+        }
+        if (i == last) {
+            m_lineEnd = line;
+            m_columnEnd = column;
+            break;
+        }
+        if (i < m_text.size() && m_text.at(i) == QLatin1Char('\n')) {
+            ++line;
+            column = 1;
+        } else {
+            ++column;
+        }
+    }
+    if (m_lineStart < 0) {
+        m_lineStart = m_lineEnd = line;
+        m_columnStart = m_columnEnd = column;
+    }
+}
+
+int MessageParser::errorLineStart() const
+{
+    computeCoordinates();
+    return m_lineStart;
+}
+
+int MessageParser::errorColumnStart() const
+{
+    computeCoordinates();
+    return m_columnStart;
+}
+
+int MessageParser::errorLineEnd() const
+{
+    computeCoordinates();
+    return m_lineEnd;
+}
+
+int MessageParser::errorColumnEnd() const
+{
+    computeCoordinates();
+    return m_columnEnd;
+}
+
+} // namespace QRV16

@@ -1,0 +1,76 @@
+#pragma once
+
+// Reads the text notation into binary messages:
+//   element := tag [ "=" value ]
+//   value   := "(" elements ")" | "@" base64 | '"' quoted '"' | plain
+// Tags are four hex digits or, with a lookup table, names with an optional
+// type prefix. On error the first message and its span are kept.
+
+#include "qrv16/message.h"
+
+#include <QList>
+#include <QString>
+
+namespace QRV16 {
+
+class TagData;
+class TagDataLut;
+
+class MessageParser
+{
+public:
+    explicit MessageParser(const TagDataLut* lut = nullptr);
+
+    // Exactly one element; an empty message on error.
+    Message parse(const QString& text);
+    // One message per element; an empty list on error.
+    QList<Message> parseList(const QString& text);
+
+    bool hasError() const { return !m_error.isNull(); }
+    QString errorMessage() const { return m_error; }
+    // The faulty span as character offsets into the text.
+    int errorStart() const { return m_errorStart; }
+    int errorLength() const { return m_errorLength; }
+    // The same span as lines and columns counted from 1, end inclusive.
+    int errorLineStart() const;
+    int errorColumnStart() const;
+    int errorLineEnd() const;
+    int errorColumnEnd() const;
+
+    // Nesting of parentheses beyond this fails.
+    static constexpr int MaxDepth = 99;
+
+private:
+    void reset(const QString& text);
+    void skipSpace(int end);
+    bool atEnd(int end) const { return m_pos >= end; }
+    bool parseElements(int end, int depth);
+    bool parseElement(int end, int depth);
+    bool parseTag(int end);
+    bool parseValue(int end, int depth);
+    bool parseNested(int end, int depth);
+    bool parseBase64(int end);
+    bool parseQuoted(int end);
+    bool parsePlain(int end);
+    bool decodePlain(const QString& token, int start);
+    int findClosingParenthesis(int from, int end) const;
+    bool fail(const char* message, int start, int end = -1);
+    bool failText(const QString& message, int start, int end);
+    void computeCoordinates() const;
+
+    const TagDataLut* m_lut;
+    Message m_message;
+    QString m_text;
+    int m_pos = 0;
+    int m_tag = -1;
+    const TagData* m_tagData = nullptr;
+    QString m_error;
+    int m_errorStart = 0;
+    int m_errorLength = 0;
+    mutable int m_lineStart = -1;
+    mutable int m_columnStart = -1;
+    mutable int m_lineEnd = -1;
+    mutable int m_columnEnd = -1;
+};
+
+} // namespace QRV16

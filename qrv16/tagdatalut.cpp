@@ -1,0 +1,115 @@
+#include "qrv16/tagdatalut.h"
+
+#include "qrv16/types.h"
+
+namespace QRV16 {
+
+void ItemDataLut::addItem(const Item* item)
+{
+    auto copy = std::make_shared<ItemData>(item->data());
+    copy->display = item->displayMode();
+    m_byNumber.insert(quint32(copy->id), copy);
+    if (!copy->name.isEmpty())
+        m_byName.insert(copy->name, copy);
+}
+
+const ItemData* ItemDataLut::byNumber(quint32 id) const
+{
+    const auto it = m_byNumber.constFind(id);
+    return it == m_byNumber.constEnd() ? nullptr : it->get();
+}
+
+const ItemData* ItemDataLut::byName(const QString& name) const
+{
+    const auto it = m_byName.constFind(name);
+    return it == m_byName.constEnd() ? nullptr : it->get();
+}
+
+TagData::TagData(const Item* tag) : ItemData(tag->data())
+{
+    if (const Item* container = tag->findInTagByItemType(ItemType::Enums)) {
+        for (int i = 0; i < container->childCount(); ++i) {
+            const Item* child = container->child(i);
+            if (child->isValid(ItemType::Enum))
+                enums.addItem(child);
+        }
+    }
+    if (const Item* container = tag->findInTagByItemType(ItemType::Bits)) {
+        for (int i = 0; i < container->childCount(); ++i) {
+            const Item* child = container->child(i);
+            if (child->isValid(ItemType::Bit))
+                bits.addItem(child);
+        }
+    }
+}
+
+TagDataLut::TagDataLut(const Item* root)
+{
+    if (!root)
+        return;
+    for (int i = 0; i < root->childCount(); ++i) {
+        const Item* child = root->child(i);
+        if (!child->isValid(ItemType::Tag))
+            continue;
+        auto tag = std::make_shared<const TagData>(child);
+        m_byCode.insert(quint32(tag->id), tag);
+        m_byName.insert(tag->name, tag);
+    }
+}
+
+const TagData* TagDataLut::tagData(unsigned int tag) const
+{
+    const auto it = m_byCode.constFind(tag);
+    return it == m_byCode.constEnd() ? nullptr : it->get();
+}
+
+const TagData* TagDataLut::tagData(const QString& name) const
+{
+    const auto it = m_byName.constFind(name);
+    return it == m_byName.constEnd() ? nullptr : it->get();
+}
+
+QString TagDataLut::tagName(unsigned int tag) const
+{
+    const TagData* t = tagData(tag);
+    return t ? t->name : tag2hex(tag);
+}
+
+int TagDataLut::tagNumber(const QString& name) const
+{
+    const TagData* t = tagData(name);
+    return t ? int(t->id) : -1;
+}
+
+QString TagDataLut::enumName(unsigned int tag, unsigned int value) const
+{
+    const TagData* t = tagData(tag);
+    if (!t)
+        return QString::number(value);
+    if (const ItemData* e = t->enums.byNumber(value))
+        return e->name;
+    return formatNumber(quint64(value), t->display);
+}
+
+int TagDataLut::enumNumber(unsigned int tag, const QString& name) const
+{
+    const TagData* t = tagData(tag);
+    const ItemData* e = t ? t->enums.byName(name) : nullptr;
+    return e ? int(e->id) : -1;
+}
+
+QString TagDataLut::bitName(unsigned int tag, unsigned int bit) const
+{
+    const TagData* t = tagData(tag);
+    const ItemData* b = t ? t->bits.byNumber(bit) : nullptr;
+    return b ? b->name : QString::number(bit);
+}
+
+int TagDataLut::bitNumber(unsigned int tag, const QString& name) const
+{
+    const TagData* t = tagData(tag);
+    const ItemData* b = t ? t->bits.byName(name) : nullptr;
+    return b ? int(b->id) : -1;
+}
+
+} // namespace QRV16

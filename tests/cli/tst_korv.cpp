@@ -1,0 +1,251 @@
+// The korv command-line tool, run as a user's script would run it.
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+struct Run
+{
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+Run korv(const QStringList& args, const QByteArray& input = QByteArray())
+{
+    QProcess p;
+    p.start(QStringLiteral(KORV_BINARY), args);
+    if (!p.waitForStarted())
+        qFatal("cannot start korv");
+    p.write(input);
+    p.closeWriteChannel();
+    if (!p.waitForFinished(60000))
+        qFatal("korv did not finish");
+    Run r;
+    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.out = p.readAllStandardOutput();
+    r.err = p.readAllStandardError();
+    return r;
+}
+
+const QString demo = QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef");
+
+} // namespace
+
+class TestKorv : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void statuses_data();
+    void statuses();
+    void encodeArguments();
+    void encodeStdinLines();
+    void encodeRaw();
+    void errorMarker();
+    void decodeArguments_data();
+    void decodeArguments();
+    void decodeStream();
+    void decodeMultiLineHungarian();
+    void namesRoundTrip();
+    void check();
+    void checkBrokenFile();
+    void randomBytesNeverCrash();
+    void readmeExamples();
+};
+
+void TestKorv::statuses_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("status");
+    QTest::newRow("no arguments") << QStringList{} << 2;
+    QTest::newRow("help") << QStringList{"--help"} << 0;
+    QTest::newRow("version") << QStringList{"--version"} << 0;
+    QTest::newRow("unknown command") << QStringList{"frobnicate"} << 2;
+    QTest::newRow("encode help") << QStringList{"encode", "--help"} << 0;
+    QTest::newRow("decode help") << QStringList{"decode", "-h"} << 0;
+    QTest::newRow("check help") << QStringList{"check", "--help"} << 0;
+    QTest::newRow("unknown option") << QStringList{"encode", "--bogus", "1001=1"} << 2;
+    QTest::newRow("definitions without file") << QStringList{"decode", "-d"} << 2;
+    QTest::newRow("check without file") << QStringList{"check"} << 2;
+    QTest::newRow("good encode") << QStringList{"encode", "1001=1"} << 0;
+    QTest::newRow("bad encode") << QStringList{"encode", "101=1"} << 1;
+    QTest::newRow("bad hex") << QStringList{"decode", "0G"} << 1;
+    QTest::newRow("missing definitions") << QStringList{"encode", "-d", "/nonexistent.qrvdef", "1001=1"}
+                                         << 1;
+}
+
+void TestKorv::statuses()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, status);
+    const Run r = korv(args);
+    QCOMPARE(r.status, status);
+    if (status == 2)
+        QVERIFY(r.err.contains("Usage:"));
+    if (status == 0 && args.contains("--version"))
+        QVERIFY(r.out.startsWith("korv "));
+    if (status == 0 && (args.contains("--help") || args.contains("-h")))
+        QVERIFY(r.out.contains("Usage: korv"));
+}
+
+void TestKorv::encodeArguments()
+{
+    const Run r = korv({"encode", "1001=5", "F001=(1001=1 3001=\"ab\") 2001=true"});
+    QCOMPARE(r.status, 0);
+    QCOMPARE(r.out, QByteArray("03 00 01 10 05\n"
+                               "0D 00 01 F0 03 00 01 10 01 04 00 01 30 61 62\n"
+                               "03 00 01 20 01\n"));
+    QVERIFY(r.err.isEmpty());
+}
+
+void TestKorv::encodeStdinLines()
+{
+    const Run r = korv({"encode"}, "1001=1\n\n  \n1002=2 1003=3\n101=4\n1004=4\n");
+    QCOMPARE(r.status, 1); // one line failed, the others still went out
+    QCOMPARE(r.out, QByteArray("03 00 01 10 01\n03 00 02 10 02\n03 00 03 10 03\n03 00 04 10 04\n"));
+    QVERIFY(r.err.contains("<stdin>:5:1: error: Tag must have four digits"));
+}
+
+void TestKorv::encodeRaw()
+{
+    const Run r = korv({"encode", "--raw", "1001=5", "1002=6"});
+    QCOMPARE(r.status, 0);
+    QCOMPARE(r.out, QByteArray::fromHex("0300011005" "0300021006"));
+}
+
+void TestKorv::errorMarker()
+{
+    const Run r = korv({"encode", "F001=(1001=1 1002=oops)"});
+    QCOMPARE(r.status, 1);
+    QCOMPARE(r.err, QByteArray("argument 1:1:19: error: Failed to decode value\n"
+                               "  F001=(1001=1 1002=oops)\n"
+                               "                    ^~~~\n"));
+    QVERIFY(r.out.isEmpty());
+}
+
+void TestKorv::decodeArguments_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QByteArray>("out");
+    QTest::addColumn<int>("status");
+    QTest::newRow("one message") << QStringList{"decode", "0300011005"} << QByteArray("1001=5\n") << 0;
+    QTest::newRow("blanks allowed") << QStringList{"decode", "03 00 01 10 05"}
+                                    << QByteArray("1001=5\n") << 0;
+    QTest::newRow("two in one argument") << QStringList{"decode", "0300011005 0300011006"}
+                                         << QByteArray("1001=5\n1001=6\n") << 0;
+    QTest::newRow("incomplete") << QStringList{"decode", "03000110"} << QByteArray() << 1;
+    QTest::newRow("odd digits") << QStringList{"decode", "030"} << QByteArray() << 1;
+    QTest::newRow("good after bad") << QStringList{"decode", "zz", "0300011005"}
+                                    << QByteArray("1001=5\n") << 1;
+}
+
+void TestKorv::decodeArguments()
+{
+    QFETCH(QStringList, args);
+    QFETCH(QByteArray, out);
+    QFETCH(int, status);
+    const Run r = korv(args);
+    QCOMPARE(r.out, out);
+    QCOMPARE(r.status, status);
+    if (status != 0)
+        QVERIFY(r.err.contains("error:"));
+}
+
+void TestKorv::decodeStream()
+{
+    QByteArray stream;
+    for (int i = 0; i < 2000; ++i)
+        stream += QByteArray::fromHex("0300011000").replace(4, 1, QByteArray(1, char(i & 0x7F)));
+    const Run r = korv({"decode"}, stream + QByteArray::fromHex("0500"));
+    QCOMPARE(r.status, 1);
+    const QList<QByteArray> lines = r.out.split('\n');
+    QCOMPARE(lines.size(), 2001);
+    QCOMPARE(lines.at(0), QByteArray("1001=0"));
+    QCOMPARE(lines.at(1999), QByteArray("1001=79"));
+    QVERIFY(r.err.contains("incomplete message: 2 bytes left over"));
+}
+
+void TestKorv::decodeMultiLineHungarian()
+{
+    const Run plain = korv({"decode", "--multi-line", "0D0001F0030001100104000130 6162"});
+    QCOMPARE(plain.status, 0);
+    QCOMPARE(plain.out, QByteArray("F001 = (\n  1001 = 1\n  3001 = \"ab\"\n)\n"));
+}
+
+void TestKorv::namesRoundTrip()
+{
+    // Whatever demo.qrvdef names, decode prints it and encode reads it back.
+    const QByteArray hex = "0D 00 01 F0 03 00 01 10 01 04 00 01 30 61 62\n";
+    for (const QStringList& options : {QStringList{}, QStringList{"--hungarian"}}) {
+        const Run text = korv(QStringList{"decode", "-d", demo} + options + QStringList{hex.trimmed()});
+        QCOMPARE(text.status, 0);
+        const Run bytes = korv({"encode", "--definitions", demo, QString::fromUtf8(text.out.trimmed())});
+        QCOMPARE(bytes.status, 0);
+        QCOMPARE(bytes.out, hex);
+    }
+}
+
+void TestKorv::check()
+{
+    const Run r = korv({"check", demo});
+    QCOMPARE(r.status, 0);
+    QVERIFY(r.out.contains(" tags, "));
+    QVERIFY(r.err.isEmpty());
+}
+
+void TestKorv::checkBrokenFile()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("broken.qrvdef");
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write("<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
+            "  <tag name=\"A\" id=\"0x1002\"/>\n  <tag name=\"B\" id=\"0x10000\"/>\n</qrv16>\n");
+    f.close();
+    const Run r = korv({"check", path});
+    QCOMPARE(r.status, 1);
+    QVERIFY(r.err.contains(QByteArray("Warning: " + path.toUtf8() + ", Line 4")));
+    QVERIFY(r.err.contains("Double tag name A"));
+    QVERIFY(r.err.contains(QByteArray("Error: " + path.toUtf8() + ", Line 5")));
+    QVERIFY(r.err.contains("Tag out of range"));
+}
+
+void TestKorv::randomBytesNeverCrash()
+{
+    QRandomGenerator rng(3);
+    QByteArray noise(200000, Qt::Uninitialized);
+    for (char& c : noise)
+        c = char(rng.bounded(256));
+    for (const QStringList& args : {QStringList{"decode"}, QStringList{"decode", "-d", demo, "--multi-line"}}) {
+        const Run r = korv(args, noise);
+        QVERIFY(r.status == 0 || r.status == 1);
+    }
+    const Run text = korv({"encode"}, noise);
+    QVERIFY(text.status == 0 || text.status == 1);
+}
+
+void TestKorv::readmeExamples()
+{
+    // Every "$ korv encode|decode '...'" in README.md prints what follows it there.
+    QFile f(QStringLiteral(KORV_SOURCE_DIR "/README.md"));
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    const QStringList lines = QString::fromUtf8(f.readAll()).split('\n');
+    const QRegularExpression command(QStringLiteral("^\\$ korv (encode|decode) '(.*)'$"));
+    int checked = 0;
+    for (int i = 0; i + 1 < lines.size(); ++i) {
+        const QRegularExpressionMatch m = command.match(lines.at(i));
+        if (!m.hasMatch())
+            continue;
+        const Run r = korv({m.captured(1), m.captured(2)});
+        const QByteArray shown = lines.at(i + 1).toUtf8() + '\n';
+        QCOMPARE(r.status == 0 ? r.out : r.err.left(shown.size()), shown);
+        ++checked;
+    }
+    QVERIFY(checked >= 3);
+}
+
+QTEST_GUILESS_MAIN(TestKorv)
+#include "tst_korv.moc"
