@@ -89,16 +89,23 @@ void BM_Memcpy(benchmark::State& state)
     timing.setCounters(state);
 }
 
+// A query of the frame type the connection layer sends, to address 5.
+BiSProtocol::Packet query(const QByteArray& data)
+{
+    BiSProtocol::Packet packet;
+    packet.destination = 5;
+    packet.type = 34;
+    packet.data = data.constData();
+    packet.len = unsigned(data.size());
+    return packet;
+}
+
 void BM_Encode(benchmark::State& state)
 {
     const QByteArray data = payload();
     Sink master;
     master.setMode(BiSProtocol::Master);
-    BiSProtocol::Packet packet;
-    packet.destination = 5;
-    packet.type = 34;
-    packet.data = data.constData();
-    packet.len = PayloadSize;
+    const BiSProtocol::Packet packet = query(data);
     Timing timing;
     for (auto _ : state) {
         master.send(packet);
@@ -114,11 +121,7 @@ void BM_Decode(benchmark::State& state)
     const QByteArray data = payload();
     Sink master;
     master.setMode(BiSProtocol::Master);
-    BiSProtocol::Packet packet;
-    packet.destination = 5;
-    packet.type = 34;
-    packet.data = data.constData();
-    packet.len = PayloadSize;
+    const BiSProtocol::Packet packet = query(data);
     master.send(packet);
     const QByteArray first = master.copyOfLastFrame();
     master.dropPending();
