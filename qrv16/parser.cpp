@@ -53,13 +53,21 @@ bool parseBool(QStringView text, bool* ok)
     return *ok && v != 0;
 }
 
+constexpr int MaxDisplayDigits = 64;
+
 DisplayMode parseDisplay(QStringView text)
 {
     int i = 0;
     while (i < text.size() && text.at(i).isDigit() && text.at(i).unicode() < 128)
         ++i;
     DisplayMode display;
-    display.digits = i > 0 ? text.left(i).toInt() : 0;
+    if (i > 0) {
+        // Padding beyond the widest number (64 binary digits) only adds zeros,
+        // and a huge count would make every formatted id gigabytes long.
+        bool ok = false;
+        const int digits = text.left(i).toInt(&ok);
+        display.digits = ok ? qMin(digits, MaxDisplayDigits) : MaxDisplayDigits;
+    }
     if (i < text.size()) {
         switch (text.at(i).unicode()) {
         case 'd': display.mode = DisplayMode::SignedDecimal; break;
@@ -75,20 +83,35 @@ DisplayMode parseDisplay(QStringView text)
     return display;
 }
 
-// Automatic base: "0x" hexadecimal, a leading "0" octal, else decimal; read
-// as signed 64-bit first, else unsigned. The "0o" and "0y"/"0b" forms and the
-// zero-padded minus ("00-5") are what the writer prints for octal, binary and
-// padded signed display modes, so they are read too.
-bool parseId(const QString& text, quint64* id)
+bool parseSignedOrUnsigned(const QString& text, int base, quint64* id)
 {
     bool ok = false;
-    const qlonglong s = text.toLongLong(&ok, 0);
+    const qlonglong s = text.toLongLong(&ok, base);
     if (ok) {
         *id = quint64(s);
         return true;
     }
-    *id = text.toULongLong(&ok, 0);
-    if (ok)
+    *id = text.toULongLong(&ok, base);
+    return ok;
+}
+
+// Automatic base: "0x" hexadecimal, a leading "0" octal, else decimal; read
+// as signed 64-bit first, else unsigned. The "0o" and "0y"/"0b" forms and the
+// zero-padded minus ("00-5") are what the writer prints for octal, binary and
+// padded signed display modes, so they are read too. Where the display in
+// effect pads decimal numbers, the writer prints 10 as "0010": there leading
+// zeros are padding, not the octal prefix.
+bool parseId(const QString& text, bool paddedDecimal, quint64* id)
+{
+    if (paddedDecimal && text.size() > 1 && text.at(0) == QLatin1Char('0') &&
+        text.at(1).isDigit()) {
+        int i = 0;
+        while (i < text.size() - 1 && text.at(i) == QLatin1Char('0'))
+            ++i;
+        if (parseSignedOrUnsigned(text.mid(i), 10, id))
+            return true;
+    }
+    if (parseSignedOrUnsigned(text, 0, id))
         return true;
     QStringView t(text);
     bool negative = false;
@@ -111,6 +134,7 @@ bool parseId(const QString& text, quint64* id)
     }
     if (!negative && !base)
         return false;
+    bool ok = false;
     const qulonglong v = t.toULongLong(&ok, base);
     if (!ok)
         return false;
@@ -129,6 +153,7 @@ void Parser::clear()
     m_tagNames.clear();
     m_root.reset();
     m_doctype.clear();
+    m_inherited = DisplayMode();
 }
 
 bool Parser::parser()
@@ -247,9 +272,21 @@ bool Parser::readAttributes(ItemData& data, QString* idText)
         }
     }
     data.comment = attrs.value(QLatin1String("comment")).toString();
+    if (attrs.hasAttribute(QLatin1String("display")))
+        data.display = parseDisplay(attrs.value(QLatin1String("display")));
     if (attrs.hasAttribute(QLatin1String("id"))) {
         *idText = attrs.value(QLatin1String("id")).toString();
-        if (!parseId(*idText, &data.id)) {
+        // The display the item will have in the tree, as Item::displayMode()
+        // finds it; a tag's code is always written in hexadecimal.
+        const DisplayMode effective =
+            data.display.mode != DisplayMode::Default || m_inherited.mode == DisplayMode::Default
+                ? data.display
+                : m_inherited;
+        const bool paddedDecimal = data.type != ItemType::Tag && effective.digits != 0 &&
+                                   effective.mode != DisplayMode::Hex &&
+                                   effective.mode != DisplayMode::Octal &&
+                                   effective.mode != DisplayMode::Binary;
+        if (!parseId(*idText, paddedDecimal, &data.id)) {
             raiseError(tr("Invalid ID"));
             return false;
         }
@@ -263,8 +300,6 @@ bool Parser::readAttributes(ItemData& data, QString* idText)
             return false;
         }
     }
-    if (attrs.hasAttribute(QLatin1String("display")))
-        data.display = parseDisplay(attrs.value(QLatin1String("display")));
     return true;
 }
 
@@ -309,7 +344,14 @@ bool Parser::addElement(Item* parent, ItemType type, int nesting)
     }
 
     auto item = std::make_unique<Item>(data);
-    if (!parseElements(item.get(), nesting + 1))
+    // Children are read before the item joins its parent, so the display
+    // they inherit is carried down here.
+    const DisplayMode inherited = m_inherited;
+    if (data.display.mode != DisplayMode::Default)
+        m_inherited = data.display;
+    const bool ok = parseElements(item.get(), nesting + 1);
+    m_inherited = inherited;
+    if (!ok)
         return false;
     if (type == ItemType::Tag)
         item->sortChildrenByType();

@@ -38,6 +38,8 @@ private:
     QSet<quint64> m_tagCodes;
     QSet<QString> m_tagNames;
     QString m_doctype;
+    // Display of the nearest enclosing element that sets one.
+    DisplayMode m_inherited;
 };
 
 } // namespace QRV16

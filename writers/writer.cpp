@@ -23,6 +23,7 @@ bool Writer::writeTo(QIODevice* device, const Item* root)
 bool Writer::write(const Item* root, const QString& fileName)
 {
     m_error.clear();
+    m_filename.clear();
     if (fileName == QLatin1String("-")) {
         QFile out;
         if (!out.open(stdout, QIODevice::WriteOnly | QIODevice::Text)) {
@@ -86,6 +87,7 @@ bool Writer::writeFile(const Item* root, const QString& fileName)
 QByteArray Writer::encode(const Item* root)
 {
     m_error.clear();
+    m_filename.clear();
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly | QIODevice::Text);

@@ -2,6 +2,8 @@
 
 #include "qrv16/item.h"
 
+#include <QXmlStreamReader>
+
 namespace QRV16 {
 
 namespace {
@@ -19,6 +21,41 @@ const char* elementName(ItemType type)
     }
 }
 
+// An XML comment may not hold "--" nor end in '-'; a comment typed in the
+// editor must not make the saved file unreadable.
+QString commentText(QString text)
+{
+    while (text.contains(QLatin1String("--")))
+        text.replace(QLatin1String("--"), QLatin1String("- -"));
+    if (text.endsWith(QLatin1Char('-')))
+        text += QLatin1Char(' ');
+    return text;
+}
+
+// True when `text` is one well-formed document type declaration, as the
+// reader keeps it; anything else written there would make the file unreadable.
+bool isDoctype(const QString& text)
+{
+    QXmlStreamReader reader(text + QLatin1String("<qrv16/>"));
+    int doctypes = 0;
+    while (!reader.atEnd()) {
+        switch (reader.readNext()) {
+        case QXmlStreamReader::DTD: ++doctypes; break;
+        case QXmlStreamReader::Characters:
+            if (!reader.isWhitespace())
+                return false;
+            break;
+        case QXmlStreamReader::StartDocument:
+        case QXmlStreamReader::StartElement:
+        case QXmlStreamReader::EndElement:
+        case QXmlStreamReader::EndDocument:
+        case QXmlStreamReader::Invalid: break;
+        default: return false;
+        }
+    }
+    return !reader.hasError() && doctypes == 1;
+}
+
 } // namespace
 
 bool WriterXml::writeDefinitions(const Item* root)
@@ -30,8 +67,14 @@ bool WriterXml::writeDefinitions(const Item* root)
     m_depth = 1;
     m_xml->writeStartDocument(QStringLiteral("1.0"));
     device()->write(" <!-- -*- nxml -*- -->");
-    if (!root->data().comment.isEmpty())
-        m_xml->writeDTD(root->data().comment);
+    const QString& head = root->data().comment;
+    if (isDoctype(head)) {
+        m_xml->writeDTD(head);
+    } else if (!head.isEmpty()) {
+        // Free text from the editor: kept in the file as a comment.
+        m_xml->writeCharacters(QStringLiteral("\n"));
+        m_xml->writeComment(commentText(head));
+    }
     writeItem(root);
     m_xml->writeCharacters(QStringLiteral("\n"));
     const bool ok = !m_xml->hasError();
@@ -49,7 +92,7 @@ bool WriterXml::writeItem(const Item* item)
 {
     if (item->isComment()) {
         writeIndent();
-        m_xml->writeComment(item->data().comment);
+        m_xml->writeComment(commentText(item->data().comment));
         return true;
     }
     if (item->isNewline()) {
@@ -83,8 +126,17 @@ void WriterXml::writeItemAttributes(const Item* item)
     const ItemData& d = item->data();
     if (!d.name.isEmpty())
         m_xml->writeAttribute(QStringLiteral("name"), d.name);
-    if (d.hasId)
-        m_xml->writeAttribute(QStringLiteral("id"), item->formatId());
+    if (d.hasId) {
+        // Padding of a display without a mode letter is not written, so a
+        // padded "0012" would come back as octal: such ids go out unpadded.
+        const DisplayMode shown = item->displayMode();
+        const bool lostPadding = d.type != ItemType::Tag && shown.digits != 0 &&
+                                 (shown.mode < DisplayMode::SignedDecimal ||
+                                  shown.mode > DisplayMode::Binary);
+        m_xml->writeAttribute(QStringLiteral("id"), lostPadding
+                                                        ? formatNumber(d.id, DisplayMode())
+                                                        : item->formatId());
+    }
     // The root's comment is its document type declaration, never an attribute.
     if (d.type != ItemType::Root && !d.comment.isEmpty())
         m_xml->writeAttribute(QStringLiteral("comment"), d.comment);

@@ -173,24 +173,32 @@ void TestDefinitions::doctypeKeptOnRoot()
 
 void TestDefinitions::ids_data()
 {
+    QTest::addColumn<QString>("display"); // of the tag
     QTest::addColumn<QString>("id");
     QTest::addColumn<qulonglong>("value");
-    QTest::newRow("hex") << "0x1A" << 26ull;
-    QTest::newRow("octal") << "032" << 26ull;
-    QTest::newRow("decimal") << "26" << 26ull;
-    QTest::newRow("negative") << "-1" << ~0ull;
-    QTest::newRow("largest unsigned") << "18446744073709551615" << ~0ull;
-    QTest::newRow("written octal") << "0o32" << 26ull;
-    QTest::newRow("written binary") << "0y11010" << 26ull;
-    QTest::newRow("written padded negative") << "00-5" << qulonglong(-5ll);
+    QTest::newRow("hex") << "" << "0x1A" << 26ull;
+    QTest::newRow("octal") << "" << "032" << 26ull;
+    QTest::newRow("decimal") << "" << "26" << 26ull;
+    QTest::newRow("negative") << "" << "-1" << ~0ull;
+    QTest::newRow("largest unsigned") << "" << "18446744073709551615" << ~0ull;
+    QTest::newRow("written octal") << "" << "0o32" << 26ull;
+    QTest::newRow("written binary") << "" << "0y11010" << 26ull;
+    QTest::newRow("written padded negative") << "" << "00-5" << qulonglong(-5ll);
+    QTest::newRow("padded unsigned display reads decimal") << "4u" << "0010" << 10ull;
+    QTest::newRow("padded signed display reads decimal") << "3d" << "009" << 9ull;
+    QTest::newRow("padded signed negative") << "4d" << "00-5" << qulonglong(-5ll);
+    QTest::newRow("padded hex display keeps octal") << "4x" << "032" << 26ull;
+    QTest::newRow("unpadded decimal display keeps octal") << "d" << "032" << 26ull;
+    QTest::newRow("hex under padded decimal") << "4u" << "0x1A" << 26ull;
 }
 
 void TestDefinitions::ids()
 {
+    QFETCH(QString, display);
     QFETCH(QString, id);
     QFETCH(qulonglong, value);
-    const Read r = read(head + "<qrv16><tag name=\"T\" id=\"0x1001\"><enums><enum name=\"v\" id=\"" +
-                        id.toUtf8() + "\"/></enums></tag></qrv16>");
+    const Read r = read(head + "<qrv16><tag name=\"T\" id=\"0x1001\" display=\"" + display.toUtf8() +
+                        "\"><enums><enum name=\"v\" id=\"" + id.toUtf8() + "\"/></enums></tag></qrv16>");
     QVERIFY2(r.ok, qPrintable(r.error));
     const Item* e = r.root->child(0)->child(0)->child(0);
     QVERIFY(e->data().hasId);
@@ -213,6 +221,8 @@ void TestDefinitions::display_data()
     QTest::newRow("unknown letter leaves it unset") << "4q" << 0 << 4;
     QTest::newRow("digits only") << "3" << 0 << 3;
     QTest::newRow("empty") << "" << 0 << 0;
+    QTest::newRow("huge digit count capped") << "2147483647x" << 3 << 64;
+    QTest::newRow("overflowing digit count capped") << "99999999999u" << 2 << 64;
 }
 
 void TestDefinitions::display()

@@ -6,6 +6,7 @@
 #include <QtTest>
 
 #include <cstdio>
+#include <limits>
 #include <fcntl.h>
 #include <memory>
 #include <unistd.h>
@@ -54,8 +55,13 @@ private Q_SLOTS:
     void emptyRoot();
     void roundTrip_data();
     void roundTrip();
+    void idsSurviveEveryDisplay_data();
+    void idsSurviveEveryDisplay();
+    void textsStayReadable_data();
+    void textsStayReadable();
     void demoRoundTripsByteForByte();
     void fileKeepsBackup();
+    void failedWriteKeepsTarget();
     void openFailure();
     void dashWritesStandardOutput();
     void largeFile();
@@ -168,6 +174,84 @@ void TestWriterXml::roundTrip()
     QCOMPARE(w.encode(second.get()), written);
 }
 
+void TestWriterXml::idsSurviveEveryDisplay_data()
+{
+    QTest::addColumn<QString>("tagDisplay");
+    QTest::addColumn<QString>("enumDisplay");
+    QTest::addColumn<qlonglong>("value");
+    // Padded decimals print leading zeros that must not read back as octal;
+    // a digit count without a mode letter is not written at all.
+    const QStringList displays = {"", "d", "u", "x", "o", "y", "4d", "4u", "4x", "4o", "12y", "3", "25u"};
+    const QList<qlonglong> values = {0, 7, 9, 10, 64, -5, std::numeric_limits<qlonglong>::min()};
+    for (const QString& display : displays) {
+        for (qlonglong value : values) {
+            QTest::addRow("tag \"%s\" %lld", qPrintable(display), value) << display << "" << value;
+            QTest::addRow("enum \"%s\" %lld", qPrintable(display), value) << "" << display << value;
+        }
+    }
+}
+
+void TestWriterXml::idsSurviveEveryDisplay()
+{
+    QFETCH(QString, tagDisplay);
+    QFETCH(QString, enumDisplay);
+    QFETCH(qlonglong, value);
+    const std::unique_ptr<Item> first =
+        readTree("<qrv16><tag name=\"T\" id=\"0x1001\" display=\"" + tagDisplay.toUtf8() +
+                 "\"><enums><enum name=\"v\" id=\"" + QByteArray::number(value) + "\" display=\"" +
+                 enumDisplay.toUtf8() + "\"/></enums></tag></qrv16>");
+    WriterXml w;
+    const QByteArray written = w.encode(first.get());
+    const std::unique_ptr<Item> second = readTree(written);
+    const Item* e = second->child(0)->child(0)->child(0);
+    QVERIFY(e->data().hasId);
+    QCOMPARE(qlonglong(e->data().id), value);
+    QCOMPARE(w.encode(second.get()), written);
+}
+
+void TestWriterXml::textsStayReadable_data()
+{
+    QTest::addColumn<QString>("head");        // the root's comment
+    QTest::addColumn<QString>("comment");     // a comment item's text
+    QTest::addColumn<QByteArray>("written");  // between the declaration and <qrv16>
+    QTest::addColumn<QString>("readHead");
+    QTest::addColumn<QString>("readComment");
+    QTest::newRow("doctype written as such")
+        << "\n<!DOCTYPE qrv16>" << " c " << QByteArray("\n<!DOCTYPE qrv16>") << "\n<!DOCTYPE qrv16>" << " c ";
+    QTest::newRow("free text head becomes a comment")
+        << "Pump station" << " c " << QByteArray("\n<!--Pump station-->") << "" << " c ";
+    QTest::newRow("broken doctype becomes a comment")
+        << "<!DOCTYPE q [" << " c " << QByteArray("\n<!--<!DOCTYPE q [-->") << "" << " c ";
+    QTest::newRow("double dash in a comment split")
+        << "" << " a -- b " << QByteArray() << "" << " a - - b ";
+    QTest::newRow("trailing dash in a comment spaced")
+        << "" << " a -" << QByteArray() << "" << " a - ";
+    QTest::newRow("dash runs split") << "" << "---" << QByteArray() << "" << "- - - ";
+}
+
+void TestWriterXml::textsStayReadable()
+{
+    QFETCH(QString, head);
+    QFETCH(QString, comment);
+    QFETCH(QByteArray, written);
+    QFETCH(QString, readHead);
+    QFETCH(QString, readComment);
+    Item root;
+    root.data().type = ItemType::Root;
+    root.data().comment = head;
+    Item* note = item(ItemType::Tag, QString());
+    note->data().comment = comment;
+    root.appendChild(note);
+    const QByteArray out = WriterXml().encode(&root);
+    QVERIFY(out.startsWith(QByteArray(declaration + written + "\n<qrv16>")));
+    Parser parser;
+    QVERIFY2(parser.parse(out), qPrintable(parser.formatError()));
+    const std::unique_ptr<Item> back(parser.takeRoot());
+    QCOMPARE(back->data().comment, readHead);
+    QCOMPARE(back->childCount(), 1);
+    QCOMPARE(back->child(0)->data().comment, readComment);
+}
+
 void TestWriterXml::demoRoundTripsByteForByte()
 {
     const QByteArray demo = readFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
@@ -190,6 +274,27 @@ void TestWriterXml::fileKeepsBackup()
     QVERIFY(readFile(path).contains("name=\"B\""));
     QCOMPARE(readFile(path + ".bak"), first);
     QVERIFY(!QFile::exists(path + ".tmp"));
+}
+
+void TestWriterXml::failedWriteKeepsTarget()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("defs.qrvdef");
+    const std::unique_ptr<Item> good = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
+    WriterXml w;
+    QVERIFY(w.write(good.get(), path));
+    const QByteArray before = readFile(path);
+    // A control character has no XML form, so this tree cannot be written.
+    const std::unique_ptr<Item> bad = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
+    bad->child(0)->data().comment = QStringLiteral("bell \x07");
+    QVERIFY(!w.write(bad.get(), path));
+    QVERIFY(w.formatError().startsWith("Error writing " + path + ":\n  "));
+    QCOMPARE(readFile(path), before);
+    QVERIFY(!QFile::exists(path + ".tmp"));
+    QVERIFY(!QFile::exists(path + ".bak"));
+    // The next successful write reports no stale error.
+    QVERIFY(!w.encode(good.get()).isEmpty());
+    QCOMPARE(w.formatError(), QString());
 }
 
 void TestWriterXml::openFailure()
