@@ -1,0 +1,655 @@
+#include "connection/connection.h"
+
+#include "connection/bistrace.h"
+#include "libserial/serserialport.h"
+
+#include <QHostAddress>
+#include <QMetaObject>
+#include <QPointer>
+#include <QSslSocket>
+#include <QThread>
+#include <QTimer>
+
+#include <cmath>
+#include <cstdarg>
+
+namespace {
+
+// "127.0.0.1:4711", "[::1]:4711"; a v4 peer of a dual-stack server is shown
+// as plain v4.
+QString peerText(const QHostAddress& address, quint16 port)
+{
+    bool isV4 = false;
+    const quint32 v4 = address.toIPv4Address(&isV4);
+    if (isV4)
+        return QHostAddress(v4).toString() + QLatin1Char(':') + QString::number(port);
+    return QLatin1Char('[') + address.toString() + QLatin1String("]:") + QString::number(port);
+}
+
+bool isAnyAddress(const QString& text)
+{
+    return text.isEmpty() || text.compare(QLatin1String("any"), Qt::CaseInsensitive) == 0;
+}
+
+} // namespace
+
+ServerWrapper::ServerWrapper(QObject* parent)
+    : QTcpServer(parent)
+{
+}
+
+void ServerWrapper::incomingConnection(qintptr descriptor)
+{
+    auto* socket = new QSslSocket(this);
+    if (!socket->setSocketDescriptor(descriptor, QAbstractSocket::ConnectedState, QIODevice::ReadWrite)) {
+        delete socket;
+        return;
+    }
+    addPendingConnection(socket);
+}
+
+Connection::Connection(QObject* parent)
+    : QObject(parent)
+{
+}
+
+Connection::~Connection()
+{
+    // Children would otherwise signal into a half-destroyed object while
+    // QObject deletes them.
+    const QList<QObject*> transports = {m_serialport, m_socket, m_server, m_retransmittimer, m_bistrace};
+    for (QObject* object : transports) {
+        if (object) {
+            QObject::disconnect(object, nullptr, this, nullptr);
+            delete object;
+        }
+    }
+}
+
+void Connection::setSettings(const ConnectionSettings& settings)
+{
+    const bool wasActive = isListening() || isConnected();
+    const int oldMode = m_mode;
+    close();
+    m_settings = settings;
+    m_mode = settings.mode();
+    m_bismode = settings.bisMode();
+    m_bisenabled = settings.bisEnabled();
+    m_sourceaddress = settings.sourceAddress();
+    m_destinationaddress = settings.destinationAddress();
+    m_tries = settings.tries();
+    m_timeout = settings.timeout();
+    prepareConnection();
+    if (m_mode == oldMode && wasActive)
+        connect();
+}
+
+bool Connection::isConnected() const
+{
+    if (m_serialport)
+        return m_serialport->isOpen();
+    if (m_socket)
+        return m_socket->state() == QAbstractSocket::ConnectedState;
+    return false;
+}
+
+bool Connection::isListening() const
+{
+    return m_server && m_server->isListening();
+}
+
+QObject* Connection::connection() const
+{
+    if (m_serialport)
+        return m_serialport;
+    if (m_socket)
+        return m_socket;
+    return m_server;
+}
+
+QString Connection::serialPortDeviceName() const
+{
+    return m_serialport ? m_serialport->device() : QString();
+}
+
+bool Connection::bisActive() const
+{
+    return m_mode == ConnectionSettings::SerialMode && m_bisenabled;
+}
+
+QString Connection::bisModeText() const
+{
+    if (!bisActive())
+        return QString();
+    QString role;
+    int address = -1;
+    switch (m_bismode) {
+    case ConnectionSettings::BiSMasterMode:
+        role = tr("Master");
+        address = m_destinationaddress;
+        break;
+    case ConnectionSettings::BiSSlaveMode:
+        role = tr("Slave");
+        address = m_sourceaddress;
+        break;
+    case ConnectionSettings::BiSTraceMode:
+        role = tr("Trace");
+        break;
+    default:
+        break;
+    }
+    QString text = QLatin1String(" (BiS ") + role;
+    if (address >= 0)
+        text += QLatin1String(" @") + QString::number(address);
+    return text + QLatin1Char(')');
+}
+
+void Connection::prepareConnection()
+{
+    switch (m_mode) {
+    case ConnectionSettings::SerialMode:
+        prepareSerialConnection();
+        break;
+    case ConnectionSettings::ClientMode:
+        prepareClientConnection();
+        break;
+    case ConnectionSettings::ServerMode:
+        prepareServerConnection();
+        break;
+    default:
+        break;
+    }
+    if (!bisActive())
+        return;
+    if (m_bismode == ConnectionSettings::BiSMasterMode) {
+        setMode(BiSProtocol::Master);
+        setOwnAddress(0);
+        m_retransmittimer = new QTimer(this);
+        m_retransmittimer->setInterval(m_timeout);
+        QObject::connect(m_retransmittimer, &QTimer::timeout, this, &Connection::onRetransmit);
+    } else if (m_bismode == ConnectionSettings::BiSSlaveMode) {
+        setMode(BiSProtocol::Slave);
+        setOwnAddress(unsigned(m_sourceaddress));
+    }
+}
+
+void Connection::prepareSerialConnection()
+{
+    m_serialport = SerSerialPort::newPort(m_settings.serialPort(), this);
+    if (!m_serialport) {
+        Q_EMIT message(tr("No port device at %1").arg(m_settings.serialPort()));
+        return;
+    }
+    QObject::connect(m_serialport, &QIODevice::readyRead, this, &Connection::onReadyRead);
+    m_serialport->setSpeed(m_settings.serialSpeed());
+    m_serialport->setHandshake(m_settings.serialHandshake());
+    m_serialport->setRTS(false);
+    m_serialport->setDTR(false);
+}
+
+void Connection::prepareClientConnection()
+{
+    m_peeraddress = m_settings.clientAddress();
+    m_peerport = m_settings.clientPort();
+    setSocket(new QSslSocket(this));
+}
+
+void Connection::prepareServerConnection()
+{
+    m_server = new ServerWrapper(this);
+    QObject::connect(m_server, &QTcpServer::newConnection, this, &Connection::newNetworkConnection);
+}
+
+void Connection::setSocket(QSslSocket* socket)
+{
+    m_socket = socket;
+    socket->setParent(this);
+    QObject::connect(socket, &QIODevice::readyRead, this, &Connection::onReadyRead);
+    QObject::connect(socket, &QAbstractSocket::connected, this, &Connection::networkConnected);
+    QObject::connect(socket, &QAbstractSocket::disconnected, this, &Connection::networkDisconnected);
+    QObject::connect(socket, &QAbstractSocket::errorOccurred, this, &Connection::networkError);
+    QObject::connect(socket, &QSslSocket::encrypted, this, &Connection::onEncrypted);
+}
+
+void Connection::setConnected(bool on)
+{
+    if (m_connected == on)
+        return;
+    m_connected = on;
+    Q_EMIT stateChanged();
+}
+
+void Connection::connect()
+{
+    if (m_serialport) {
+        if (m_serialport->isOpen())
+            return;
+        if (!m_serialport->open(QIODevice::ReadWrite)) {
+            Q_EMIT message(tr("Open: %1").arg(m_serialport->errorString()));
+            return;
+        }
+        Q_EMIT message(tr("Port %1 opened").arg(m_serialport->device()) + bisModeText());
+        // Wakes up devices that watch the control lines.
+        m_serialport->setDTR(true);
+        m_serialport->setRTS(true);
+        m_serialport->setRTS(false);
+        m_serialport->setDTR(false);
+        setConnected(true);
+    } else if (m_server) {
+        loadSslConfig();
+        const QString configured = m_settings.serverAddress();
+        const QString addressText = isAnyAddress(configured) ? tr("Any") : configured;
+        QHostAddress address(QHostAddress::Any);
+        bool valid = true;
+        if (!isAnyAddress(configured)) {
+            if (configured.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0)
+                address = QHostAddress(QHostAddress::LocalHost);
+            else
+                valid = address.setAddress(configured);
+        }
+        const auto port = quint16(m_settings.serverPort());
+        if (valid && m_server->listen(address, port)) {
+            // The real port, which differs from the setting only for port 0.
+            Q_EMIT message(tr("Listening to %1:%2").arg(addressText).arg(m_server->serverPort()) + bisModeText());
+            Q_EMIT stateChanged();
+        } else {
+            Q_EMIT message(tr("failed to listen to %1:%2").arg(addressText).arg(port));
+        }
+    } else if (m_socket) {
+        loadSslConfig();
+        if (m_socket->state() != QAbstractSocket::UnconnectedState)
+            return;
+        const QString host = m_settings.clientAddress();
+        m_socket->connectToHost(host.isEmpty() ? QStringLiteral("localhost") : host,
+                                quint16(m_settings.clientPort()), QIODevice::ReadWrite);
+    } else {
+        Q_EMIT message(tr("Not configured"));
+    }
+}
+
+void Connection::disconnect()
+{
+    m_queue.clear();
+    dropPending();
+    if (m_retransmittimer) {
+        // May run inside the timer's own timeout signal.
+        m_retransmittimer->stop();
+        QObject::disconnect(m_retransmittimer, nullptr, this, nullptr);
+        m_retransmittimer->deleteLater();
+        m_retransmittimer = nullptr;
+    }
+    if (m_serialport && m_serialport->isOpen()) {
+        m_serialport->close();
+        Q_EMIT message(tr("Serial port closed"));
+        setConnected(false);
+    }
+    if (m_socket && m_socket->state() != QAbstractSocket::UnconnectedState) {
+        flushOutput();
+        m_socket->disconnectFromHost();
+    }
+    if (m_server) {
+        m_server->close();
+        QObject::disconnect(m_server, nullptr, this, nullptr);
+        m_server->deleteLater();
+        m_server = nullptr;
+        Q_EMIT message(tr("Stopped listening"));
+        Q_EMIT stateChanged();
+        prepareServerConnection();
+    }
+}
+
+void Connection::toggleConnected()
+{
+    if (isListening() || isConnected())
+        disconnect();
+    else
+        connect();
+}
+
+void Connection::close()
+{
+    disconnect();
+    // Deferred deletion: close() may be called from a slot that one of
+    // these objects is signalling.
+    const QList<QObject*> transports = {m_serialport, m_socket, m_server, m_bistrace};
+    for (QObject* object : transports) {
+        if (object) {
+            QObject::disconnect(object, nullptr, this, nullptr);
+            object->deleteLater();
+        }
+    }
+    m_serialport = nullptr;
+    m_socket = nullptr;
+    m_server = nullptr;
+    m_bistrace = nullptr;
+    m_peeraddress.clear();
+    m_peerport = 0;
+    setConnected(false);
+}
+
+void Connection::networkConnected()
+{
+    if (sender() != m_socket)
+        return;
+    Q_EMIT message(tr("Connection established") + bisModeText());
+    if (m_settings.sslEnabled())
+        startEncryption(m_mode == ConnectionSettings::ServerMode);
+    setConnected(true);
+}
+
+void Connection::networkDisconnected()
+{
+    if (sender() != m_socket)
+        return;
+    Q_EMIT message(tr("Connection closed"));
+    handleDisconnect();
+}
+
+void Connection::networkError(QAbstractSocket::SocketError serr)
+{
+    if (sender() != m_socket)
+        return;
+    // The disconnected signal follows and reports it.
+    if (serr == QAbstractSocket::RemoteHostClosedError)
+        return;
+    Q_EMIT message(tr("Connection error: %1").arg(m_socket->errorString()));
+    handleDisconnect();
+}
+
+void Connection::handleDisconnect()
+{
+    if (m_mode == ConnectionSettings::ServerMode)
+        dropSocket();
+    else
+        drainSocket();
+    setConnected(false);
+}
+
+void Connection::drainSocket()
+{
+    // Bytes that arrived before the peer went away are still delivered.
+    QPointer<QSslSocket> socket = m_socket;
+    while (socket && socket == m_socket && socket->bytesAvailable() > 0) {
+        const QByteArray data = socket->read(ReadChunk);
+        if (data.isEmpty())
+            break;
+        fakeReceive(data);
+    }
+}
+
+void Connection::dropSocket()
+{
+    if (!m_socket)
+        return;
+    drainSocket();
+    if (!m_socket)
+        return;
+    QSslSocket* socket = m_socket;
+    m_socket = nullptr;
+    // Output still waiting was meant for this peer, not for the next.
+    m_pendingoutput.resize(0);
+    QObject::disconnect(socket, nullptr, nullptr, nullptr);
+    if (socket->state() != QAbstractSocket::UnconnectedState)
+        socket->abort();
+    socket->deleteLater();
+}
+
+void Connection::newNetworkConnection()
+{
+    if (!m_server)
+        return;
+    QTcpSocket* incoming = m_server->nextPendingConnection();
+    auto* socket = qobject_cast<QSslSocket*>(incoming);
+    if (!socket) {
+        delete incoming;
+        return;
+    }
+    const bool replaced = m_socket != nullptr;
+    dropSocket();
+    setConnected(false);
+    m_peeraddress = socket->peerAddress().toString();
+    m_peerport = socket->peerPort();
+    const QString peer = peerText(socket->peerAddress(), socket->peerPort());
+    Q_EMIT message(replaced ? tr("Connection replaced by incoming connection from %1").arg(peer)
+                            : tr("Incoming connection from %1").arg(peer));
+    setSocket(socket);
+    if (m_settings.sslEnabled())
+        startEncryption(true);
+    setConnected(true);
+    Q_EMIT blockStarted();
+    // Bytes may have come with the connection itself.
+    if (socket->bytesAvailable() > 0)
+        onReadyRead();
+}
+
+void Connection::startEncryption(bool asServer)
+{
+    m_socket->setSslConfiguration(m_sslconfig);
+    if (asServer)
+        m_socket->startServerEncryption();
+    else
+        m_socket->startClientEncryption();
+}
+
+void Connection::onEncrypted()
+{
+    if (sender() != m_socket)
+        return;
+    Q_EMIT message(tr("Encryption activated"));
+    Q_EMIT stateChanged();
+}
+
+void Connection::loadSslConfig()
+{
+    m_sslconfig = QSslConfiguration::defaultConfiguration();
+    if (!m_settings.sslEnabled()) {
+        Q_EMIT message(tr("SSL mode disabled"));
+        return;
+    }
+    const QSslKey key = m_settings.loadPrivateKey();
+    Q_EMIT message(tr("Load private key: %1").arg(key.isNull() ? tr("FAIL") : tr("ok")));
+    const QSslCertificate certificate = m_settings.loadLocalCertificate();
+    Q_EMIT message(tr("Load local certificate: %1").arg(certificate.isNull() ? tr("FAIL") : tr("ok")));
+    QList<QSslCertificate> authorities;
+    if (!m_settings.caCertificateDirectory().isEmpty()) {
+        authorities = m_settings.loadCACertificates();
+        Q_EMIT message(tr("Load CA certificates: %1 loaded").arg(authorities.size()));
+    }
+    m_sslconfig.setPrivateKey(key);
+    m_sslconfig.setLocalCertificate(certificate);
+    m_sslconfig.setCaCertificates(authorities);
+    m_sslconfig.setPeerVerifyMode(QSslSocket::PeerVerifyMode(m_settings.peerVerifyMode()));
+    m_sslconfig.setProtocol(QSsl::SecureProtocols);
+    Q_EMIT message(tr("SSL mode enabled"));
+}
+
+void Connection::onReadyRead()
+{
+    m_readposted = false;
+    QPointer<QIODevice> device = m_serialport ? static_cast<QIODevice*>(m_serialport)
+                                              : static_cast<QIODevice*>(m_socket);
+    if (!device)
+        return;
+    // A socket knows how much it holds; sizing the read to it saves a 64 KiB
+    // allocation per small block.
+    const qint64 available = device->bytesAvailable();
+    const QByteArray data = device->read(available > 0 ? qMin(available, ReadChunk) : ReadChunk);
+    if (!data.isEmpty())
+        fakeReceive(data);
+    // The socket signals only new arrivals: what is left of a large burst
+    // is read in a later turn of the event loop.
+    if (device && device == static_cast<QIODevice*>(m_socket) && device->bytesAvailable() > 0 && !m_readposted) {
+        m_readposted = true;
+        QMetaObject::invokeMethod(this, &Connection::onReadyRead, Qt::QueuedConnection);
+    }
+}
+
+void Connection::fakeReceive(const QByteArray& data)
+{
+    Q_EMIT rawReceived(data);
+    if (!bisActive()) {
+        Q_EMIT received(-1, -1, data);
+        return;
+    }
+    switch (m_bismode) {
+    case ConnectionSettings::BiSMasterMode:
+    case ConnectionSettings::BiSSlaveMode:
+        BiSProtocol::receive(data.constData(), unsigned(data.size()));
+        break;
+    case ConnectionSettings::BiSTraceMode:
+        if (!m_bistrace) {
+            m_bistrace = new BiSTrace(this);
+            QObject::connect(m_bistrace, &BiSTrace::trace, this, qOverload<const QString&>(&Connection::trace));
+            QObject::connect(m_bistrace, &BiSTrace::next, this, &Connection::traceNext);
+            QObject::connect(m_bistrace, &BiSTrace::qrv16, this, &Connection::onQrv16);
+        }
+        m_bistrace->receive(data);
+        break;
+    default:
+        break;
+    }
+}
+
+void Connection::dataReceived(unsigned src, unsigned /*type*/, const void* data, unsigned len)
+{
+    if (m_retransmittimer)
+        m_retransmittimer->stop();
+    if (m_bismode == ConnectionSettings::BiSMasterMode && !m_queue.isEmpty())
+        send(m_queue.takeFirst());
+    Q_EMIT blockStarted();
+    Q_EMIT received(int(src), int(ownAddress()), QByteArray(static_cast<const char*>(data), int(len)));
+}
+
+bool Connection::transmitFrame(const void* data, unsigned len)
+{
+    rawSend(QByteArray(static_cast<const char*>(data), int(len)));
+    return true;
+}
+
+void Connection::trace(const char* format, ...) const
+{
+    va_list args;
+    va_start(args, format);
+    const QString text = QString::vasprintf(format, args);
+    va_end(args);
+    Q_EMIT const_cast<Connection*>(this)->trace(text);
+}
+
+void Connection::onQrv16(int src, int dst, const QByteArray& data)
+{
+    if (m_sourceaddress >= 0 && m_sourceaddress != src)
+        return;
+    if (m_destinationaddress >= 0 && m_destinationaddress != dst)
+        return;
+    Q_EMIT blockStarted();
+    Q_EMIT received(src, dst, data);
+}
+
+void Connection::send(const QByteArray& data)
+{
+    if (!bisActive()) {
+        rawSend(data);
+        return;
+    }
+    const bool master = m_bismode == ConnectionSettings::BiSMasterMode;
+    if (!master && m_bismode != ConnectionSettings::BiSSlaveMode)
+        return;
+    if (responsePending()) {
+        if (m_queue.size() >= QueueLimit) {
+            Q_EMIT message(tr("Queue overflow"));
+            disconnect();
+        } else {
+            m_queue.append(data);
+        }
+        return;
+    }
+    if (m_retransmittimer)
+        m_retransmittimer->start();
+    // At most 25 transmissions in all.
+    m_triesleft = m_tries <= 0 ? 0 : (m_tries < 26 ? m_tries - 1 : 24);
+    Packet packet;
+    packet.destination = unsigned(master ? m_destinationaddress : m_sourceaddress);
+    packet.type = FrameType;
+    packet.data = data.constData();
+    packet.len = unsigned(data.size());
+    if (!BiSProtocol::send(packet)) {
+        // Only a block too long for one frame fails; waiting for an answer
+        // to a query that never went out would only delay the queue.
+        Q_EMIT message(tr("Block of %1 bytes too long for a BiS frame, not sent").arg(data.size()));
+        if (m_retransmittimer)
+            m_retransmittimer->stop();
+        dropPending();
+        if (!m_queue.isEmpty())
+            send(m_queue.takeFirst());
+    }
+}
+
+void Connection::rawSend(const QByteArray& data)
+{
+    if (m_serialport) {
+        Q_EMIT rawSent(data);
+        if (m_serialport->isOpen())
+            m_serialport->write(data);
+        return;
+    }
+    if (!m_socket)
+        return;
+    Q_EMIT rawSent(data);
+    if (!m_socket || !m_socket->isOpen())
+        return;
+    m_pendingoutput += data;
+    if (!m_flushposted) {
+        m_flushposted = true;
+        QMetaObject::invokeMethod(this, &Connection::flushOutput, Qt::QueuedConnection);
+    }
+}
+
+void Connection::flushOutput()
+{
+    m_flushposted = false;
+    if (m_socket && m_socket->isOpen() && !m_pendingoutput.isEmpty())
+        m_socket->write(m_pendingoutput.constData(), m_pendingoutput.size());
+    // Keeps the capacity for the next turn.
+    m_pendingoutput.resize(0);
+}
+
+void Connection::onRetransmit()
+{
+    if (m_triesleft < 1) {
+        if (m_retransmittimer)
+            m_retransmittimer->stop();
+        Q_EMIT message(tr("Response timeout"));
+        dropPending();
+        if (!m_queue.isEmpty())
+            send(m_queue.takeFirst());
+        return;
+    }
+    --m_triesleft;
+    retransmit();
+}
+
+void Connection::disturb()
+{
+    if (!m_serialport)
+        return;
+    // Two character times of ten bits each.
+    const int speed = m_serialport->speed();
+    unsigned long pulse = 1;
+    if (speed != 0) {
+        const double n = std::floor(2.0 * (1000.0 / speed * 10.0) + 0.5);
+        if (n >= 1)
+            pulse = static_cast<unsigned long>(n);
+    }
+    const bool rts = m_serialport->getRTS() != 0;
+    const bool cts = m_serialport->getCTS() != 0;
+    m_serialport->setRTS(true);
+    m_serialport->setDTR(false);
+    QThread::msleep(pulse);
+    m_serialport->setRTS(false);
+    m_serialport->setDTR(true);
+    QThread::msleep(pulse);
+    m_serialport->setRTS(rts);
+    // DTR follows the CTS reading, not its own: devices in the field rely
+    // on this.
+    m_serialport->setDTR(cts);
+}

@@ -1,0 +1,163 @@
+#include "connection/connectionsettings.h"
+
+#include <QFile>
+#include <QSettings>
+
+#include <array>
+
+namespace {
+
+const std::array<QLatin1String, 4> modeNames = {QLatin1String("Disabled"), QLatin1String("Serial"),
+                                                QLatin1String("Client"), QLatin1String("Server")};
+// Index 0 is unused: BiS modes count from 1.
+const std::array<QLatin1String, 4> bisModeNames = {QLatin1String(), QLatin1String("Master"),
+                                                   QLatin1String("Slave"), QLatin1String("Trace")};
+
+template <std::size_t N>
+int indexOf(const std::array<QLatin1String, N>& names, const QString& text, int fallback)
+{
+    for (std::size_t i = 0; i < N; ++i) {
+        if (!names[i].isEmpty() && text == names[i])
+            return int(i);
+    }
+    return fallback;
+}
+
+template <std::size_t N>
+QString nameOf(const std::array<QLatin1String, N>& names, int value)
+{
+    if (value < 0 || std::size_t(value) >= N)
+        return QString();
+    return names[std::size_t(value)];
+}
+
+// Key and certificate files are small; a cap keeps a wrongly chosen huge
+// file from being read whole.
+QByteArray readCapped(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return QByteArray();
+    return file.read(0x400000);
+}
+
+} // namespace
+
+void ConnectionSettings::saveToSettings(const QString& group) const
+{
+    QSettings settings;
+    settings.beginGroup(group);
+    const QString mode = nameOf(modeNames, m_mode);
+    if (!mode.isEmpty())
+        settings.setValue(QStringLiteral("Mode"), mode);
+    const QString bisMode = nameOf(bisModeNames, m_bismode);
+    if (!bisMode.isEmpty())
+        settings.setValue(QStringLiteral("BiSMode"), bisMode);
+    settings.setValue(QStringLiteral("BiSEnabled"), m_bisenabled);
+    // -1 ("any") is kept as its unsigned image and comes back as -1.
+    settings.setValue(QStringLiteral("BiSSourceAddress"), uint(m_sourceaddress));
+    settings.setValue(QStringLiteral("BiSDestinationAddress"), uint(m_destinationaddress));
+    settings.setValue(QStringLiteral("BiSTries"), uint(m_tries));
+    settings.setValue(QStringLiteral("BiSTimeout"), uint(m_timeout));
+    settings.setValue(QStringLiteral("SerialPort"), m_serialport);
+    settings.setValue(QStringLiteral("SerialSpeed"), uint(m_serialspeed));
+    settings.setValue(QStringLiteral("SerialHandshake"), uint(m_serialhandshake));
+    settings.setValue(QStringLiteral("ClientAddress"), m_clientaddress);
+    settings.setValue(QStringLiteral("ClientPort"), uint(m_clientport));
+    settings.setValue(QStringLiteral("ServerAddress"), m_serveraddress);
+    settings.setValue(QStringLiteral("ServerPort"), uint(m_serverport));
+    settings.beginGroup(QStringLiteral("SSL"));
+    settings.setValue(QStringLiteral("Enabled"), m_sslenabled);
+    settings.setValue(QStringLiteral("PrivateKeyFile"), m_privatekeyfile);
+    settings.setValue(QStringLiteral("LocalCertFile"), m_localcertificatefile);
+    settings.setValue(QStringLiteral("CACertDir"), m_cacertificatedirectory);
+    settings.setValue(QStringLiteral("PeerVerifyMode"), m_peerverifymode);
+    settings.endGroup();
+    // Older versions kept one address for both roles.
+    settings.remove(QStringLiteral("BiSAddress"));
+    settings.endGroup();
+}
+
+void ConnectionSettings::restoreFromSettings(const QString& group)
+{
+    QSettings settings;
+    settings.beginGroup(group);
+    m_mode = indexOf(modeNames, settings.value(QStringLiteral("Mode")).toString(), m_mode);
+    m_bismode = indexOf(bisModeNames, settings.value(QStringLiteral("BiSMode")).toString(), m_bismode);
+    m_bisenabled = settings.value(QStringLiteral("BiSEnabled"), false).toBool();
+    m_sourceaddress = int(settings.value(QStringLiteral("BiSSourceAddress"), -1).toUInt());
+    m_destinationaddress = int(settings.value(QStringLiteral("BiSDestinationAddress"), -1).toUInt());
+    m_tries = int(settings.value(QStringLiteral("BiSTries"), DefaultTries).toUInt());
+    m_timeout = int(settings.value(QStringLiteral("BiSTimeout"), DefaultTimeout).toUInt());
+    m_serialport = settings.value(QStringLiteral("SerialPort"), m_serialport).toString();
+    m_serialspeed = int(settings.value(QStringLiteral("SerialSpeed"), m_serialspeed).toUInt());
+    m_serialhandshake = int(settings.value(QStringLiteral("SerialHandshake"), m_serialhandshake).toUInt());
+    m_clientaddress = settings.value(QStringLiteral("ClientAddress"), m_clientaddress).toString();
+    m_clientport = int(settings.value(QStringLiteral("ClientPort"), m_clientport).toUInt());
+    m_serveraddress = settings.value(QStringLiteral("ServerAddress"), m_serveraddress).toString();
+    m_serverport = int(settings.value(QStringLiteral("ServerPort"), m_serverport).toUInt());
+    settings.beginGroup(QStringLiteral("SSL"));
+    m_sslenabled = settings.value(QStringLiteral("Enabled"), false).toBool();
+    m_privatekeyfile = settings.value(QStringLiteral("PrivateKeyFile"), m_privatekeyfile).toString();
+    m_localcertificatefile = settings.value(QStringLiteral("LocalCertFile"), m_localcertificatefile).toString();
+    m_cacertificatedirectory = settings.value(QStringLiteral("CACertDir"), m_cacertificatedirectory).toString();
+    m_peerverifymode = settings.value(QStringLiteral("PeerVerifyMode"), 0).toInt();
+    settings.endGroup();
+    settings.endGroup();
+}
+
+QSslKey ConnectionSettings::loadPrivateKey(const QString& path)
+{
+    const QByteArray data = readCapped(path);
+    if (data.isEmpty())
+        return QSslKey();
+    QSslKey key(data, QSsl::Rsa, QSsl::Pem, QSsl::PrivateKey);
+    if (key.isNull())
+        key = QSslKey(data, QSsl::Rsa, QSsl::Der, QSsl::PrivateKey);
+    return key;
+}
+
+QSslCertificate ConnectionSettings::loadCertificate(const QString& path)
+{
+    const QByteArray data = readCapped(path);
+    if (data.isEmpty())
+        return QSslCertificate();
+    QSslCertificate certificate(data, QSsl::Pem);
+    if (certificate.isNull())
+        certificate = QSslCertificate(data, QSsl::Der);
+    return certificate;
+}
+
+QList<QSslCertificate> ConnectionSettings::loadCertificates(const QString& dir)
+{
+    // A directory picked in a dialog comes without the trailing separator
+    // that the patterns need.
+    QString base = dir;
+    if (!base.isEmpty() && !base.endsWith(QLatin1Char('/')))
+        base += QLatin1Char('/');
+    const auto wildcard = QSslCertificate::PatternSyntax::Wildcard;
+    QList<QSslCertificate> certificates;
+    certificates += QSslCertificate::fromPath(base + QLatin1String("*.crt"), QSsl::Pem, wildcard);
+    certificates += QSslCertificate::fromPath(base + QLatin1String("*.crt"), QSsl::Der, wildcard);
+    certificates += QSslCertificate::fromPath(base + QLatin1String("*.pem"), QSsl::Pem, wildcard);
+    certificates += QSslCertificate::fromPath(base + QLatin1String("*.der"), QSsl::Der, wildcard);
+    return certificates;
+}
+
+QSslKey ConnectionSettings::loadPrivateKey() const
+{
+    return loadPrivateKey(m_privatekeyfile.isEmpty() ? QStringLiteral(":/cert/testcert.key") : m_privatekeyfile);
+}
+
+QSslCertificate ConnectionSettings::loadLocalCertificate() const
+{
+    return loadCertificate(m_localcertificatefile.isEmpty() ? QStringLiteral(":/cert/testcert.crt")
+                                                            : m_localcertificatefile);
+}
+
+QList<QSslCertificate> ConnectionSettings::loadCACertificates() const
+{
+    if (m_cacertificatedirectory.isEmpty())
+        return {};
+    return loadCertificates(m_cacertificatedirectory);
+}

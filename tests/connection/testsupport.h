@@ -1,0 +1,256 @@
+#pragma once
+
+// Helpers shared by the connection tests: settings for loopback links, a
+// recorder of everything a Connection reports, an event-loop stall meter,
+// pseudo-terminals and a BiS frame builder.
+
+#include "connection/bisprotocol.h"
+#include "connection/connection.h"
+#include "connection/connectionsettings.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QSocketNotifier>
+#include <QStringList>
+#include <QTcpServer>
+#include <QTimer>
+
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <unistd.h>
+
+namespace korvtest {
+
+inline ConnectionSettings serverSettings(quint16 port = 0)
+{
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::ServerMode);
+    settings.setServerAddress(QStringLiteral("127.0.0.1"));
+    settings.setServerPort(port);
+    return settings;
+}
+
+inline ConnectionSettings clientSettings(quint16 port)
+{
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::ClientMode);
+    settings.setClientAddress(QStringLiteral("127.0.0.1"));
+    settings.setClientPort(port);
+    return settings;
+}
+
+inline quint16 listeningPort(const Connection& connection)
+{
+    const auto* server = qobject_cast<const QTcpServer*>(connection.connection());
+    return server ? server->serverPort() : 0;
+}
+
+// Everything a Connection reports, in order: message texts as they are,
+// state changes as "state", received blocks as "rx <size>".
+class Recorder : public QObject
+{
+public:
+    explicit Recorder(Connection* connection)
+    {
+        QObject::connect(connection, &Connection::message, this, [this](const QString& text) {
+            events << text;
+            messages << text;
+        });
+        QObject::connect(connection, &Connection::stateChanged, this, [this] { events << QStringLiteral("state"); });
+        QObject::connect(connection, &Connection::received, this, [this](int src, int dst, const QByteArray& data) {
+            events << QStringLiteral("rx %1").arg(data.size());
+            blocks << data;
+            sources << src;
+            destinations << dst;
+            bytes += data;
+            largestBlock = qMax(largestBlock, data.size());
+        });
+        QObject::connect(connection, &Connection::rawSent, this, [this](const QByteArray& data) { sent << data; });
+    }
+
+    bool hasMessage(const QString& text) const { return messages.contains(text); }
+    int count(const QString& text) const { return int(messages.count(text)); }
+    // Index of the first event equal to text, -1 if none.
+    int indexOf(const QString& text) const { return int(events.indexOf(text)); }
+    QStringList messagesStartingWith(const QString& prefix) const
+    {
+        QStringList found;
+        for (const QString& text : messages) {
+            if (text.startsWith(prefix))
+                found << text;
+        }
+        return found;
+    }
+
+    QStringList events;
+    QStringList messages;
+    QList<QByteArray> blocks;
+    QList<int> sources;
+    QList<int> destinations;
+    QList<QByteArray> sent;
+    QByteArray bytes;
+    qsizetype largestBlock = 0;
+};
+
+// Measures the longest time the event loop went without running a 2 ms timer.
+class StallMeter : public QObject
+{
+public:
+    StallMeter()
+    {
+        m_timer.setInterval(2);
+        QObject::connect(&m_timer, &QTimer::timeout, this, [this] {
+            longest = qMax(longest, m_clock.restart());
+        });
+        m_clock.start();
+        m_timer.start();
+    }
+
+    qint64 longest = 0;
+
+private:
+    QTimer m_timer;
+    QElapsedTimer m_clock;
+};
+
+// A pseudo-terminal: a port opens its slave side by name ("pts/3"), the test
+// plays the far end on the master side.
+class Pty
+{
+public:
+    Pty()
+    {
+        char path[128] = {};
+        if (openpty(&m_master, &m_slave, path, nullptr, nullptr) != 0)
+            return;
+        fcntl(m_master, F_SETFL, fcntl(m_master, F_GETFL) | O_NONBLOCK);
+        m_name = QString::fromLocal8Bit(path).mid(int(std::strlen("/dev/")));
+    }
+    ~Pty()
+    {
+        if (m_master >= 0)
+            ::close(m_master);
+        if (m_slave >= 0)
+            ::close(m_slave);
+    }
+    Pty(const Pty&) = delete;
+    Pty& operator=(const Pty&) = delete;
+
+    bool isValid() const { return m_master >= 0 && m_name.startsWith(QLatin1String("pts/")); }
+    QString name() const { return m_name; }
+    int masterFd() const { return m_master; }
+
+    bool write(const QByteArray& bytes) const
+    {
+        return ::write(m_master, bytes.constData(), size_t(bytes.size())) == ssize_t(bytes.size());
+    }
+
+    // Everything that arrives within msecs, then within 50 ms of the last byte.
+    QByteArray read(int msecs = 300) const
+    {
+        QByteArray got;
+        pollfd p{m_master, POLLIN, 0};
+        while (::poll(&p, 1, msecs) > 0) {
+            char buffer[4096];
+            const ssize_t n = ::read(m_master, buffer, sizeof buffer);
+            if (n <= 0)
+                break;
+            got.append(buffer, int(n));
+            msecs = 50;
+        }
+        return got;
+    }
+
+private:
+    int m_master = -1;
+    int m_slave = -1;
+    QString m_name;
+};
+
+// Copies whatever one port writes to the other: two ptys become one line.
+class PtyLink : public QObject
+{
+public:
+    PtyLink(const Pty& a, const Pty& b)
+        : m_fromA(a.masterFd(), QSocketNotifier::Read)
+        , m_fromB(b.masterFd(), QSocketNotifier::Read)
+    {
+        QObject::connect(&m_fromA, &QSocketNotifier::activated, this, [this, &a, &b] { copy(a, b, aToB); });
+        QObject::connect(&m_fromB, &QSocketNotifier::activated, this, [this, &a, &b] { copy(b, a, bToA); });
+    }
+
+    QByteArray aToB;
+    QByteArray bToA;
+
+private:
+    static void copy(const Pty& from, const Pty& to, QByteArray& log)
+    {
+        char buffer[4096];
+        const ssize_t n = ::read(from.masterFd(), buffer, sizeof buffer);
+        if (n <= 0)
+            return;
+        const QByteArray bytes(buffer, int(n));
+        log += bytes;
+        to.write(bytes);
+    }
+
+    QSocketNotifier m_fromA;
+    QSocketNotifier m_fromB;
+};
+
+// Builds BiS frames as a bus master with a given own address would send
+// them, and reads answers to them.
+class FrameBuilder : public BiSProtocol
+{
+public:
+    explicit FrameBuilder(unsigned ownAddress = 0)
+    {
+        setMode(Master);
+        setOwnAddress(ownAddress);
+    }
+
+    QByteArray query(unsigned destination, const QByteArray& payload, unsigned type = Connection::FrameType)
+    {
+        Packet packet;
+        packet.destination = destination;
+        packet.type = type;
+        packet.data = payload.constData();
+        packet.len = unsigned(payload.size());
+        m_frame.clear();
+        send(packet);
+        return m_frame;
+    }
+
+    QList<QByteArray> answers;
+
+protected:
+    bool transmitFrame(const void* data, unsigned len) override
+    {
+        m_frame = QByteArray(static_cast<const char*>(data), int(len));
+        return true;
+    }
+    void dataReceived(unsigned, unsigned, const void* data, unsigned len) override
+    {
+        answers << QByteArray(static_cast<const char*>(data), int(len));
+    }
+
+private:
+    QByteArray m_frame;
+};
+
+// The frames in a byte stream, cut at the start markers (never stuffed).
+inline QList<QByteArray> splitFrames(const QByteArray& stream)
+{
+    QList<QByteArray> frames;
+    for (char byte : stream) {
+        const auto c = static_cast<unsigned char>(byte);
+        if (c == BiSProtocol::QueryStart || c == BiSProtocol::AnswerStart || frames.isEmpty())
+            frames << QByteArray();
+        frames.last() += byte;
+    }
+    return frames;
+}
+
+} // namespace korvtest

@@ -1,0 +1,412 @@
+// Serial links through pseudo-terminals: BiS master and slave through two
+// Connections, retransmission and the send queue, the passive trace role,
+// and the bits of a serial link that need no far end.
+
+#include "tests/connection/testsupport.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QtTest>
+
+using namespace korvtest;
+
+namespace {
+
+constexpr int Timeout = 20000;
+
+ConnectionSettings serialSettings(const QString& port, int bisMode, int source = -1, int destination = -1)
+{
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setSerialPort(port);
+    settings.setSerialSpeed(115200);
+    settings.setBisEnabled(bisMode != 0);
+    if (bisMode != 0)
+        settings.setBisMode(bisMode);
+    settings.setSourceAddress(source);
+    settings.setDestinationAddress(destination);
+    return settings;
+}
+
+} // namespace
+
+class TestConnectionBis : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void masterQueriesAreAnsweredBySlave();
+    void masterRetransmitsThenTimesOut_data();
+    void masterRetransmitsThenTimesOut();
+    void timeoutMovesOnToTheNextQueuedBlock();
+    void queueOverflowDisconnects();
+    void slaveAnswersDuplicateQueryWithoutSecondDelivery();
+    void traceModeFiltersAndSendsNothing_data();
+    void traceModeFiltersAndSendsNothing();
+    void fakeReceiveFollowsTheMode_data();
+    void fakeReceiveFollowsTheMode();
+    void bisModeText_data();
+    void bisModeText();
+    void openFailureIsReported();
+    void notConfigured();
+    void disturbPulsesForTwoCharacterTimes_data();
+    void disturbPulsesForTwoCharacterTimes();
+};
+
+void TestConnectionBis::masterQueriesAreAnsweredBySlave()
+{
+    Pty masterLine;
+    Pty slaveLine;
+    QVERIFY(masterLine.isValid() && slaveLine.isValid());
+    PtyLink link(masterLine, slaveLine);
+
+    Connection master;
+    Connection slave;
+    Recorder masterLog(&master);
+    Recorder slaveLog(&slave);
+    ConnectionSettings masterSettings = serialSettings(masterLine.name(), ConnectionSettings::BiSMasterMode, -1, 7);
+    masterSettings.setTimeout(5000);
+    master.setSettings(masterSettings);
+    slave.setSettings(serialSettings(slaveLine.name(), ConnectionSettings::BiSSlaveMode, 7));
+    master.connect();
+    slave.connect();
+    QCOMPARE(masterLog.events, QStringList({QStringLiteral("Port %1 opened (BiS Master @7)").arg(masterLine.name()),
+                                            QStringLiteral("state")}));
+    QCOMPARE(slaveLog.events, QStringList({QStringLiteral("Port %1 opened (BiS Slave @7)").arg(slaveLine.name()),
+                                           QStringLiteral("state")}));
+
+    // The slave answers every query with its payload reversed.
+    QObject::connect(&slave, &Connection::received, &slave, [&slave](int, int, const QByteArray& query) {
+        QByteArray answer = query;
+        std::reverse(answer.begin(), answer.end());
+        slave.send(answer);
+    });
+    // The second and third wait in the queue for the answers before them.
+    master.send("abc");
+    master.send("hello");
+    master.send(QByteArray("\x91\x92\x93\x94", 4));
+    QCOMPARE(masterLog.sent.size(), 1);
+
+    QTRY_COMPARE_WITH_TIMEOUT(masterLog.blocks.size(), 3, Timeout);
+    QCOMPARE(masterLog.blocks, QList<QByteArray>({"cba", "olleh", QByteArray("\x94\x93\x92\x91", 4)}));
+    QCOMPARE(masterLog.sources, QList<int>({7, 7, 7}));
+    QCOMPARE(masterLog.destinations, QList<int>({0, 0, 0}));
+    QCOMPARE(slaveLog.blocks, QList<QByteArray>({"abc", "hello", QByteArray("\x91\x92\x93\x94", 4)}));
+    QCOMPARE(slaveLog.sources, QList<int>({0, 0, 0}));
+    QCOMPARE(slaveLog.destinations, QList<int>({7, 7, 7}));
+    // One transmission per query: the answers came in time.
+    QCOMPARE(splitFrames(link.aToB).size(), 3);
+    QVERIFY(!masterLog.hasMessage(QStringLiteral("Response timeout")));
+
+    master.disconnect();
+    QCOMPARE(masterLog.events.mid(masterLog.events.size() - 2),
+             QStringList({QStringLiteral("Serial port closed"), QStringLiteral("state")}));
+}
+
+void TestConnectionBis::masterRetransmitsThenTimesOut_data()
+{
+    QTest::addColumn<int>("tries");
+    QTest::addColumn<int>("transmissions");
+    QTest::newRow("tries 0 sends once") << 0 << 1;
+    QTest::newRow("tries 1 sends once") << 1 << 1;
+    QTest::newRow("tries 5 sends five times") << 5 << 5;
+    QTest::newRow("tries 30 stops at 25") << 30 << 25;
+}
+
+void TestConnectionBis::masterRetransmitsThenTimesOut()
+{
+    QFETCH(int, tries);
+    QFETCH(int, transmissions);
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection master;
+    Recorder log(&master);
+    ConnectionSettings settings = serialSettings(line.name(), ConnectionSettings::BiSMasterMode, -1, 5);
+    settings.setTries(tries);
+    settings.setTimeout(20);
+    master.setSettings(settings);
+    master.connect();
+    QVERIFY(master.isConnected());
+
+    master.send("query");
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Response timeout")), Timeout);
+    const QList<QByteArray> frames = splitFrames(line.read());
+    QCOMPARE(frames.size(), transmissions);
+    FrameBuilder expected;
+    const QByteArray first = expected.query(5, "query");
+    for (const QByteArray& frame : frames)
+        QCOMPARE(frame, first);
+    QCOMPARE(log.sent.size(), transmissions);
+    QCOMPARE(log.count(QStringLiteral("Response timeout")), 1);
+
+    // Nothing is pending any more: the next block goes out at once, with the
+    // next sequence number.
+    master.send("again");
+    QCOMPARE(log.sent.size(), transmissions + 1);
+    QCOMPARE(log.sent.last(), expected.query(5, "again"));
+}
+
+void TestConnectionBis::timeoutMovesOnToTheNextQueuedBlock()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection master;
+    Recorder log(&master);
+    ConnectionSettings settings = serialSettings(line.name(), ConnectionSettings::BiSMasterMode, -1, 5);
+    settings.setTries(2);
+    settings.setTimeout(20);
+    master.setSettings(settings);
+    master.connect();
+
+    master.send("one");
+    master.send("two");
+    QTRY_COMPARE_WITH_TIMEOUT(log.count(QStringLiteral("Response timeout")), 2, Timeout);
+    FrameBuilder expected;
+    const QByteArray one = expected.query(5, "one");
+    const QByteArray two = expected.query(5, "two");
+    QCOMPARE(log.sent, QList<QByteArray>({one, one, two, two}));
+}
+
+void TestConnectionBis::queueOverflowDisconnects()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection master;
+    Recorder log(&master);
+    ConnectionSettings settings = serialSettings(line.name(), ConnectionSettings::BiSMasterMode, -1, 5);
+    settings.setTimeout(60000);
+    master.setSettings(settings);
+    master.connect();
+
+    master.send("pending");
+    for (int i = 0; i < Connection::QueueLimit; ++i)
+        master.send(QByteArray::number(i));
+    QVERIFY(!log.hasMessage(QStringLiteral("Queue overflow")));
+    QVERIFY(master.isConnected());
+
+    master.send("one too many");
+    QCOMPARE(log.events.mid(log.events.size() - 3), QStringList({QStringLiteral("Queue overflow"),
+                                                                 QStringLiteral("Serial port closed"),
+                                                                 QStringLiteral("state")}));
+    QVERIFY(!master.isConnected());
+    QCOMPARE(log.sent.size(), 1);
+    // The queue went with the link: nothing is sent on reconnecting.
+    master.connect();
+    QTest::qWait(100);
+    QCOMPARE(log.sent.size(), 1);
+}
+
+void TestConnectionBis::slaveAnswersDuplicateQueryWithoutSecondDelivery()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection slave;
+    Recorder log(&slave);
+    slave.setSettings(serialSettings(line.name(), ConnectionSettings::BiSSlaveMode, 7));
+    slave.connect();
+    QObject::connect(&slave, &Connection::received, &slave, [&slave](int, int, const QByteArray&) {
+        slave.send("answer");
+    });
+
+    FrameBuilder bus(3);
+    const QByteArray query = bus.query(7, "status?");
+    QVERIFY(line.write(query));
+    QTRY_COMPARE_WITH_TIMEOUT(log.blocks.size(), 1, Timeout);
+    QCOMPARE(log.sources.constFirst(), 3);
+    QCOMPARE(log.destinations.constFirst(), 7);
+    QTRY_COMPARE_WITH_TIMEOUT(log.sent.size(), 1, Timeout);
+
+    // The answer to the repeated query got lost on the bus: the master asks again.
+    QVERIFY(line.write(query));
+    QTRY_COMPARE_WITH_TIMEOUT(log.sent.size(), 2, Timeout);
+    QCOMPARE(log.sent.at(1), log.sent.at(0));
+    QTest::qWait(50);
+    QCOMPARE(log.blocks.size(), 1);
+
+    const QList<QByteArray> answers = splitFrames(line.read());
+    QCOMPARE(answers.size(), 2);
+    bus.receive(answers.at(0).constData(), unsigned(answers.at(0).size()));
+    QCOMPARE(bus.answers, QList<QByteArray>({"answer"}));
+
+    // A new query is delivered again.
+    QVERIFY(line.write(bus.query(7, "status?")));
+    QTRY_COMPARE_WITH_TIMEOUT(log.blocks.size(), 2, Timeout);
+}
+
+void TestConnectionBis::traceModeFiltersAndSendsNothing_data()
+{
+    QTest::addColumn<int>("source");
+    QTest::addColumn<int>("destination");
+    QTest::addColumn<QList<QByteArray>>("passed");
+    // The bus carries: 3 -> 5 "a", 4 -> 5 "b", 3 -> 6 "c".
+    QTest::newRow("no filter passes everything") << -1 << -1 << QList<QByteArray>({"a", "b", "c"});
+    QTest::newRow("source filter") << 3 << -1 << QList<QByteArray>({"a", "c"});
+    QTest::newRow("destination filter") << -1 << 5 << QList<QByteArray>({"a", "b"});
+    QTest::newRow("both filters") << 3 << 6 << QList<QByteArray>({"c"});
+    QTest::newRow("filters that match nothing") << 9 << -1 << QList<QByteArray>();
+}
+
+void TestConnectionBis::traceModeFiltersAndSendsNothing()
+{
+    QFETCH(int, source);
+    QFETCH(int, destination);
+    QFETCH(QList<QByteArray>, passed);
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection tracer;
+    Recorder log(&tracer);
+    QSignalSpy traceText(&tracer, qOverload<const QString&>(&Connection::trace));
+    QSignalSpy traceLines(&tracer, &Connection::traceNext);
+    tracer.setSettings(serialSettings(line.name(), ConnectionSettings::BiSTraceMode, source, destination));
+    tracer.connect();
+    QCOMPARE(log.messages.constFirst(), QStringLiteral("Port %1 opened (BiS Trace)").arg(line.name()));
+
+    FrameBuilder three(3);
+    FrameBuilder four(4);
+    QVERIFY(line.write(three.query(5, "a") + four.query(5, "b") + three.query(6, "c") + "noise"));
+    // Every frame ends a trace line, whether it passes the filters or not.
+    QTRY_VERIFY_WITH_TIMEOUT(traceLines.size() >= 3, Timeout);
+    QCOMPARE(log.blocks, passed);
+    QVERIFY(traceText.size() >= 3);
+
+    tracer.send("must stay quiet");
+    QVERIFY(log.sent.isEmpty());
+    QVERIFY(line.read(100).isEmpty());
+}
+
+void TestConnectionBis::fakeReceiveFollowsTheMode_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<int>("bisMode");
+    QTest::addColumn<int>("address");
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QList<QByteArray>>("blocks");
+    FrameBuilder bus(2);
+    const QByteArray query = bus.query(7, "payload");
+    QTest::newRow("network link passes bytes as they are") << int(ConnectionSettings::ClientMode) << 0 << -1
+                                                           << query << QList<QByteArray>({query});
+    QTest::newRow("serial without BiS passes bytes as they are") << int(ConnectionSettings::SerialMode) << 0 << -1
+                                                                 << query << QList<QByteArray>({query});
+    QTest::newRow("BiS slave unwraps a query to it") << int(ConnectionSettings::SerialMode)
+                                                     << int(ConnectionSettings::BiSSlaveMode) << 7 << query
+                                                     << QList<QByteArray>({"payload"});
+    QTest::newRow("BiS trace unwraps a frame that passes its filters") << int(ConnectionSettings::SerialMode)
+                                                 << int(ConnectionSettings::BiSTraceMode) << -1 << query
+                                                 << QList<QByteArray>({"payload"});
+    QTest::newRow("BiS master takes no unasked answer") << int(ConnectionSettings::SerialMode)
+                                                        << int(ConnectionSettings::BiSMasterMode) << -1 << query
+                                                        << QList<QByteArray>();
+    QTest::newRow("BiS slave drops garbage") << int(ConnectionSettings::SerialMode)
+                                             << int(ConnectionSettings::BiSSlaveMode) << 7
+                                             << QByteArray("\x91\x88garbage\x93") << QList<QByteArray>();
+}
+
+void TestConnectionBis::fakeReceiveFollowsTheMode()
+{
+    QFETCH(int, mode);
+    QFETCH(int, bisMode);
+    QFETCH(int, address);
+    QFETCH(QByteArray, input);
+    QFETCH(QList<QByteArray>, blocks);
+    ConnectionSettings settings = serialSettings(QStringLiteral("ttyNOSUCHPORT"), bisMode, address);
+    settings.setMode(mode);
+    Connection connection;
+    Recorder log(&connection);
+    QSignalSpy raw(&connection, &Connection::rawReceived);
+    connection.setSettings(settings);
+    connection.fakeReceive(input);
+    QCOMPARE(raw.size(), 1);
+    QCOMPARE(raw.at(0).at(0).toByteArray(), input);
+    QCOMPARE(log.blocks, blocks);
+}
+
+void TestConnectionBis::bisModeText_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<bool>("bisEnabled");
+    QTest::addColumn<int>("bisMode");
+    QTest::addColumn<QString>("text");
+    const int serial = ConnectionSettings::SerialMode;
+    QTest::newRow("master names its destination") << serial << true << int(ConnectionSettings::BiSMasterMode)
+                                                  << QStringLiteral(" (BiS Master @5)");
+    QTest::newRow("slave names its own address") << serial << true << int(ConnectionSettings::BiSSlaveMode)
+                                                 << QStringLiteral(" (BiS Slave @3)");
+    QTest::newRow("trace names no address") << serial << true << int(ConnectionSettings::BiSTraceMode)
+                                            << QStringLiteral(" (BiS Trace)");
+    QTest::newRow("BiS off says nothing") << serial << false << int(ConnectionSettings::BiSMasterMode) << QString();
+    QTest::newRow("network link says nothing") << int(ConnectionSettings::ServerMode) << true
+                                               << int(ConnectionSettings::BiSMasterMode) << QString();
+}
+
+void TestConnectionBis::bisModeText()
+{
+    QFETCH(int, mode);
+    QFETCH(bool, bisEnabled);
+    QFETCH(int, bisMode);
+    QFETCH(QString, text);
+    ConnectionSettings settings = serialSettings(QStringLiteral("ttyNOSUCHPORT"), bisMode, 3, 5);
+    settings.setMode(mode);
+    settings.setBisEnabled(bisEnabled);
+    Connection connection;
+    connection.setSettings(settings);
+    QCOMPARE(connection.bisModeText(), text);
+
+    settings.setSourceAddress(-1);
+    settings.setDestinationAddress(-1);
+    connection.setSettings(settings);
+    QVERIFY(!connection.bisModeText().contains(QLatin1Char('@')));
+}
+
+void TestConnectionBis::openFailureIsReported()
+{
+    Connection connection;
+    Recorder log(&connection);
+    connection.setSettings(serialSettings(QStringLiteral("ttyNOSUCHPORT"), 0));
+    QCOMPARE(connection.serialPortDeviceName(), QStringLiteral("ttyNOSUCHPORT"));
+    connection.connect();
+    QCOMPARE(log.events, QStringList({QStringLiteral("Open: No such file or directory")}));
+    QVERIFY(!connection.isConnected());
+}
+
+void TestConnectionBis::notConfigured()
+{
+    Connection connection;
+    Recorder log(&connection);
+    connection.connect();
+    ConnectionSettings disabled;
+    disabled.setMode(ConnectionSettings::DisabledMode);
+    connection.setSettings(disabled);
+    connection.toggleConnected();
+    QCOMPARE(log.events, QStringList({QStringLiteral("Not configured"), QStringLiteral("Not configured")}));
+}
+
+void TestConnectionBis::disturbPulsesForTwoCharacterTimes_data()
+{
+    QTest::addColumn<int>("speed");
+    QTest::addColumn<int>("pulse");
+    QTest::newRow("300 bps: 67 ms") << 300 << 67;
+    QTest::newRow("1200 bps: 17 ms") << 1200 << 17;
+    QTest::newRow("9600 bps: 2 ms") << 9600 << 2;
+    QTest::newRow("115200 bps: at least 1 ms") << 115200 << 1;
+}
+
+void TestConnectionBis::disturbPulsesForTwoCharacterTimes()
+{
+    QFETCH(int, speed);
+    QFETCH(int, pulse);
+    Pty line;
+    QVERIFY(line.isValid());
+    ConnectionSettings settings = serialSettings(line.name(), 0);
+    settings.setSerialSpeed(speed);
+    Connection connection;
+    connection.setSettings(settings);
+    connection.connect();
+    QElapsedTimer clock;
+    clock.start();
+    connection.disturb();
+    const qint64 elapsed = clock.elapsed();
+    QVERIFY2(elapsed >= 2 * pulse, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed < 2 * pulse + 60, qPrintable(QString::number(elapsed)));
+}
+
+QTEST_GUILESS_MAIN(TestConnectionBis)
+#include "tst_connectionbis.moc"

@@ -1,0 +1,586 @@
+// The connection settings dialog, the certificate viewer and the port
+// chooser under the offscreen platform, driven through their widgets.
+
+#include "connection/certificatedialog.h"
+#include "connection/connection.h"
+#include "connection/connectionsettingsdialog.h"
+#include "connection/portchooser.h"
+#include "libserial/serportdeviceinfo.h"
+#include "tests/connection/testsupport.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QFileDialog>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPointer>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QSslCipher>
+#include <QSslSocket>
+#include <QTemporaryDir>
+#include <QTreeWidget>
+#include <QtTest>
+
+#include <functional>
+
+using namespace korvtest;
+
+namespace {
+
+// The visible field that a label names.
+QWidget* field(const QWidget& dialog, const QString& label)
+{
+    for (QLabel* candidate : dialog.findChildren<QLabel*>()) {
+        if (candidate->text() == label && candidate->isVisibleTo(&dialog) && candidate->buddy())
+            return candidate->buddy();
+    }
+    return nullptr;
+}
+
+template <typename T>
+T* child(const QWidget& parent, const QString& text)
+{
+    for (T* candidate : parent.findChildren<T*>()) {
+        if (candidate->text() == text)
+            return candidate;
+    }
+    return nullptr;
+}
+
+QGroupBox* group(const QWidget& parent, const QString& title)
+{
+    for (QGroupBox* candidate : parent.findChildren<QGroupBox*>()) {
+        if (candidate->title() == title)
+            return candidate;
+    }
+    return nullptr;
+}
+
+QStringList items(const QComboBox* box)
+{
+    QStringList texts;
+    for (int i = 0; box && i < box->count(); ++i)
+        texts << box->itemText(i);
+    return texts;
+}
+
+// Answers the modal dialogs that open while a slot runs, one step each. A
+// step is applied again while its dialog stays open: a file dialog may not
+// take a selection before its directory has been read.
+class ModalDriver : public QObject
+{
+public:
+    using Step = std::function<void(QWidget*)>;
+
+    explicit ModalDriver(QList<Step> steps)
+        : m_steps(std::move(steps))
+    {
+        m_timer.setInterval(10);
+        QObject::connect(&m_timer, &QTimer::timeout, this, [this] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (!modal)
+                return;
+            if (modal != m_current) {
+                if (m_steps.isEmpty())
+                    return;
+                m_current = modal;
+                m_step = m_steps.takeFirst();
+                seen << QString::fromLatin1(modal->metaObject()->className());
+            }
+            m_step(modal);
+        });
+        m_timer.start();
+    }
+
+    QStringList seen;
+
+private:
+    QList<Step> m_steps;
+    QPointer<QWidget> m_current;
+    Step m_step;
+    QTimer m_timer;
+};
+
+ModalDriver::Step chooseFile(const QString& path)
+{
+    return [path](QWidget* modal) {
+        auto* dialog = qobject_cast<QFileDialog*>(modal);
+        if (!dialog) {
+            modal->close();
+            return;
+        }
+        dialog->selectFile(path);
+        // selectFile() only marks the entry in a directory already read;
+        // typing the name is what the user would do.
+        if (auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit")))
+            name->setText(path);
+        static_cast<QDialog*>(dialog)->accept();
+    };
+}
+
+ModalDriver::Step readMessage(QString* text)
+{
+    return [text](QWidget* modal) {
+        if (auto* box = qobject_cast<QMessageBox*>(modal))
+            *text = box->text();
+        modal->close();
+    };
+}
+
+bool writeFile(const QString& path, const QByteArray& data)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
+}
+
+} // namespace
+
+class TestConnectionSettingsDialog : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void opensWithEveryField_data();
+    void opensWithEveryField();
+    void fixedChoices();
+    void settingsRoundTrip();
+    void modeShowsItsPage_data();
+    void modeShowsItsPage();
+    void roleEnablesItsFields_data();
+    void roleEnablesItsFields();
+    void timeoutIsStoredInMilliseconds_data();
+    void timeoutIsStoredInMilliseconds();
+    void fileChoicesAreTested_data();
+    void fileChoicesAreTested();
+    void viewServerCertificate();
+    void certificateViewerShowsSession();
+    void portChooserListsDevices();
+
+private:
+    QTemporaryDir m_files;
+};
+
+void TestConnectionSettingsDialog::initTestCase()
+{
+    QVERIFY(m_files.isValid());
+    const ConnectionSettings builtin;
+    QVERIFY(writeFile(m_files.filePath(QStringLiteral("key.pem")), builtin.loadPrivateKey().toPem()));
+    QVERIFY(writeFile(m_files.filePath(QStringLiteral("cert.pem")), builtin.loadLocalCertificate().toPem()));
+    QVERIFY(writeFile(m_files.filePath(QStringLiteral("garbage.pem")), "no key, no certificate"));
+    QVERIFY(QDir(m_files.path()).mkpath(QStringLiteral("ca")));
+    QVERIFY(writeFile(m_files.filePath(QStringLiteral("ca/root.crt")), builtin.loadLocalCertificate().toPem()));
+    QVERIFY(QDir(m_files.path()).mkpath(QStringLiteral("empty")));
+}
+
+void TestConnectionSettingsDialog::opensWithEveryField_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<QStringList>("labels");
+    const QStringList ssl = {QStringLiteral("Private key file:"), QStringLiteral("Server certificate file:"),
+                             QStringLiteral("CA certificates directory:"), QStringLiteral("Client verification:")};
+    QTest::newRow("serial page") << int(ConnectionSettings::SerialMode)
+                                 << (QStringList({QStringLiteral("Serial port:"), QStringLiteral("Speed:"),
+                                                  QStringLiteral("Handshake:"), QStringLiteral("Source Address:"),
+                                                  QStringLiteral("Destination Address:"), QStringLiteral("Tries:"),
+                                                  QStringLiteral("Timeout:")})
+                                     + ssl);
+    QTest::newRow("TCP client page") << int(ConnectionSettings::ClientMode)
+                                     << (QStringList({QStringLiteral("Server name:"), QStringLiteral("Port number:")})
+                                         + ssl);
+    QTest::newRow("TCP server page") << int(ConnectionSettings::ServerMode)
+                                     << (QStringList({QStringLiteral("Listen address:"),
+                                                      QStringLiteral("Port number:")})
+                                         + ssl);
+}
+
+void TestConnectionSettingsDialog::opensWithEveryField()
+{
+    QFETCH(int, mode);
+    QFETCH(QStringList, labels);
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(mode);
+    dialog.setSettings(settings);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QCOMPARE(dialog.windowTitle(), QStringLiteral("Connection settings"));
+    for (const QString& label : labels)
+        QVERIFY2(field(dialog, label) && field(dialog, label)->isVisible(), qPrintable(label));
+    for (const QString& text : {QStringLiteral("Disabled"), QStringLiteral("Serial"), QStringLiteral("TCP client"),
+                                QStringLiteral("TCP server")})
+        QVERIFY2(child<QRadioButton>(*group(dialog, QStringLiteral("Mode")), text), qPrintable(text));
+    QVERIFY(group(dialog, QStringLiteral("BiS")) && group(dialog, QStringLiteral("BiS"))->isCheckable());
+    QVERIFY(group(dialog, QStringLiteral("SSL/TLS encryption"))->isCheckable());
+    int browse = 0;
+    for (QPushButton* button : dialog.findChildren<QPushButton*>())
+        browse += button->text() == QLatin1String("Browse");
+    QCOMPARE(browse, 3);
+    QVERIFY(child<QPushButton>(dialog, QStringLiteral("View")));
+}
+
+void TestConnectionSettingsDialog::fixedChoices()
+{
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    dialog.setSettings(settings);
+    QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Speed:")))),
+             QStringList({"300", "1200", "2400", "4800", "9600", "19200", "38400", "57600", "115200"}));
+    QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Handshake:")))),
+             QStringList({"None", "RTS/CTS", "Xon/Xoff"}));
+    QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Client verification:")))),
+             QStringList({"None", "Optional", "Verify"}));
+    auto* bis = group(dialog, QStringLiteral("BiS"));
+    for (const QString& role : {QStringLiteral("Master"), QStringLiteral("Slave"), QStringLiteral("Trace")})
+        QVERIFY2(child<QRadioButton>(*bis, role), qPrintable(role));
+    auto* source = qobject_cast<QSpinBox*>(field(dialog, QStringLiteral("Source Address:")));
+    QCOMPARE(source->minimum(), -1);
+    QCOMPARE(source->maximum(), 2147483647);
+    auto* tries = qobject_cast<QSpinBox*>(field(dialog, QStringLiteral("Tries:")));
+    QCOMPARE(tries->minimum(), 1);
+    QCOMPARE(tries->maximum(), 25);
+    auto* key = qobject_cast<QLineEdit*>(field(dialog, QStringLiteral("Private key file:")));
+    QCOMPARE(key->placeholderText(), QStringLiteral("Builtin Test Key"));
+    auto* certificate = qobject_cast<QLineEdit*>(field(dialog, QStringLiteral("Server certificate file:")));
+    QCOMPARE(certificate->placeholderText(), QStringLiteral("Builtin Test Certificate"));
+
+    // A fresh dialog offers the defaults.
+    ConnectionSettingsDialog fresh(nullptr);
+    ConnectionSettings defaults;
+    fresh.getSettings(&defaults);
+    QCOMPARE(defaults.sourceAddress(), -1);
+    QCOMPARE(defaults.destinationAddress(), -1);
+    QCOMPARE(defaults.tries(), 5);
+    QCOMPARE(defaults.clientAddress(), QStringLiteral("localhost"));
+    QCOMPARE(defaults.serverPort(), 10000);
+    QCOMPARE(defaults.serverAddress(), QString());
+}
+
+void TestConnectionSettingsDialog::settingsRoundTrip()
+{
+    ConnectionSettings s;
+    s.setMode(ConnectionSettings::ServerMode);
+    s.setBisMode(ConnectionSettings::BiSTraceMode);
+    s.setBisEnabled(true);
+    s.setSourceAddress(12);
+    s.setDestinationAddress(70000);
+    s.setTries(9);
+    s.setTimeout(2500);
+    s.setSerialPort(QStringLiteral("ttyUSB3"));
+    s.setSerialSpeed(57600);
+    s.setSerialHandshake(ConnectionSettings::XonXoffHandshake);
+    s.setClientAddress(QStringLiteral("controller.local"));
+    s.setClientPort(4711);
+    s.setServerAddress(QStringLiteral("127.0.0.1"));
+    s.setServerPort(4712);
+    s.setSslEnabled(true);
+    s.setPrivateKeyFile(QStringLiteral("/etc/korv/key.pem"));
+    s.setLocalCertificateFile(QStringLiteral("/etc/korv/cert.pem"));
+    s.setCaCertificateDirectory(QStringLiteral("/etc/korv/ca"));
+    s.setPeerVerifyMode(QSslSocket::QueryPeer);
+
+    ConnectionSettingsDialog dialog(nullptr);
+    dialog.setSettings(s);
+    ConnectionSettings back;
+    dialog.getSettings(&back);
+    QCOMPARE(back.mode(), s.mode());
+    QCOMPARE(back.bisMode(), s.bisMode());
+    QCOMPARE(back.bisEnabled(), s.bisEnabled());
+    QCOMPARE(back.sourceAddress(), s.sourceAddress());
+    QCOMPARE(back.destinationAddress(), s.destinationAddress());
+    QCOMPARE(back.tries(), s.tries());
+    QCOMPARE(back.timeout(), s.timeout());
+    QCOMPARE(back.serialPort(), s.serialPort());
+    QCOMPARE(back.serialSpeed(), s.serialSpeed());
+    QCOMPARE(back.serialHandshake(), s.serialHandshake());
+    QCOMPARE(back.clientAddress(), s.clientAddress());
+    QCOMPARE(back.clientPort(), s.clientPort());
+    QCOMPARE(back.serverAddress(), s.serverAddress());
+    QCOMPARE(back.serverPort(), s.serverPort());
+    QCOMPARE(back.sslEnabled(), s.sslEnabled());
+    QCOMPARE(back.privateKeyFile(), s.privateKeyFile());
+    QCOMPARE(back.localCertificateFile(), s.localCertificateFile());
+    QCOMPARE(back.caCertificateDirectory(), s.caCertificateDirectory());
+    QCOMPARE(back.peerVerifyMode(), s.peerVerifyMode());
+
+    // An empty listen address is shown as "any" and comes back empty.
+    s.setServerAddress(QString());
+    dialog.setSettings(s);
+    QCOMPARE(qobject_cast<QLineEdit*>(field(dialog, QStringLiteral("Listen address:")))->text(),
+             QStringLiteral("any"));
+    dialog.getSettings(&back);
+    QCOMPARE(back.serverAddress(), QString());
+}
+
+void TestConnectionSettingsDialog::modeShowsItsPage_data()
+{
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<QString>("shownLabel");
+    QTest::addColumn<bool>("bisUsable");
+    QTest::addColumn<bool>("sslUsable");
+    QTest::newRow("disabled") << QStringLiteral("Disabled") << 0 << QString() << false << false;
+    QTest::newRow("serial") << QStringLiteral("Serial") << 1 << QStringLiteral("Serial port:") << true << false;
+    QTest::newRow("TCP client") << QStringLiteral("TCP client") << 2 << QStringLiteral("Server name:") << false
+                                << true;
+    QTest::newRow("TCP server") << QStringLiteral("TCP server") << 3 << QStringLiteral("Listen address:") << false
+                                << true;
+}
+
+void TestConnectionSettingsDialog::modeShowsItsPage()
+{
+    QFETCH(QString, button);
+    QFETCH(int, mode);
+    QFETCH(QString, shownLabel);
+    QFETCH(bool, bisUsable);
+    QFETCH(bool, sslUsable);
+    ConnectionSettingsDialog dialog(nullptr);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    // Start from another mode so that the click changes something.
+    ConnectionSettings start;
+    start.setMode(mode == 1 ? 2 : 1);
+    dialog.setSettings(start);
+    child<QRadioButton>(dialog, button)->click();
+
+    const QStringList pageLabels = {QStringLiteral("Serial port:"), QStringLiteral("Server name:"),
+                                    QStringLiteral("Listen address:")};
+    for (const QString& label : pageLabels)
+        QCOMPARE(field(dialog, label) != nullptr, label == shownLabel);
+    QCOMPARE(group(dialog, QStringLiteral("BiS"))->isEnabledTo(&dialog) && field(dialog, "Serial port:"), bisUsable);
+    QCOMPARE(group(dialog, QStringLiteral("SSL/TLS encryption"))->isEnabled(), sslUsable);
+    ConnectionSettings chosen;
+    dialog.getSettings(&chosen);
+    QCOMPARE(chosen.mode(), mode);
+}
+
+void TestConnectionSettingsDialog::roleEnablesItsFields_data()
+{
+    QTest::addColumn<QString>("role");
+    QTest::addColumn<bool>("source");
+    QTest::addColumn<bool>("destination");
+    QTest::addColumn<bool>("retries");
+    QTest::newRow("master addresses and retries its queries") << QStringLiteral("Master") << false << true << true;
+    QTest::newRow("slave answers to its own address") << QStringLiteral("Slave") << true << false << false;
+    QTest::newRow("trace filters by both addresses") << QStringLiteral("Trace") << true << true << false;
+}
+
+void TestConnectionSettingsDialog::roleEnablesItsFields()
+{
+    QFETCH(QString, role);
+    QFETCH(bool, source);
+    QFETCH(bool, destination);
+    QFETCH(bool, retries);
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setBisEnabled(true);
+    settings.setBisMode(role == QLatin1String("Master") ? ConnectionSettings::BiSSlaveMode
+                                                        : ConnectionSettings::BiSMasterMode);
+    dialog.setSettings(settings);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    child<QRadioButton>(*group(dialog, QStringLiteral("BiS")), role)->click();
+    QCOMPARE(field(dialog, QStringLiteral("Source Address:"))->isEnabled(), source);
+    QCOMPARE(field(dialog, QStringLiteral("Destination Address:"))->isEnabled(), destination);
+    QCOMPARE(field(dialog, QStringLiteral("Tries:"))->isEnabled(), retries);
+    QCOMPARE(field(dialog, QStringLiteral("Timeout:"))->isEnabled(), retries);
+
+    // Without BiS none of them is usable.
+    group(dialog, QStringLiteral("BiS"))->setChecked(false);
+    QVERIFY(!field(dialog, QStringLiteral("Source Address:"))->isEnabled());
+    QVERIFY(!field(dialog, QStringLiteral("Destination Address:"))->isEnabled());
+}
+
+void TestConnectionSettingsDialog::timeoutIsStoredInMilliseconds_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<int>("msecs");
+    QTest::newRow("0.15 s is 150 ms") << QStringLiteral("0.15") << 150;
+    QTest::newRow("0.1 s is 100 ms") << QStringLiteral("0.1") << 100;
+    QTest::newRow("2.5 s is 2500 ms") << QStringLiteral("2.5") << 2500;
+    QTest::newRow("1.001 s is 1001 ms") << QStringLiteral("1.001") << 1001;
+    QTest::newRow("below the minimum is not taken") << QStringLiteral("0.05") << 1000;
+}
+
+void TestConnectionSettingsDialog::timeoutIsStoredInMilliseconds()
+{
+    QFETCH(QString, typed);
+    QFETCH(int, msecs);
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setBisEnabled(true);
+    settings.setBisMode(ConnectionSettings::BiSMasterMode);
+    dialog.setSettings(settings);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    auto* timeout = qobject_cast<QDoubleSpinBox*>(field(dialog, QStringLiteral("Timeout:")));
+    QVERIFY(timeout);
+    QCOMPARE(timeout->text(), QStringLiteral("1.0 s"));
+    timeout->setFocus();
+    timeout->selectAll();
+    QTest::keyClicks(timeout, typed);
+    dialog.accept();
+    ConnectionSettings chosen;
+    dialog.getSettings(&chosen);
+    QCOMPARE(chosen.timeout(), msecs);
+}
+
+void TestConnectionSettingsDialog::fileChoicesAreTested_data()
+{
+    QTest::addColumn<QString>("browse");
+    QTest::addColumn<QString>("label");
+    QTest::addColumn<QString>("choice");
+    QTest::addColumn<QString>("refusal");
+    QTest::newRow("key file refused") << QStringLiteral("browsePrivateKeyFile") << QStringLiteral("Private key file:")
+                                      << QStringLiteral("garbage.pem")
+                                      << QStringLiteral("Cannot load private key file.");
+    QTest::newRow("key file taken") << QStringLiteral("browsePrivateKeyFile") << QStringLiteral("Private key file:")
+                                    << QStringLiteral("key.pem") << QString();
+    QTest::newRow("certificate refused") << QStringLiteral("browseServerCertificateFile")
+                                         << QStringLiteral("Server certificate file:")
+                                         << QStringLiteral("garbage.pem")
+                                         << QStringLiteral("Cannot load certificate file.");
+    QTest::newRow("certificate taken") << QStringLiteral("browseServerCertificateFile")
+                                       << QStringLiteral("Server certificate file:") << QStringLiteral("cert.pem")
+                                       << QString();
+    QTest::newRow("directory refused") << QStringLiteral("browseCACertificatesDirectory")
+                                       << QStringLiteral("CA certificates directory:") << QStringLiteral("empty")
+                                       << QStringLiteral("Cannot find any CA certificate file.");
+    QTest::newRow("directory taken") << QStringLiteral("browseCACertificatesDirectory")
+                                     << QStringLiteral("CA certificates directory:") << QStringLiteral("ca")
+                                     << QString();
+}
+
+void TestConnectionSettingsDialog::fileChoicesAreTested()
+{
+    QFETCH(QString, browse);
+    QFETCH(QString, label);
+    QFETCH(QString, choice);
+    QFETCH(QString, refusal);
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::ClientMode);
+    settings.setSslEnabled(true);
+    dialog.setSettings(settings);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    auto* edit = qobject_cast<QLineEdit*>(field(dialog, label));
+    QVERIFY(edit);
+
+    const QString path = m_files.filePath(choice);
+    QString shown;
+    ModalDriver driver({chooseFile(path), readMessage(&shown)});
+    QVERIFY(QMetaObject::invokeMethod(&dialog, browse.toLatin1().constData()));
+    QCOMPARE(driver.seen.value(0), QStringLiteral("QFileDialog"));
+    if (refusal.isEmpty()) {
+        QCOMPARE(driver.seen.size(), 1);
+        QCOMPARE(QFileInfo(edit->text()).canonicalFilePath(), QFileInfo(path).canonicalFilePath());
+    } else {
+        QCOMPARE(driver.seen.value(1), QStringLiteral("QMessageBox"));
+        QCOMPARE(shown, refusal);
+        QCOMPARE(edit->text(), QString());
+    }
+}
+
+void TestConnectionSettingsDialog::viewServerCertificate()
+{
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::ServerMode);
+    settings.setSslEnabled(true);
+    settings.setCaCertificateDirectory(m_files.filePath(QStringLiteral("ca")));
+    dialog.setSettings(settings);
+
+    int certificates = -1;
+    QStringList groups;
+    ModalDriver builtin({[&](QWidget* modal) {
+        if (auto* viewer = qobject_cast<CertificateDialog*>(modal)) {
+            certificates = viewer->certificateCount();
+            auto* tree = viewer->findChild<QTreeWidget*>();
+            for (int i = 0; tree && i < tree->topLevelItemCount(); ++i)
+                groups << tree->topLevelItem(i)->text(0);
+        }
+        modal->close();
+    }});
+    dialog.viewServerCertificate();
+    QCOMPARE(certificates, 2);
+    QCOMPARE(groups, QStringList({QStringLiteral("Server Certificate"), QStringLiteral("Server CA list")}));
+
+    settings.setLocalCertificateFile(m_files.filePath(QStringLiteral("garbage.pem")));
+    settings.setCaCertificateDirectory(QString());
+    dialog.setSettings(settings);
+    QString shown;
+    ModalDriver nothing({readMessage(&shown)});
+    dialog.viewServerCertificate();
+    QCOMPARE(shown, QStringLiteral("Nothing to display."));
+}
+
+void TestConnectionSettingsDialog::certificateViewerShowsSession()
+{
+    Connection server;
+    Connection client;
+    Recorder clientLog(&client);
+    ConnectionSettings serverSide = serverSettings();
+    serverSide.setSslEnabled(true);
+    server.setSettings(serverSide);
+    server.connect();
+    QVERIFY(server.isListening());
+    ConnectionSettings clientSide = clientSettings(listeningPort(server));
+    clientSide.setSslEnabled(true);
+    client.setSettings(clientSide);
+    client.connect();
+    QTRY_VERIFY_WITH_TIMEOUT(clientLog.hasMessage(QStringLiteral("Encryption activated")), 20000);
+
+    CertificateDialog viewer(nullptr);
+    viewer.setSession(*client.socket());
+    QCOMPARE(viewer.certificateCount(), 1);
+    auto* details = viewer.findChild<QPlainTextEdit*>();
+    QVERIFY(details->toPlainText().contains(QLatin1String("korvgui-test")));
+    const QString cipher = client.socket()->sessionCipher().name();
+    QVERIFY(!cipher.isEmpty());
+    bool cipherShown = false;
+    for (QLabel* label : viewer.findChildren<QLabel*>())
+        cipherShown = cipherShown || label->text().contains(cipher);
+    QVERIFY(cipherShown);
+}
+
+void TestConnectionSettingsDialog::portChooserListsDevices()
+{
+    SerPortDeviceInfo::replaceItem(SerPortDeviceInfo(QStringLiteral("ttyKORV7"), QStringLiteral("/dev/ttyKORV7"),
+                                                     QStringLiteral("Test port"), QString(),
+                                                     SerPortDeviceInfo::Serial));
+    PortChooser chooser;
+    QVERIFY(chooser.isEditable());
+    QVERIFY(items(&chooser).contains(QStringLiteral("ttyKORV7")));
+
+    chooser.setPortName(QStringLiteral("pts/77"));
+    QCOMPARE(chooser.portName(), QStringLiteral("pts/77"));
+    chooser.refresh();
+    QCOMPARE(chooser.portName(), QStringLiteral("pts/77"));
+    chooser.setPortName(QStringLiteral("ttyKORV7"));
+    QCOMPARE(chooser.currentText(), QStringLiteral("ttyKORV7"));
+    QVERIFY(chooser.itemData(chooser.currentIndex(), Qt::ToolTipRole).toString().contains(QLatin1String("Test port")));
+
+    // A typed name is what the dialog stores.
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    dialog.setSettings(settings);
+    auto* port = qobject_cast<PortChooser*>(field(dialog, QStringLiteral("Serial port:")));
+    QVERIFY(port);
+    port->lineEdit()->clear();
+    QTest::keyClicks(port->lineEdit(), QStringLiteral("ttyUSB9"));
+    dialog.getSettings(&settings);
+    QCOMPARE(settings.serialPort(), QStringLiteral("ttyUSB9"));
+}
+
+QTEST_MAIN(TestConnectionSettingsDialog)
+#include "tst_connectionsettingsdialog.moc"
