@@ -32,6 +32,7 @@ QString displayName(const QSslCertificate& certificate)
 
 CertificateDialog::CertificateDialog(QWidget* parent)
     : QDialog(parent)
+    , m_lbl_heading(new QLabel(this))
     , m_tw_certificates(new QTreeWidget(this))
     , m_te_details(new QPlainTextEdit(this))
     , m_lbl_cipher(new QLabel(this))
@@ -46,6 +47,8 @@ CertificateDialog::CertificateDialog(QWidget* parent)
     m_lbl_cipher->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_lbl_cipher->setWordWrap(true);
     m_lbl_cipher->hide();
+    m_lbl_heading->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_lbl_heading->hide();
 
     auto* splitter = new QSplitter(Qt::Vertical, this);
     splitter->addWidget(m_tw_certificates);
@@ -55,6 +58,7 @@ CertificateDialog::CertificateDialog(QWidget* parent)
     connect(m_tw_certificates, &QTreeWidget::itemSelectionChanged, this, &CertificateDialog::onSelectionChanged);
 
     auto* layout = new QVBoxLayout(this);
+    layout->addWidget(m_lbl_heading);
     layout->addWidget(m_lbl_cipher);
     layout->addWidget(splitter, 1);
     layout->addWidget(buttons);
@@ -79,18 +83,31 @@ void CertificateDialog::addCertificates(const QString& title, const QList<QSslCe
         m_tw_certificates->setCurrentItem(group->child(0));
 }
 
+void CertificateDialog::setHeading(const QString& text)
+{
+    m_lbl_heading->setText(text);
+    m_lbl_heading->setVisible(!text.isEmpty());
+}
+
 void CertificateDialog::setSession(const QSslSocket& socket)
 {
-    addCertificates(tr("Peer certificate chain"), socket.peerCertificateChain());
+    const QSslCertificate peer = socket.peerCertificate();
+    addCertificates(tr("Peer certificate"), peer.isNull() ? QList<QSslCertificate>() : QList<QSslCertificate>{peer});
+    // The chain starts with the peer's own certificate.
+    QList<QSslCertificate> chain = socket.peerCertificateChain();
+    if (!chain.isEmpty() && chain.constFirst() == peer)
+        chain.removeFirst();
+    addCertificates(tr("Peer CA chain"), chain);
     setCipher(socket.sessionCipher());
 }
 
 void CertificateDialog::setCipher(const QSslCipher& cipher)
 {
+    const QString title = QLatin1String("<b>") + tr("Session Cipher") + QLatin1String("</b><br>");
     if (cipher.isNull()) {
-        m_lbl_cipher->setText(tr("No session cipher"));
+        m_lbl_cipher->setText(title + tr("none"));
     } else {
-        m_lbl_cipher->setText(tr("Cipher %1, %2; key exchange %3, authentication %4, encryption %5, %6 of %7 bits")
+        m_lbl_cipher->setText(title + tr("%1, %2; key exchange %3, authentication %4, encryption %5, %6 of %7 bits")
                                   .arg(cipher.name(), cipher.protocolString(), cipher.keyExchangeMethod(),
                                        cipher.authenticationMethod(), cipher.encryptionMethod())
                                   .arg(cipher.usedBits())

@@ -1,0 +1,372 @@
+#include "app/channel.h"
+
+#include "app/mainwindow.h"
+#include "app/tracemodel.h"
+
+#include "connection/certificatedialog.h"
+#include "connection/connection.h"
+#include "connection/connectionsettingsdialog.h"
+#include "libserial/serserialport.h"
+#include "qrv16/messageparser.h"
+
+#include <QAction>
+#include <QIcon>
+#include <QSslCipher>
+#include <QSslSocket>
+#include <QWidget>
+
+namespace {
+
+constexpr int DumpWidth = 16;
+
+// "0010: 41 42 43 44 45 46 47 48  49 4A 4B 4C 4D 4E 4F 50  ABCDEFGHIJKLMNOP"
+QString dumpLine(const char* bytes, int count, int offset)
+{
+    static const char digits[] = "0123456789ABCDEF";
+    QString line = QString::asprintf("%04X:", unsigned(offset));
+    line.reserve(6 + DumpWidth * 3 + 3 + DumpWidth);
+    for (int i = 0; i < DumpWidth; ++i) {
+        line += QLatin1Char(' ');
+        if (i == DumpWidth / 2)
+            line += QLatin1Char(' ');
+        if (i < count) {
+            const auto c = uchar(bytes[i]);
+            line += QLatin1Char(digits[c >> 4]);
+            line += QLatin1Char(digits[c & 15]);
+        } else {
+            line += QLatin1String("  ");
+        }
+    }
+    line += QLatin1String("  ");
+    for (int i = 0; i < count; ++i) {
+        const auto c = uchar(bytes[i]);
+        line += c >= 0x20 && c < 0x7F ? QLatin1Char(char(c)) : QLatin1Char('.');
+    }
+    return line;
+}
+
+bool flag(MainWindow::GlobalFlag which)
+{
+    return MainWindow::global[which];
+}
+
+} // namespace
+
+Channel::Channel(int number, QWidget* parent)
+    : QObject(parent),
+      m_number(number),
+      m_label(QString::number(number)),
+      m_connection(new Connection(this)),
+      m_rawRx(channelColor(ColorRawRx1, number)),
+      m_rawTx(channelColor(ColorRawTx1, number)),
+      m_messageRx(channelColor(ColorMessageRx1, number)),
+      m_messageTx(channelColor(ColorMessageTx1, number)),
+      m_hexRx(channelColor(ColorHexRx1, number)),
+      m_hexTx(channelColor(ColorHexTx1, number))
+{
+    m_settings.restoreFromSettings(settingsGroup(number));
+    QObject::connect(m_connection, &Connection::message, this, &Channel::connectionMessage);
+    QObject::connect(m_connection, &Connection::blockStarted, this, &Channel::blockStarted);
+    QObject::connect(m_connection, &Connection::rawReceived, this, &Channel::rawReceive);
+    QObject::connect(m_connection, &Connection::rawSent, this, &Channel::rawSend);
+    QObject::connect(m_connection, &Connection::received, this, &Channel::receive);
+    QObject::connect(m_connection, qOverload<const QString&>(&Connection::trace), this, &Channel::onTrace);
+    QObject::connect(m_connection, &Connection::traceNext, this, &Channel::onTraceNext);
+    QObject::connect(m_connection, &Connection::stateChanged, this, &Channel::stateChanged);
+    m_connection->setSettings(m_settings);
+}
+
+Channel::~Channel()
+{
+    // The connection's last words ("Serial port closed") must not reach a
+    // model that may already be gone.
+    QObject::disconnect(m_connection, nullptr, this, nullptr);
+    m_connection->close();
+}
+
+QString Channel::settingsGroup(int number)
+{
+    return QStringLiteral("Connection") + QString::number(number);
+}
+
+void Channel::setSettings(const ConnectionSettings& settings)
+{
+    m_settings = settings;
+    m_settings.saveToSettings(settingsGroup(m_number));
+    m_connection->setSettings(m_settings);
+}
+
+void Channel::setModel(TraceModel* model)
+{
+    m_model = model;
+    clearLastData();
+    m_pendingTrace = QPersistentModelIndex();
+}
+
+void Channel::setColors(StyleColor rawRx, StyleColor rawTx, StyleColor messageRx, StyleColor messageTx,
+                        StyleColor hexRx, StyleColor hexTx)
+{
+    m_rawRx = rawRx;
+    m_rawTx = rawTx;
+    m_messageRx = messageRx;
+    m_messageTx = messageTx;
+    m_hexRx = hexRx;
+    m_hexTx = hexTx;
+}
+
+bool Channel::tooOld(const QModelIndex& index) const
+{
+    if (!index.isValid() || !m_model)
+        return true;
+    return index.row() < m_model->lineCount() - 2;
+}
+
+void Channel::clearLastData()
+{
+    m_lastRx.clear();
+    m_lastRxSrc = -1;
+    m_lastRxDst = -1;
+    m_lastRxLine = QPersistentModelIndex();
+    m_lastTx.clear();
+    m_lastTxLine = QPersistentModelIndex();
+}
+
+void Channel::connect()
+{
+    m_connection->connect();
+}
+
+void Channel::disconnect()
+{
+    m_connection->disconnect();
+}
+
+void Channel::toggleConnected()
+{
+    m_connection->toggleConnected();
+}
+
+QWidget* Channel::parentWidget() const
+{
+    return qobject_cast<QWidget*>(parent());
+}
+
+void Channel::editConnection()
+{
+    ConnectionSettingsDialog dialog(parentWidget());
+    dialog.setWindowTitle(tr("Connection %1 settings").arg(m_number));
+    dialog.setSettings(m_settings);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    ConnectionSettings edited = m_settings;
+    dialog.getSettings(&edited);
+    setSettings(edited);
+}
+
+bool Channel::sendMessage(const QString& text)
+{
+    QRV16::MessageParser parser(m_model ? m_model->tags() : nullptr);
+    const QList<QRV16::Message> messages = parser.parseList(text);
+    if (parser.hasError()) {
+        appendLine(m_label + QLatin1String(" Err"), parser.errorMessage(), ColorError);
+        return false;
+    }
+    for (const QRV16::Message& message : messages)
+        sendMessage(message);
+    return true;
+}
+
+void Channel::sendMessage(const QRV16::Message& message)
+{
+    const QByteArray& bytes = message.bytes();
+    if (flag(MainWindow::HideDuplicates) && bytes == m_lastTx && !tooOld(m_lastTxLine)) {
+        m_model->count(m_lastTxLine);
+    } else {
+        m_lastTx = bytes;
+        m_lastTxLine = traceMessage(m_connection->sourceAddress(), m_connection->destinationAddress(), message,
+                                    m_messageTx);
+    }
+    send(bytes);
+}
+
+void Channel::send(const QByteArray& bytes)
+{
+    if (flag(MainWindow::TraceMessageBytes))
+        memdump(m_label + QLatin1String(" Hex"), bytes, m_hexTx);
+    m_connection->send(bytes);
+}
+
+bool Channel::busTraceMode() const
+{
+    return m_settings.mode() == ConnectionSettings::SerialMode && m_settings.bisEnabled() &&
+           m_settings.bisMode() == ConnectionSettings::BiSTraceMode;
+}
+
+void Channel::receive(int src, int dst, const QByteArray& bytes)
+{
+    if (flag(MainWindow::Pause)) {
+        // Nothing received during a pause is shown, not even the start of
+        // a message that ends after it.
+        m_collector.reset();
+        return;
+    }
+    m_collector.append(bytes);
+    while (m_collector.hasMessage()) {
+        const QRV16::Message message = m_collector.nextMessage();
+        const QByteArray& data = message.bytes();
+        // On a bus the trace printer shows the bytes already.
+        if (flag(MainWindow::TraceMessageBytes) && !busTraceMode())
+            memdump(m_label + QLatin1String(" Hex"), data, m_hexRx);
+        if (flag(MainWindow::HideDuplicates) && src == m_lastRxSrc && dst == m_lastRxDst && data == m_lastRx &&
+            !tooOld(m_lastRxLine)) {
+            m_model->count(m_lastRxLine);
+            continue;
+        }
+        m_lastRx = data;
+        m_lastRxSrc = src;
+        m_lastRxDst = dst;
+        m_lastRxLine = traceMessage(src, dst, message, m_messageRx);
+    }
+}
+
+void Channel::replay(const QDateTime& time, const QByteArray& bytes)
+{
+    if (m_model)
+        m_model->setReplayTime(time);
+    m_connection->fakeReceive(bytes);
+    if (m_model)
+        m_model->setReplayTime(QDateTime());
+}
+
+QModelIndex Channel::traceMessage(int src, int dst, const QRV16::Message& message, StyleColor color)
+{
+    if (!m_model)
+        return QModelIndex();
+    const QModelIndex index = m_model->append(m_label, message, color, QDateTime(), src, dst);
+    announce(index);
+    return index;
+}
+
+void Channel::memdump(const QString& source, const QByteArray& bytes, StyleColor color)
+{
+    for (int offset = 0; offset < bytes.size(); offset += DumpWidth) {
+        const int count = int(qMin<qsizetype>(DumpWidth, bytes.size() - offset));
+        appendLine(source, dumpLine(bytes.constData() + offset, count, offset), color);
+    }
+}
+
+void Channel::connectionMessage(const QString& text)
+{
+    appendLine(m_label + QLatin1String(" Con"), text, ColorText);
+}
+
+void Channel::blockStarted()
+{
+    // A block starts a fresh stream: a new peer, or a bus frame that holds
+    // whole messages. What is left of the last one would only garble it.
+    m_collector.reset();
+}
+
+void Channel::traceRaw(const QByteArray& bytes, StyleColor color)
+{
+    if (!flag(MainWindow::TraceRaw) || flag(MainWindow::Pause) || bytes.isEmpty())
+        return;
+    appendLine(m_label + QLatin1String(" Raw"), QString::fromLatin1(bytes.toHex(' ').toUpper()), color);
+}
+
+void Channel::rawReceive(const QByteArray& bytes)
+{
+    traceRaw(bytes, m_rawRx);
+}
+
+void Channel::rawSend(const QByteArray& bytes)
+{
+    traceRaw(bytes, m_rawTx);
+}
+
+void Channel::onTrace(const QString& text)
+{
+    if (!m_model || flag(MainWindow::Pause) || !flag(MainWindow::TraceMessageBytes))
+        return;
+    // The printer repeats the line as it grows: replace it in place rather
+    // than inserting a new row per byte.
+    if (m_pendingTrace.isValid()) {
+        m_model->update(m_pendingTrace, text);
+        return;
+    }
+    m_pendingTrace = m_model->appendUnannounced(m_label + QLatin1String(" Trace"), text, ColorText);
+}
+
+void Channel::onTraceNext()
+{
+    const QModelIndex line = m_pendingTrace;
+    m_pendingTrace = QPersistentModelIndex();
+    if (line.isValid() && m_model) {
+        m_model->announce(line);
+        Q_EMIT appended(line);
+    }
+}
+
+void Channel::disturb()
+{
+    m_connection->disturb();
+    connectionMessage(tr("DISTURBANCE GENERATED"));
+}
+
+void Channel::showSslInformation()
+{
+    auto* dialog = new CertificateDialog(parentWidget());
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowTitle(tr("Channel %1 encryption information").arg(m_number));
+    QString peer;
+    if (SerSerialPort* port = m_connection->serialPort())
+        peer = port->device();
+    else if (QSslSocket* socket = m_connection->socket(); socket && socket->state() == QAbstractSocket::ConnectedState)
+        peer = socket->peerAddress().toString() + QLatin1Char(':') + QString::number(socket->peerPort());
+    else
+        peer = tr("no peer");
+    dialog->setHeading(tr("Channel %1 at %2").arg(m_number).arg(peer));
+    if (QSslSocket* socket = m_connection->socket()) {
+        dialog->setSession(*socket);
+    } else {
+        dialog->addCertificates(tr("Peer certificate"), {});
+        dialog->addCertificates(tr("Peer CA chain"), {});
+        dialog->setCipher(QSslCipher());
+    }
+    dialog->show();
+}
+
+void Channel::updateStateActions(QAction* connect, QAction* ssl) const
+{
+    const bool server = m_settings.mode() == ConnectionSettings::ServerMode;
+    const bool active = m_connection->isConnected() || m_connection->isListening();
+    if (connect) {
+        const QString name = QLatin1String(server ? (active ? "i24_server_connect" : "i24_server_disconnect")
+                                                  : (active ? "i24_connect" : "i24_disconnect"));
+        connect->setIcon(QIcon(QLatin1String(":/icons/") + name + m_label + QLatin1String(".png")));
+    }
+    if (ssl) {
+        const QSslSocket* socket = m_connection->socket();
+        const bool encrypted = socket && socket->isEncrypted();
+        ssl->setIcon(QIcon(encrypted ? QStringLiteral(":/icons/i24_lock.png")
+                                     : QStringLiteral(":/icons/i24_lock_open.png")));
+        ssl->setToolTip(encrypted                  ? tr("Connection is encrypted.")
+                        : m_settings.sslEnabled() ? tr("Encryption is NOT active.")
+                                                  : tr("Encryption disabled."));
+    }
+}
+
+QModelIndex Channel::appendLine(const QString& source, const QString& text, StyleColor color)
+{
+    if (!m_model)
+        return QModelIndex();
+    const QModelIndex index = m_model->append(source, text, color);
+    announce(index);
+    return index;
+}
+
+void Channel::announce(const QModelIndex& index)
+{
+    if (index.isValid())
+        Q_EMIT appended(index);
+}

@@ -1,0 +1,118 @@
+#pragma once
+
+#include "app/stylesettings.h"
+
+#include "connection/connectionsettings.h"
+#include "qrv16/message.h"
+#include "qrv16/messagecollector.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QObject>
+#include <QPersistentModelIndex>
+
+class Connection;
+class QAction;
+class QWidget;
+class TraceModel;
+
+// One of the main window's two communication paths: owns a connection and
+// the collector of its received bytes, turns typed text into messages and
+// writes what it sends, receives and learns about its link into the trace.
+// Every line it adds is announced by the model's appended() signal and,
+// for the channel's own listeners, by appended() here too.
+class Channel : public QObject
+{
+    Q_OBJECT
+
+public:
+    Channel(int number, QWidget* parent = nullptr);
+    ~Channel() override;
+
+    int number() const { return m_number; }
+    // "1" or "2": the source of the channel's trace lines, with suffixes.
+    QString label() const { return m_label; }
+    // "Connection1", "Connection2".
+    static QString settingsGroup(int number);
+
+    Connection* connection() const { return m_connection; }
+    const ConnectionSettings& settings() const { return m_settings; }
+    // Stores the settings in the channel's group and applies them.
+    void setSettings(const ConnectionSettings& settings);
+
+    // Not owned; lines go nowhere until a model is set.
+    void setModel(TraceModel* model);
+    TraceModel* model() const { return m_model; }
+
+    void setColors(StyleColor rawRx, StyleColor rawTx, StyleColor messageRx, StyleColor messageTx,
+                   StyleColor hexRx, StyleColor hexTx);
+
+    // A repeat is merged only into the last or last-but-one line.
+    bool tooOld(const QModelIndex& index) const;
+    void clearLastData();
+    void updateStateActions(QAction* connect, QAction* ssl) const;
+
+public Q_SLOTS:
+    void connect();
+    void disconnect();
+    void toggleConnected();
+    void editConnection();
+
+    // False, with an " Err" line, when the text does not parse.
+    bool sendMessage(const QString& text);
+    void sendMessage(const QRV16::Message& message);
+    void send(const QByteArray& bytes);
+    void receive(int src, int dst, const QByteArray& bytes);
+    // Bytes received at `time`, from a hex-dump replay.
+    void replay(const QDateTime& time, const QByteArray& bytes);
+
+    QModelIndex traceMessage(int src, int dst, const QRV16::Message& message, StyleColor color);
+    void memdump(const QString& source, const QByteArray& bytes, StyleColor color);
+
+    void connectionMessage(const QString& text);
+    void blockStarted();
+    void rawReceive(const QByteArray& bytes);
+    void rawSend(const QByteArray& bytes);
+    void onTrace(const QString& text);
+    void onTraceNext();
+
+    void disturb();
+    void showSslInformation();
+
+Q_SIGNALS:
+    void stateChanged();
+    void appended(const QModelIndex& index);
+
+private:
+    QModelIndex appendLine(const QString& source, const QString& text, StyleColor color);
+    void announce(const QModelIndex& index);
+    void traceRaw(const QByteArray& bytes, StyleColor color);
+    bool busTraceMode() const;
+    QWidget* parentWidget() const;
+
+    const int m_number;
+    const QString m_label;
+    ConnectionSettings m_settings;
+    Connection* m_connection; // Owned.
+    QRV16::MessageCollector m_collector;
+    TraceModel* m_model = nullptr; // Not owned.
+
+    StyleColor m_rawRx;
+    StyleColor m_rawTx;
+    StyleColor m_messageRx;
+    StyleColor m_messageTx;
+    StyleColor m_hexRx;
+    StyleColor m_hexTx;
+
+    // For hide duplicates: what was last sent and received, and the lines
+    // that show it.
+    QByteArray m_lastRx;
+    int m_lastRxSrc = -1;
+    int m_lastRxDst = -1;
+    QPersistentModelIndex m_lastRxLine;
+    QByteArray m_lastTx;
+    QPersistentModelIndex m_lastTxLine;
+
+    // The tracer's line while it is still being built.
+    QPersistentModelIndex m_pendingTrace;
+};

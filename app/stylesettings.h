@@ -1,0 +1,70 @@
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QPalette>
+#include <QString>
+
+class QSettings;
+
+// The trace colours: every trace line names one of them. Channel 2's six
+// colours follow channel 1's in the same order.
+enum StyleColor : int {
+    ColorNone = -1, // separators and the root: painted with no colour of their own
+    ColorBackground = 0,
+    ColorText,
+    ColorError,
+    ColorRawRx1,
+    ColorRawTx1,
+    ColorHexRx1,
+    ColorHexTx1,
+    ColorMessageRx1,
+    ColorMessageTx1,
+    ColorRawRx2,
+    ColorRawTx2,
+    ColorHexRx2,
+    ColorHexTx2,
+    ColorMessageRx2,
+    ColorMessageTx2,
+    StyleColorCount
+};
+
+// The colour of channel `channel` (1 or 2) that corresponds to a channel-1 colour.
+constexpr StyleColor channelColor(StyleColor channel1Color, int channel)
+{
+    return channel == 2 ? StyleColor(channel1Color + (ColorRawRx2 - ColorRawRx1)) : channel1Color;
+}
+
+// The colours and fonts of the trace, a value saved to and restored from
+// one settings group.
+class StyleSettings
+{
+public:
+    StyleSettings();
+
+    QColor color(StyleColor which) const;
+    void setColor(StyleColor which, const QColor& color);
+    QFont textFont() const { return m_textFont; }
+    void setTextFont(const QFont& font) { m_textFont = font; }
+    QFont codeFont() const { return m_codeFont; }
+    void setCodeFont(const QFont& font) { m_codeFont = font; }
+
+    // Keys that are missing or unreadable keep their current values.
+    void restoreFromSettings(QSettings& settings, const QString& group);
+    void saveToSettings(QSettings& settings, const QString& group) const;
+
+    // Background and text colours for the views that show the trace.
+    QPalette palette() const;
+
+    // The settings key of a colour ("BackgroundColor", "RawRxColor1", ...).
+    static QString key(StyleColor which);
+    static bool isValid(int which) { return which >= 0 && which < StyleColorCount; }
+
+    bool operator==(const StyleSettings& o) const;
+    bool operator!=(const StyleSettings& o) const { return !(*this == o); }
+
+private:
+    QColor m_colors[StyleColorCount];
+    QFont m_textFont;
+    QFont m_codeFont;
+};

@@ -1,0 +1,105 @@
+#include "app/traceitem.h"
+
+namespace {
+
+// The conversion reserves room for the worst case; give the rest back.
+QByteArray compact(const QString& text)
+{
+    QByteArray bytes = text.toUtf8();
+    bytes.squeeze();
+    return bytes;
+}
+
+} // namespace
+
+TraceItem::TraceItem(const TraceData& data)
+    : TraceItem(data, data.time.isValid() ? data.time.toMSecsSinceEpoch() : NoStamp)
+{
+}
+
+TraceItem::TraceItem(const TraceData& data, qint64 stamp)
+    : m_source(data.source),
+      m_text(compact(data.text)),
+      m_time(data.time),
+      m_stamp(data.time.isValid() ? stamp : NoStamp),
+      m_color(data.color),
+      m_src(data.src),
+      m_dst(data.dst)
+{
+}
+
+void TraceItem::setText(const QString& text)
+{
+    m_text = compact(text);
+}
+
+TraceData TraceItem::data() const
+{
+    return TraceData(m_source, m_color, text(), m_time, m_src, m_dst);
+}
+
+TraceItem::~TraceItem()
+{
+    qDeleteAll(m_children);
+}
+
+TraceItem* TraceItem::child(int row) const
+{
+    return row >= 0 && row < m_children.size() ? m_children.at(row) : nullptr;
+}
+
+int TraceItem::row() const
+{
+    return m_parent ? int(m_sequence - m_parent->m_base) : 0;
+}
+
+void TraceItem::appendChild(TraceItem* child)
+{
+    insertBefore(int(m_children.size()), child);
+}
+
+void TraceItem::insertBefore(int row, TraceItem* child)
+{
+    if (!child)
+        return;
+    row = qBound(0, row, int(m_children.size()));
+    child->m_parent = this;
+    child->m_sequence = m_base + row;
+    m_children.insert(row, child);
+    // Lines go in near the end, so this touches few items.
+    for (qsizetype i = row + 1; i < m_children.size(); ++i)
+        ++m_children.at(i)->m_sequence;
+}
+
+void TraceItem::remove(int row, int count)
+{
+    if (row < 0 || count <= 0 || row >= m_children.size())
+        return;
+    count = qMin(count, int(m_children.size()) - row);
+    if (row == 0) {
+        removeFirst(count);
+        return;
+    }
+    for (int i = row; i < row + count; ++i)
+        delete m_children.at(i);
+    m_children.remove(row, count);
+    for (qsizetype i = row; i < m_children.size(); ++i)
+        m_children.at(i)->m_sequence -= count;
+}
+
+void TraceItem::removeFirst(int count)
+{
+    count = qMin(count, int(m_children.size()));
+    if (count <= 0)
+        return;
+    for (int i = 0; i < count; ++i)
+        delete m_children.at(i);
+    // QList drops leading elements by moving its begin, without copying.
+    m_children.remove(0, count);
+    m_base += count;
+}
+
+void TraceItem::setMessage(const MessageRange& range)
+{
+    m_message = std::make_unique<MessageRange>(range);
+}

@@ -1,0 +1,471 @@
+#include "app/tracemodel.h"
+
+#include "app/mainwindow.h"
+
+#include "qrv16/messagewriter.h"
+#include "qrv16/tagdatalut.h"
+
+#include <QFontMetrics>
+#include <QSize>
+
+namespace {
+
+TraceData rootData()
+{
+    return TraceData(QString(), ColorNone, QString(), QDateTime(), -1, -1);
+}
+
+void appendQuoted(QString& out, const QString& text)
+{
+    if (text.isEmpty())
+        return;
+    out += QLatin1Char('"');
+    for (const QChar c : text) {
+        if (c == QLatin1Char('"'))
+            out += QLatin1Char('"');
+        out += c;
+    }
+    out += QLatin1Char('"');
+}
+
+void appendNumber(QString& out, int value)
+{
+    if (value >= 0)
+        out += QString::number(value);
+}
+
+} // namespace
+
+TraceModel::TraceModel(QObject* parent)
+    : QAbstractItemModel(parent), m_root(std::make_unique<TraceItem>(rootData()))
+{
+}
+
+TraceModel::~TraceModel() = default;
+
+QDateTime TraceModel::fillTime(const QDateTime& time, qint64* stamp) const
+{
+    const QDateTime& given = time.isValid() ? time : m_replayTime;
+    if (given.isValid()) {
+        *stamp = given.toMSecsSinceEpoch();
+        return given;
+    }
+    *stamp = QDateTime::currentMSecsSinceEpoch();
+    return QDateTime::fromMSecsSinceEpoch(*stamp);
+}
+
+QModelIndex TraceModel::append(const QString& source, const QString& text, StyleColor color,
+                               QDateTime time)
+{
+    qint64 stamp = 0;
+    const QDateTime filled = fillTime(time, &stamp);
+    return append(new TraceItem(TraceData(source, color, text, filled, -1, -1), stamp));
+}
+
+QModelIndex TraceModel::append(const QString& source, const QRV16::Message& msg, StyleColor color,
+                               QDateTime time, int src, int dst)
+{
+    TraceItem::MessageRange range;
+    range.bytes = msg.bytes();
+    range.end = msg.size();
+    range.decode = MainWindow::global[MainWindow::Decode];
+    if (MainWindow::global[MainWindow::HungarianNotation])
+        range.options |= QRV16::Hungarian;
+    const QRV16::MessageWriter writer(range.decode ? m_tags : nullptr, range.options);
+    qint64 stamp = 0;
+    const QDateTime filled = fillTime(time, &stamp);
+    auto* item = new TraceItem(TraceData(source, color, writer.toText(msg), filled, src, dst), stamp);
+    item->setMessage(range);
+    return append(item);
+}
+
+QModelIndex TraceModel::append(TraceItem* item)
+{
+    return insert(item, true);
+}
+
+QModelIndex TraceModel::appendUnannounced(const QString& source, const QString& text, StyleColor color)
+{
+    qint64 stamp = 0;
+    const QDateTime filled = fillTime(QDateTime(), &stamp);
+    return insert(new TraceItem(TraceData(source, color, text, filled, -1, -1), stamp), false);
+}
+
+void TraceModel::announce(const QModelIndex& index)
+{
+    if (index2item(index))
+        Q_EMIT appended(index.siblingAtColumn(0));
+}
+
+QModelIndex TraceModel::insert(TraceItem* item, bool announce)
+{
+    if (!item)
+        return QModelIndex();
+    TraceItem* root = m_root.get();
+    const int n = root->childCount();
+    int row = n;
+    const qint64 stamp = item->stamp();
+    if (stamp != TraceItem::NoStamp) {
+        const int lowest = qMax(n - ScanLines, 0);
+        for (int i = n - 1; i >= lowest; --i) {
+            const qint64 other = root->child(i)->stamp();
+            if (other == TraceItem::NoStamp || other <= stamp || other - stamp >= ScanMilliseconds)
+                break;
+            row = i;
+        }
+    }
+
+    beginInsertRows(QModelIndex(), row, row);
+    root->insertBefore(row, item);
+    m_originKnown = false;
+    endInsertRows();
+
+    const int surplus = root->childCount() - m_limit;
+    if (surplus > 0) {
+        const bool survives = row >= surplus;
+        beginRemoveRows(QModelIndex(), 0, surplus - 1);
+        root->removeFirst(surplus);
+        endRemoveRows();
+        if (!survives)
+            return QModelIndex();
+    }
+
+    const QModelIndex index = createIndex(item->row(), 0, item);
+    if (announce)
+        Q_EMIT appended(index);
+    return index;
+}
+
+QModelIndex TraceModel::appendSeparator()
+{
+    return append(new TraceItem(rootData()));
+}
+
+void TraceModel::removeItem(TraceItem* parent, int row, int count)
+{
+    beginRemoveRows(item2index(parent), row, row + count - 1);
+    parent->remove(row, count);
+    m_originKnown = false;
+    endRemoveRows();
+}
+
+void TraceModel::remove(const QModelIndex& index)
+{
+    TraceItem* item = index2item(index);
+    if (!item)
+        return;
+    removeItem(item->parent(), item->row(), 1);
+}
+
+bool TraceModel::removeRows(int row, int count, const QModelIndex& parent)
+{
+    if (parent.isValid() && parent.model() != this)
+        return false;
+    TraceItem* item = itemOrRoot(parent);
+    populate(item);
+    if (row < 0 || count <= 0 || row + count > item->childCount())
+        return false;
+    removeItem(item, row, count);
+    return true;
+}
+
+void TraceModel::clear()
+{
+    beginResetModel();
+    m_root = std::make_unique<TraceItem>(rootData());
+    m_originKnown = false;
+    endResetModel();
+}
+
+void TraceModel::count(const QModelIndex& index)
+{
+    TraceItem* item = index2item(index);
+    if (!item)
+        return;
+    const QString text = item->text();
+    const qsizetype close = text.lastIndexOf(QLatin1Char(')'));
+    const qsizetype open = close > 0 ? text.lastIndexOf(QLatin1Char('('), close - 1) : -1;
+    QString counted;
+    if (open >= 0) {
+        const QStringView digits = QStringView(text).mid(open + 1, close - open - 1);
+        bool numeric = !digits.isEmpty();
+        for (const QChar c : digits)
+            numeric = numeric && c >= QLatin1Char('0') && c <= QLatin1Char('9');
+        bool ok = false;
+        const qulonglong k = numeric ? digits.toULongLong(&ok) : 0;
+        if (ok && k < std::numeric_limits<qulonglong>::max())
+            counted = text.left(open + 1) + QString::number(k + 1) + QStringView(text).mid(close);
+    }
+    if (counted.isNull())
+        counted = text + QStringLiteral(" (2)");
+    update(index, counted);
+}
+
+void TraceModel::update(const QModelIndex& index, const QString& text)
+{
+    TraceItem* item = index2item(index);
+    if (!item)
+        return;
+    item->setText(text);
+    const int row = item->row();
+    Q_EMIT dataChanged(createIndex(row, 0, item), createIndex(row, ColumnCount - 1, item));
+}
+
+void TraceModel::setStyle(const StyleSettings* style)
+{
+    Q_EMIT layoutAboutToBeChanged();
+    m_style = style;
+    if (style) {
+        const int text = QFontMetrics(style->textFont()).height();
+        const int code = QFontMetrics(style->codeFont()).height();
+        m_rowHeight = qMax(qMax(text, code), 16);
+    }
+    Q_EMIT layoutChanged();
+}
+
+void TraceModel::setLimit(int lines)
+{
+    m_limit = qMax(lines, 1);
+    const int surplus = m_root->childCount() - m_limit;
+    if (surplus > 0) {
+        beginRemoveRows(QModelIndex(), 0, surplus - 1);
+        m_root->removeFirst(surplus);
+        m_originKnown = false;
+        endRemoveRows();
+    }
+}
+
+qint64 TraceModel::origin() const
+{
+    if (!m_originKnown) {
+        // Only separators come before the first timed line, so this stops early.
+        m_origin = TraceItem::NoStamp;
+        for (int i = 0; i < m_root->childCount(); ++i) {
+            const qint64 stamp = m_root->child(i)->stamp();
+            if (stamp != TraceItem::NoStamp) {
+                m_origin = stamp;
+                break;
+            }
+        }
+        m_originKnown = true;
+    }
+    return m_origin;
+}
+
+QString TraceModel::timestamp(const QDateTime& time) const
+{
+    if (!MainWindow::global[MainWindow::RelativeTime])
+        return time.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"));
+    const qint64 first = origin();
+    const qint64 ms = first == TraceItem::NoStamp || !time.isValid()
+                          ? 0
+                          : time.toMSecsSinceEpoch() - first;
+    const qint64 magnitude = ms < 0 ? -ms : ms;
+    return (ms < 0 ? QStringLiteral("-") : QString()) + QString::number(magnitude / 1000) +
+           QLatin1Char('.') + QString::number(magnitude % 1000).rightJustified(3, QLatin1Char('0'));
+}
+
+QString TraceModel::logData(const TraceData& data)
+{
+    QString out;
+    out.reserve(data.text.size() + data.source.size() + 48);
+    if (data.time.isValid())
+        out += data.time.toString(QStringLiteral("yyyy-MM-dd'T'hh:mm:ss.zzz"));
+    out += QLatin1Char(',');
+    appendQuoted(out, data.source);
+    out += QLatin1Char(',');
+    appendQuoted(out, data.text);
+    out += QLatin1Char(',');
+    appendNumber(out, data.color);
+    out += QLatin1Char(',');
+    appendNumber(out, data.src);
+    out += QLatin1Char(',');
+    appendNumber(out, data.dst);
+    out += QLatin1Char('\n');
+    return out;
+}
+
+TraceItem* TraceModel::itemOrRoot(const QModelIndex& index) const
+{
+    if (!index.isValid() || index.model() != this)
+        return m_root.get();
+    return static_cast<TraceItem*>(index.internalPointer());
+}
+
+QModelIndex TraceModel::item2index(const TraceItem* item, int column) const
+{
+    if (!item || !item->parent())
+        return QModelIndex();
+    return createIndex(item->row(), column, const_cast<TraceItem*>(item));
+}
+
+TraceItem* TraceModel::index2item(const QModelIndex& index) const
+{
+    if (!index.isValid() || index.model() != this)
+        return nullptr;
+    return static_cast<TraceItem*>(index.internalPointer());
+}
+
+void TraceModel::populate(TraceItem* item) const
+{
+    if (item->hasPendingChildren())
+        msg2item(item);
+}
+
+void TraceModel::msg2item(TraceItem* parent) const
+{
+    TraceItem::MessageRange* range = parent->message();
+    range->pending = false;
+    const QRV16::TagDataLut* tags = range->decode ? m_tags : nullptr;
+    const QRV16::MessageWriter writer(tags, range->options);
+    const QRV16::Message message(range->bytes);
+    const QDateTime time = parent->time();
+    for (QRV16::Message::Iterator it(&message, range->start, range->end); !it.atEnd(); ++it) {
+        const int tag = it.tag();
+        if (tag < 0)
+            continue; // a stub too short for a header
+        const QRV16::TagData* data = tags ? tags->tagData(unsigned(tag)) : nullptr;
+        QString text = writer.tagToText(tag, data);
+        TraceItem::MessageRange nested;
+        bool hasNested = false;
+        if (QRV16::isNestedTag(tag) && !(data && data->secure) && it.size() >= 0) {
+            bool ok = it.size() == 0;
+            if (!ok && range->depth + 1 < QRV16::MessageWriter::MaxDepth) {
+                const QRV16::Message::Iterator inner = it.getIterator(&ok);
+                if (ok) {
+                    nested = *range;
+                    nested.start = inner.start();
+                    nested.end = inner.end();
+                    nested.depth = range->depth + 1;
+                    nested.pending = true;
+                    hasNested = true;
+                }
+            }
+            if (!ok)
+                text += QStringLiteral(" = ") + writer.dataToText(it, data);
+        } else {
+            text += QStringLiteral(" = ") + writer.dataToText(it, data);
+        }
+        auto* child = new TraceItem(TraceData(QString(), ColorText, text, time, -1, -1));
+        if (hasNested)
+            child->setMessage(nested);
+        parent->appendChild(child);
+    }
+}
+
+QModelIndex TraceModel::index(int row, int column, const QModelIndex& parent) const
+{
+    if (row < 0 || column < 0 || column >= ColumnCount || parent.column() > 0)
+        return QModelIndex();
+    if (parent.isValid() && parent.model() != this)
+        return QModelIndex();
+    TraceItem* item = itemOrRoot(parent);
+    populate(item);
+    TraceItem* child = item->child(row);
+    return child ? createIndex(row, column, child) : QModelIndex();
+}
+
+QModelIndex TraceModel::parent(const QModelIndex& index) const
+{
+    const TraceItem* item = index2item(index);
+    if (!item)
+        return QModelIndex();
+    return item2index(item->parent());
+}
+
+int TraceModel::rowCount(const QModelIndex& parent) const
+{
+    if (parent.column() > 0)
+        return 0;
+    TraceItem* item = itemOrRoot(parent);
+    populate(item);
+    return item->childCount();
+}
+
+int TraceModel::columnCount(const QModelIndex&) const
+{
+    return ColumnCount;
+}
+
+QVariant TraceModel::data(const QModelIndex& index, int role) const
+{
+    const TraceItem* item = index2item(index);
+    if (!item)
+        return QVariant();
+    switch (role) {
+    case Qt::DisplayRole:
+        switch (index.column()) {
+        case TimeColumn:
+            if (item->parent() != m_root.get() || !item->time().isValid())
+                return QString();
+            return timestamp(item->time());
+        case AddrColumn:
+            if (item->src() < 0 && item->dst() < 0)
+                return QString();
+            // A line with only a destination shows its source as -1 too.
+            return QString(QString::number(item->src()) +
+                           (item->dst() >= 0 ? QStringLiteral(" -> ") + QString::number(item->dst())
+                                             : QString()));
+        case SourceColumn: return item->source();
+        case TextColumn: return item->text();
+        }
+        return QVariant();
+    case Qt::ToolTipRole:
+        return index.column() == TextColumn ? tooltipData(item) : QVariant();
+    case Qt::FontRole: return fontData(index.column());
+    case Qt::BackgroundRole:
+    case Qt::ForegroundRole: return highlightData(item, role);
+    case Qt::SizeHintRole: return QSize(32, m_rowHeight);
+    case LogRole: return logData(item->data());
+    }
+    return QVariant();
+}
+
+QVariant TraceModel::tooltipData(const TraceItem* item) const
+{
+    const TraceItem::MessageRange* range = item->message();
+    if (!range)
+        return QVariant();
+    const QRV16::Message message(range->bytes);
+    QRV16::Message::Iterator it(&message, range->start, range->end);
+    const QRV16::MessageWriter writer(range->decode ? m_tags : nullptr,
+                                      range->options | QRV16::MultiLine);
+    return writer.formatText(it, 0).trimmed();
+}
+
+QVariant TraceModel::fontData(int column) const
+{
+    if (!m_style)
+        return QVariant();
+    return column == TextColumn ? m_style->codeFont() : m_style->textFont();
+}
+
+QVariant TraceModel::highlightData(const TraceItem* item, int role) const
+{
+    const StyleColor color = item->color();
+    if (!m_style || !StyleSettings::isValid(color))
+        return QVariant();
+    return role == Qt::ForegroundRole ? m_style->color(color) : m_style->color(ColorBackground);
+}
+
+QVariant TraceModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (role != Qt::DisplayRole)
+        return QVariant();
+    if (orientation == Qt::Vertical)
+        return section + 1;
+    switch (section) {
+    case TimeColumn: return tr("Time");
+    case AddrColumn: return tr("Addr");
+    case SourceColumn: return tr("#");
+    case TextColumn: return tr("Text");
+    }
+    return QVariant();
+}
+
+Qt::ItemFlags TraceModel::flags(const QModelIndex& index) const
+{
+    if (!index2item(index))
+        return Qt::NoItemFlags;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+}

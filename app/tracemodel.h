@@ -1,0 +1,120 @@
+#pragma once
+
+#include "app/stylesettings.h"
+#include "app/tracedata.h"
+#include "app/traceitem.h"
+
+#include "qrv16/message.h"
+
+#include <QAbstractItemModel>
+#include <QDateTime>
+
+#include <memory>
+
+namespace QRV16 {
+class TagDataLut;
+}
+
+// The trace: status, raw byte and message lines in time order, at most
+// limit() of them, message lines with their decoded elements as child lines.
+// Every call a view makes is O(1) at any number of lines.
+class TraceModel : public QAbstractItemModel
+{
+    Q_OBJECT
+
+public:
+    enum Column { TimeColumn = 0, AddrColumn, SourceColumn, TextColumn, ColumnCount };
+    // The line's record for the log file.
+    static constexpr int LogRole = Qt::UserRole;
+    static constexpr int DefaultLimit = 100000;
+    // A line is sorted in among at most this many last lines ...
+    static constexpr int ScanLines = 100;
+    // ... and only past lines less than this much later than itself.
+    static constexpr qint64 ScanMilliseconds = 2000;
+
+    explicit TraceModel(QObject* parent = nullptr);
+    ~TraceModel() override;
+
+    // Lines without a time get the replay time, or else the current time.
+    QModelIndex append(const QString& source, const QString& text, StyleColor color,
+                       QDateTime time = QDateTime());
+    // Decoded with the tag tables when the decode flag is on, in Hungarian
+    // notation when that flag is on.
+    QModelIndex append(const QString& source, const QRV16::Message& msg, StyleColor color,
+                       QDateTime time, int src = -1, int dst = -1);
+    // Takes ownership; returns the line's index, invalid when the line did
+    // not stay (null, or pushed out by the limit at once).
+    QModelIndex append(TraceItem* item);
+    QModelIndex appendSeparator();
+    // A status line that is still growing: appended() waits until
+    // announce(), so that it is logged once, complete.
+    QModelIndex appendUnannounced(const QString& source, const QString& text, StyleColor color);
+    void announce(const QModelIndex& index);
+
+    void remove(const QModelIndex& index);
+    bool removeRows(int row, int count, const QModelIndex& parent = QModelIndex()) override;
+    void clear();
+    // Bumps the repeat counter at the end of the line's text.
+    void count(const QModelIndex& index);
+    void update(const QModelIndex& index, const QString& text);
+
+    // Not owned; null for no style.
+    void setStyle(const StyleSettings* style);
+    const StyleSettings* style() const { return m_style; }
+    int rowHeight() const { return m_rowHeight; }
+
+    // Not owned; must stay valid until replaced. Child lines of a message
+    // are built on first use with the tables set then.
+    void setTags(const QRV16::TagDataLut* tags) { m_tags = tags; }
+    const QRV16::TagDataLut* tags() const { return m_tags; }
+
+    // Stands in for "now" while valid (replays); invalid to end that.
+    void setReplayTime(const QDateTime& time) { m_replayTime = time; }
+    QDateTime replayTime() const { return m_replayTime; }
+
+    int limit() const { return m_limit; }
+    void setLimit(int lines);
+    int lineCount() const { return m_root->childCount(); }
+
+    QString timestamp(const QDateTime& time) const;
+    static QString logData(const TraceData& data);
+    QModelIndex item2index(const TraceItem* item, int column = 0) const;
+    TraceItem* index2item(const QModelIndex& index) const;
+
+    QModelIndex index(int row, int column, const QModelIndex& parent = QModelIndex()) const override;
+    QModelIndex parent(const QModelIndex& index) const override;
+    int rowCount(const QModelIndex& parent = QModelIndex()) const override;
+    int columnCount(const QModelIndex& parent = QModelIndex()) const override;
+    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+    QVariant headerData(int section, Qt::Orientation orientation,
+                        int role = Qt::DisplayRole) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
+
+Q_SIGNALS:
+    void appended(const QModelIndex& index);
+
+private:
+    QModelIndex insert(TraceItem* item, bool announce);
+    TraceItem* itemOrRoot(const QModelIndex& index) const;
+    // The line's time and its stamp; the current time costs one conversion
+    // instead of two.
+    QDateTime fillTime(const QDateTime& time, qint64* stamp) const;
+    void msg2item(TraceItem* parent) const;
+    void populate(TraceItem* item) const;
+    qint64 origin() const;
+    QVariant tooltipData(const TraceItem* item) const;
+    QVariant fontData(int column) const;
+    QVariant highlightData(const TraceItem* item, int role) const;
+    void removeItem(TraceItem* parent, int row, int count);
+
+    std::unique_ptr<TraceItem> m_root;
+    int m_limit = DefaultLimit;
+    QDateTime m_replayTime;
+    const StyleSettings* m_style = nullptr; // Not owned.
+    const QRV16::TagDataLut* m_tags = nullptr; // Not owned.
+    int m_rowHeight = 32;
+    // Time of the first timed line, for relative time stamps; recomputed
+    // after the lines change.
+    mutable qint64 m_origin = TraceItem::NoStamp;
+    mutable bool m_originKnown = false;
+};

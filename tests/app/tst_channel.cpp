@@ -1,0 +1,562 @@
+#include "app/channel.h"
+#include "app/mainwindow.h"
+#include "app/tracemodel.h"
+
+#include "connection/certificatedialog.h"
+#include "connection/connection.h"
+#include "qrv16/item.h"
+#include "qrv16/messageparser.h"
+#include "qrv16/parser.h"
+#include "qrv16/tagdatalut.h"
+
+#include <QAbstractItemModelTester>
+#include <QAction>
+#include <QApplication>
+#include <QLabel>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTreeWidget>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrv16>
+  <tag name="GetStatus" id="0xD001"/>
+  <tag name="GetStatusReply" id="0xE001"/>
+  <tag name="PumpId" id="0x1001"/>
+  <tag name="StationName" id="0x3001"/>
+</qrv16>
+)";
+
+void resetFlags()
+{
+    for (bool& flag : MainWindow::global)
+        flag = false;
+    MainWindow::global[MainWindow::Decode] = true;
+}
+
+QString text(const TraceModel& model, int row)
+{
+    return model.index(row, TraceModel::TextColumn).data().toString();
+}
+
+QString source(const TraceModel& model, int row)
+{
+    return model.index(row, TraceModel::SourceColumn).data().toString();
+}
+
+// Every top-level line as "source|text".
+QStringList lines(const TraceModel& model)
+{
+    QStringList out;
+    for (int row = 0; row < model.rowCount(); ++row)
+        out << source(model, row) + QLatin1Char('|') + text(model, row);
+    return out;
+}
+
+QByteArray bytesOf(const QString& notation, const QRV16::TagDataLut* tags)
+{
+    QRV16::MessageParser parser(tags);
+    return parser.parse(notation).bytes();
+}
+
+bool sameImage(const QIcon& icon, const QString& resource)
+{
+    return icon.pixmap(24).toImage() == QIcon(resource).pixmap(24).toImage();
+}
+
+// Settings for a channel that has a socket but is not connected: sends go
+// through rawSent without a peer.
+ConnectionSettings idleClient()
+{
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::ClientMode);
+    settings.setClientAddress(QStringLiteral("127.0.0.1"));
+    settings.setClientPort(1);
+    return settings;
+}
+
+} // namespace
+
+class TestChannel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void unparsableTextGivesErrLineAndSendsNothing_data();
+    void unparsableTextGivesErrLineAndSendsNothing();
+    void sentMessageIsTracedAndSent();
+    void hideDuplicatesOnSend_data();
+    void hideDuplicatesOnSend();
+    void hideDuplicatesOnReceiveNeedsSameAddresses_data();
+    void hideDuplicatesOnReceiveNeedsSameAddresses();
+    void receivedBytesAreCollectedIntoMessages();
+    void pauseLosesBytesAndHalfMessages();
+    void hexDumps_data();
+    void hexDumps();
+    void hexDumpOnBusTraceShowsOnlySentBytes();
+    void rawLines_data();
+    void rawLines();
+    void tracerLineIsReplacedUntilNext();
+    void tracerLineWaitsForTheFlags();
+    void replayStampsTheRecordedTime();
+    void blockStartDropsAHalfMessage();
+    void connectionTextsAndDisturbance();
+    void stateIcons_data();
+    void stateIcons();
+    void loopbackConversation();
+    void settingsAreKeptInTheChannelsGroup();
+    void sslInformationDialog();
+
+private:
+    std::unique_ptr<QRV16::Item> m_root;
+    std::unique_ptr<QRV16::TagDataLut> m_tags;
+    std::unique_ptr<TraceModel> m_model;
+    std::unique_ptr<QAbstractItemModelTester> m_tester;
+    std::unique_ptr<Channel> m_channel;
+    QByteArray m_sent;
+};
+
+void TestChannel::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QSettings().clear();
+    QRV16::Parser parser;
+    QVERIFY2(parser.parse(QByteArray(definitions)), qPrintable(parser.formatError()));
+    m_root.reset(parser.takeRoot());
+    m_tags = std::make_unique<QRV16::TagDataLut>(m_root.get());
+}
+
+void TestChannel::init()
+{
+    resetFlags();
+    QSettings().clear();
+    m_model = std::make_unique<TraceModel>();
+    m_model->setTags(m_tags.get());
+    m_tester = std::make_unique<QAbstractItemModelTester>(m_model.get(),
+                                                          QAbstractItemModelTester::FailureReportingMode::QtTest);
+    m_channel = std::make_unique<Channel>(1);
+    m_channel->setModel(m_model.get());
+    m_channel->setSettings(idleClient());
+    m_sent.clear();
+    connect(m_channel->connection(), &Connection::rawSent, this, [this](const QByteArray& b) { m_sent += b; });
+}
+
+void TestChannel::cleanup()
+{
+    m_channel.reset();
+    m_tester.reset();
+    m_model.reset();
+}
+
+void TestChannel::unparsableTextGivesErrLineAndSendsNothing_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("three digits are a name, not a code") << QStringLiteral("101=5") << QStringLiteral("Tag 101 not defined");
+    QTest::newRow("unknown name") << QStringLiteral("NoSuchTag=1") << QString();
+    QTest::newRow("second element bad") << QStringLiteral("1001=1 1001=x") << QString();
+}
+
+void TestChannel::unparsableTextGivesErrLineAndSendsNothing()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, error);
+    QSignalSpy appended(m_channel.get(), &Channel::appended);
+    QVERIFY(!m_channel->sendMessage(text));
+    QCOMPARE(m_model->rowCount(), 1);
+    QCOMPARE(source(*m_model, 0), QStringLiteral("1 Err"));
+    QVERIFY(!text.isEmpty());
+    if (!error.isEmpty())
+        QCOMPARE(::text(*m_model, 0), error);
+    QCOMPARE(m_model->index2item(m_model->index(0, 0))->color(), ColorError);
+    QCOMPARE(appended.count(), 1);
+    QVERIFY(m_sent.isEmpty());
+}
+
+void TestChannel::sentMessageIsTracedAndSent()
+{
+    ConnectionSettings settings = idleClient();
+    m_channel->setSettings(settings);
+    QVERIFY(m_channel->sendMessage(QStringLiteral("GetStatus=(PumpId=2) 1001=7")));
+    QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("1|GetStatus=(PumpId=2)"), QStringLiteral("1|PumpId=7")}));
+    QCOMPARE(m_sent, bytesOf(QStringLiteral("D001=(1001=2)"), nullptr) + bytesOf(QStringLiteral("1001=7"), nullptr));
+    const TraceItem* line = m_model->index2item(m_model->index(0, 0));
+    QCOMPARE(line->color(), ColorMessageTx1);
+    QCOMPARE(line->src(), -1);
+    QCOMPARE(line->dst(), -1);
+    // The decoded children are there too.
+    QCOMPARE(m_model->rowCount(m_model->index(0, 0)), 1);
+}
+
+void TestChannel::hideDuplicatesOnSend_data()
+{
+    QTest::addColumn<QStringList>("steps"); // "tx TEXT" sends, "rx TEXT" receives
+    QTest::addColumn<QStringList>("expected");
+    const QString ping = QStringLiteral("GetStatus=()");
+    const QString answer = QStringLiteral("GetStatusReply=(PumpId=1)");
+    QTest::newRow("three times the same gives one line with (3)")
+        << QStringList{QStringLiteral("tx ") + ping, QStringLiteral("tx ") + ping, QStringLiteral("tx ") + ping}
+        << QStringList{QStringLiteral("1|GetStatus=() (3)")};
+    QTest::newRow("one line between still merges")
+        << QStringList{QStringLiteral("tx ") + ping, QStringLiteral("rx ") + answer, QStringLiteral("tx ") + ping}
+        << QStringList{QStringLiteral("1|GetStatus=() (2)"), QStringLiteral("1|GetStatusReply=(PumpId=1)")};
+    QTest::newRow("two lines between gives a line of its own")
+        << QStringList{QStringLiteral("tx ") + ping, QStringLiteral("rx ") + answer,
+                       QStringLiteral("rx GetStatusReply=(PumpId=2)"), QStringLiteral("tx ") + ping}
+        << QStringList{QStringLiteral("1|GetStatus=()"), QStringLiteral("1|GetStatusReply=(PumpId=1)"),
+                       QStringLiteral("1|GetStatusReply=(PumpId=2)"), QStringLiteral("1|GetStatus=()")};
+    QTest::newRow("different messages are not merged")
+        << QStringList{QStringLiteral("tx 1001=1"), QStringLiteral("tx 1001=2")}
+        << QStringList{QStringLiteral("1|PumpId=1"), QStringLiteral("1|PumpId=2")};
+}
+
+void TestChannel::hideDuplicatesOnSend()
+{
+    QFETCH(QStringList, steps);
+    QFETCH(QStringList, expected);
+    MainWindow::global[MainWindow::HideDuplicates] = true;
+    QByteArray wanted;
+    for (const QString& step : steps) {
+        const QString notation = step.mid(3);
+        if (step.startsWith(QLatin1String("tx "))) {
+            QVERIFY(m_channel->sendMessage(notation));
+            wanted += bytesOf(notation, m_tags.get());
+        } else {
+            m_channel->receive(-1, -1, bytesOf(notation, m_tags.get()));
+        }
+    }
+    QCOMPARE(lines(*m_model), expected);
+    // Hidden duplicates are still sent.
+    QCOMPARE(m_sent, wanted);
+}
+
+void TestChannel::hideDuplicatesOnReceiveNeedsSameAddresses_data()
+{
+    QTest::addColumn<int>("secondSrc");
+    QTest::addColumn<int>("secondDst");
+    QTest::addColumn<int>("lineCount");
+    QTest::newRow("same addresses merge") << 5 << 0 << 1;
+    QTest::newRow("other source does not") << 6 << 0 << 2;
+    QTest::newRow("other destination does not") << 5 << 1 << 2;
+}
+
+void TestChannel::hideDuplicatesOnReceiveNeedsSameAddresses()
+{
+    QFETCH(int, secondSrc);
+    QFETCH(int, secondDst);
+    QFETCH(int, lineCount);
+    MainWindow::global[MainWindow::HideDuplicates] = true;
+    const QByteArray bytes = bytesOf(QStringLiteral("1001=3"), nullptr);
+    m_channel->receive(5, 0, bytes);
+    m_channel->receive(secondSrc, secondDst, bytes);
+    QCOMPARE(m_model->rowCount(), lineCount);
+    if (lineCount == 1)
+        QCOMPARE(text(*m_model, 0), QStringLiteral("PumpId=3 (2)"));
+    QCOMPARE(m_model->index(0, TraceModel::AddrColumn).data().toString(), QStringLiteral("5 -> 0"));
+}
+
+void TestChannel::receivedBytesAreCollectedIntoMessages()
+{
+    const QByteArray stream = bytesOf(QStringLiteral("1001=1"), nullptr) + bytesOf(QStringLiteral("3001=\"abc\""), nullptr);
+    // One byte at a time, as a slow line delivers them.
+    for (const char c : stream)
+        m_channel->receive(-1, -1, QByteArray(1, c));
+    QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("1|PumpId=1"), QStringLiteral("1|StationName=\"abc\"")}));
+    QCOMPARE(m_model->index2item(m_model->index(1, 0))->color(), ColorMessageRx1);
+}
+
+void TestChannel::pauseLosesBytesAndHalfMessages()
+{
+    const QByteArray first = bytesOf(QStringLiteral("3001=\"first message\""), nullptr);
+    const QByteArray second = bytesOf(QStringLiteral("1001=2"), nullptr);
+    m_channel->receive(-1, -1, first.left(5));
+    MainWindow::global[MainWindow::Pause] = true;
+    m_channel->receive(-1, -1, first.mid(5));
+    m_channel->receive(-1, -1, second);
+    QCOMPARE(m_model->rowCount(), 0);
+    MainWindow::global[MainWindow::Pause] = false;
+    m_channel->receive(-1, -1, second);
+    QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=2")});
+}
+
+void TestChannel::hexDumps_data()
+{
+    QTest::addColumn<bool>("sending");
+    QTest::addColumn<QStringList>("expected");
+    // 3001="ABCDEFGHIJKLMNOPQRS": 4 header bytes and 19 characters.
+    const QStringList dump{
+        QStringLiteral("0000: 15 00 01 30 41 42 43 44  45 46 47 48 49 4A 4B 4C  ...0ABCDEFGHIJKL"),
+        QStringLiteral("0010: 4D 4E 4F 50 51 52 53                              MNOPQRS"),
+    };
+    QTest::newRow("sent") << true << dump;
+    QTest::newRow("received") << false << dump;
+}
+
+void TestChannel::hexDumps()
+{
+    QFETCH(bool, sending);
+    QFETCH(QStringList, expected);
+    MainWindow::global[MainWindow::TraceMessageBytes] = true;
+    const QString notation = QStringLiteral("3001=\"ABCDEFGHIJKLMNOPQRS\"");
+    if (sending)
+        QVERIFY(m_channel->sendMessage(notation));
+    else
+        m_channel->receive(-1, -1, bytesOf(notation, nullptr));
+    QCOMPARE(m_model->rowCount(), 3);
+    QStringList dump;
+    for (int row = 0; row < 3; ++row) {
+        if (source(*m_model, row) == QLatin1String("1 Hex")) {
+            dump << text(*m_model, row);
+            QCOMPARE(m_model->index2item(m_model->index(row, 0))->color(), sending ? ColorHexTx1 : ColorHexRx1);
+        }
+    }
+    QCOMPARE(dump, expected);
+}
+
+void TestChannel::hexDumpOnBusTraceShowsOnlySentBytes()
+{
+    ConnectionSettings bus;
+    bus.setMode(ConnectionSettings::SerialMode);
+    bus.setSerialPort(QStringLiteral("/dev/null-no-such-port"));
+    bus.setBisEnabled(true);
+    bus.setBisMode(ConnectionSettings::BiSTraceMode);
+    m_channel->setSettings(bus);
+    m_model->clear();
+    MainWindow::global[MainWindow::TraceMessageBytes] = true;
+    m_channel->receive(3, 4, bytesOf(QStringLiteral("1001=1"), nullptr));
+    QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=1")});
+}
+
+void TestChannel::rawLines_data()
+{
+    QTest::addColumn<bool>("traceRaw");
+    QTest::addColumn<bool>("paused");
+    QTest::addColumn<int>("rawLines");
+    QTest::newRow("flag on") << true << false << 2;
+    QTest::newRow("flag off") << false << false << 0;
+    QTest::newRow("paused") << true << true << 0;
+}
+
+void TestChannel::rawLines()
+{
+    QFETCH(bool, traceRaw);
+    QFETCH(bool, paused);
+    QFETCH(int, rawLines);
+    MainWindow::global[MainWindow::TraceRaw] = traceRaw;
+    MainWindow::global[MainWindow::Pause] = paused;
+    m_channel->connection()->fakeReceive(QByteArray::fromHex("0400011001"));
+    m_channel->send(QByteArray::fromHex("ab00ff"));
+    QStringList raw;
+    for (const QString& line : lines(*m_model)) {
+        if (line.startsWith(QLatin1String("1 Raw|")))
+            raw << line;
+    }
+    QCOMPARE(raw.size(), rawLines);
+    if (rawLines) {
+        QCOMPARE(raw, (QStringList{QStringLiteral("1 Raw|04 00 01 10 01"), QStringLiteral("1 Raw|AB 00 FF")}));
+        QCOMPARE(m_model->index2item(m_model->index(0, 0))->color(), ColorRawRx1);
+    }
+}
+
+void TestChannel::tracerLineIsReplacedUntilNext()
+{
+    MainWindow::global[MainWindow::TraceMessageBytes] = true;
+    QSignalSpy channelAppended(m_channel.get(), &Channel::appended);
+    QSignalSpy modelAppended(m_model.get(), &TraceModel::appended);
+    m_channel->onTrace(QStringLiteral("query"));
+    m_channel->onTrace(QStringLiteral("query ctl 89"));
+    m_channel->onTrace(QStringLiteral("query ctl 89 | CRC ok | end"));
+    QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1 Trace|query ctl 89 | CRC ok | end")});
+    QCOMPARE(channelAppended.count(), 0);
+    QCOMPARE(modelAppended.count(), 0);
+    m_channel->onTraceNext();
+    QCOMPARE(channelAppended.count(), 1);
+    QCOMPARE(modelAppended.count(), 1);
+    QCOMPARE(modelAppended.at(0).at(0).value<QModelIndex>().row(), 0);
+
+    m_channel->onTrace(QStringLiteral("answer"));
+    m_channel->onTraceNext();
+    m_channel->onTraceNext();
+    QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("1 Trace|query ctl 89 | CRC ok | end"),
+                                           QStringLiteral("1 Trace|answer")}));
+    QCOMPARE(modelAppended.count(), 2);
+}
+
+void TestChannel::tracerLineWaitsForTheFlags()
+{
+    m_channel->onTrace(QStringLiteral("hidden"));
+    QCOMPARE(m_model->rowCount(), 0);
+    MainWindow::global[MainWindow::TraceMessageBytes] = true;
+    MainWindow::global[MainWindow::Pause] = true;
+    m_channel->onTrace(QStringLiteral("paused"));
+    QCOMPARE(m_model->rowCount(), 0);
+    MainWindow::global[MainWindow::Pause] = false;
+    m_channel->onTrace(QStringLiteral("shown"));
+    QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1 Trace|shown")});
+}
+
+void TestChannel::replayStampsTheRecordedTime()
+{
+    const QDateTime recorded(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
+    m_channel->replay(recorded, bytesOf(QStringLiteral("1001=9"), nullptr));
+    QCOMPARE(m_model->rowCount(), 1);
+    QCOMPARE(m_model->index2item(m_model->index(0, 0))->time(), recorded);
+    QVERIFY(!m_model->replayTime().isValid());
+    m_channel->receive(-1, -1, bytesOf(QStringLiteral("1001=8"), nullptr));
+    QVERIFY(m_model->index2item(m_model->index(1, 0))->time() > recorded);
+}
+
+void TestChannel::blockStartDropsAHalfMessage()
+{
+    const QByteArray whole = bytesOf(QStringLiteral("1001=4"), nullptr);
+    m_channel->receive(-1, -1, whole.left(3));
+    m_channel->blockStarted();
+    m_channel->receive(-1, -1, whole);
+    QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=4")});
+}
+
+void TestChannel::connectionTextsAndDisturbance()
+{
+    Channel second(2);
+    second.setModel(m_model.get());
+    QSignalSpy appended(&second, &Channel::appended);
+    second.connectionMessage(QStringLiteral("Connection established"));
+    second.disturb();
+    QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("2 Con|Connection established"),
+                                           QStringLiteral("2 Con|DISTURBANCE GENERATED")}));
+    QCOMPARE(appended.count(), 2);
+    second.setModel(nullptr);
+}
+
+void TestChannel::stateIcons_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<bool>("ssl");
+    QTest::addColumn<bool>("active");
+    QTest::addColumn<QString>("connectIcon");
+    QTest::addColumn<QString>("sslTip");
+    QTest::newRow("client, closed, no TLS") << 1 << int(ConnectionSettings::ClientMode) << false << false
+                                            << QStringLiteral(":/icons/i24_disconnect1.png")
+                                            << QStringLiteral("Encryption disabled.");
+    QTest::newRow("server 2, closed, TLS configured")
+        << 2 << int(ConnectionSettings::ServerMode) << true << false
+        << QStringLiteral(":/icons/i24_server_disconnect2.png") << QStringLiteral("Encryption is NOT active.");
+    QTest::newRow("server 1, listening") << 1 << int(ConnectionSettings::ServerMode) << false << true
+                                         << QStringLiteral(":/icons/i24_server_connect1.png")
+                                         << QStringLiteral("Encryption disabled.");
+}
+
+void TestChannel::stateIcons()
+{
+    QFETCH(int, number);
+    QFETCH(int, mode);
+    QFETCH(bool, ssl);
+    QFETCH(bool, active);
+    QFETCH(QString, connectIcon);
+    QFETCH(QString, sslTip);
+    Channel channel(number);
+    ConnectionSettings settings;
+    settings.setMode(mode);
+    settings.setServerAddress(QStringLiteral("127.0.0.1"));
+    settings.setServerPort(0);
+    settings.setSslEnabled(ssl);
+    channel.setSettings(settings);
+    if (active)
+        channel.connect();
+    QCOMPARE(channel.connection()->isListening(), active);
+    QAction connect;
+    QAction lock;
+    channel.updateStateActions(&connect, &lock);
+    QVERIFY(!QIcon(connectIcon).isNull());
+    QVERIFY(sameImage(connect.icon(), connectIcon));
+    QVERIFY(sameImage(lock.icon(), QStringLiteral(":/icons/i24_lock_open.png")));
+    QCOMPARE(lock.toolTip(), sslTip);
+}
+
+void TestChannel::loopbackConversation()
+{
+    // Channel 1 listens, channel 2 connects to it; both trace into one model.
+    ConnectionSettings server;
+    server.setMode(ConnectionSettings::ServerMode);
+    server.setServerAddress(QStringLiteral("127.0.0.1"));
+    server.setServerPort(0);
+    m_channel->setSettings(server);
+    QSignalSpy serverState(m_channel.get(), &Channel::stateChanged);
+    m_channel->connect();
+    const auto* listener = qobject_cast<const QTcpServer*>(m_channel->connection()->connection());
+    QVERIFY(listener && listener->isListening());
+
+    Channel client(2);
+    client.setModel(m_model.get());
+    ConnectionSettings clientSide;
+    clientSide.setMode(ConnectionSettings::ClientMode);
+    clientSide.setClientAddress(QStringLiteral("127.0.0.1"));
+    clientSide.setClientPort(listener->serverPort());
+    client.setSettings(clientSide);
+    client.connect();
+    QTRY_VERIFY(m_channel->connection()->isConnected() && client.connection()->isConnected());
+
+    QVERIFY(client.sendMessage(QStringLiteral("GetStatus=(PumpId=3)")));
+    QTRY_VERIFY(lines(*m_model).contains(QStringLiteral("1|GetStatus=(PumpId=3)")));
+    QVERIFY(m_channel->sendMessage(QStringLiteral("GetStatusReply=(StationName=north)")));
+    QTRY_VERIFY(lines(*m_model).contains(QStringLiteral("2|GetStatusReply=(StationName=\"north\")")));
+    const QStringList all = lines(*m_model);
+    QVERIFY(all.contains(QStringLiteral("2|GetStatus=(PumpId=3)")));
+    QVERIFY(all.contains(QStringLiteral("1 Con|Incoming connection from 127.0.0.1:%1")
+                             .arg(client.connection()->socket()->localPort())));
+    QVERIFY(serverState.count() >= 2);
+    client.setModel(nullptr);
+}
+
+void TestChannel::settingsAreKeptInTheChannelsGroup()
+{
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::ServerMode);
+    settings.setServerPort(4711);
+    Channel two(2);
+    two.setSettings(settings);
+    QCOMPARE(QSettings().value(QStringLiteral("Connection2/Mode")).toString(), QStringLiteral("Server"));
+    QCOMPARE(QSettings().value(QStringLiteral("Connection2/ServerPort")).toInt(), 4711);
+    // A new channel 2 starts from what was stored; channel 1 does not.
+    Channel again(2);
+    QCOMPARE(again.settings().mode(), int(ConnectionSettings::ServerMode));
+    QCOMPARE(again.settings().serverPort(), 4711);
+    Channel one(1);
+    QCOMPARE(one.settings().serverPort(), ConnectionSettings().serverPort());
+}
+
+void TestChannel::sslInformationDialog()
+{
+    QWidget window;
+    Channel channel(2, &window);
+    channel.showSslInformation();
+    auto* dialog = window.findChild<CertificateDialog*>();
+    QVERIFY(dialog);
+    QCOMPARE(dialog->windowTitle(), QStringLiteral("Channel 2 encryption information"));
+    QStringList labels;
+    for (QLabel* label : dialog->findChildren<QLabel*>())
+        labels << label->text();
+    QVERIFY(labels.join(QLatin1Char('\n')).contains(QLatin1String("Channel 2 at ")));
+    QVERIFY(labels.join(QLatin1Char('\n')).contains(QLatin1String("Session Cipher")));
+    auto* tree = dialog->findChild<QTreeWidget*>();
+    QVERIFY(tree);
+    QStringList sections;
+    for (int i = 0; i < tree->topLevelItemCount(); ++i)
+        sections << tree->topLevelItem(i)->text(0);
+    QCOMPARE(sections, (QStringList{QStringLiteral("Peer certificate"), QStringLiteral("Peer CA chain")}));
+    dialog->close();
+}
+
+QTEST_MAIN(TestChannel)
+#include "tst_channel.moc"
