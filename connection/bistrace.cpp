@@ -50,6 +50,15 @@ void BiSTrace::receive(const void* data, unsigned len)
     const auto* bytes = static_cast<const unsigned char*>(data);
     for (unsigned i = 0; bytes && i < len; ++i)
         receiveByte(bytes[i]);
+    showLine();
+}
+
+void BiSTrace::showLine()
+{
+    if (m_line.size() == m_shownline)
+        return;
+    m_shownline = m_line.size();
+    Q_EMIT trace(m_line);
 }
 
 void BiSTrace::receiveByte(unsigned char byte)
@@ -87,16 +96,16 @@ void BiSTrace::receiveByte(unsigned char byte)
     switch (m_state) {
     case Control:
         m_addressmode = byte & 3u;
-        Q_EMIT trace(QStringLiteral(" ctl %1 type %2").arg(hexByte(byte)).arg(byte >> 2));
+        m_line += (QStringLiteral(" ctl %1 type %2").arg(hexByte(byte)).arg(byte >> 2));
         m_state = Sequence;
         break;
     case Sequence:
-        Q_EMIT trace(QStringLiteral(" seq %1").arg(hexByte(byte)));
+        m_line += (QStringLiteral(" seq %1").arg(hexByte(byte)));
         m_destination = 0;
         m_source = 0;
         m_addressbytes = 0;
         if (m_addressmode == 0) {
-            Q_EMIT trace(QStringLiteral(" |"));
+            m_line += (QStringLiteral(" |"));
             m_state = Data;
         } else {
             m_state = Addresses;
@@ -110,9 +119,9 @@ void BiSTrace::receiveByte(unsigned char byte)
             m_source |= quint32(byte) << (8 * (m_addressbytes - width));
         ++m_addressbytes;
         if (m_addressbytes == width) {
-            Q_EMIT trace(QStringLiteral(" dst %1").arg(m_destination));
+            m_line += (QStringLiteral(" dst %1").arg(m_destination));
         } else if (m_addressbytes == 2 * width) {
-            Q_EMIT trace(QStringLiteral(" src %1 |").arg(m_source));
+            m_line += (QStringLiteral(" src %1 |").arg(m_source));
             m_state = Data;
         }
         break;
@@ -143,7 +152,7 @@ void BiSTrace::startFrame(unsigned char marker)
     m_data.clear();
     m_shown = 0;
     m_lineopen = true;
-    Q_EMIT trace(marker == BiSProtocol::QueryStart ? QStringLiteral("query")
+    m_line += (marker == BiSProtocol::QueryStart ? QStringLiteral("query")
                                                    : QStringLiteral("answer"));
 }
 
@@ -156,15 +165,15 @@ void BiSTrace::endFrame()
     const qsizetype payloadSize = m_data.size() - 2;
     showPayload(payloadSize);
     if (payloadSize == 0)
-        Q_EMIT trace(QStringLiteral(" no data"));
+        m_line += (QStringLiteral(" no data"));
     const QByteArray payload = m_data.left(payloadSize);
     if (m_crc == 0) {
-        Q_EMIT trace(QStringLiteral(" | CRC ok | end"));
+        m_line += (QStringLiteral(" | CRC ok | end"));
     } else {
         const auto* tail = reinterpret_cast<const unsigned char*>(m_data.constData()) + payloadSize;
         const unsigned received = (unsigned(tail[0]) << 8) | tail[1];
         const unsigned expected = CRC::crc16(0, CRC::crc16(0, m_crcbeforetail[1]));
-        Q_EMIT trace(QStringLiteral(" | CRC BAD %1, expected %2 | end")
+        m_line += (QStringLiteral(" | CRC BAD %1, expected %2 | end")
                          .arg(hexWord(received), hexWord(expected)));
     }
     endLine();
@@ -177,7 +186,7 @@ void BiSTrace::endFrame()
 void BiSTrace::abortFrame(const QString& reason)
 {
     showPayload(m_data.size());
-    Q_EMIT trace(QStringLiteral(" | ") + reason);
+    m_line += (QStringLiteral(" | ") + reason);
     endLine();
     m_state = Idle;
     m_escapecount = 0;
@@ -191,7 +200,7 @@ void BiSTrace::showPayload(qsizetype upTo)
     text.reserve(int(3 * (upTo - m_shown)));
     for (; m_shown < upTo; ++m_shown)
         text += QLatin1Char(' ') + hexByte(quint8(m_data.at(m_shown)));
-    Q_EMIT trace(text);
+    m_line += (text);
 }
 
 void BiSTrace::noise(unsigned char byte)
@@ -201,14 +210,17 @@ void BiSTrace::noise(unsigned char byte)
     if (!m_lineopen) {
         m_lineopen = true;
         m_noisecount = 0;
-        Q_EMIT trace(QStringLiteral("noise"));
+        m_line += (QStringLiteral("noise"));
     }
     ++m_noisecount;
-    Q_EMIT trace(QLatin1Char(' ') + hexByte(byte));
+    m_line += (QLatin1Char(' ') + hexByte(byte));
 }
 
 void BiSTrace::endLine()
 {
+    showLine();
+    m_line.clear();
+    m_shownline = 0;
     m_lineopen = false;
     m_noisecount = 0;
     Q_EMIT next();

@@ -24,9 +24,9 @@ public:
     void reset();
 
 Q_SIGNALS:
-    // A piece of text to append to the current line; the line is shown as
-    // it is built, so that a frame in progress is visible at once.
-    void trace(const QString& text);
+    // The current line as far as it is built, again after every received
+    // chunk that adds to it, so that a frame in progress is visible at once.
+    void trace(const QString& line);
     // The current line is complete.
     void next();
     // A frame with a good CRC, with its addresses and payload.
@@ -42,6 +42,7 @@ private:
     void showPayload(qsizetype upTo);
     void noise(unsigned char byte);
     void endLine();
+    void showLine();
 
     State m_state = Idle;
     bool m_lineopen = false;
@@ -60,4 +61,7 @@ private:
     // Payload bytes printed so far; the last two are held back until the
     // end marker tells whether they are the CRC.
     qsizetype m_shown = 0;
+    QString m_line;
+    // Length of the line when it was last shown.
+    qsizetype m_shownline = 0;
 };

@@ -1,5 +1,7 @@
+#include "connection/bisprotocol.h"
 #include "connection/bistrace.h"
 
+#include <QRandomGenerator>
 #include <QtTest>
 
 namespace {
@@ -15,7 +17,13 @@ struct Printout
 {
     explicit Printout(BiSTrace& trace)
     {
-        QObject::connect(&trace, &BiSTrace::trace, [this](const QString& text) { open += text; });
+        QObject::connect(&trace, &BiSTrace::trace, [this](const QString& line) {
+            // Each report repeats the line so far and adds to it.
+            if (!line.startsWith(open) || line == open)
+                badReports << line;
+            open = line;
+            ++reports;
+        });
         QObject::connect(&trace, &BiSTrace::next, [this] {
             lines << open;
             open.clear();
@@ -29,6 +37,8 @@ struct Printout
     QStringList lines;
     QString open;
     QStringList frames;
+    QStringList badReports;
+    int reports = 0;
 };
 
 void feedInChunks(BiSTrace& trace, const QByteArray& bytes, int chunk)
@@ -64,6 +74,7 @@ private Q_SLOTS:
     void overlongFrame();
     void longNoiseIsSplit();
     void reset();
+    void randomBytes();
 };
 
 void TestBiSTrace::recordedConversation_data()
@@ -81,6 +92,9 @@ void TestBiSTrace::recordedConversation()
     BiSTrace trace;
     Printout out(trace);
     feedInChunks(trace, hex(recording), chunk);
+    QCOMPARE(out.badReports, QStringList());
+    // One report per chunk at most, and one more as a line ends.
+    QVERIFY(out.reports <= (hex(recording).size() + chunk - 1) / chunk + out.lines.size());
 
     const QStringList lines{
         "query ctl 89 type 34 seq 01 dst 5 src 0 | 01 02 | CRC ok | end",
@@ -182,6 +196,31 @@ void TestBiSTrace::reset()
     QVERIFY(out.frames.isEmpty());
     QCOMPARE(out.lines, QStringList{"query ctl 89 type 34 seq 01 dst 5 src 0 |"});
     QCOMPARE(out.open, QStringLiteral("noise 02 A8 9B 93"));
+}
+
+// Random bytes with many markers and escapes, cut into random chunks: the
+// sanitizer build proves the printer stays in its buffers, and every report
+// still extends the line it reported before.
+void TestBiSTrace::randomBytes()
+{
+    BiSTrace trace;
+    Printout out(trace);
+    QRandomGenerator rng(4711);
+    qint64 fed = 0;
+    while (fed < 1000000) {
+        QByteArray chunk(int(rng.bounded(1, 3000)), Qt::Uninitialized);
+        const int markers = int(rng.bounded(0, 64)); // per 256 bytes
+        for (char& c : chunk)
+            c = int(rng.bounded(256)) < markers ? char(0x91 + rng.bounded(4)) : char(rng.bounded(256));
+        trace.receive(chunk);
+        fed += chunk.size();
+        QVERIFY(out.badReports.isEmpty());
+        for (const QString& frame : std::as_const(out.frames))
+            QVERIFY(frame.count(QLatin1Char(' ')) <= int(BiSProtocol::MaxPayload) + 1);
+        out.frames.clear();
+        out.lines.clear();
+    }
+    QVERIFY(out.reports > 1000);
 }
 
 QTEST_GUILESS_MAIN(TestBiSTrace)
