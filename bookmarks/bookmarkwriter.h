@@ -1,0 +1,26 @@
+#pragma once
+
+// Writes a BookmarkList as a bookmark file (.qrvbm): one <bookmark> per
+// action with its non-empty <text>, <tooltip>, <message>, <icon> (PNG in
+// Base64) and <shortcut>, and an empty <separator/> for a separator or an
+// action with nothing to keep.
+
+#include <QByteArray>
+#include <QString>
+
+class BookmarkList;
+
+class BookmarkWriter
+{
+public:
+    // Writes only `path`, synced to disk before it is closed; keeping a
+    // backup and renaming a temporary file into place is the caller's.
+    bool write(const BookmarkList* list, const QString& path);
+    QString errorString() const { return m_error; }
+
+    // The bytes write() puts in the file; a null list is an empty one.
+    QByteArray encode(const BookmarkList* list) const;
+
+private:
+    QString m_error;
+};
