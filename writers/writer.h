@@ -27,9 +27,16 @@ public:
     QString formatError() const;
     void setIndent(int a, int b);
 
-    // Free texts for the generators (a file header, a prefix, ...).
+    // Free texts for the generators; each generator's header says which it
+    // reads and how. The code generators agree on these places.
+    enum TextIndex {
+        HeaderText = 0,    // a comment at the top of the file
+        PrefixText = 1,    // put before generated names
+        NamespaceText = 2, // the namespace or module the names live in
+    };
     void setTexts(const QStringList& texts) { m_texts = texts; }
     QStringList texts() const { return m_texts; }
+    QString text(TextIndex index) const { return m_texts.value(index); }
 
 protected:
     void beginUtf8();

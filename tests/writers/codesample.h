@@ -1,0 +1,50 @@
+#pragma once
+
+// Definitions for the code generator tests, and running the compilers and
+// interpreters that prove the generated code right.
+
+#include "qrv16/item.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+namespace CodeSample {
+
+// A few tags of several types: enums with negative and hexadecimal values,
+// bits 0, 7, 31 and 63, comments, a secure tag, an odd name and two names
+// that are one after sanitising ("Pump-Speed", "Pump Speed"), keywords.
+std::unique_ptr<QRV16::Item> sample();
+// examples/demo.qrvdef
+std::unique_ptr<QRV16::Item> demo();
+// A root without tags.
+std::unique_ptr<QRV16::Item> empty();
+// Everything a generator must survive: comments that would close or splice
+// a comment, names that are keywords, reserved or empty, collisions, bits
+// beyond 64 and 32 bits, nameless and numberless values, duplicate codes.
+std::unique_ptr<QRV16::Item> hostile();
+std::unique_ptr<QRV16::Item> byName(const QString& name);
+
+std::unique_ptr<QRV16::Item> read(const QByteArray& document);
+
+struct Run
+{
+    bool started = false;
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+// Runs `program` in `directory`; a program that does not finish within two
+// minutes counts as failed.
+Run run(const QString& program, const QStringList& args, const QString& directory,
+        const QByteArray& input = QByteArray());
+// What a failed compiler or interpreter run said, with the generated text
+// and its line numbers, for the test's failure message.
+QByteArray report(const Run& r, const QByteArray& generated);
+bool writeFile(const QString& path, const QByteArray& bytes);
+QByteArray readFile(const QString& path);
+
+} // namespace CodeSample

@@ -1,0 +1,199 @@
+// What every code generator promises, whatever its language: the same bytes
+// for the same definitions, the file's order, clear errors for trees that
+// cannot become code, the header text, and files written through the frame.
+
+#include "tests/writers/codesample.h"
+#include "writers/writerheader.h"
+#include "writers/writercpp.h"
+#include "writers/writercpplut.h"
+#include "writers/writercs.h"
+#include "writers/writerlua.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+
+using namespace QRV16;
+
+namespace {
+
+std::unique_ptr<Writer> generator(const QString& language)
+{
+    if (language == QLatin1String("c"))
+        return std::make_unique<WriterHeader>();
+    if (language == QLatin1String("cpp"))
+        return std::make_unique<WriterCpp>();
+    if (language == QLatin1String("cpplut"))
+        return std::make_unique<WriterCppLut>();
+    if (language == QLatin1String("lua"))
+        return std::make_unique<WriterLua>();
+    if (language == QLatin1String("cs"))
+        return std::make_unique<WriterCs>();
+    qFatal("no generator for %s", qPrintable(language));
+}
+
+const QStringList languages = {"c", "cpp", "cpplut", "lua", "cs"};
+
+} // namespace
+
+class TestGenerators : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void deterministic_data();
+    void deterministic();
+    void fileOrder_data();
+    void fileOrder();
+    void errors_data();
+    void errors();
+    void headerText_data();
+    void headerText();
+    void writesThroughTheFrame_data();
+    void writesThroughTheFrame();
+};
+
+void TestGenerators::deterministic_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("definitions");
+    for (const QString& language : languages) {
+        for (const char* definitions : {"sample", "demo", "hostile", "empty"})
+            QTest::addRow("%s %s", qPrintable(language), definitions) << language << definitions;
+    }
+}
+
+void TestGenerators::deterministic()
+{
+    QFETCH(QString, language);
+    QFETCH(QString, definitions);
+    const std::unique_ptr<Item> root = CodeSample::byName(definitions);
+    const std::unique_ptr<Item> copy(root->clone());
+    const std::unique_ptr<Writer> first = generator(language);
+    const QByteArray bytes = first->encode(root.get());
+    QVERIFY2(!bytes.isEmpty(), qPrintable(first->errorString()));
+    QCOMPARE(first->encode(root.get()), bytes);
+    QCOMPARE(generator(language)->encode(copy.get()), bytes);
+}
+
+void TestGenerators::fileOrder_data()
+{
+    QTest::addColumn<QString>("language");
+    // The lookup tables are sorted by code on purpose.
+    for (const char* language : {"c", "cpp", "lua", "cs"})
+        QTest::newRow(language) << QString::fromLatin1(language);
+}
+
+void TestGenerators::fileOrder()
+{
+    QFETCH(QString, language);
+    const std::unique_ptr<Item> root = CodeSample::sample();
+    const QString text = QString::fromUtf8(generator(language)->encode(root.get()));
+    // Tag codes first appear where their tags are defined.
+    const QStringList codes = {"0x1002", "0x1006", "0x7001", "0x3003", "0xD001", "0x8001",
+                               "0x1010", "0x1011", "0x1012", "0x2001", "0x2002"};
+    qsizetype previous = -1;
+    for (const QString& code : codes) {
+        const qsizetype at = text.indexOf(code);
+        QVERIFY2(at > previous, qPrintable(code));
+        previous = at;
+    }
+    // Enum values keep the file's order too, not the numbers'.
+    previous = -1;
+    for (const QString value : {"Off", "Reverse", "Auto", "Lowest"}) {
+        const qsizetype at = text.indexOf(QRegularExpression("(?<![A-Za-z])" + value + "(?![A-Za-z0-9])"));
+        QVERIFY2(at > previous, qPrintable(value));
+        previous = at;
+    }
+}
+
+void TestGenerators::errors_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<bool>("noRoot");
+    QTest::addColumn<QString>("error");
+    for (const QString& language : languages) {
+        QTest::addRow("%s no root", qPrintable(language)) << language << true << "No definitions to write.";
+        QTest::addRow("%s code beyond 16 bits", qPrintable(language))
+            << language << false << "Tag Big has the code 0x10000, beyond 16 bits.";
+    }
+}
+
+void TestGenerators::errors()
+{
+    QFETCH(QString, language);
+    QFETCH(bool, noRoot);
+    QFETCH(QString, error);
+    std::unique_ptr<Item> root = CodeSample::sample();
+    QRV16::ItemData big;
+    big.type = ItemType::Tag;
+    big.name = "Big";
+    big.id = 0x10000;
+    big.hasId = true;
+    root->appendChild(new Item(big));
+    const Item* given = noRoot ? nullptr : root.get();
+
+    const std::unique_ptr<Writer> w = generator(language);
+    QVERIFY(w->encode(given).isEmpty());
+    QCOMPARE(w->errorString(), error);
+
+    QTemporaryDir dir;
+    const QString path = dir.filePath("out.txt");
+    QVERIFY(!w->write(given, path));
+    QCOMPARE(w->errorString(), error);
+    QVERIFY(!QFile::exists(path));
+    QVERIFY(!QFile::exists(path + ".tmp"));
+}
+
+void TestGenerators::headerText_data()
+{
+    QTest::addColumn<QString>("language");
+    for (const QString& language : languages)
+        QTest::newRow(qPrintable(language)) << language;
+}
+
+void TestGenerators::headerText()
+{
+    QFETCH(QString, language);
+    const std::unique_ptr<Item> root = CodeSample::sample();
+    const std::unique_ptr<Writer> w = generator(language);
+    const QString fallback = "Generated from QRV16 tag definitions; do not edit.";
+    QVERIFY(QString::fromUtf8(w->encode(root.get())).contains(fallback));
+
+    w->setTexts({"Pump station PS-4\nRevision 7"});
+    const QStringList lines = QString::fromUtf8(w->encode(root.get())).split('\n');
+    QVERIFY(!lines.join('\n').contains(fallback));
+    // Each line of the text on a comment line of its own, at the top.
+    QVERIFY2(lines.at(0).contains("Pump station PS-4"), qPrintable(lines.at(0)));
+    QVERIFY2(lines.at(1).contains("Revision 7"), qPrintable(lines.at(1)));
+    QVERIFY(!lines.at(0).contains("Revision"));
+}
+
+void TestGenerators::writesThroughTheFrame_data()
+{
+    QTest::addColumn<QString>("language");
+    for (const QString& language : languages)
+        QTest::newRow(qPrintable(language)) << language;
+}
+
+void TestGenerators::writesThroughTheFrame()
+{
+    QFETCH(QString, language);
+    const std::unique_ptr<Item> root = CodeSample::sample();
+    const std::unique_ptr<Writer> w = generator(language);
+    QTemporaryDir dir;
+    const QString path = dir.filePath("defs.out");
+    QVERIFY2(w->write(root.get(), path), qPrintable(w->formatError()));
+    QByteArray written = CodeSample::readFile(path);
+    QByteArray encoded = w->encode(root.get());
+    // The C include guard is the one thing taken from the file's name.
+    if (language == QLatin1String("c"))
+        encoded.replace("QRV16_DEFINITIONS_H", "DEFS_OUT");
+    QCOMPARE(written, encoded);
+    // Writing again keeps the previous file as a backup.
+    QVERIFY(w->write(root.get(), path));
+    QCOMPARE(CodeSample::readFile(path + ".bak"), written);
+}
+
+QTEST_APPLESS_MAIN(TestGenerators)
+#include "tst_generators.moc"

@@ -1,0 +1,159 @@
+// The C# generator: what it writes. Debian has no C# compiler by default, so
+// the structure is checked here: balanced blocks, and every declared name a
+// valid identifier, no keyword, unique in its block.
+
+#include "tests/writers/codesample.h"
+#include "writers/writercs.h"
+
+#include <QRegularExpression>
+#include <QSet>
+#include <QtTest>
+
+using namespace QRV16;
+
+namespace {
+
+QByteArray file(const Item* root, const QString& ns)
+{
+    WriterCs w;
+    w.setTexts({QString(), QString(), ns});
+    return w.encode(root);
+}
+
+const QSet<QString> csharpKeywords = {
+    "abstract", "as", "base", "bool", "break", "byte", "case", "catch", "char", "checked",
+    "class", "const", "continue", "decimal", "default", "delegate", "do", "double", "else",
+    "enum", "event", "explicit", "extern", "false", "finally", "fixed", "float", "for",
+    "foreach", "goto", "if", "implicit", "in", "int", "interface", "internal", "is", "lock",
+    "long", "namespace", "new", "null", "object", "operator", "out", "override", "params",
+    "private", "protected", "public", "readonly", "ref", "return", "sbyte", "sealed", "short",
+    "sizeof", "stackalloc", "static", "string", "struct", "switch", "this", "throw", "true",
+    "try", "typeof", "uint", "ulong", "unchecked", "unsafe", "ushort", "using", "virtual",
+    "void", "volatile", "while", "value__"};
+
+// Empty when the text's blocks balance and its declarations are sound,
+// otherwise what is wrong.
+QString structureProblems(const QString& text)
+{
+    static const QRegularExpression typeDecl("^\\s*public (?:static class|enum) (\\w+)");
+    static const QRegularExpression memberDecl("^\\s*(?:public const ushort )?(\\w+) = ");
+    static const QRegularExpression identifier("^[A-Za-z_][A-Za-z0-9_]*$");
+    QStringList problems;
+    QSet<QString> types;
+    QSet<QString> members;
+    QString currentType;
+    int depth = 0;
+    for (const QString& line : text.split('\n')) {
+        const QString code = line.left(line.indexOf("//") < 0 ? line.size() : line.indexOf("//"));
+        const QRegularExpressionMatch type = typeDecl.match(code);
+        if (type.hasMatch()) {
+            currentType = type.captured(1);
+            if (types.contains(currentType))
+                problems += "type twice: " + currentType;
+            types.insert(currentType);
+            members.clear();
+        }
+        const QRegularExpressionMatch member = memberDecl.match(code);
+        if (member.hasMatch() && !type.hasMatch()) {
+            const QString name = member.captured(1);
+            if (!identifier.match(name).hasMatch() || csharpKeywords.contains(name) || name == currentType)
+                problems += "bad member name: " + name;
+            if (members.contains(name))
+                problems += "member twice: " + name + " in " + currentType;
+            members.insert(name);
+        }
+        depth += code.count('{') - code.count('}');
+        if (depth < 0)
+            problems += "unbalanced at: " + line;
+    }
+    if (depth != 0)
+        problems += "blocks left open: " + QString::number(depth);
+    for (const QString& t : types) {
+        if (!identifier.match(t).hasMatch() || csharpKeywords.contains(t))
+            problems += "bad type name: " + t;
+    }
+    return problems.join('\n');
+}
+
+} // namespace
+
+class TestWriterCs : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void lines_data();
+    void lines();
+    void startsWithByteOrderMark();
+    void structure_data();
+    void structure();
+};
+
+void TestWriterCs::lines_data()
+{
+    QTest::addColumn<QString>("ns");
+    QTest::addColumn<QByteArray>("line");
+    QTest::newRow("namespace") << "Norvane.Pumps" << QByteArray("namespace Norvane.Pumps\n{\n");
+    QTest::newRow("namespace by default") << "" << QByteArray("namespace Definitions\n{\n");
+    QTest::newRow("namespace keyword") << "Norvane.class" << QByteArray("namespace Norvane.class_\n");
+    QTest::newRow("data types, bare names") << "" << QByteArray("    public enum DataType : byte\n    {\n"
+                                                                "        Binary = 0,\n");
+    QTest::newRow("extended data type") << "" << QByteArray("        ExtPoint = 128,\n");
+    QTest::newRow("tag code, its type")
+        << "" << QByteArray("    public static class Tags\n    {\n        // Pump control\n"
+                            "        // Operating mode\n        public const ushort Mode = 0x1002; // Integer\n");
+    QTest::newRow("enum values") << "" << QByteArray("    public enum ModeValues : long\n    {\n        Off = 0,\n");
+    QTest::newRow("negative value, its comment") << "" << QByteArray("        Reverse = -1, // Runs backwards\n");
+    QTest::newRow("lowest 64-bit value") << "" << QByteArray("        Lowest = long.MinValue,\n");
+    QTest::newRow("hex display, padded") << "" << QByteArray("        Internal = 0x0080,\n");
+    QTest::newRow("negative in hex display is decimal") << "" << QByteArray("        Minus = -2,\n");
+    QTest::newRow("highest") << "" << QByteArray("        Huge = 0x7FFFFFFFFFFFFFFF,\n");
+    QTest::newRow("flags")
+        << "" << QByteArray("    [global::System.Flags]\n    public enum AlarmsBits : ulong\n    {\n"
+                            "        Low = 1UL << 0,\n        Door = 1UL << 7,\n        Mains = 1UL << 31,\n"
+                            "        Top = 1UL << 63,\n    }\n");
+    QTest::newRow("secure tag marked") << "" << QByteArray("public const ushort Password = 0x3003; // String, secure\n");
+    QTest::newRow("odd name sanitised") << "" << QByteArray("public const ushort _2nd_pump_flow = 0x1010;");
+    QTest::newRow("collision") << "" << QByteArray("public const ushort Pump_Speed = 0x1011;");
+    QTest::newRow("collision, second") << "" << QByteArray("public const ushort Pump_Speed_2 = 0x1012;");
+    QTest::newRow("keyword") << "" << QByteArray("public const ushort default_ = 0x2001;");
+    QTest::newRow("no keyword in C#") << "" << QByteArray("public const ushort end = 0x2002;");
+}
+
+void TestWriterCs::lines()
+{
+    QFETCH(QString, ns);
+    QFETCH(QByteArray, line);
+    const std::unique_ptr<Item> root = CodeSample::sample();
+    const QByteArray out = file(root.get(), ns);
+    QVERIFY2(out.contains(line), out.constData());
+}
+
+void TestWriterCs::startsWithByteOrderMark()
+{
+    const std::unique_ptr<Item> root = CodeSample::sample();
+    const QByteArray out = file(root.get(), QString());
+    QVERIFY(out.startsWith("\xEF\xBB\xBF// Generated from QRV16 tag definitions; do not edit.\n"));
+    QCOMPARE(out.count("\xEF\xBB\xBF"), 1);
+}
+
+void TestWriterCs::structure_data()
+{
+    QTest::addColumn<QString>("definitions");
+    for (const char* definitions : {"sample", "demo", "empty", "hostile"})
+        QTest::newRow(definitions) << QString::fromLatin1(definitions);
+}
+
+void TestWriterCs::structure()
+{
+    QFETCH(QString, definitions);
+    const std::unique_ptr<Item> root = CodeSample::byName(definitions);
+    const QString text = QString::fromUtf8(file(root.get(), QString()));
+    QCOMPARE(structureProblems(text), QString());
+    // Every line break C# knows is a line break here, so no comment runs on
+    // into code.
+    for (const QChar c : {QChar(0x85), QChar(0x2028), QChar(0x2029), QChar('\r')})
+        QVERIFY(!text.contains(c));
+}
+
+QTEST_APPLESS_MAIN(TestWriterCs)
+#include "tst_writercs.moc"

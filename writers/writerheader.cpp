@@ -1,0 +1,155 @@
+#include "writers/writerheader.h"
+
+#include "writers/codemodel.h"
+#include "writers/identifierset.h"
+
+#include <QFileInfo>
+
+#include <limits>
+
+namespace QRV16 {
+
+namespace {
+
+// The header is often included from C++ too, where a macro named like a
+// keyword would break the includer's code.
+QStringList reservedWords()
+{
+    return CodeModel::cppReservedWords() +
+           QStringList{"restrict",      "_Bool",   "_Complex",     "_Imaginary", "_Alignas",
+                       "_Alignof",      "_Atomic", "_Generic",     "_Noreturn",  "_Static_assert",
+                       "_Thread_local", "typeof",  "typeof_unqual"};
+}
+
+QString comment(const QString& text)
+{
+    const QStringList lines = CodeModel::cCommentLines(text);
+    if (lines.isEmpty())
+        return QString();
+    QString out = QStringLiteral("/*");
+    for (int i = 0; i < lines.size(); ++i) {
+        if (i > 0)
+            out += QStringLiteral("\n  ");
+        if (!lines.at(i).isEmpty())
+            out += QLatin1Char(' ') + lines.at(i);
+    }
+    return out + QStringLiteral(" */\n");
+}
+
+QString trailingComment(const QString& text)
+{
+    const QString joined = CodeModel::cCommentLines(text).join(QLatin1Char(' '));
+    return joined.isEmpty() ? QString() : QStringLiteral(" /* ") + joined + QStringLiteral(" */");
+}
+
+// Parenthesised when negative, so that "x-PREFIX_A_B" stays a subtraction;
+// long long where int may be too narrow.
+QString literal(qint64 value, const DisplayMode& display)
+{
+    if (value == std::numeric_limits<qint64>::min())
+        return QStringLiteral("(-9223372036854775807LL - 1)");
+    const bool wide = value > std::numeric_limits<qint32>::max() ||
+                      value < -qint64(std::numeric_limits<qint32>::max());
+    const QString text = CodeModel::number(value, display) + (wide ? "LL" : "");
+    return value < 0 ? QLatin1Char('(') + text + QLatin1Char(')') : text;
+}
+
+QString guardFor(const QString& fileName, const QString& prefix)
+{
+    if (fileName.isEmpty() || fileName == QLatin1String("-"))
+        return prefix.toUpper() + QStringLiteral("QRV16_DEFINITIONS_H");
+    const QString guard = IdentifierSet::sanitized(QFileInfo(fileName).fileName().toUpper());
+    // Names starting with '_' belong to the implementation.
+    return guard.startsWith(QLatin1Char('_')) ? QStringLiteral("QRV16") + guard : guard;
+}
+
+} // namespace
+
+bool WriterHeader::writeDefinitions(const Item* root)
+{
+    CodeModel model;
+    if (!model.read(root)) {
+        setErrorString(model.error());
+        return false;
+    }
+    if (!device())
+        return false;
+
+    QString prefix = text(PrefixText);
+    if (!prefix.isEmpty()) {
+        prefix = IdentifierSet::sanitized(prefix);
+        if (!prefix.endsWith(QLatin1Char('_')))
+            prefix += QLatin1Char('_');
+    }
+    const QString guard = guardFor(fileName(), prefix);
+    IdentifierSet names(reservedWords());
+    names.block(guard);
+    for (const CodeModel::TypeName& type : CodeModel::dataTypeNames())
+        names.block(QStringLiteral("QRV16DT_") + QLatin1String(type.name));
+
+    QString out;
+    for (const QString& line : CodeModel::headerLines(text(HeaderText)))
+        out += comment(line);
+    out += QStringLiteral("#ifndef %1\n#define %1\n\n").arg(guard);
+    // Shared by every generated header, so defined once.
+    out += QStringLiteral("#ifndef QRV16DT_Binary\n");
+    for (const CodeModel::TypeName& type : CodeModel::dataTypeNames()) {
+        out +=
+            QStringLiteral("#define QRV16DT_%1 0x%2\n")
+                .arg(QLatin1String(type.name),
+                     QString::number(type.value, 16).toUpper().rightJustified(2, QLatin1Char('0')));
+    }
+    out += QStringLiteral("#endif\n\n");
+
+    for (const CodeModel::Tag& tag : model.tags()) {
+        if (tag.kind == CodeModel::Kind::Blank) {
+            out += QLatin1Char('\n');
+            continue;
+        }
+        if (tag.kind == CodeModel::Kind::Note) {
+            out += comment(tag.comment);
+            continue;
+        }
+        // Sanitised whole, so that a prefix saves a leading digit its '_'.
+        const QString name = names.add(prefix + tag.name);
+        out += comment(tag.comment);
+        out += QStringLiteral("#define %1 %2u /* %3 */\n")
+                   .arg(name, tag2hex(tag.code), tag.typeText());
+        for (const CodeModel::Value& v : tag.enums) {
+            if (v.kind == CodeModel::Kind::Blank) {
+                out += QLatin1Char('\n');
+            } else if (v.kind == CodeModel::Kind::Note) {
+                out += comment(v.comment);
+            } else {
+                out += QStringLiteral("#define %1 %2%3\n")
+                           .arg(names.add(name + QLatin1Char('_') + v.name),
+                                literal(v.value, v.display), trailingComment(v.comment));
+            }
+        }
+        for (const CodeModel::Value& v : tag.bits) {
+            if (v.kind == CodeModel::Kind::Blank) {
+                out += QLatin1Char('\n');
+            } else if (v.kind == CodeModel::Kind::Note) {
+                out += comment(v.comment);
+            } else if (v.value > 63) {
+                out += comment(
+                    QStringLiteral("%1 is bit %2, beyond a 64-bit mask").arg(v.name).arg(v.value));
+            } else {
+                // Bit 31 is already the sign of a 32-bit int: from there on
+                // the masks are 64-bit, so none turns negative in an int.
+                out += QStringLiteral("#define %1 (%2 << %3)%4\n")
+                           .arg(names.add(name + QLatin1Char('_') + v.name),
+                                v.value >= 31 ? QStringLiteral("1ULL") : QStringLiteral("1u"))
+                           .arg(v.value)
+                           .arg(trailingComment(v.comment));
+            }
+        }
+        write(out);
+        out.clear();
+    }
+    out += QStringLiteral("\n#endif /* %1 */\n").arg(guard);
+    write(out);
+    return true;
+}
+
+} // namespace QRV16
