@@ -45,13 +45,21 @@ bench: deps build-bench/build.ninja
 	    [ -x "$$b" ] || continue; echo "== $$b"; "$$b" --benchmark_counters_tabular=true; \
 	done
 
-# Until the main window exists: the definitions check and the sample
-# messages through the command-line tool, there and back.
+# The program on the sample files, with a settings store of its own under
+# build/ (the user's settings stay untouched): channel 1 listens on
+# 127.0.0.1:10000 and channel 2 connects to it, so bookmarks sent on one
+# channel show up received on the other. Without a display it runs under
+# xvfb-run, which is only useful for a quick check.
+DEMO_CONFIG := $(CURDIR)/build/demo-config
 run: build
-	./build/cli/korv check examples/demo.qrvdef
-	./build/cli/korv encode -d examples/demo.qrvdef < examples/messages.txt
-	./build/cli/korv encode --raw -d examples/demo.qrvdef < examples/messages.txt \
-	    | ./build/cli/korv decode --multi-line -d examples/demo.qrvdef
+	@mkdir -p $(DEMO_CONFIG)/Norvane
+	@[ -f $(DEMO_CONFIG)/Norvane/korvgui.conf ] || cp examples/demo-settings.conf $(DEMO_CONFIG)/Norvane/korvgui.conf
+	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ]; then \
+	    XDG_CONFIG_HOME=$(DEMO_CONFIG) ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm; \
+	else \
+	    echo "No display: running under xvfb-run (Ctrl+C ends it)"; \
+	    XDG_CONFIG_HOME=$(DEMO_CONFIG) xvfb-run -a ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm; \
+	fi
 
 build-fuzz/build.ninja: | deps
 	@dpkg-query -W -f='$${Status}' clang 2>/dev/null | grep -q "ok installed" || \

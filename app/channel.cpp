@@ -204,6 +204,10 @@ bool Channel::busTraceMode() const
 
 void Channel::receive(int src, int dst, const QByteArray& bytes)
 {
+    // Relayed before the display rules: pausing the display must not
+    // starve the other peer.
+    if (flag(MainWindow::LinkChannels) && m_linked && m_linked->connection()->isConnected())
+        m_linked->connection()->send(bytes);
     if (flag(MainWindow::Pause)) {
         // Nothing received during a pause is shown, not even the start of
         // a message that ends after it.

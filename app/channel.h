@@ -44,6 +44,11 @@ public:
     void setModel(TraceModel* model);
     TraceModel* model() const { return m_model; }
 
+    // While the link flag is on, what this channel receives is sent on
+    // `other` too: the program then sits between two peers as a tracing
+    // relay. Not owned.
+    void setLinkedChannel(Channel* other) { m_linked = other; }
+
     void setColors(StyleColor rawRx, StyleColor rawTx, StyleColor messageRx, StyleColor messageTx,
                    StyleColor hexRx, StyleColor hexTx);
 
@@ -96,6 +101,7 @@ private:
     Connection* m_connection; // Owned.
     QRV16::MessageCollector m_collector;
     TraceModel* m_model = nullptr; // Not owned.
+    Channel* m_linked = nullptr;   // Not owned.
 
     StyleColor m_rawRx;
     StyleColor m_rawTx;

@@ -1,6 +1,51 @@
 #include "app/mainwindow.h"
 
-// The defaults of a first start: auto scroll, decoding and linked channels on.
+#include "app/channel.h"
+#include "app/styledialog.h"
+#include "app/tools.h"
+#include "app/tracedelegate.h"
+#include "app/tracemodel.h"
+
+#include "bookmarks/bookmarkeditor.h"
+#include "bookmarks/bookmarklist.h"
+#include "bookmarks/bookmarkparser.h"
+#include "bookmarks/bookmarkwidget.h"
+#include "bookmarks/bookmarkwriter.h"
+#include "connection/connection.h"
+#include "qrv16/item.h"
+#include "qrv16/messageparser.h"
+#include "qrv16/parser.h"
+#include "qrv16/tagdatalut.h"
+#include "widgets/qttoolbardialog.h"
+#include "widgets/qttoolbarmanager.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QCompleter>
+#include <QDir>
+#include <QDockWidget>
+#include <QFile>
+#include <QFileDialog>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSettings>
+#include <QTimer>
+#include <QToolBar>
+#include <QTreeView>
+#include <QVBoxLayout>
+
+#include <cerrno>
+#include <cstdio>
+
 bool MainWindow::global[MainWindow::GlobalCount] = {
     true,  // AutoScroll
     false, // RelativeTime
@@ -12,3 +57,1136 @@ bool MainWindow::global[MainWindow::GlobalCount] = {
     true,  // LinkChannels
     false, // Pause
 };
+
+namespace {
+
+const char* const Main = "Main";
+const char* const Definitions = "Definitions";
+const char* const Bookmarks = "Bookmarks";
+const char* const Log = "Log";
+
+constexpr int HistoryLimit = 100;
+constexpr qint64 HexLineLimit = 1048576;
+
+QString source(const char* name)
+{
+    return QString::fromLatin1(name);
+}
+
+// The toggle actions, their flags and their settings keys with defaults.
+struct Toggle
+{
+    MainWindow::GlobalFlag flag;
+    const char* key;
+    bool byDefault;
+};
+
+const Toggle toggles[] = {
+    {MainWindow::TraceRaw, "MainWindow/TraceRaw", false},
+    {MainWindow::TraceMessageBytes, "MainWindow/TraceMessage", false},
+    {MainWindow::Decode, "MainWindow/TraceLut", true},
+    {MainWindow::RelativeTime, "MainWindow/TraceRelTime", false},
+    {MainWindow::AutoScroll, "MainWindow/AutoScroll", true},
+    {MainWindow::HungarianNotation, "MainWindow/HungarianNotation", false},
+    {MainWindow::HideDuplicates, "MainWindow/HideDup", false},
+    {MainWindow::LinkChannels, "MainWindow/LinkChannels", true},
+};
+
+// "2011-03-04T10:20:30.045": the first 19 characters, then milliseconds.
+QDateTime recordTime(const QString& field)
+{
+    QDateTime time = QDateTime::fromString(field.left(19), Qt::ISODate);
+    if (time.isValid())
+        time = time.addMSecs(field.mid(20, 3).toInt());
+    return time;
+}
+
+int recordNumber(const QStringList& fields, int index)
+{
+    bool ok = false;
+    const int value = fields.value(index).toInt(&ok);
+    return ok ? value : -1;
+}
+
+int nibble(QChar c)
+{
+    const ushort u = c.unicode();
+    if (u >= '0' && u <= '9')
+        return int(u - '0');
+    if (u >= 'a' && u <= 'f')
+        return int(u - 'a' + 10);
+    if (u >= 'A' && u <= 'F')
+        return int(u - 'A' + 10);
+    return -1;
+}
+
+// Pairs of hexadecimal digits with white space between them; false for
+// anything else, so that a status text is not taken for bytes.
+bool parseHexPairs(const QString& text, QByteArray* bytes)
+{
+    bytes->clear();
+    bytes->reserve(text.size() / 2);
+    for (int i = 0; i < text.size();) {
+        if (text.at(i).isSpace()) {
+            ++i;
+            continue;
+        }
+        const int high = nibble(text.at(i));
+        const int low = i + 1 < text.size() ? nibble(text.at(i + 1)) : -1;
+        if (high < 0 || low < 0)
+            return false;
+        bytes->append(char(high << 4 | low));
+        i += 2;
+    }
+    return !bytes->isEmpty();
+}
+
+QString errnoText()
+{
+    return Tools::systemErrorString(errno);
+}
+
+} // namespace
+
+MainWindow::MainWindow(QWidget* parent)
+    : QMainWindow(parent)
+{
+    setupUi();
+
+    m_model = new TraceModel(this);
+    m_tv_trace->setModel(m_model);
+    m_delegate = new TraceDelegate(m_tv_trace);
+    m_tv_trace->setItemDelegate(m_delegate);
+    m_tv_trace->header()->setSectionResizeMode(QHeaderView::Interactive);
+    m_tv_trace->header()->setStretchLastSection(true);
+    m_tv_trace->setColumnWidth(TraceModel::TimeColumn, 190);
+    m_tv_trace->setColumnWidth(TraceModel::AddrColumn, 60);
+    m_tv_trace->setColumnWidth(TraceModel::SourceColumn, 100);
+    connect(m_model, &TraceModel::appended, this, &MainWindow::onAppended);
+
+    m_channel1 = new Channel(1, this);
+    m_channel2 = new Channel(2, this);
+    m_channel1->setModel(m_model);
+    m_channel2->setModel(m_model);
+    m_channel1->setLinkedChannel(m_channel2);
+    m_channel2->setLinkedChannel(m_channel1);
+    m_target = m_channel1;
+    connect(m_channel1, &Channel::stateChanged, this, &MainWindow::onStateChanged1);
+    connect(m_channel2, &Channel::stateChanged, this, &MainWindow::onStateChanged2);
+    connectActions();
+
+    restoreHistory();
+    QSettings settings;
+    selectTarget(settings.value(QStringLiteral("MainWindow/TargetChannel"), 1).toInt());
+
+    QStringList args = QCoreApplication::arguments();
+    if (!args.isEmpty())
+        args.removeFirst();
+    parseArguments(args, &m_definitionspath, &m_bookmarkspath);
+    if (m_definitionspath.isEmpty())
+        m_definitionspath = settings.value(QStringLiteral("MainWindow/LastDefinitionsPath")).toString();
+    if (m_bookmarkspath.isEmpty())
+        m_bookmarkspath = settings.value(QStringLiteral("MainWindow/LastBookmarksPath")).toString();
+
+    for (const Toggle& t : toggles) {
+        QAction* action = nullptr;
+        switch (t.flag) {
+        case TraceRaw: action = m_act_trace_raw; break;
+        case TraceMessageBytes: action = m_act_trace_msg; break;
+        case Decode: action = m_act_trace_lut; break;
+        case RelativeTime: action = m_act_reltime; break;
+        case AutoScroll: action = m_act_autoscroll; break;
+        case HungarianNotation: action = m_act_hungarian; break;
+        case HideDuplicates: action = m_act_hide_dup; break;
+        case LinkChannels: action = m_act_link; break;
+        default: break;
+        }
+        action->setChecked(settings.value(QLatin1String(t.key), t.byDefault).toBool());
+        connect(action, &QAction::toggled, this, &MainWindow::updateToggles);
+        connect(action, &QAction::toggled, this, &MainWindow::saveSettings);
+    }
+    // Pause is not kept: every start shows live output.
+    connect(m_act_pause, &QAction::toggled, this, &MainWindow::updateToggles);
+    m_style.restoreFromSettings(settings, QStringLiteral("MainWindow/Style"));
+    setupToolBarManager();
+    m_hidedup = !m_act_hide_dup->isChecked(); // so that the banner is set once
+    updateToggles();
+    updateStyle();
+
+    if (!m_bookmarkspath.isEmpty() && loadBookmarks(m_bookmarkspath)) {
+        // loaded and installed
+    } else {
+        if (!m_bookmarks)
+            setBookmarks(new BookmarkList(this));
+    }
+
+    restoreState(settings.value(QStringLiteral("MainWindow/State")).toByteArray(), 0);
+    m_toolbarmanager->restoreState(settings.value(QStringLiteral("MainWindow/ToolBars")).toByteArray(), 0);
+    Tools::restoreWidgetGeometry(this, settings.value(QStringLiteral("MainWindow/Geometry")).toByteArray());
+    m_tv_trace->header()->restoreState(settings.value(QStringLiteral("MainWindow/TreeHeader")).toByteArray());
+
+    onStateChanged1();
+    onStateChanged2();
+    QTimer::singleShot(250, this, &MainWindow::initialize);
+}
+
+MainWindow::~MainWindow()
+{
+    // Channels close their connections; their last words must not reach a
+    // half-destroyed window.
+    delete m_channel1;
+    delete m_channel2;
+    m_channel1 = m_channel2 = m_target = nullptr;
+    delete m_editor.data();
+    onLogStop();
+}
+
+void MainWindow::parseArguments(const QStringList& args, QString* definitions, QString* bookmarks)
+{
+    for (int i = 0; i < args.size(); ++i) {
+        const QString& arg = args.at(i);
+        QString* target = nullptr;
+        if (arg == QLatin1String("--definitions") || arg == QLatin1String("-d"))
+            target = definitions;
+        else if (arg == QLatin1String("--bookmarks") || arg == QLatin1String("-b"))
+            target = bookmarks;
+        if (target && i + 1 < args.size())
+            *target = args.at(++i);
+    }
+}
+
+Channel* MainWindow::channel(int number) const
+{
+    return number == 2 ? m_channel2 : number == 1 ? m_channel1 : nullptr;
+}
+
+QAction* MainWindow::createAction(const char* objectName, const QString& text, const QString& toolTip,
+                                  const QString& icon, const QKeySequence& shortcut)
+{
+    auto* action = new QAction(text, this);
+    action->setObjectName(QLatin1String(objectName));
+    if (!toolTip.isEmpty())
+        action->setToolTip(toolTip);
+    if (!icon.isEmpty())
+        action->setIcon(QIcon(QStringLiteral(":/icons/") + icon));
+    if (!shortcut.isEmpty())
+        action->setShortcut(shortcut);
+    return action;
+}
+
+void MainWindow::setupUi()
+{
+    setObjectName(QStringLiteral("MainWindow"));
+    setWindowTitle(tr("korvgui"));
+    setWindowIcon(QIcon(QStringLiteral(":/icons/i16_list.png")));
+    resize(1100, 720);
+
+    m_act_open_definitions = createAction("m_act_open_definitions", tr("Open Definitions"),
+                                          tr("Open Definitions"), QStringLiteral("i16_folder_open.png"),
+                                          QKeySequence(QStringLiteral("Ctrl+O")));
+    m_act_edit_definitions = createAction("m_act_edit_definitions", tr("Edit Definitions"), QString(),
+                                          QStringLiteral("i16_table_edit.png"), QKeySequence(QStringLiteral("Ctrl+T")));
+    m_act_close = createAction("m_act_close", tr("Close"), QString(), QStringLiteral("i16_exit.png"),
+                               QKeySequence(QStringLiteral("Ctrl+Q")));
+    m_act_connection1 = createAction("m_act_connection1", tr("Connection &1"), QString(),
+                                     QStringLiteral("i16_connect.png"));
+    m_act_connection2 = createAction("m_act_connection2", tr("Connection &2"), QString(),
+                                     QStringLiteral("i16_connect.png"));
+    m_act_connect1 = createAction("m_act_connect1", tr("Connect 1"), tr("Open/close connection 1"),
+                                  QStringLiteral("i24_disconnect1.png"));
+    m_act_connect2 = createAction("m_act_connect2", tr("Connect 2"), tr("Open/close connection 2"),
+                                  QStringLiteral("i24_disconnect2.png"));
+    m_act_trace_raw = createAction("m_act_trace_raw", tr("Raw data bytes"), tr("Trace Raw Bytes"),
+                                   QStringLiteral("i16_trace_raw.png"));
+    m_act_trace_msg = createAction("m_act_trace_msg", tr("Message bytes"), tr("Trace Message Bytes"),
+                                   QStringLiteral("i16_trace_msg.png"));
+    m_act_trace_lut = createAction("m_act_trace_lut", tr("Decoded message"), tr("Decode traced messages"),
+                                   QStringLiteral("i16_trace_lut.png"));
+    m_act_expand_all = createAction("m_act_expand_all", tr("Expand all"), QString(),
+                                    QStringLiteral("i16_expand_all.png"));
+    m_act_collapse_all = createAction("m_act_collapse_all", tr("Collapse all"), QString(),
+                                      QStringLiteral("i16_collapse_all.png"));
+    m_act_link = createAction("m_act_link", tr("Link"), tr("Link Connections"), QString());
+    QIcon link(QStringLiteral(":/icons/i24_link_break.png"));
+    link.addFile(QStringLiteral(":/icons/i24_link_on.png"), QSize(), QIcon::Normal, QIcon::On);
+    m_act_link->setIcon(link);
+    m_act_style = createAction("m_act_style", tr("Style"), QString(), QStringLiteral("i16_font.png"));
+    m_act_edit_toolbars = createAction("m_act_edit_toolbars", tr("Edit Toolbars"), QString(),
+                                       QStringLiteral("i16_toolbar_edit.png"));
+    m_act_edit_bookmarks = createAction("m_act_edit_bookmarks", tr("Edit Bookmarks"), tr("Edit Bookmarks"),
+                                        QStringLiteral("i16_book_edit.png"),
+                                        QKeySequence(QStringLiteral("Ctrl+B, Ctrl+E")));
+    m_act_open_bookmarks = createAction("m_act_open_bookmarks", tr("Open Bookmarks"), tr("Open Bookmarks"),
+                                        QStringLiteral("i16_book.png"), QKeySequence(QStringLiteral("Ctrl+B, Ctrl+O")));
+    m_act_save_bookmarks = createAction("m_act_save_bookmarks", tr("Save Bookmarks"), QString(),
+                                        QStringLiteral("i16_save.png"), QKeySequence(QStringLiteral("Ctrl+B, Ctrl+S")));
+    m_act_save_bookmarks->setEnabled(false);
+    m_act_save_bookmarks_as = createAction("m_act_save_bookmarks_as", tr("Save Bookmarks as ..."),
+                                           tr("Save Bookmarks as"), QStringLiteral("i16_save_as.png"));
+    m_act_add_separator = createAction("m_act_add_separator", tr("Add separator"), QString(),
+                                       QStringLiteral("i16_tiny_bullet.png"), QKeySequence(Qt::Key_F7));
+    m_act_delete_line = createAction("m_act_delete_line", tr("Delete line"), QString(),
+                                     QStringLiteral("i16_cross.png"), QKeySequence(Qt::Key_Delete));
+    m_act_clear_all = createAction("m_act_clear_all", tr("Clear all"), QString(), QStringLiteral("i16_bomb.png"),
+                                   QKeySequence(Qt::Key_F8));
+    m_act_autoscroll = createAction("m_act_autoscroll", tr("Auto scroll"), QString(), QString());
+    m_act_log_start = createAction("m_act_log_start", tr("Log to file..."), QString(), QStringLiteral("i16_log.png"));
+    m_act_log_stop = createAction("m_act_log_stop", tr("Stop logging"), QString(), QStringLiteral("i16_log_stop.png"));
+    m_act_log_stop->setEnabled(false);
+    m_act_log_play = createAction("m_act_log_play", tr("Replay log file..."), tr("Replay log file..."),
+                                  QStringLiteral("i16_log_play.png"));
+    m_act_log_play_hex = createAction("m_act_log_play_hex", tr("Replay hex dump..."), QString(), QString());
+    m_act_about = createAction("m_act_about", tr("About"), QString(), QString());
+    m_act_reltime = createAction("m_act_reltime", tr("Relative Time"), QString(), QString());
+    m_act_hide_dup = createAction("m_act_hide_dup", tr("Hide duplicates"), QString(), QString());
+    m_act_hungarian = createAction("m_act_hungarian", tr("Hungarian Notation"), QString(), QString());
+    m_act_disturb1 = createAction("m_act_disturb1", tr("Disturb Channel 1"), tr("Generates DTR+RTS pulses on channel 1"),
+                                  QStringLiteral("i24_disturb1.png"));
+    m_act_disturb2 = createAction("m_act_disturb2", tr("Disturb Channel 2"), tr("Generates DTR+RTS pulses on channel 2"),
+                                  QStringLiteral("i24_disturb2.png"));
+    m_act_pause = createAction("m_act_pause", tr("Pause"), tr("Pause display"), QString(), QKeySequence(Qt::Key_F9));
+    QIcon pause(QStringLiteral(":/icons/i16_pause.png"));
+    pause.addFile(QStringLiteral(":/icons/i16_play.png"), QSize(), QIcon::Normal, QIcon::On);
+    m_act_pause->setIcon(pause);
+    m_act_show_bookmarks = createAction("m_act_show_bookmarks", tr("Show Bookmarks"), tr("Show bookmark panel"),
+                                        QStringLiteral("i16_bookmark.png"));
+    m_act_ssl1 = createAction("m_act_ssl1", tr("SSL Information"), tr("SSL Information"),
+                              QStringLiteral("i24_lock_open.png"));
+    m_act_ssl2 = createAction("m_act_ssl2", tr("SSL Information"), tr("SSL Information"),
+                              QStringLiteral("i24_lock_open.png"));
+    // The tool tip of an action that was never given one follows its text;
+    // Qt strips the "&" and "..." itself.
+    for (QAction* a : {m_act_trace_raw, m_act_trace_msg, m_act_trace_lut, m_act_link, m_act_autoscroll,
+                       m_act_reltime, m_act_hide_dup, m_act_hungarian, m_act_pause})
+        a->setCheckable(true);
+
+    m_central_widget = new QWidget(this);
+    m_central_widget->setObjectName(QStringLiteral("m_central_widget"));
+    m_tv_trace = new QTreeView(m_central_widget);
+    m_tv_trace->setObjectName(QStringLiteral("m_tv_trace"));
+    m_tv_trace->setUniformRowHeights(true);
+    m_tv_trace->setAllColumnsShowFocus(true);
+    m_tv_trace->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_tv_trace->setContextMenuPolicy(Qt::ActionsContextMenu);
+    m_lbl_target = new QLabel(m_central_widget);
+    m_lbl_target->setObjectName(QStringLiteral("m_lbl_target"));
+    m_lbl_target->setFixedSize(16, 16);
+    m_cb_message = new QComboBox(m_central_widget);
+    m_cb_message->setObjectName(QStringLiteral("m_cb_message"));
+    m_cb_message->setEditable(true);
+    m_cb_message->setMaxCount(HistoryLimit);
+    m_cb_message->setMaxVisibleItems(HistoryLimit);
+    m_cb_message->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    m_cb_message->setToolTip(tr("A message in the text notation, e.g. F001=(1001=1500 3001=\"north\")"));
+    m_cb_message->lineEdit()->setPlaceholderText(tr("Type a message and press Return"));
+    m_cb_message->completer()->setCaseSensitivity(Qt::CaseSensitive);
+    m_pb_go1 = new QPushButton(QStringLiteral("⇨ 1"), m_central_widget);
+    m_pb_go1->setObjectName(QStringLiteral("m_pb_go1"));
+    m_pb_go1->setToolTip(QStringLiteral("⇨ 1"));
+    m_pb_go1->setIcon(QIcon(QStringLiteral(":/icons/i16_send1.png")));
+    m_pb_go2 = new QPushButton(QStringLiteral("⇨ 2"), m_central_widget);
+    m_pb_go2->setObjectName(QStringLiteral("m_pb_go2"));
+    m_pb_go2->setToolTip(QStringLiteral("⇨ 2"));
+    m_pb_go2->setIcon(QIcon(QStringLiteral(":/icons/i16_send2.png")));
+
+    auto* entry = new QHBoxLayout;
+    entry->addWidget(m_lbl_target);
+    entry->addWidget(m_cb_message, 1);
+    entry->addWidget(m_pb_go1);
+    entry->addWidget(m_pb_go2);
+    auto* layout = new QVBoxLayout(m_central_widget);
+    layout->setContentsMargins(4, 4, 4, 4);
+    layout->addWidget(m_tv_trace, 1);
+    layout->addLayout(entry);
+    setCentralWidget(m_central_widget);
+
+    setupMenus();
+
+    m_tb_connections = new QToolBar(tr("toolBar"), this);
+    m_tb_connections->setObjectName(QStringLiteral("m_tb_connections"));
+    m_tb_connections->addActions({m_act_connect1, m_act_ssl1, m_act_link, m_act_connect2, m_act_ssl2});
+    m_tb_connections->addSeparator();
+    m_tb_connections->addActions({m_act_disturb1, m_act_disturb2});
+    m_tb_connections->addSeparator();
+    m_tb_connections->addAction(m_act_pause);
+    m_tb_connections->addSeparator();
+    m_tb_connections->addActions({m_act_trace_raw, m_act_trace_msg, m_act_trace_lut});
+    m_tb_connections->addSeparator();
+    m_tb_connections->addActions({m_act_collapse_all, m_act_expand_all});
+    addToolBar(Qt::TopToolBarArea, m_tb_connections);
+    m_tb_bookmarks = new QToolBar(tr("Bookmarks"), this);
+    m_tb_bookmarks->setObjectName(QStringLiteral("m_tb_bookmarks"));
+    m_tb_bookmarks->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    addToolBarBreak(Qt::TopToolBarArea);
+    addToolBar(Qt::TopToolBarArea, m_tb_bookmarks);
+
+    m_bookmarkwidget = new BookmarkWidget(this);
+    m_bookmarkwidget->setObjectName(QStringLiteral("m_bookmarkwidget"));
+    m_dock_bookmarks = new QDockWidget(tr("Bookmarks"), this);
+    m_dock_bookmarks->setObjectName(QStringLiteral("m_dock_bookmarks"));
+    m_dock_bookmarks->setWidget(m_bookmarkwidget);
+    m_dock_bookmarks->setFloating(false);
+    addDockWidget(Qt::RightDockWidgetArea, m_dock_bookmarks);
+
+    m_lbl_corner = new QLabel(this);
+    m_lbl_corner->setObjectName(QStringLiteral("m_lbl_corner"));
+    menuBar()->setCornerWidget(m_lbl_corner, Qt::TopRightCorner);
+
+    m_tv_trace->addActions({m_act_delete_line, m_act_add_separator, m_act_clear_all});
+    auto* separator = new QAction(this);
+    separator->setSeparator(true);
+    m_tv_trace->addAction(separator);
+    m_tv_trace->addActions({m_act_expand_all, m_act_collapse_all});
+}
+
+void MainWindow::setupMenus()
+{
+    QMenuBar* bar = menuBar();
+    m_mnu_file = bar->addMenu(tr("File"));
+    m_mnu_file->setObjectName(QStringLiteral("m_mnu_file"));
+    m_mnu_file->addAction(m_act_open_definitions);
+    m_mnu_file->addSeparator();
+    m_mnu_file->addAction(m_act_close);
+
+    m_mnu_trace = bar->addMenu(tr("Trace"));
+    m_mnu_trace->setObjectName(QStringLiteral("m_mnu_trace"));
+    m_mnu_trace->addActions({m_act_trace_raw, m_act_trace_msg, m_act_trace_lut, m_act_reltime, m_act_hungarian,
+                             m_act_hide_dup});
+    m_mnu_trace->addSeparator();
+    m_mnu_trace->addActions({m_act_add_separator, m_act_delete_line, m_act_clear_all, m_act_autoscroll});
+    m_mnu_trace->addSeparator();
+    m_mnu_trace->addActions({m_act_log_start, m_act_log_stop, m_act_log_play, m_act_log_play_hex});
+    m_mnu_trace->addSeparator();
+    m_mnu_trace->addActions({m_act_disturb1, m_act_disturb2});
+
+    m_mnu_bookmarks = bar->addMenu(tr("Bookmarks"));
+    m_mnu_bookmarks->setObjectName(QStringLiteral("m_mnu_bookmarks"));
+    m_mnu_bookmarks->addActions({m_act_open_bookmarks, m_act_save_bookmarks, m_act_save_bookmarks_as,
+                                 m_act_edit_bookmarks, m_act_show_bookmarks});
+
+    m_mnu_connection = bar->addMenu(tr("Preferences"));
+    m_mnu_connection->setObjectName(QStringLiteral("m_mnu_connection"));
+    m_mnu_connection->addActions({m_act_connection1, m_act_connection2});
+    m_mnu_connection->addSeparator();
+    m_mnu_connection->addActions({m_act_style, m_act_edit_toolbars, m_act_edit_definitions});
+
+    m_mnu_help = bar->addMenu(tr("Help"));
+    m_mnu_help->setObjectName(QStringLiteral("m_mnu_help"));
+    m_mnu_help->addAction(m_act_about);
+}
+
+void MainWindow::setupToolBarManager()
+{
+    m_toolbarmanager = new QtToolBarManager(this);
+    m_toolbarmanager->setMainWindow(this);
+    const auto add = [this](const QString& category, std::initializer_list<QAction*> actions) {
+        for (QAction* action : actions)
+            m_toolbarmanager->addAction(action, category);
+    };
+    add(tr("File"), {m_act_open_definitions, m_act_close});
+    add(tr("Trace"), {m_act_trace_raw, m_act_trace_msg, m_act_trace_lut, m_act_reltime, m_act_link,
+                      m_act_autoscroll, m_act_hungarian, m_act_hide_dup, m_act_delete_line, m_act_add_separator,
+                      m_act_clear_all, m_act_log_start, m_act_log_stop, m_act_log_play, m_act_log_play_hex});
+    add(tr("Bookmark Manager"), {m_act_open_bookmarks, m_act_edit_bookmarks, m_act_save_bookmarks,
+                                 m_act_save_bookmarks_as});
+    add(tr("Preferences"), {m_act_connection1, m_act_connection2, m_act_edit_definitions, m_act_style});
+    add(tr("Connection"), {m_act_connect1, m_act_ssl1, m_act_connect2, m_act_ssl2, m_act_pause, m_act_disturb1,
+                           m_act_disturb2});
+    add(tr("View"), {m_act_expand_all, m_act_collapse_all});
+    m_toolbarmanager->addToolBar(m_tb_connections, tr("Connection"));
+}
+
+void MainWindow::connectActions()
+{
+    connect(m_act_open_definitions, &QAction::triggered, this, &MainWindow::onOpenDefinitions);
+    connect(m_act_edit_definitions, &QAction::triggered, this, &MainWindow::onEditDefinitions);
+    connect(m_act_close, &QAction::triggered, this, &QWidget::close);
+    connect(m_act_connection1, &QAction::triggered, m_channel1, &Channel::editConnection);
+    connect(m_act_connection2, &QAction::triggered, m_channel2, &Channel::editConnection);
+    connect(m_act_connect1, &QAction::triggered, m_channel1, &Channel::toggleConnected);
+    connect(m_act_connect2, &QAction::triggered, m_channel2, &Channel::toggleConnected);
+    connect(m_act_expand_all, &QAction::triggered, this, &MainWindow::onExpandAll);
+    connect(m_act_collapse_all, &QAction::triggered, this, &MainWindow::onCollapseAll);
+    connect(m_act_style, &QAction::triggered, this, &MainWindow::onStyle);
+    connect(m_act_edit_toolbars, &QAction::triggered, this, &MainWindow::onEditToolbars);
+    connect(m_act_edit_bookmarks, &QAction::triggered, this, &MainWindow::onEditBookmarks);
+    connect(m_act_open_bookmarks, &QAction::triggered, this, &MainWindow::onOpenBookmarks);
+    connect(m_act_save_bookmarks, &QAction::triggered, this, &MainWindow::onSaveBookmarks);
+    connect(m_act_save_bookmarks_as, &QAction::triggered, this, &MainWindow::onSaveBookmarksAs);
+    connect(m_act_add_separator, &QAction::triggered, this, &MainWindow::onAddSeparator);
+    connect(m_act_delete_line, &QAction::triggered, this, &MainWindow::onDeleteLine);
+    connect(m_act_clear_all, &QAction::triggered, this, &MainWindow::onClearAll);
+    connect(m_act_log_start, &QAction::triggered, this, &MainWindow::onLogStart);
+    connect(m_act_log_stop, &QAction::triggered, this, &MainWindow::onLogStop);
+    connect(m_act_log_play, &QAction::triggered, this, &MainWindow::onLogPlay);
+    connect(m_act_log_play_hex, &QAction::triggered, this, &MainWindow::onLogPlayHex);
+    connect(m_act_about, &QAction::triggered, this, &MainWindow::about);
+    connect(m_act_disturb1, &QAction::triggered, m_channel1, &Channel::disturb);
+    connect(m_act_disturb2, &QAction::triggered, m_channel2, &Channel::disturb);
+    connect(m_act_show_bookmarks, &QAction::triggered, this, &MainWindow::onShowBookmarks);
+    connect(m_act_ssl1, &QAction::triggered, m_channel1, &Channel::showSslInformation);
+    connect(m_act_ssl2, &QAction::triggered, m_channel2, &Channel::showSslInformation);
+    connect(m_cb_message->lineEdit(), &QLineEdit::returnPressed, this, &MainWindow::onEnter);
+    connect(m_pb_go1, &QPushButton::clicked, this, &MainWindow::onGo1);
+    connect(m_pb_go2, &QPushButton::clicked, this, &MainWindow::onGo2);
+    // A traced message back into the entry line, to change and send again.
+    connect(m_tv_trace, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
+        const TraceItem* item = m_model->index2item(index);
+        if (item && item->message() && !index.parent().isValid()) {
+            m_cb_message->setEditText(item->text());
+            m_cb_message->setFocus();
+        }
+    });
+}
+
+void MainWindow::restoreHistory()
+{
+    QSettings settings;
+    const QVariant stored = settings.value(QStringLiteral("MainWindow/History"));
+    QStringList history;
+    if (stored.canConvert<QStringList>())
+        history = stored.toStringList();
+    for (const QString& item : std::as_const(history).mid(0, HistoryLimit))
+        m_cb_message->addItem(item);
+    m_cb_message->setCurrentIndex(
+        qBound(-1, settings.value(QStringLiteral("MainWindow/HistoryIndex"), 0).toInt(), m_cb_message->count() - 1));
+}
+
+void MainWindow::initialize()
+{
+    if (!m_definitionspath.isEmpty())
+        loadDefinitionFile(m_definitionspath);
+    m_channel1->connect();
+    m_channel2->connect();
+}
+
+void MainWindow::saveSettings()
+{
+    QSettings settings;
+    for (const Toggle& t : toggles)
+        settings.setValue(QLatin1String(t.key), global[t.flag]);
+}
+
+void MainWindow::updateToggles()
+{
+    global[AutoScroll] = m_act_autoscroll->isChecked();
+    global[RelativeTime] = m_act_reltime->isChecked();
+    global[HungarianNotation] = m_act_hungarian->isChecked();
+    global[TraceRaw] = m_act_trace_raw->isChecked();
+    global[TraceMessageBytes] = m_act_trace_msg->isChecked();
+    global[Decode] = m_act_trace_lut->isChecked();
+    global[HideDuplicates] = m_act_hide_dup->isChecked();
+    global[LinkChannels] = m_act_link->isChecked();
+    global[Pause] = m_act_pause->isChecked();
+    if (m_hidedup != global[HideDuplicates]) {
+        m_hidedup = global[HideDuplicates];
+        QMenuBar* bar = menuBar();
+        bar->setCornerWidget(nullptr, Qt::TopRightCorner);
+        m_lbl_corner->setText(m_hidedup ? QStringLiteral("<font color=\"red\"><b>HIDE DUPLICATES</b></font>")
+                                        : QString());
+        bar->setCornerWidget(m_lbl_corner, Qt::TopRightCorner);
+        m_lbl_corner->show();
+    }
+    // Relative times count from the first line: the column changes as a whole.
+    if (m_model && m_model->rowCount() > 0)
+        Q_EMIT m_model->headerDataChanged(Qt::Horizontal, TraceModel::TimeColumn, TraceModel::TimeColumn);
+    if (m_tv_trace)
+        m_tv_trace->viewport()->update();
+    Q_EMIT globalsChanged();
+}
+
+void MainWindow::selectTarget(int channel)
+{
+    QPushButton* button = channel == 2 ? m_pb_go2 : m_pb_go1;
+    m_target = channel == 2 ? m_channel2 : m_channel1;
+    m_lbl_target->setPixmap(button->icon().pixmap(16, 16));
+    m_lbl_target->setToolTip(tr("Return sends to channel %1").arg(channel == 2 ? 2 : 1));
+}
+
+void MainWindow::sendEntry()
+{
+    const QString text = m_cb_message->currentText();
+    if (text.trimmed().isEmpty())
+        return;
+    // Return has put the text into the history already; a button press
+    // keeps it there the same way.
+    if (m_cb_message->findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive) < 0 &&
+        m_cb_message->count() < HistoryLimit) {
+        m_cb_message->addItem(text);
+        m_cb_message->setCurrentIndex(m_cb_message->count() - 1);
+    }
+    m_target->sendMessage(text);
+    saveHistory();
+}
+
+void MainWindow::onEnter()
+{
+    sendEntry();
+}
+
+void MainWindow::onGo1()
+{
+    selectTarget(1);
+    sendEntry();
+}
+
+void MainWindow::onGo2()
+{
+    selectTarget(2);
+    sendEntry();
+}
+
+void MainWindow::saveHistory()
+{
+    QStringList history;
+    history.reserve(m_cb_message->count());
+    for (int i = 0; i < m_cb_message->count(); ++i)
+        history << m_cb_message->itemText(i);
+    QSettings settings;
+    settings.setValue(QStringLiteral("MainWindow/History"), history);
+    settings.setValue(QStringLiteral("MainWindow/HistoryIndex"), m_cb_message->currentIndex());
+    settings.setValue(QStringLiteral("MainWindow/TargetChannel"), m_target == m_channel2 ? 2 : 1);
+}
+
+void MainWindow::onStateChanged1()
+{
+    m_channel1->updateStateActions(m_act_connect1, m_act_ssl1);
+}
+
+void MainWindow::onStateChanged2()
+{
+    m_channel2->updateStateActions(m_act_connect2, m_act_ssl2);
+}
+
+void MainWindow::onAppended(const QModelIndex& index)
+{
+    if (global[AutoScroll])
+        m_tv_trace->setCurrentIndex(index);
+    if (m_log) {
+        m_log->write(m_model->data(index, TraceModel::LogRole).toString().toUtf8());
+        m_logflush->start();
+    }
+}
+
+void MainWindow::onExpandAll()
+{
+    m_tv_trace->expandAll();
+}
+
+void MainWindow::onCollapseAll()
+{
+    m_tv_trace->collapseAll();
+}
+
+void MainWindow::message(const QString& text, StyleColor color, const QString& source)
+{
+    QStringList lines = text.split(QLatin1Char('\n'));
+    while (!lines.isEmpty() && lines.constFirst().trimmed().isEmpty())
+        lines.removeFirst();
+    while (!lines.isEmpty() && lines.constLast().trimmed().isEmpty())
+        lines.removeLast();
+    for (const QString& line : std::as_const(lines))
+        m_model->append(source, line, color);
+}
+
+void MainWindow::message(const QString& text, StyleColor color)
+{
+    message(text, color, source(Main));
+}
+
+void MainWindow::message(const QString& text, const QString& source)
+{
+    message(text, ColorText, source);
+}
+
+void MainWindow::message(const QString& text)
+{
+    message(text, ColorText, source(Main));
+}
+
+void MainWindow::onDeleteLine()
+{
+    QModelIndex index = m_tv_trace->currentIndex();
+    if (!index.isValid())
+        return;
+    while (index.parent().isValid())
+        index = index.parent();
+    m_model->remove(index);
+}
+
+void MainWindow::onAddSeparator()
+{
+    m_model->appendSeparator();
+}
+
+void MainWindow::onClearAll()
+{
+    m_model->clear();
+    m_channel1->clearLastData();
+    m_channel2->clearLastData();
+}
+
+void MainWindow::onStyle()
+{
+    if (m_styledialog) {
+        Tools::raiseWindow(m_styledialog);
+        return;
+    }
+    m_styledialog = new StyleDialog(this);
+    m_styledialog->setAttribute(Qt::WA_DeleteOnClose);
+    m_styledialog->setStyle(m_style);
+    connect(m_styledialog, &StyleDialog::apply, this, &MainWindow::onApplyStyle);
+    m_styledialog->show();
+}
+
+void MainWindow::onApplyStyle(const StyleSettings& style)
+{
+    m_style = style;
+    QSettings settings;
+    m_style.saveToSettings(settings, QStringLiteral("MainWindow/Style"));
+    updateStyle();
+}
+
+void MainWindow::updateStyle()
+{
+    const QPalette palette = m_style.palette();
+    m_tv_trace->setPalette(palette);
+    m_bookmarkwidget->setPalette(palette);
+    m_cb_message->setPalette(palette);
+    m_cb_message->setFont(m_style.codeFont());
+    if (m_bookmarkeditor)
+        m_bookmarkeditor->setStyle(palette, m_style.codeFont());
+    m_model->setStyle(&m_style);
+    m_tv_trace->viewport()->update();
+}
+
+void MainWindow::onEditToolbars()
+{
+    if (m_toolbardialog) {
+        Tools::raiseWindow(m_toolbardialog);
+        return;
+    }
+    m_toolbardialog = new QtToolBarDialog(this);
+    m_toolbardialog->setAttribute(Qt::WA_DeleteOnClose);
+    m_toolbardialog->setToolBarManager(m_toolbarmanager);
+    connect(m_toolbardialog, &QtToolBarDialog::changed, this, &MainWindow::onToolbarsChanged);
+    m_toolbardialog->show();
+}
+
+void MainWindow::onToolbarsChanged()
+{
+    QSettings settings;
+    settings.setValue(QStringLiteral("MainWindow/ToolBars"), m_toolbarmanager->saveState(0));
+}
+
+void MainWindow::setBookmarks(BookmarkList* list)
+{
+    if (list == m_bookmarks)
+        return;
+    BookmarkList* old = m_bookmarks;
+    m_bookmarks = list;
+    list->setParent(this);
+    list->setMenu(m_mnu_bookmarks);
+    list->setToolBar(m_tb_bookmarks);
+    m_bookmarkwidget->setBookmarks(list);
+    if (m_bookmarkeditor)
+        m_bookmarkeditor->setBookmarks(list);
+    connect(list, &BookmarkList::activated, this, &MainWindow::onBookmarkActivated);
+    connect(list, &BookmarkList::dirtyChanged, m_act_save_bookmarks, &QAction::setEnabled);
+    m_act_save_bookmarks->setEnabled(list->isDirty());
+    if (old) {
+        old->setMenu(nullptr);
+        old->setToolBar(nullptr);
+        delete old;
+    }
+}
+
+void MainWindow::onBookmarkActivated(QAction* action)
+{
+    const QString text = action ? action->data().toString() : QString();
+    if (!text.isEmpty())
+        m_target->sendMessage(text);
+}
+
+bool MainWindow::loadBookmarks(const QString& path)
+{
+    auto list = std::make_unique<BookmarkList>();
+    BookmarkParser parser(list.get());
+    const bool ok = parser.parse(path);
+    if (!parser.warnings().isEmpty())
+        message(parser.warnings(), ColorText, source(Bookmarks));
+    if (!ok) {
+        message(parser.formatError(), ColorError, source(Bookmarks));
+        return false;
+    }
+    list->setClean();
+    setBookmarks(list.release());
+    m_bookmarkspath = path;
+    message(tr("Loaded bookmarks from %1").arg(QDir::toNativeSeparators(path)), source(Bookmarks));
+    return true;
+}
+
+void MainWindow::rememberPath(const char* key, const QString& path)
+{
+    QSettings settings;
+    settings.setValue(QLatin1String(key), path);
+    settings.sync();
+}
+
+void MainWindow::onOpenBookmarks()
+{
+    if (!canDiscard())
+        return;
+    QString start = QSettings().value(QStringLiteral("MainWindow/LastBookmarksPath")).toString();
+    if (start.isEmpty())
+        start = Tools::documentsPath();
+    const QString path = QFileDialog::getOpenFileName(this, tr("Open Bookmarks"), start,
+                                                      tr("Bookmarks") + QStringLiteral(" (*.qrvbm);;") +
+                                                          Tools::allFilesFilter());
+    if (path.isEmpty())
+        return;
+    if (loadBookmarks(path))
+        rememberPath("MainWindow/LastBookmarksPath", path);
+}
+
+bool MainWindow::saveBookmarks(const QString& path)
+{
+    const QString temporary = path + QStringLiteral(".tmp");
+    const QString backup = path + QStringLiteral(".bak");
+    BookmarkWriter writer;
+    if (!writer.write(m_bookmarks, temporary)) {
+        message(writer.errorString(), ColorError, source(Bookmarks));
+        return false;
+    }
+    const QByteArray target = QFile::encodeName(path);
+    const QByteArray old = QFile::encodeName(backup);
+    const QByteArray fresh = QFile::encodeName(temporary);
+    if (QFile::exists(backup) && std::remove(old.constData()) != 0) {
+        message(tr("Could not delete old backup %1: %2").arg(QDir::toNativeSeparators(backup), errnoText()),
+                ColorError, source(Bookmarks));
+        return false;
+    }
+    if (QFile::exists(path) && std::rename(target.constData(), old.constData()) != 0) {
+        message(tr("Could not rename %1 to %2: %3")
+                    .arg(QDir::toNativeSeparators(path), QDir::toNativeSeparators(backup), errnoText()),
+                ColorError, source(Bookmarks));
+        return false;
+    }
+    if (std::rename(fresh.constData(), target.constData()) != 0) {
+        message(tr("Could not rename %1 to %2: %3")
+                    .arg(QDir::toNativeSeparators(temporary), QDir::toNativeSeparators(path), errnoText()),
+                ColorError, source(Bookmarks));
+        return false;
+    }
+    m_bookmarks->setClean();
+    return true;
+}
+
+bool MainWindow::onSaveBookmarks()
+{
+    if (m_bookmarkspath.isEmpty())
+        return onSaveBookmarksAs();
+    return saveBookmarks(m_bookmarkspath);
+}
+
+bool MainWindow::onSaveBookmarksAs()
+{
+    QString start = m_bookmarkspath;
+    if (start.isEmpty())
+        start = Tools::documentsPath();
+    const QString path = QFileDialog::getSaveFileName(this, tr("Save Bookmarks"), start,
+                                                      tr("Bookmarks") + QStringLiteral(" (*.qrvbm);;") +
+                                                          Tools::allFilesFilter());
+    if (path.isEmpty() || !saveBookmarks(path))
+        return false;
+    m_bookmarkspath = path;
+    rememberPath("MainWindow/LastBookmarksPath", path);
+    return true;
+}
+
+bool MainWindow::canDiscard()
+{
+    if (!m_bookmarks || !m_bookmarks->isDirty())
+        return true;
+    const auto answer = QMessageBox::question(this, windowTitle(),
+                                              tr("There are unsaved bookmarks. What do you want to do?"),
+                                              QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel,
+                                              QMessageBox::Cancel);
+    if (answer == QMessageBox::Discard)
+        return true;
+    if (answer == QMessageBox::Save)
+        return onSaveBookmarks();
+    return false;
+}
+
+void MainWindow::onEditBookmarks()
+{
+    if (m_bookmarkeditor) {
+        Tools::raiseWindow(m_bookmarkeditor);
+        return;
+    }
+    m_bookmarkeditor = new BookmarkEditor(this);
+    m_bookmarkeditor->setAttribute(Qt::WA_DeleteOnClose);
+    m_bookmarkeditor->setTags(m_tags.get());
+    m_bookmarkeditor->setStyle(m_style.palette(), m_style.codeFont());
+    m_bookmarkeditor->setBookmarks(m_bookmarks);
+    m_bookmarkeditor->show();
+}
+
+void MainWindow::onShowBookmarks()
+{
+    m_dock_bookmarks->show();
+    m_dock_bookmarks->raise();
+}
+
+bool MainWindow::loadDefinitionFile(const QString& path)
+{
+    QRV16::Parser parser;
+    const bool ok = parser.parse(path);
+    if (!parser.warnings().isEmpty())
+        message(parser.warnings(), ColorText, source(Definitions));
+    std::unique_ptr<QRV16::Item> root(ok ? parser.takeRoot() : nullptr);
+    if (!root) {
+        message(parser.formatError(), ColorError, source(Definitions));
+        return false;
+    }
+    setTags(root.release());
+    m_definitionspath = path;
+    message(tr("Loaded definitions from %1").arg(QDir::toNativeSeparators(path)), source(Definitions));
+    return true;
+}
+
+void MainWindow::onOpenDefinitions()
+{
+    const QString start = QSettings().value(QStringLiteral("MainWindow/LastDefinitionsPath")).toString();
+    const QString path = QFileDialog::getOpenFileName(this, tr("Open QRV16 definitions"), start,
+                                                      tr("QRV16 Definition Files") + QStringLiteral(" (*.qrvdef);;") +
+                                                          Tools::allFilesFilter());
+    if (!path.isEmpty() && loadDefinitionFile(path))
+        rememberPath("MainWindow/LastDefinitionsPath", path);
+}
+
+void MainWindow::onDefinitionsEdited(QRV16::Item* root, const QString& path)
+{
+    setTags(root);
+    message(tr("Updated from %1").arg(QDir::toNativeSeparators(path)), source(Definitions));
+    if (!path.isEmpty()) {
+        m_definitionspath = path;
+        rememberPath("MainWindow/LastDefinitionsPath", path);
+    }
+}
+
+void MainWindow::setTags(QRV16::Item* root)
+{
+    std::unique_ptr<QRV16::TagDataLut> tags(root ? new QRV16::TagDataLut(root) : nullptr);
+    // The model and the editor switch before the old tables go.
+    m_model->setTags(tags.get());
+    if (m_bookmarkeditor)
+        m_bookmarkeditor->setTags(tags.get());
+    m_tags = std::move(tags);
+    m_root.reset(root);
+    m_tv_trace->viewport()->update();
+}
+
+void MainWindow::about()
+{
+    QMessageBox::about(this, tr("About korvgui"),
+                       tr("<h3>korvgui %1</h3>"
+                          "<p>A workbench for controllers that speak the QRV16 message protocol: "
+                          "type messages, send them on two channels, watch the decoded trace.</p>"
+                          "<p>Built with Qt %2.</p>"
+                          "<p>Icons from the Silk icon set by Mark James, "
+                          "<a href=\"http://www.famfamfam.com/lab/icons/silk/\">famfamfam.com</a>, "
+                          "licensed under Creative Commons Attribution 2.5.</p>")
+                           .arg(QCoreApplication::applicationVersion(), QString::fromLatin1(qVersion())));
+}
+
+void MainWindow::onEditDefinitions()
+{
+    message(tr("The definitions editor is not available in this build."), ColorError);
+}
+
+bool MainWindow::isLogging() const
+{
+    return m_log != nullptr;
+}
+
+QString MainWindow::logDialogPath() const
+{
+    const QString last = QSettings().value(QStringLiteral("MainWindow/LastLogPath")).toString();
+    return last.isEmpty() ? Tools::documentsPath() : last;
+}
+
+void MainWindow::setLogActions(bool logging)
+{
+    m_act_log_start->setEnabled(!logging);
+    m_act_log_stop->setEnabled(logging);
+}
+
+void MainWindow::onLogStart()
+{
+    const QString path = QFileDialog::getSaveFileName(this, tr("Log to file"), logDialogPath(),
+                                                      tr("Log files") + QStringLiteral(" (*.csv);;") +
+                                                          Tools::allFilesFilter());
+    if (!path.isEmpty())
+        startLog(path);
+}
+
+bool MainWindow::startLog(const QString& path)
+{
+    if (m_log && QFileInfo(m_log->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath())
+        return true;
+    if (QFile::exists(path))
+        QFile::remove(path);
+    auto file = std::make_unique<QFile>(path);
+    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
+        message(file->errorString(), ColorError, source(Log));
+        return false;
+    }
+    rememberPath("MainWindow/LastLogPath", path);
+    onLogStop();
+    if (!m_logflush) {
+        m_logflush = new QTimer(this);
+        m_logflush->setInterval(1000);
+        m_logflush->setSingleShot(true);
+        connect(m_logflush, &QTimer::timeout, this, &MainWindow::onLogFlush);
+    }
+    m_log = std::move(file);
+    message(tr("Logging to %1").arg(QDir::toNativeSeparators(path)), source(Log));
+    setLogActions(true);
+    return true;
+}
+
+void MainWindow::onLogStop()
+{
+    if (m_log) {
+        // Said while the file is open, so that the log records its own end.
+        if (m_model)
+            message(tr("Stopped logging to %1").arg(QDir::toNativeSeparators(m_log->fileName())), source(Log));
+        m_log->close();
+        m_log.reset();
+    }
+    if (m_logflush)
+        m_logflush->stop();
+    if (m_act_log_start)
+        setLogActions(false);
+}
+
+void MainWindow::onLogFlush()
+{
+    if (m_log)
+        m_log->flush();
+}
+
+void MainWindow::onLogPlay()
+{
+    const QString path = QFileDialog::getOpenFileName(this, tr("Replay log"), logDialogPath(),
+                                                      tr("Log files") + QStringLiteral(" (*.csv);;") +
+                                                          Tools::allFilesFilter());
+    if (path.isEmpty())
+        return;
+    rememberPath("MainWindow/LastLogPath", path);
+    replayLog(path);
+}
+
+bool MainWindow::replayLog(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        message(file.errorString(), ColorError, source(Log));
+        return false;
+    }
+    m_model->appendSeparator();
+    message(tr("Replay of file %1").arg(QDir::toNativeSeparators(path)), source(Log));
+    QRV16::MessageParser parser(m_tags.get());
+    while (!file.atEnd()) {
+        const QString line = QString::fromUtf8(file.readLine());
+        const QStringList fields = Tools::splitCSV(line);
+        if (fields.isEmpty())
+            continue;
+        const QDateTime time = recordTime(fields.value(0));
+        const QString from = fields.value(1);
+        const QString text = fields.value(2);
+        const StyleColor color = StyleColor(recordNumber(fields, 3));
+        const QList<QRV16::Message> messages = text.isEmpty() ? QList<QRV16::Message>() : parser.parseList(text);
+        if (messages.isEmpty() || parser.hasError()) {
+            m_model->append(from, text, color, time);
+            continue;
+        }
+        for (const QRV16::Message& msg : messages)
+            m_model->append(from, msg, color, time, recordNumber(fields, 4), recordNumber(fields, 5));
+    }
+    m_model->appendSeparator();
+    return true;
+}
+
+void MainWindow::onLogPlayHex()
+{
+    const QString path = QFileDialog::getOpenFileName(this, tr("Replay hex dump"), logDialogPath(),
+                                                      tr("Log files") + QStringLiteral(" (*.csv);;") +
+                                                          Tools::allFilesFilter());
+    if (path.isEmpty())
+        return;
+    rememberPath("MainWindow/LastLogPath", path);
+    replayHexDump(path);
+}
+
+bool MainWindow::replayHexDump(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        message(file.errorString(), ColorError, source(Log));
+        return false;
+    }
+    m_model->appendSeparator();
+    message(tr("Replay hex dump of file %1").arg(QDir::toNativeSeparators(path)), source(Log));
+    // A paused display would drop every replayed byte: pause is lifted for
+    // the replay, and the action's state is taken again afterwards.
+    global[Pause] = false;
+    QPointer<MainWindow> alive(this);
+    QByteArray bytes;
+    while (!file.atEnd()) {
+        const QStringList fields = Tools::splitCSV(QString::fromUtf8(file.readLine(HexLineLimit)));
+        if (!fields.isEmpty()) {
+            const QDateTime time = recordTime(fields.value(0));
+            const QString from = fields.value(1);
+            const QString text = fields.value(2);
+            const StyleColor color = StyleColor(recordNumber(fields, 3));
+            const bool byteLine = from.endsWith(QLatin1String(" Con")) || from.endsWith(QLatin1String(" Raw"));
+            Channel* target = channel(from.section(QLatin1Char(' '), 0, 0).toInt());
+            if (!target)
+                target = m_target;
+            // Bytes that were sent come back as what they were, not as input.
+            const bool sent = color == channelColor(ColorRawTx1, target->number());
+            if (byteLine && !sent && parseHexPairs(text, &bytes))
+                target->replay(time, bytes);
+            else
+                m_model->append(from, text, color, time);
+        }
+        // Long replays keep the window alive.
+        QCoreApplication::processEvents();
+        if (!alive)
+            return false;
+    }
+    m_model->appendSeparator();
+    updateToggles();
+    return true;
+}
+
+void MainWindow::closeEvent(QCloseEvent* event)
+{
+    if (!canDiscard()) {
+        event->ignore();
+        return;
+    }
+    QSettings settings;
+    settings.setValue(QStringLiteral("MainWindow/Geometry"), Tools::saveWidgetGeometry(this));
+    settings.setValue(QStringLiteral("MainWindow/State"), saveState(0));
+    settings.setValue(QStringLiteral("MainWindow/ToolBars"), m_toolbarmanager->saveState(0));
+    settings.setValue(QStringLiteral("MainWindow/TreeHeader"), m_tv_trace->header()->saveState());
+    saveSettings();
+    saveHistory();
+    if (m_editor)
+        m_editor->close();
+    event->accept();
+}

@@ -1,10 +1,50 @@
 #pragma once
 
-// The main window's process-wide display flags, read by the trace model,
-// the channels and the trace printers.
-class MainWindow
+#include "app/stylesettings.h"
+
+#include <QByteArray>
+#include <QMainWindow>
+#include <QPointer>
+#include <QString>
+
+#include <memory>
+
+class BookmarkEditor;
+class BookmarkList;
+class BookmarkWidget;
+class Channel;
+class QAction;
+class QComboBox;
+class QDockWidget;
+class QFile;
+class QLabel;
+class QMenu;
+class QModelIndex;
+class QPushButton;
+class QTimer;
+class QToolBar;
+class QTreeView;
+class QtToolBarDialog;
+class QtToolBarManager;
+class StyleDialog;
+class TraceDelegate;
+class TraceModel;
+
+namespace QRV16 {
+class Item;
+class TagDataLut;
+} // namespace QRV16
+
+// The program's window: the trace of two channels, the entry line with its
+// send buttons, the bookmark panel, menus and the connection toolbar. Every
+// status text reaches the user as a trace line through message().
+class MainWindow : public QMainWindow
 {
+    Q_OBJECT
+
 public:
+    // Process-wide display flags, read by the trace model, the channels and
+    // the trace printers; updateToggles() copies them from the actions.
     enum GlobalFlag {
         AutoScroll = 0,
         RelativeTime = 1,
@@ -17,6 +57,172 @@ public:
         Pause = 8,
         GlobalCount
     };
-
     static bool global[GlobalCount];
+
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    // "-d FILE", "--definitions FILE", "-b FILE", "--bookmarks FILE"; the
+    // last occurrence wins, an option without a value is ignored, anything
+    // else is skipped. Argument 0 is not part of `args`.
+    static void parseArguments(const QStringList& args, QString* definitions, QString* bookmarks);
+
+    TraceModel* traceModel() const { return m_model; }
+    Channel* channel(int number) const;
+    Channel* targetChannel() const { return m_target; }
+    BookmarkList* bookmarks() const { return m_bookmarks; }
+    const QRV16::Item* definitions() const { return m_root.get(); }
+    const QRV16::TagDataLut* tags() const { return m_tags.get(); }
+    QString definitionsPath() const { return m_definitionspath; }
+    QString bookmarksPath() const { return m_bookmarkspath; }
+    bool isLogging() const;
+
+    void message(const QString& text, StyleColor color, const QString& source);
+    void message(const QString& text, StyleColor color);
+    void message(const QString& text, const QString& source);
+    void message(const QString& text);
+
+public Q_SLOTS:
+    void initialize();
+    void saveSettings();
+    void updateToggles();
+    void selectTarget(int channel);
+    void onEnter();
+    void onGo1();
+    void onGo2();
+    void onStateChanged1();
+    void onStateChanged2();
+    void onAppended(const QModelIndex& index);
+    void onExpandAll();
+    void onCollapseAll();
+    void onStyle();
+    void updateStyle();
+    void onApplyStyle(const StyleSettings& style);
+    void onEditToolbars();
+    void onToolbarsChanged();
+    void onEditBookmarks();
+    void onShowBookmarks();
+    void setBookmarks(BookmarkList* list);
+    void onBookmarkActivated(QAction* action);
+    void onDeleteLine();
+    void onAddSeparator();
+    void onClearAll();
+    void onLogStart();
+    void onLogStop();
+    void onLogFlush();
+    void onLogPlay();
+    void onLogPlayHex();
+    void saveHistory();
+    bool saveBookmarks(const QString& path);
+    bool onSaveBookmarks();
+    bool onSaveBookmarksAs();
+    bool canDiscard();
+    bool loadBookmarks(const QString& path);
+    void onOpenBookmarks();
+    bool loadDefinitionFile(const QString& path);
+    void onOpenDefinitions();
+    void onEditDefinitions();
+    void onDefinitionsEdited(QRV16::Item* root, const QString& path);
+    void setTags(QRV16::Item* root);
+    void about();
+
+    // The log and replay steps without their file dialogs.
+    bool startLog(const QString& path);
+    bool replayLog(const QString& path);
+    bool replayHexDump(const QString& path);
+
+Q_SIGNALS:
+    void globalsChanged();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void setupUi();
+    QAction* createAction(const char* objectName, const QString& text, const QString& toolTip,
+                          const QString& icon, const QKeySequence& shortcut = QKeySequence());
+    void setupMenus();
+    void setupToolBarManager();
+    void connectActions();
+    void restoreHistory();
+    void sendEntry();
+    void setLogActions(bool logging);
+    QString logDialogPath() const;
+    void rememberPath(const char* key, const QString& path);
+
+    // Form; owned by the window through Qt's parent chain.
+    QWidget* m_central_widget = nullptr;
+    QTreeView* m_tv_trace = nullptr;
+    QLabel* m_lbl_target = nullptr;
+    QComboBox* m_cb_message = nullptr;
+    QPushButton* m_pb_go1 = nullptr;
+    QPushButton* m_pb_go2 = nullptr;
+    QMenu* m_mnu_file = nullptr;
+    QMenu* m_mnu_trace = nullptr;
+    QMenu* m_mnu_bookmarks = nullptr;
+    QMenu* m_mnu_connection = nullptr;
+    QMenu* m_mnu_help = nullptr;
+    QToolBar* m_tb_connections = nullptr;
+    QToolBar* m_tb_bookmarks = nullptr;
+    QLabel* m_lbl_corner = nullptr;
+    QDockWidget* m_dock_bookmarks = nullptr;
+    BookmarkWidget* m_bookmarkwidget = nullptr;
+
+    QAction* m_act_open_definitions = nullptr;
+    QAction* m_act_edit_definitions = nullptr;
+    QAction* m_act_close = nullptr;
+    QAction* m_act_connection1 = nullptr;
+    QAction* m_act_connection2 = nullptr;
+    QAction* m_act_connect1 = nullptr;
+    QAction* m_act_connect2 = nullptr;
+    QAction* m_act_trace_raw = nullptr;
+    QAction* m_act_trace_msg = nullptr;
+    QAction* m_act_trace_lut = nullptr;
+    QAction* m_act_expand_all = nullptr;
+    QAction* m_act_collapse_all = nullptr;
+    QAction* m_act_link = nullptr;
+    QAction* m_act_style = nullptr;
+    QAction* m_act_edit_toolbars = nullptr;
+    QAction* m_act_edit_bookmarks = nullptr;
+    QAction* m_act_open_bookmarks = nullptr;
+    QAction* m_act_save_bookmarks = nullptr;
+    QAction* m_act_save_bookmarks_as = nullptr;
+    QAction* m_act_add_separator = nullptr;
+    QAction* m_act_delete_line = nullptr;
+    QAction* m_act_clear_all = nullptr;
+    QAction* m_act_autoscroll = nullptr;
+    QAction* m_act_log_start = nullptr;
+    QAction* m_act_log_stop = nullptr;
+    QAction* m_act_log_play = nullptr;
+    QAction* m_act_log_play_hex = nullptr;
+    QAction* m_act_about = nullptr;
+    QAction* m_act_reltime = nullptr;
+    QAction* m_act_hide_dup = nullptr;
+    QAction* m_act_hungarian = nullptr;
+    QAction* m_act_disturb1 = nullptr;
+    QAction* m_act_disturb2 = nullptr;
+    QAction* m_act_pause = nullptr;
+    QAction* m_act_show_bookmarks = nullptr;
+    QAction* m_act_ssl1 = nullptr;
+    QAction* m_act_ssl2 = nullptr;
+
+    QString m_definitionspath;
+    QString m_bookmarkspath;
+    TraceModel* m_model = nullptr;       // Owned (child).
+    TraceDelegate* m_delegate = nullptr; // Owned (child).
+    Channel* m_channel1 = nullptr;       // Owned (child).
+    Channel* m_channel2 = nullptr;       // Owned (child).
+    Channel* m_target = nullptr;         // One of the two; never null.
+    BookmarkList* m_bookmarks = nullptr; // Owned (child).
+    std::unique_ptr<QRV16::Item> m_root;
+    std::unique_ptr<QRV16::TagDataLut> m_tags;
+    StyleSettings m_style;
+    QtToolBarManager* m_toolbarmanager = nullptr; // Owned (child).
+    QPointer<QtToolBarDialog> m_toolbardialog;
+    QPointer<BookmarkEditor> m_bookmarkeditor;
+    QPointer<StyleDialog> m_styledialog;
+    QPointer<QWidget> m_editor;
+    std::unique_ptr<QFile> m_log;
+    QTimer* m_logflush = nullptr; // Owned (child); made on first use.
+    bool m_hidedup = false;       // flag 6 as last shown in the banner
 };

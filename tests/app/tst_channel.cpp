@@ -17,6 +17,7 @@
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <QTreeWidget>
 #include <QtTest>
 
@@ -116,6 +117,8 @@ private Q_SLOTS:
     void loopbackConversation();
     void settingsAreKeptInTheChannelsGroup();
     void sslInformationDialog();
+    void linkRelaysToTheOtherChannel_data();
+    void linkRelaysToTheOtherChannel();
 
 private:
     std::unique_ptr<QRV16::Item> m_root;
@@ -556,6 +559,52 @@ void TestChannel::sslInformationDialog()
         sections << tree->topLevelItem(i)->text(0);
     QCOMPARE(sections, (QStringList{QStringLiteral("Peer certificate"), QStringLiteral("Peer CA chain")}));
     dialog->close();
+}
+
+void TestChannel::linkRelaysToTheOtherChannel_data()
+{
+    QTest::addColumn<bool>("linked");
+    QTest::addColumn<bool>("paused");
+    QTest::newRow("linked") << true << false;
+    QTest::newRow("linked while paused") << true << true;
+    QTest::newRow("not linked") << false << false;
+}
+
+void TestChannel::linkRelaysToTheOtherChannel()
+{
+    QFETCH(bool, linked);
+    QFETCH(bool, paused);
+    // Channel 2 is a client of a plain server that stands for the far peer.
+    QTcpServer peer;
+    QVERIFY(peer.listen(QHostAddress::LocalHost));
+    Channel other(2);
+    other.setModel(m_model.get());
+    ConnectionSettings clientSide;
+    clientSide.setMode(ConnectionSettings::ClientMode);
+    clientSide.setClientAddress(QStringLiteral("127.0.0.1"));
+    clientSide.setClientPort(peer.serverPort());
+    other.setSettings(clientSide);
+    other.connect();
+    QTRY_VERIFY(peer.hasPendingConnections());
+    std::unique_ptr<QTcpSocket> far(peer.nextPendingConnection());
+    QTRY_VERIFY(other.connection()->isConnected());
+
+    m_channel->setLinkedChannel(&other);
+    MainWindow::global[MainWindow::LinkChannels] = linked;
+    MainWindow::global[MainWindow::Pause] = paused;
+    const QByteArray bytes = bytesOf(QStringLiteral("1001=6"), nullptr);
+    m_channel->receive(-1, -1, bytes.left(2));
+    m_channel->receive(-1, -1, bytes.mid(2));
+    QByteArray arrived;
+    if (linked) {
+        QTRY_COMPARE(arrived += far->readAll(), bytes);
+    } else {
+        QTest::qWait(50);
+        QVERIFY(far->readAll().isEmpty());
+    }
+    // Relayed bytes are not traced as sent on the other channel.
+    QCOMPARE(lines(*m_model).filter(QStringLiteral("2|")), QStringList());
+    other.setModel(nullptr);
 }
 
 QTEST_MAIN(TestChannel)

@@ -1,0 +1,591 @@
+#include "app/channel.h"
+#include "app/mainwindow.h"
+#include "app/tools.h"
+#include "app/tracemodel.h"
+
+#include "bookmarks/bookmarklist.h"
+#include "connection/connection.h"
+#include "qrv16/item.h"
+#include "qrv16/tagdatalut.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QToolBar>
+#include <QTreeView>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrv16>
+  <tag name="GetStatus" id="0xD001"/>
+  <tag name="PumpId" id="0x1001"/>
+  <tag name="StationName" id="0x3001"/>
+</qrv16>
+)";
+
+const char bookmarkFile[] = R"(<?xml version="1.0"?>
+<qrvbm>
+  <bookmark>
+    <text>Status</text>
+    <message>GetStatus=(PumpId=1)</message>
+  </bookmark>
+</qrvbm>
+)";
+
+bool writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
+}
+
+QByteArray readFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList lines(const TraceModel& model)
+{
+    QStringList out;
+    for (int row = 0; row < model.rowCount(); ++row)
+        out << model.index(row, TraceModel::SourceColumn).data().toString() + QLatin1Char('|') +
+                   model.index(row, TraceModel::TextColumn).data().toString();
+    return out;
+}
+
+// Answers the next message box with `button` once it is up.
+void answerMessageBox(QMessageBox::StandardButton button, bool* asked)
+{
+    QTimer::singleShot(0, [button, asked] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        *asked = true;
+        box->button(button)->click();
+    });
+}
+
+} // namespace
+
+class TestMainWindow : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void arguments_data();
+    void arguments();
+    void firstStartDefaults();
+    void togglesAreSavedAndRestored();
+    void hideDuplicatesBanner();
+    void messageSplitsLines_data();
+    void messageSplitsLines();
+    void entryLineSendsAndKeepsHistory();
+    void goButtonsSelectTheTarget();
+    void definitionsLoadAndFailKeepsOldTree();
+    void definitionsFromSettingsAtStart();
+    void bookmarksLoadActivateAndFail();
+    void bookmarkSaveRotatesBackup();
+    void bookmarkSaveFailureKeepsOldFile();
+    void closeWithUnsavedBookmarks_data();
+    void closeWithUnsavedBookmarks();
+    void deleteLineRemovesTheWholeMessage();
+    void logWritesRecords();
+    void logSameFileKeepsItOtherFileIsReplaced();
+    void logFailureIsReported();
+    void replayLogDecodesAfresh();
+    void replayHexDumpFeedsTheChannel();
+    void actionsMenusAndToolbar();
+
+private:
+    std::unique_ptr<MainWindow> makeWindow();
+    QTemporaryDir m_dir;
+    QString m_defs;
+};
+
+void TestMainWindow::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
+    QCoreApplication::setApplicationName(QStringLiteral("korvgui-test"));
+    QVERIFY(m_dir.isValid());
+    m_defs = m_dir.filePath(QStringLiteral("defs.qrvdef"));
+    QVERIFY(writeFile(m_defs, definitions));
+}
+
+void TestMainWindow::init()
+{
+    QSettings().clear();
+}
+
+void TestMainWindow::cleanup()
+{
+    QSettings().clear();
+}
+
+std::unique_ptr<MainWindow> TestMainWindow::makeWindow()
+{
+    auto window = std::make_unique<MainWindow>();
+    // Keep the deferred start-up from connecting channels behind the test's back.
+    return window;
+}
+
+void TestMainWindow::arguments_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("definitions");
+    QTest::addColumn<QString>("bookmarks");
+    QTest::newRow("nothing") << QStringList() << QString() << QString();
+    QTest::newRow("short forms") << QStringList{"-d", "a.qrvdef", "-b", "b.qrvbm"} << "a.qrvdef" << "b.qrvbm";
+    QTest::newRow("long forms") << QStringList{"--bookmarks", "b.qrvbm", "--definitions", "a.qrvdef"} << "a.qrvdef"
+                                << "b.qrvbm";
+    QTest::newRow("the last occurrence wins")
+        << QStringList{"-d", "first.qrvdef", "--definitions", "second.qrvdef"} << "second.qrvdef" << QString();
+    QTest::newRow("an option standing last is ignored") << QStringList{"-b", "b.qrvbm", "-d"} << QString() << "b.qrvbm";
+    QTest::newRow("other arguments are skipped")
+        << QStringList{"-style", "fusion", "-d", "a.qrvdef", "extra"} << "a.qrvdef" << QString();
+    QTest::newRow("a value that looks like an option is still a value")
+        << QStringList{"-d", "-b", "x"} << "-b" << QString();
+}
+
+void TestMainWindow::arguments()
+{
+    QFETCH(QStringList, args);
+    QFETCH(QString, definitions);
+    QFETCH(QString, bookmarks);
+    QString d;
+    QString b;
+    MainWindow::parseArguments(args, &d, &b);
+    QCOMPARE(d, definitions);
+    QCOMPARE(b, bookmarks);
+}
+
+void TestMainWindow::firstStartDefaults()
+{
+    auto window = makeWindow();
+    const auto checked = [&](const char* name) { return window->findChild<QAction*>(QLatin1String(name))->isChecked(); };
+    QVERIFY(!checked("m_act_trace_raw"));
+    QVERIFY(!checked("m_act_trace_msg"));
+    QVERIFY(checked("m_act_trace_lut"));
+    QVERIFY(checked("m_act_autoscroll"));
+    QVERIFY(checked("m_act_link"));
+    QVERIFY(!checked("m_act_hide_dup"));
+    QVERIFY(!checked("m_act_pause"));
+    QCOMPARE(window->targetChannel(), window->channel(1));
+    QVERIFY(MainWindow::global[MainWindow::Decode]);
+    QVERIFY(MainWindow::global[MainWindow::LinkChannels]);
+    QVERIFY(!MainWindow::global[MainWindow::TraceRaw]);
+    QVERIFY(window->bookmarks());
+    QCOMPARE(window->bookmarks()->count(), 0);
+    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_save_bookmarks"))->isEnabled());
+    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_log_stop"))->isEnabled());
+}
+
+void TestMainWindow::togglesAreSavedAndRestored()
+{
+    {
+        auto window = makeWindow();
+        window->findChild<QAction*>(QStringLiteral("m_act_trace_raw"))->setChecked(true);
+        window->findChild<QAction*>(QStringLiteral("m_act_trace_lut"))->setChecked(false);
+        window->findChild<QAction*>(QStringLiteral("m_act_pause"))->setChecked(true);
+        QVERIFY(MainWindow::global[MainWindow::TraceRaw]);
+        QVERIFY(MainWindow::global[MainWindow::Pause]);
+    }
+    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TraceRaw")).toBool(), true);
+    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TraceLut")).toBool(), false);
+    auto window = makeWindow();
+    QVERIFY(window->findChild<QAction*>(QStringLiteral("m_act_trace_raw"))->isChecked());
+    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_trace_lut"))->isChecked());
+    // Pause is never kept.
+    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_pause"))->isChecked());
+    QVERIFY(!MainWindow::global[MainWindow::Pause]);
+}
+
+void TestMainWindow::hideDuplicatesBanner()
+{
+    auto window = makeWindow();
+    QSignalSpy changed(window.get(), &MainWindow::globalsChanged);
+    auto* banner = qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner));
+    QVERIFY(banner);
+    QVERIFY(banner->text().isEmpty());
+    window->findChild<QAction*>(QStringLiteral("m_act_hide_dup"))->setChecked(true);
+    banner = qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner));
+    QCOMPARE(banner->text(), QStringLiteral("<font color=\"red\"><b>HIDE DUPLICATES</b></font>"));
+    QCOMPARE(changed.count(), 1);
+    window->findChild<QAction*>(QStringLiteral("m_act_hide_dup"))->setChecked(false);
+    QVERIFY(qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner))->text().isEmpty());
+}
+
+void TestMainWindow::messageSplitsLines_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("expected");
+    QTest::newRow("one line") << "hello" << QStringList{"Main|hello"};
+    QTest::newRow("two lines") << "a\nb" << QStringList{"Main|a", "Main|b"};
+    QTest::newRow("empty lines at both ends dropped") << "\n\na\n\nb\n\n" << QStringList{"Main|a", "Main|", "Main|b"};
+    QTest::newRow("nothing but line feeds") << "\n\n" << QStringList();
+}
+
+void TestMainWindow::messageSplitsLines()
+{
+    QFETCH(QString, text);
+    QFETCH(QStringList, expected);
+    auto window = makeWindow();
+    window->traceModel()->clear();
+    window->message(text);
+    QCOMPARE(lines(*window->traceModel()), expected);
+    if (!expected.isEmpty())
+        QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(0, 0))->color(), ColorText);
+    window->message(QStringLiteral("bad"), ColorError, QStringLiteral("Log"));
+    const int last = window->traceModel()->rowCount() - 1;
+    QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(last, 0))->color(), ColorError);
+    QCOMPARE(lines(*window->traceModel()).constLast(), QStringLiteral("Log|bad"));
+}
+
+void TestMainWindow::entryLineSendsAndKeepsHistory()
+{
+    {
+        auto window = makeWindow();
+        QVERIFY(window->loadDefinitionFile(m_defs));
+        window->traceModel()->clear();
+        auto* entry = window->findChild<QComboBox*>(QStringLiteral("m_cb_message"));
+        entry->setEditText(QStringLiteral("GetStatus=(PumpId=7)"));
+        // Keys go to the combo box, the line edit's focus proxy, as typing does.
+        QTest::keyClick(entry, Qt::Key_Return);
+        entry->setEditText(QStringLiteral("PumpId=1"));
+        QTest::keyClick(entry, Qt::Key_Return);
+        // Sending the first again does not add it twice.
+        entry->setEditText(QStringLiteral("GetStatus=(PumpId=7)"));
+        QTest::keyClick(entry, Qt::Key_Return);
+        QCOMPARE(lines(*window->traceModel()),
+                 (QStringList{"1|GetStatus=(PumpId=7)", "1|PumpId=1", "1|GetStatus=(PumpId=7)"}));
+        QCOMPARE(entry->count(), 2);
+    }
+    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/History")).toStringList(),
+             (QStringList{"GetStatus=(PumpId=7)", "PumpId=1"}));
+    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/HistoryIndex")).toInt(), 0);
+    auto window = makeWindow();
+    auto* entry = window->findChild<QComboBox*>(QStringLiteral("m_cb_message"));
+    QCOMPARE(entry->count(), 2);
+    QCOMPARE(entry->currentText(), QStringLiteral("GetStatus=(PumpId=7)"));
+}
+
+void TestMainWindow::goButtonsSelectTheTarget()
+{
+    {
+        auto window = makeWindow();
+        window->traceModel()->clear();
+        auto* entry = window->findChild<QComboBox*>(QStringLiteral("m_cb_message"));
+        entry->setEditText(QStringLiteral("1001=5"));
+        window->findChild<QPushButton*>(QStringLiteral("m_pb_go2"))->click();
+        QCOMPARE(window->targetChannel(), window->channel(2));
+        QCOMPARE(lines(*window->traceModel()), QStringList{"2|1001=5"});
+        // Unparsable text: an error line on the target, nothing else.
+        entry->setEditText(QStringLiteral("1001=(("));
+        QTest::keyClick(entry, Qt::Key_Return);
+        QCOMPARE(lines(*window->traceModel()).size(), 2);
+        QVERIFY(lines(*window->traceModel()).constLast().startsWith(QLatin1String("2 Err|")));
+    }
+    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TargetChannel")).toInt(), 2);
+    auto window = makeWindow();
+    QCOMPARE(window->targetChannel(), window->channel(2));
+    window->findChild<QPushButton*>(QStringLiteral("m_pb_go1"))->click();
+    QCOMPARE(window->targetChannel(), window->channel(1));
+}
+
+void TestMainWindow::definitionsLoadAndFailKeepsOldTree()
+{
+    auto window = makeWindow();
+    window->traceModel()->clear();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    QVERIFY(window->tags());
+    QCOMPARE(window->tags()->tagNumber(QStringLiteral("PumpId")), 0x1001);
+    QVERIFY(lines(*window->traceModel())
+                .constLast()
+                .startsWith(QStringLiteral("Definitions|Loaded definitions from ")));
+    const QRV16::Item* loaded = window->definitions();
+
+    const QString broken = m_dir.filePath(QStringLiteral("broken.qrvdef"));
+    QVERIFY(writeFile(broken, "<qrv16><tag name=\"X\" id=\"zz\"/></qrv16>"));
+    QVERIFY(!window->loadDefinitionFile(broken));
+    QCOMPARE(window->definitions(), loaded);
+    const int last = window->traceModel()->rowCount() - 1;
+    const TraceItem* line = window->traceModel()->index2item(window->traceModel()->index(last, 0));
+    QCOMPARE(line->source(), QStringLiteral("Definitions"));
+    QCOMPARE(line->color(), ColorError);
+    QVERIFY(!window->loadDefinitionFile(m_dir.filePath(QStringLiteral("missing.qrvdef"))));
+    QCOMPARE(window->definitions(), loaded);
+}
+
+void TestMainWindow::definitionsFromSettingsAtStart()
+{
+    QSettings().setValue(QStringLiteral("MainWindow/LastDefinitionsPath"), m_defs);
+    auto window = makeWindow();
+    QCOMPARE(window->definitionsPath(), m_defs);
+    QVERIFY(!window->tags());
+    // Loaded a moment after the window is up.
+    QTRY_VERIFY(window->tags());
+    const QStringList shown = lines(*window->traceModel());
+    QVERIFY(shown.contains(QStringLiteral("1 Con|Not configured")));
+    QVERIFY(shown.contains(QStringLiteral("2 Con|Not configured")));
+}
+
+void TestMainWindow::bookmarksLoadActivateAndFail()
+{
+    const QString path = m_dir.filePath(QStringLiteral("marks.qrvbm"));
+    QVERIFY(writeFile(path, bookmarkFile));
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    QVERIFY(window->loadBookmarks(path));
+    QCOMPARE(window->bookmarks()->count(), 1);
+    window->traceModel()->clear();
+    window->bookmarks()->action(0)->trigger();
+    QCOMPARE(lines(*window->traceModel()), QStringList{"1|GetStatus=(PumpId=1)"});
+    // The entry line is left alone.
+    QVERIFY(window->findChild<QComboBox*>(QStringLiteral("m_cb_message"))->currentText().isEmpty());
+
+    BookmarkList* before = window->bookmarks();
+    const QString wrong = m_dir.filePath(QStringLiteral("wrong.qrvbm"));
+    QVERIFY(writeFile(wrong, "<?xml version=\"1.0\"?><other/>"));
+    QVERIFY(!window->loadBookmarks(wrong));
+    QCOMPARE(window->bookmarks(), before);
+    QVERIFY(lines(*window->traceModel()).constLast().startsWith(QLatin1String("Bookmarks|")));
+}
+
+void TestMainWindow::bookmarkSaveRotatesBackup()
+{
+    const QString path = m_dir.filePath(QStringLiteral("rotate.qrvbm"));
+    QVERIFY(writeFile(path, bookmarkFile));
+    QFile::remove(path + QStringLiteral(".bak"));
+    auto window = makeWindow();
+    QVERIFY(window->loadBookmarks(path));
+    auto* action = new QAction(QStringLiteral("Second"));
+    action->setData(QStringLiteral("PumpId=2"));
+    window->bookmarks()->addAction(action);
+    QVERIFY(window->bookmarks()->isDirty());
+    QVERIFY(window->findChild<QAction*>(QStringLiteral("m_act_save_bookmarks"))->isEnabled());
+    QVERIFY(window->saveBookmarks(path));
+    QVERIFY(!window->bookmarks()->isDirty());
+    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_save_bookmarks"))->isEnabled());
+    QCOMPARE(readFile(path + QStringLiteral(".bak")), QByteArray(bookmarkFile));
+    QVERIFY(readFile(path).contains("PumpId=2"));
+    QVERIFY(!QFile::exists(path + QStringLiteral(".tmp")));
+}
+
+void TestMainWindow::bookmarkSaveFailureKeepsOldFile()
+{
+    const QString path = m_dir.filePath(QStringLiteral("stuck.qrvbm"));
+    QVERIFY(writeFile(path, bookmarkFile));
+    // A backup that cannot be removed: a directory with something in it.
+    QVERIFY(QDir(m_dir.path()).mkpath(QStringLiteral("stuck.qrvbm.bak/inside")));
+    auto window = makeWindow();
+    QVERIFY(window->loadBookmarks(path));
+    window->bookmarks()->addAction(new QAction(QStringLiteral("More")));
+    window->traceModel()->clear();
+    QVERIFY(!window->saveBookmarks(path));
+    QVERIFY(window->bookmarks()->isDirty());
+    QCOMPARE(readFile(path), QByteArray(bookmarkFile));
+    QVERIFY(readFile(path + QStringLiteral(".tmp")).contains("More"));
+    const QString shown = lines(*window->traceModel()).join(QLatin1Char('\n'));
+    QVERIFY2(shown.contains(QStringLiteral("Bookmarks|Could not delete old backup ")), qPrintable(shown));
+}
+
+void TestMainWindow::closeWithUnsavedBookmarks_data()
+{
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<bool>("closes");
+    QTest::newRow("cancel keeps the window") << int(QMessageBox::Cancel) << false;
+    QTest::newRow("discard closes") << int(QMessageBox::Discard) << true;
+}
+
+void TestMainWindow::closeWithUnsavedBookmarks()
+{
+    QFETCH(int, answer);
+    QFETCH(bool, closes);
+    auto window = makeWindow();
+    window->show();
+    window->bookmarks()->addAction(new QAction(QStringLiteral("Unsaved")));
+    bool asked = false;
+    answerMessageBox(QMessageBox::StandardButton(answer), &asked);
+    const bool closed = window->close();
+    QVERIFY(asked);
+    QCOMPARE(closed, closes);
+    QCOMPARE(QSettings().contains(QStringLiteral("MainWindow/Geometry")), closes);
+}
+
+void TestMainWindow::deleteLineRemovesTheWholeMessage()
+{
+    auto window = makeWindow();
+    window->traceModel()->clear();
+    window->channel(1)->sendMessage(QStringLiteral("D001=(1001=1 3001=x)"));
+    window->message(QStringLiteral("after"));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    // The line, its request element, the request's second element.
+    const QModelIndex line = window->traceModel()->index(0, 0);
+    const QModelIndex child = window->traceModel()->index(1, 0, window->traceModel()->index(0, 0, line));
+    QVERIFY(child.isValid());
+    view->setCurrentIndex(child);
+    window->onDeleteLine();
+    QCOMPARE(lines(*window->traceModel()), QStringList{"Main|after"});
+    view->setCurrentIndex(QModelIndex());
+    window->onDeleteLine();
+    QCOMPARE(window->traceModel()->rowCount(), 1);
+}
+
+void TestMainWindow::logWritesRecords()
+{
+    const QString path = m_dir.filePath(QStringLiteral("trace.csv"));
+    auto window = makeWindow();
+    QVERIFY(window->startLog(path));
+    QVERIFY(window->isLogging());
+    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_log_start"))->isEnabled());
+    window->message(QStringLiteral("say \"hi\", twice"));
+    window->channel(1)->sendMessage(QStringLiteral("1001=3"));
+    window->onLogStop();
+    QVERIFY(!window->isLogging());
+    QVERIFY(window->findChild<QAction*>(QStringLiteral("m_act_log_start"))->isEnabled());
+    const QStringList records = QString::fromUtf8(readFile(path)).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(records.size(), 4);
+    QVERIFY(records.at(0).contains(QStringLiteral(",\"Log\",\"Logging to ")));
+    QVERIFY(records.at(3).contains(QStringLiteral(",\"Log\",\"Stopped logging to ")));
+    QVERIFY(records.at(1).endsWith(QStringLiteral(",\"Main\",\"say \"\"hi\"\", twice\",1,,")));
+    QVERIFY(records.at(2).endsWith(QStringLiteral(",\"1\",\"1001=3\",8,,")));
+    QCOMPARE(Tools::splitCSV(records.at(1)).value(2), QStringLiteral("say \"hi\", twice"));
+}
+
+void TestMainWindow::logSameFileKeepsItOtherFileIsReplaced()
+{
+    const QString first = m_dir.filePath(QStringLiteral("first.csv"));
+    const QString second = m_dir.filePath(QStringLiteral("second.csv"));
+    QVERIFY(writeFile(second, "old content\n"));
+    auto window = makeWindow();
+    QVERIFY(window->startLog(first));
+    window->message(QStringLiteral("one"));
+    QVERIFY(window->startLog(first));
+    window->message(QStringLiteral("two"));
+    window->onLogFlush();
+    const QByteArray kept = readFile(first);
+    QVERIFY(kept.contains("\"one\"") && kept.contains("\"two\""));
+    QVERIFY(window->startLog(second));
+    window->onLogStop();
+    const QByteArray replaced = readFile(second);
+    QVERIFY(!replaced.contains("old content"));
+    QVERIFY(replaced.contains("Logging to"));
+    QVERIFY(readFile(first).contains("Stopped logging to"));
+}
+
+void TestMainWindow::logFailureIsReported()
+{
+    auto window = makeWindow();
+    window->traceModel()->clear();
+    QVERIFY(!window->startLog(m_dir.filePath(QStringLiteral("no/such/dir/x.csv"))));
+    QVERIFY(!window->isLogging());
+    QCOMPARE(window->traceModel()->rowCount(), 1);
+    QVERIFY(lines(*window->traceModel()).constFirst().startsWith(QLatin1String("Log|")));
+    QVERIFY(!window->replayLog(m_dir.filePath(QStringLiteral("missing.csv"))));
+}
+
+void TestMainWindow::replayLogDecodesAfresh()
+{
+    const QString path = m_dir.filePath(QStringLiteral("replay.csv"));
+    QVERIFY(writeFile(path, "2011-03-04T10:20:30.045,\"1\",\"D001=(1001=4)\",8,5,0\n"
+                            "2011-03-04T10:20:31.000,\"1 Con\",\"Connection established\",1,,\n"
+                            "\n"
+                            "garbage,\"Main\",\"x, \"\"quoted\"\"\",,,\n"));
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    window->traceModel()->clear();
+    QVERIFY(window->replayLog(path));
+    TraceModel* model = window->traceModel();
+    const QStringList shown = lines(*model);
+    QCOMPARE(shown.size(), 6);
+    QCOMPARE(shown.at(0), QStringLiteral("|"));
+    QVERIFY(shown.at(1).startsWith(QLatin1String("Log|Replay of file ")));
+    QVERIFY(shown.contains(QStringLiteral("1|GetStatus=(PumpId=4)")));
+    QVERIFY(shown.contains(QStringLiteral("1 Con|Connection established")));
+    QVERIFY(shown.contains(QStringLiteral("Main|x, \"quoted\"")));
+    QCOMPARE(shown.constLast(), QStringLiteral("|"));
+    const int row = int(shown.indexOf(QStringLiteral("1|GetStatus=(PumpId=4)")));
+    const TraceItem* line = model->index2item(model->index(row, 0));
+    QCOMPARE(line->time(), QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30, 45)));
+    QCOMPARE(line->color(), ColorMessageTx1);
+    QCOMPARE(line->src(), 5);
+    QCOMPARE(line->dst(), 0);
+    QCOMPARE(model->rowCount(model->index(row, 0)), 1);
+}
+
+void TestMainWindow::replayHexDumpFeedsTheChannel()
+{
+    const QString path = m_dir.filePath(QStringLiteral("dump.csv"));
+    // A message cut over two raw lines, a sent line, a status line and a
+    // byte line of channel 2.
+    QVERIFY(writeFile(path, "2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 01\",3,,\n"
+                            "2011-03-04T10:20:30.050,\"1 Raw\",\"10 09\",3,,\n"
+                            "2011-03-04T10:20:30.060,\"1 Raw\",\"03 00 01 10 07\",4,,\n"
+                            "2011-03-04T10:20:31.000,\"1 Con\",\"Connection closed\",1,,\n"
+                            "2011-03-04T10:20:32.000,\"2 Con\",\"03 00 01 10 02\",1,,\n"));
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    window->findChild<QAction*>(QStringLiteral("m_act_pause"))->setChecked(true);
+    window->traceModel()->clear();
+    QVERIFY(window->replayHexDump(path));
+    const QStringList shown = lines(*window->traceModel());
+    QVERIFY2(shown.contains(QStringLiteral("1|PumpId=9")), qPrintable(shown.join(QLatin1Char('\n'))));
+    QVERIFY(shown.contains(QStringLiteral("1 Raw|03 00 01 10 07")));
+    QVERIFY(!shown.contains(QStringLiteral("1|PumpId=7")));
+    QVERIFY(shown.contains(QStringLiteral("1 Con|Connection closed")));
+    QVERIFY(shown.contains(QStringLiteral("2|PumpId=2")));
+    const int row = int(shown.indexOf(QStringLiteral("1|PumpId=9")));
+    QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(row, 0))->time(),
+             QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30, 50)));
+    // The pause is back as the action says.
+    QVERIFY(MainWindow::global[MainWindow::Pause]);
+}
+
+void TestMainWindow::actionsMenusAndToolbar()
+{
+    auto window = makeWindow();
+    const auto texts = [](const QList<QAction*>& actions) {
+        QStringList out;
+        for (QAction* a : actions)
+            out << (a->isSeparator() ? QStringLiteral("-") : a->text());
+        return out;
+    };
+    QStringList menus;
+    for (QAction* a : window->menuBar()->actions())
+        menus << a->text();
+    QCOMPARE(menus, (QStringList{"File", "Trace", "Bookmarks", "Preferences", "Help"}));
+    auto* toolbar = window->findChild<QToolBar*>(QStringLiteral("m_tb_connections"));
+    QCOMPARE(texts(toolbar->actions()),
+             (QStringList{"Connect 1", "SSL Information", "Link", "Connect 2", "SSL Information", "-",
+                          "Disturb Channel 1", "Disturb Channel 2", "-", "Pause", "-", "Raw data bytes",
+                          "Message bytes", "Decoded message", "-", "Collapse all", "Expand all"}));
+    auto* pause = window->findChild<QAction*>(QStringLiteral("m_act_pause"));
+    QCOMPARE(pause->shortcut(), QKeySequence(Qt::Key_F9));
+    QCOMPARE(pause->toolTip(), QStringLiteral("Pause display"));
+    QCOMPARE(window->findChild<QAction*>(QStringLiteral("m_act_edit_bookmarks"))->shortcut(),
+             QKeySequence(QStringLiteral("Ctrl+B, Ctrl+E")));
+    QCOMPARE(window->findChild<QPushButton*>(QStringLiteral("m_pb_go1"))->text(), QStringLiteral("⇨ 1"));
+}
+
+QTEST_MAIN(TestMainWindow)
+#include "tst_mainwindow.moc"
