@@ -169,6 +169,20 @@ QStringList CodeModel::commentLines(const QString& text)
     return lines;
 }
 
+QString CodeModel::lineComments(const QStringList& lines, const QString& indent, const QString& marker)
+{
+    QString out;
+    for (const QString& line : lines)
+        out += indent + marker + (line.isEmpty() ? QString() : QLatin1Char(' ') + line) + QLatin1Char('\n');
+    return out;
+}
+
+QString CodeModel::trailingComment(const QStringList& lines, const QString& marker)
+{
+    const QString joined = lines.join(QLatin1Char(' '));
+    return joined.isEmpty() ? QString() : QLatin1Char(' ') + marker + QLatin1Char(' ') + joined;
+}
+
 QStringList CodeModel::cCommentLines(const QString& text)
 {
     QStringList lines = commentLines(text);

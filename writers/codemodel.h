@@ -67,6 +67,12 @@ public:
     // commentLines() made safe inside a C or C++ comment: no "*/" or "/*",
     // and no backslash at a line's end that would splice the next line in.
     static QStringList cCommentLines(const QString& text);
+    // `lines` as line comments opened by `marker` ("//", "--"), each behind
+    // `indent`; an empty line is the bare marker.
+    static QString lineComments(const QStringList& lines, const QString& indent, const QString& marker);
+    // `lines` joined into one comment behind code on the same line, or
+    // nothing when there are none.
+    static QString trailingComment(const QStringList& lines, const QString& marker);
     // The lines of the comment at the top of a generated file: `header`, or
     // a line saying where the file came from when it is empty.
     static QStringList headerLines(const QString& header);

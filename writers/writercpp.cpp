@@ -11,17 +11,12 @@ namespace {
 
 QString comment(const QString& text, const QString& indent)
 {
-    QString out;
-    for (const QString& line : CodeModel::cCommentLines(text))
-        out += indent + (line.isEmpty() ? QStringLiteral("//\n")
-                                        : QStringLiteral("// ") + line + QLatin1Char('\n'));
-    return out;
+    return CodeModel::lineComments(CodeModel::cCommentLines(text), indent, QStringLiteral("//"));
 }
 
 QString trailingComment(const QString& text)
 {
-    const QString joined = CodeModel::cCommentLines(text).join(QLatin1Char(' '));
-    return joined.isEmpty() ? QString() : QStringLiteral(" // ") + joined;
+    return CodeModel::trailingComment(CodeModel::cCommentLines(text), QStringLiteral("//"));
 }
 
 QString literal(qint64 value, const DisplayMode& display)
@@ -42,12 +37,10 @@ WriterCpp::WriterCpp()
 bool WriterCpp::writeDefinitions(const Item* root)
 {
     CodeModel model;
-    if (!model.read(root)) {
+    if (!model.read(root) || !device()) {
         setErrorString(model.error());
         return false;
     }
-    if (!device())
-        return false;
 
     const QStringList& keywords = CodeModel::cppReservedWords();
     const QStringList ns = CodeModel::namespaceParts(text(NamespaceText), QStringLiteral("::"),

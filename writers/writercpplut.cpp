@@ -192,12 +192,10 @@ WriterCppLut::WriterCppLut()
 bool WriterCppLut::writeDefinitions(const Item* root)
 {
     CodeModel model;
-    if (!model.read(root)) {
+    if (!model.read(root) || !device()) {
         setErrorString(model.error());
         return false;
     }
-    if (!device())
-        return false;
 
     const QStringList ns =
         CodeModel::namespaceParts(text(NamespaceText), QStringLiteral("::"),

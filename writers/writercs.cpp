@@ -27,17 +27,12 @@ const QStringList keywords = {
 // C# ends a line also at U+0085, U+2028 and U+2029; commentLines() cuts there.
 QString comment(const QString& text, const QString& indent)
 {
-    QString out;
-    for (const QString& line : CodeModel::commentLines(text))
-        out += indent + (line.isEmpty() ? QStringLiteral("//\n")
-                                        : QStringLiteral("// ") + line + QLatin1Char('\n'));
-    return out;
+    return CodeModel::lineComments(CodeModel::commentLines(text), indent, QStringLiteral("//"));
 }
 
 QString trailingComment(const QString& text)
 {
-    const QString joined = CodeModel::commentLines(text).join(QLatin1Char(' '));
-    return joined.isEmpty() ? QString() : QStringLiteral(" // ") + joined;
+    return CodeModel::trailingComment(CodeModel::commentLines(text), QStringLiteral("//"));
 }
 
 QString literal(qint64 value, const DisplayMode& display)
@@ -57,12 +52,10 @@ WriterCs::WriterCs()
 bool WriterCs::writeDefinitions(const Item* root)
 {
     CodeModel model;
-    if (!model.read(root)) {
+    if (!model.read(root) || !device()) {
         setErrorString(model.error());
         return false;
     }
-    if (!device())
-        return false;
 
     const QStringList ns = CodeModel::namespaceParts(text(NamespaceText), QStringLiteral("."),
                                                      keywords, QStringLiteral("Definitions"));

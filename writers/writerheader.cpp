@@ -68,12 +68,10 @@ QString guardFor(const QString& fileName, const QString& prefix)
 bool WriterHeader::writeDefinitions(const Item* root)
 {
     CodeModel model;
-    if (!model.read(root)) {
+    if (!model.read(root) || !device()) {
         setErrorString(model.error());
         return false;
     }
-    if (!device())
-        return false;
 
     QString prefix = text(PrefixText);
     if (!prefix.isEmpty()) {

@@ -19,17 +19,12 @@ const QStringList keywords = {
 
 QString comment(const QString& text, const QString& indent)
 {
-    QString out;
-    for (const QString& line : CodeModel::commentLines(text))
-        out += indent + (line.isEmpty() ? QStringLiteral("--\n")
-                                        : QStringLiteral("-- ") + line + QLatin1Char('\n'));
-    return out;
+    return CodeModel::lineComments(CodeModel::commentLines(text), indent, QStringLiteral("--"));
 }
 
 QString trailingComment(const QString& text)
 {
-    const QString joined = CodeModel::commentLines(text).join(QLatin1Char(' '));
-    return joined.isEmpty() ? QString() : QStringLiteral(" -- ") + joined;
+    return CodeModel::trailingComment(CodeModel::commentLines(text), QStringLiteral("--"));
 }
 
 QString literal(qint64 value, const DisplayMode& display)
@@ -50,12 +45,10 @@ WriterLua::WriterLua()
 bool WriterLua::writeDefinitions(const Item* root)
 {
     CodeModel model;
-    if (!model.read(root)) {
+    if (!model.read(root) || !device()) {
         setErrorString(model.error());
         return false;
     }
-    if (!device())
-        return false;
 
     IdentifierSet tagNames(keywords);
     QList<QString> names;
