@@ -12,6 +12,7 @@
 #include "bookmarks/bookmarkwidget.h"
 #include "bookmarks/bookmarkwriter.h"
 #include "connection/connection.h"
+#include "editor/editorwindow.h"
 #include "qrv16/item.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/parser.h"
@@ -1003,7 +1004,18 @@ void MainWindow::about()
 
 void MainWindow::onEditDefinitions()
 {
-    message(tr("The definitions editor is not available in this build."), ColorError);
+    if (m_editor) {
+        Tools::raiseWindow(m_editor);
+        return;
+    }
+    // No parent: the editor is a top-level window of its own.
+    auto* editor = new QRV16::EditorWindow;
+    editor->setAttribute(Qt::WA_DeleteOnClose);
+    connect(editor, &QRV16::EditorWindow::opened, this, &MainWindow::onDefinitionsEdited);
+    connect(editor, &QRV16::EditorWindow::saved, this, &MainWindow::onDefinitionsEdited);
+    m_editor = editor;
+    editor->initialize(m_definitionspath, QString());
+    editor->show();
 }
 
 bool MainWindow::isLogging() const

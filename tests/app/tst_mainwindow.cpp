@@ -4,6 +4,8 @@
 #include "app/tracemodel.h"
 
 #include "bookmarks/bookmarklist.h"
+#include "editor/editormodel.h"
+#include "editor/editorwindow.h"
 #include "connection/connection.h"
 #include "qrv16/item.h"
 #include "qrv16/tagdatalut.h"
@@ -115,6 +117,7 @@ private Q_SLOTS:
     void replayLogDecodesAfresh();
     void replayHexDumpFeedsTheChannel();
     void actionsMenusAndToolbar();
+    void editorSavesIntoTheTrace();
 
 private:
     std::unique_ptr<MainWindow> makeWindow();
@@ -585,6 +588,47 @@ void TestMainWindow::actionsMenusAndToolbar()
     QCOMPARE(window->findChild<QAction*>(QStringLiteral("m_act_edit_bookmarks"))->shortcut(),
              QKeySequence(QStringLiteral("Ctrl+B, Ctrl+E")));
     QCOMPARE(window->findChild<QPushButton*>(QStringLiteral("m_pb_go1"))->text(), QStringLiteral("⇨ 1"));
+}
+
+void TestMainWindow::editorSavesIntoTheTrace()
+{
+    const QString path = m_dir.filePath(QStringLiteral("edited.qrvdef"));
+    QVERIFY(writeFile(path, definitions));
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(path));
+    window->onEditDefinitions();
+    QPointer<QRV16::EditorWindow> editor;
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+        if (auto* e = qobject_cast<QRV16::EditorWindow*>(w))
+            editor = e;
+    }
+    QVERIFY(editor);
+    QCOMPARE(editor->currentFile(), path);
+    // A second request brings up the same window.
+    window->onEditDefinitions();
+    int editors = 0;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        editors += qobject_cast<QRV16::EditorWindow*>(w) && w->isVisible() ? 1 : 0;
+    QCOMPARE(editors, 1);
+
+    // Rename PumpId to Pump and save: the trace decodes with the new name.
+    QRV16::EditorModel* model = editor->model();
+    QModelIndex pump;
+    for (int row = 0; row < model->rowCount(); ++row) {
+        if (model->index(row, 0).data().toString() == QLatin1String("PumpId"))
+            pump = model->index(row, 0);
+    }
+    QVERIFY(pump.isValid());
+    QVERIFY(model->setData(pump, QStringLiteral("Pump"), Qt::EditRole));
+    QVERIFY(editor->save(path));
+    QCOMPARE(window->tags()->tagNumber(QStringLiteral("Pump")), 0x1001);
+    QVERIFY(lines(*window->traceModel()).constLast().startsWith(QLatin1String("Definitions|Updated from ")));
+    window->traceModel()->clear();
+    window->channel(1)->sendMessage(QStringLiteral("1001=3"));
+    QCOMPARE(lines(*window->traceModel()), QStringList{"1|Pump=3"});
+    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/LastDefinitionsPath")).toString(), path);
+    editor->close();
+    QTRY_VERIFY(!editor);
 }
 
 QTEST_MAIN(TestMainWindow)

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "editor/command.h"
+
+namespace QRV16 {
+
+// Sets, changes or removes the id of an item (tag code, enum value, bit number).
+class CommandChangeID : public Command
+{
+public:
+    CommandChangeID(unsigned id, bool set, Item* item, EditorModel* model, const QModelIndex& index,
+                    QUndoCommand* parent = nullptr);
+
+    void redo() override;
+    void undo() override;
+
+private:
+    quint64 m_oldId;
+    bool m_oldSet;
+    unsigned m_newId;
+    bool m_newSet;
+};
+
+} // namespace QRV16

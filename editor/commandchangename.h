@@ -1,0 +1,24 @@
+#pragma once
+
+#include "editor/command.h"
+
+#include <QString>
+
+namespace QRV16 {
+
+// Sets, changes or removes the name of an item.
+class CommandChangeName : public Command
+{
+public:
+    CommandChangeName(const QString& name, Item* item, EditorModel* model, const QModelIndex& index,
+                      QUndoCommand* parent = nullptr);
+
+    void redo() override;
+    void undo() override;
+
+private:
+    QString m_old;
+    QString m_new;
+};
+
+} // namespace QRV16

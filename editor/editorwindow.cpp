@@ -1,0 +1,797 @@
+#include "editor/editorwindow.h"
+
+#include "editor/editordelegate.h"
+#include "editor/editoritemeditdialog.h"
+#include "editor/editormodel.h"
+#include "editor/filechangedwidget.h"
+#include "editor/highlighterc.h"
+#include "editor/highlighterlua.h"
+#include "editor/rowtreeview.h"
+#include "qrv16/parser.h"
+#include "writers/writerxml.h"
+
+#include "writers/writercpp.h"
+#include "writers/writercpplut.h"
+#include "writers/writercs.h"
+#include "writers/writerheader.h"
+#include "writers/writerlua.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QDir>
+#include <QDockWidget>
+#include <QFile>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFontDatabase>
+#include <QFontDialog>
+#include <QHeaderView>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMetaMethod>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QSettings>
+#include <QStatusBar>
+#include <QToolBar>
+#include <QUndoStack>
+#include <QUndoView>
+#include <QVBoxLayout>
+
+namespace QRV16 {
+
+namespace {
+
+const char* const titleText = QT_TRANSLATE_NOOP("QRV16::EditorWindow", "QRV16 tag editor");
+
+QString key(const char* name)
+{
+    return QStringLiteral("QRV16Editor/") + QLatin1String(name);
+}
+
+// The app library's "All Files" filter, which this library does not link.
+QString allFilesFilter()
+{
+    return QCoreApplication::translate("Tools", "All Files") + QStringLiteral(" (*)");
+}
+
+} // namespace
+
+EditorWindow::EditorWindow(QWidget* parent)
+    : QMainWindow(parent), m_model(new EditorModel(this)), m_undo(new QUndoStack(this))
+{
+    m_undo->setUndoLimit(1000);
+    m_model->setUndoStack(m_undo);
+
+    QSettings settings;
+    QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    QFont comment = font();
+    comment.setItalic(true);
+    fixed.fromString(settings.value(key("FixedFont"), fixed.toString()).toString());
+    comment.fromString(settings.value(key("CommentFont"), comment.toString()).toString());
+    m_model->setFixedFont(fixed);
+    m_model->setCommentFont(comment);
+
+    setupActions();
+    setupUi();
+
+    connect(m_undo, &QUndoStack::cleanChanged, this, &EditorWindow::updateCleanState);
+    connect(m_undo, &QUndoStack::indexChanged, this, &EditorWindow::onUndoHistoryChanged);
+    connect(m_model, &EditorModel::undone, this, &EditorWindow::setCurrentItem);
+    connect(m_model, &QAbstractItemModel::rowsInserted, this, &EditorWindow::spanComments);
+    connect(m_model, &QAbstractItemModel::modelReset, this, [this] {
+        spanComments(QModelIndex(), 0, m_model->rowCount() - 1);
+        updateActions();
+    });
+    connect(m_model, &QAbstractItemModel::dataChanged, this,
+            [this](const QModelIndex& topLeft, const QModelIndex& bottomRight) {
+                spanComments(topLeft.parent(), topLeft.row(), bottomRight.row());
+            });
+    connect(m_model, &QAbstractItemModel::rowsRemoved, this, &EditorWindow::updateActions);
+    connect(m_model, &QAbstractItemModel::rowsInserted, this, &EditorWindow::updateActions);
+    updateActions();
+    updateCleanState();
+}
+
+EditorWindow::~EditorWindow()
+{
+    // Commands point into the model's tree; let them go while it exists.
+    m_undo->clear();
+}
+
+QAction* EditorWindow::makeAction(const char* name, const QString& text, const QString& shortcut,
+                                  const char* icon)
+{
+    auto* action = new QAction(text, this);
+    action->setObjectName(QLatin1String(name));
+    if (!shortcut.isEmpty())
+        action->setShortcut(QKeySequence(shortcut));
+    if (icon)
+        action->setIcon(QIcon(QLatin1String(icon)));
+    return action;
+}
+
+void EditorWindow::setupActions()
+{
+    m_act_new = makeAction("m_act_new", tr("Clear all"), QString(), ":/icons/i16_bomb.png");
+    m_act_open = makeAction("m_act_open", tr("Open"), QStringLiteral("Ctrl+O"),
+                            ":/icons/i16_folder_open.png");
+    m_act_save = makeAction("m_act_save", tr("Save"), QStringLiteral("Ctrl+S"), ":/icons/i16_save.png");
+    m_act_save_as = makeAction("m_act_save_as", tr("Save as..."), QString(), ":/icons/i16_save_as.png");
+    m_act_close = makeAction("m_act_close", tr("Close"), QStringLiteral("Ctrl+Q"), ":/icons/i16_exit.png");
+
+    m_act_undo = m_undo->createUndoAction(this, tr("Undo"));
+    m_act_undo->setObjectName(QStringLiteral("m_act_undo"));
+    m_act_undo->setShortcut(QKeySequence(QStringLiteral("Ctrl+Z")));
+    m_act_undo->setIcon(QIcon(QStringLiteral(":/icons/i16_undo.png")));
+    m_act_redo = m_undo->createRedoAction(this, tr("Redo"));
+    m_act_redo->setObjectName(QStringLiteral("m_act_redo"));
+    m_act_redo->setShortcut(QKeySequence(QStringLiteral("Ctrl+Y")));
+    m_act_redo->setIcon(QIcon(QStringLiteral(":/icons/i16_redo.png")));
+    m_act_undo_history = makeAction("m_act_undo_history", tr("Undo history"), QString(),
+                                    ":/icons/i16_undo_history.png");
+    m_act_undo_history->setCheckable(true);
+
+    m_act_insert_before = makeAction("m_act_insert_before", tr("Insert before"), QStringLiteral("Ins"),
+                                     ":/icons/i16_add.png");
+    m_act_insert_after = makeAction("m_act_insert_after", tr("Insert after"),
+                                    QStringLiteral("Shift+Ins"), nullptr);
+    m_act_delete = makeAction("m_act_delete", tr("Delete"), QStringLiteral("Del"), ":/icons/i16_remove.png");
+    m_act_add_enums = makeAction("m_act_add_enums", tr("Add enums"), QStringLiteral("Ctrl+E"),
+                                 ":/icons/i16_list.png");
+    m_act_add_bits = makeAction("m_act_add_bits", tr("Add bits"), QStringLiteral("Ctrl+B"),
+                                ":/icons/i16_list_bullets.png");
+    m_act_cut = makeAction("m_act_cut", tr("Cut"), QStringLiteral("Ctrl+X"), ":/icons/i16_cut.png");
+    m_act_copy = makeAction("m_act_copy", tr("Copy"), QStringLiteral("Ctrl+C"), ":/icons/i16_copy.png");
+    m_act_paste = makeAction("m_act_paste", tr("Paste"), QStringLiteral("Ctrl+V"), ":/icons/i16_paste.png");
+
+    m_act_fixed_font = makeAction("m_act_fixed_font", tr("Chose Code Font"), QString(),
+                                  ":/icons/i16_font.png");
+    m_act_comment_font = makeAction("m_act_comment_font", tr("Chose Comment Font"), QString(), nullptr);
+    m_act_view_header = makeAction("m_act_view_header", tr("View generated header"), QString(),
+                                   ":/icons/i16_header.png");
+    m_act_view_lua = makeAction("m_act_view_lua", tr("View generated Lua"), QString(),
+                                ":/icons/i16_lua.png");
+    m_act_view_cs = makeAction("m_act_view_cs", tr("View generated C#"), QString(), nullptr);
+    m_act_view_cpp = makeAction("m_act_view_cpp", tr("View generated C++ Include File"), QString(),
+                                nullptr);
+    m_act_view_cpp_lut = makeAction("m_act_view_cpp_lut", tr("View generated C++ Lookup Table"),
+                                    QString(), nullptr);
+    m_act_expand = makeAction("m_act_expand", tr("Expand subtree"), QStringLiteral("Ctrl++"),
+                              ":/icons/i16_expand_all.png");
+    m_act_collapse = makeAction("m_act_collapse", tr("Collapse subtree"), QStringLiteral("Ctrl+-"),
+                                ":/icons/i16_collapse_all.png");
+
+    connect(m_act_new, &QAction::triggered, this, &EditorWindow::onNew);
+    connect(m_act_open, &QAction::triggered, this, &EditorWindow::onOpen);
+    connect(m_act_save, &QAction::triggered, this, &EditorWindow::onSave);
+    connect(m_act_save_as, &QAction::triggered, this, &EditorWindow::onSaveAs);
+    connect(m_act_close, &QAction::triggered, this, &QWidget::close);
+    connect(m_act_insert_before, &QAction::triggered, this, &EditorWindow::onInsertBefore);
+    connect(m_act_insert_after, &QAction::triggered, this, &EditorWindow::onInsertAfter);
+    connect(m_act_delete, &QAction::triggered, this, &EditorWindow::onDelete);
+    connect(m_act_add_enums, &QAction::triggered, this, &EditorWindow::onAddEnums);
+    connect(m_act_add_bits, &QAction::triggered, this, &EditorWindow::onAddBits);
+    connect(m_act_cut, &QAction::triggered, this, &EditorWindow::onCut);
+    connect(m_act_copy, &QAction::triggered, this, &EditorWindow::onCopy);
+    connect(m_act_paste, &QAction::triggered, this, &EditorWindow::onPaste);
+    connect(m_act_fixed_font, &QAction::triggered, this, &EditorWindow::onFixedFont);
+    connect(m_act_comment_font, &QAction::triggered, this, &EditorWindow::onCommentFont);
+    connect(m_act_view_header, &QAction::triggered, this, &EditorWindow::onViewHeader);
+    connect(m_act_view_lua, &QAction::triggered, this, &EditorWindow::onViewLua);
+    connect(m_act_view_cs, &QAction::triggered, this, &EditorWindow::onViewCs);
+    connect(m_act_view_cpp, &QAction::triggered, this, &EditorWindow::onViewCpp);
+    connect(m_act_view_cpp_lut, &QAction::triggered, this, &EditorWindow::onViewCppLut);
+}
+
+void EditorWindow::setupUi()
+{
+    setObjectName(QStringLiteral("QRV16EditorWindow"));
+    setWindowTitle(QStringLiteral("xyzzy"));
+    setWindowIcon(QIcon(QStringLiteral(":/icons/i16_table_edit.png")));
+    resize(900, 640);
+
+    auto* central = new QWidget(this);
+    central->setObjectName(QStringLiteral("centralwidget"));
+    auto* layout = new QVBoxLayout(central);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    m_wdg_file_changed = new FileChangedWidget(central);
+    m_wdg_file_changed->setObjectName(QStringLiteral("m_wdg_file_changed"));
+    m_view = new RowTreeView(central);
+    m_view->setObjectName(QStringLiteral("m_view"));
+    layout->addWidget(m_wdg_file_changed);
+    layout->addWidget(m_view);
+    setCentralWidget(central);
+
+    m_delegate = new EditorDelegate(this);
+    m_view->setModel(m_model);
+    m_view->setItemDelegate(m_delegate);
+    m_view->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_view->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_view->setAllColumnsShowFocus(true);
+    // A double click opens the item dialog; F2 or a second click edits in place.
+    m_view->setEditTriggers(QAbstractItemView::EditKeyPressed | QAbstractItemView::SelectedClicked);
+    m_view->setDragDropMode(QAbstractItemView::DragDrop);
+    m_view->setDefaultDropAction(Qt::MoveAction);
+    m_view->setDropIndicatorShown(true);
+    m_view->setContextMenuPolicy(Qt::ActionsContextMenu);
+    m_view->header()->setStretchLastSection(true);
+    m_view->header()->setSectionsMovable(false);
+    m_view->setColumnWidth(EditorModel::NameColumn, 300);
+    m_view->setColumnWidth(EditorModel::IdColumn, 130);
+
+    m_dock_undo = new QDockWidget(tr("Undo History"), this);
+    m_dock_undo->setObjectName(QStringLiteral("UndoDock"));
+    m_undo_view = new QUndoView(m_undo, m_dock_undo);
+    m_undo_view->setObjectName(QStringLiteral("m_undo_view"));
+    m_undo_view->setEmptyLabel(tr("<original>"));
+    m_undo_view->setCleanIcon(QIcon(QStringLiteral(":/icons/i16_save.png")));
+    m_dock_undo->setWidget(m_undo_view);
+    addDockWidget(Qt::RightDockWidgetArea, m_dock_undo);
+    m_dock_undo->hide();
+
+    m_dock_messages = new QDockWidget(tr("Messages"), this);
+    m_dock_messages->setObjectName(QStringLiteral("MessageDock"));
+    m_te_messages = new QPlainTextEdit(m_dock_messages);
+    m_te_messages->setObjectName(QStringLiteral("m_te_messages"));
+    m_te_messages->setReadOnly(true);
+    m_te_messages->setFont(m_model->fixedFont());
+    m_dock_messages->setWidget(m_te_messages);
+    addDockWidget(Qt::BottomDockWidgetArea, m_dock_messages);
+    m_dock_messages->hide();
+
+    m_menu_file = menuBar()->addMenu(tr("File"));
+    m_menu_file->setObjectName(QStringLiteral("m_menu_file"));
+    m_menu_file->addActions({m_act_new, m_act_open, m_act_save, m_act_save_as});
+    m_menu_file->addSeparator();
+    m_menu_file->addAction(m_act_close);
+
+    m_menu_edit = menuBar()->addMenu(tr("Edit"));
+    m_menu_edit->setObjectName(QStringLiteral("m_menu_edit"));
+    m_menu_edit->addActions({m_act_undo, m_act_redo});
+    m_menu_edit->addSeparator();
+    m_menu_edit->addActions({m_act_insert_before, m_act_insert_after, m_act_delete, m_act_add_enums,
+                             m_act_add_bits});
+    m_menu_edit->addSeparator();
+    m_menu_edit->addActions({m_act_cut, m_act_copy, m_act_paste});
+
+    m_menu_view = menuBar()->addMenu(tr("View"));
+    m_menu_view->setObjectName(QStringLiteral("m_menu_view"));
+    m_menu_view->addActions({m_act_undo_history, m_dock_messages->toggleViewAction()});
+    m_menu_view->addSeparator();
+    m_menu_view->addActions({m_act_expand, m_act_collapse});
+    m_menu_view->addSeparator();
+    m_menu_view->addActions({m_act_fixed_font, m_act_comment_font});
+    m_menu_view->addSeparator();
+    m_menu_view->addActions(
+        {m_act_view_header, m_act_view_lua, m_act_view_cs, m_act_view_cpp, m_act_view_cpp_lut});
+
+    m_tb_edit = addToolBar(tr("Edit"));
+    m_tb_edit->setObjectName(QStringLiteral("m_tb_edit"));
+    m_tb_edit->addActions({m_act_open, m_act_save});
+    m_tb_edit->addSeparator();
+    m_tb_edit->addActions({m_act_undo, m_act_redo});
+    m_tb_edit->addSeparator();
+    m_tb_edit->addActions({m_act_insert_before, m_act_delete, m_act_add_enums, m_act_add_bits});
+    m_tb_edit->addSeparator();
+    m_tb_edit->addActions({m_act_cut, m_act_copy, m_act_paste});
+    m_tb_edit->addSeparator();
+    m_tb_edit->addActions({m_act_view_header, m_act_view_lua});
+
+    // The view's own actions work only while it has the focus, so the text
+    // fields of docks and editors keep their Ctrl+C and Del.
+    m_view->addActions({m_act_insert_before, m_act_insert_after, m_act_delete, m_act_add_enums,
+                        m_act_add_bits, m_act_cut, m_act_copy, m_act_paste, m_act_expand,
+                        m_act_collapse});
+    for (QAction* a : {m_act_insert_before, m_act_insert_after, m_act_delete, m_act_cut, m_act_copy,
+                       m_act_paste})
+        a->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+
+    connect(m_act_undo_history, &QAction::toggled, m_dock_undo, &QDockWidget::setVisible);
+    connect(m_dock_undo, &QDockWidget::visibilityChanged, m_act_undo_history, [this](bool) {
+        m_act_undo_history->setChecked(m_dock_undo->isVisibleTo(this));
+    });
+    connect(m_act_expand, &QAction::triggered, m_view, &RowTreeView::expandCurrentSubtree);
+    connect(m_act_collapse, &QAction::triggered, m_view, &RowTreeView::collapseCurrentSubtree);
+    connect(m_view, &RowTreeView::currentIndexChanged, this, &EditorWindow::updateActions);
+    connect(m_view, &QAbstractItemView::doubleClicked, this, &EditorWindow::onDoubleClicked);
+    connect(m_delegate, &EditorDelegate::message, this, &EditorWindow::popupMessage);
+    connect(m_wdg_file_changed, &FileChangedWidget::reloadClicked, this, &EditorWindow::onReloadClicked);
+}
+
+void EditorWindow::initialize(const QString& path, const QString& fallbackPath)
+{
+    QString file = path;
+    if (file.isEmpty())
+        file = QSettings().value(key("LastOpenPath")).toString();
+    if (file.isEmpty() || !QFileInfo(file).isFile())
+        file = path.isEmpty() ? fallbackPath : file;
+    if (!file.isEmpty()) {
+        if (Item* root = loadDefinitionFile(file)) {
+            m_model->setTags(root);
+            setPath(file);
+        }
+    }
+    m_undo->setClean();
+    updateCleanState();
+}
+
+Item* EditorWindow::loadDefinitionFile(const QString& path)
+{
+    Parser parser;
+    if (!parser.parse(path)) {
+        QMessageBox::critical(this, tr(titleText), parser.formatError(), QMessageBox::Close);
+        return nullptr;
+    }
+    if (!parser.warnings().isEmpty())
+        message(parser.warnings().trimmed());
+    return parser.takeRoot();
+}
+
+void EditorWindow::setPath(const QString& path)
+{
+    m_path = path;
+    // A new watch for each file: a replaced file is a new one.
+    m_wdg_file_changed->watchFile(QString());
+    m_wdg_file_changed->watchFile(path);
+    updateCleanState();
+}
+
+bool EditorWindow::canDiscard()
+{
+    if (m_undo->isClean())
+        return true;
+    const auto answer = QMessageBox::question(
+        this, tr(titleText), tr("There are unsaved changes. What do you want to do?"),
+        QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Cancel);
+    switch (answer) {
+    case QMessageBox::Discard: return true;
+    case QMessageBox::Save: return m_path.isEmpty() ? saveWithDialog() : save(m_path);
+    default: return false;
+    }
+}
+
+QString EditorWindow::dialogFilter() const
+{
+    return tr("QRV16 Definition Files") + QStringLiteral(" (*.qrvdef);;") + allFilesFilter();
+}
+
+void EditorWindow::replaceFrom(const QString& path, Item* root)
+{
+    m_model->undoableSetTags(root);
+    m_undo->setClean();
+    setPath(path);
+    // The receiver owns the copy; with none, there is nothing to hand over.
+    if (isSignalConnected(QMetaMethod::fromSignal(&EditorWindow::opened)))
+        Q_EMIT opened(root->clone(), path);
+}
+
+void EditorWindow::onNew()
+{
+    m_model->undoableClear(currentRow());
+}
+
+void EditorWindow::onOpen()
+{
+    if (!canDiscard())
+        return;
+    QSettings settings;
+    const QString path = QFileDialog::getOpenFileName(
+        this, tr("Open QRV16 definitions"), settings.value(key("LastOpenPath")).toString(),
+        dialogFilter());
+    if (path.isEmpty())
+        return;
+    Item* root = loadDefinitionFile(path);
+    if (!root)
+        return;
+    settings.setValue(key("LastOpenPath"), path);
+    replaceFrom(path, root);
+}
+
+void EditorWindow::onSave()
+{
+    if (m_path.isEmpty())
+        saveWithDialog();
+    else
+        save(m_path);
+}
+
+void EditorWindow::onSaveAs()
+{
+    saveWithDialog();
+}
+
+bool EditorWindow::saveWithDialog()
+{
+    QSettings settings;
+    QString start = settings.value(key("LastSaveAsPath")).toString();
+    if (start.isEmpty())
+        start = m_path;
+    const QString path =
+        QFileDialog::getSaveFileName(this, tr("Save QRV16 definitions"), start, dialogFilter());
+    if (path.isEmpty())
+        return false;
+    settings.setValue(key("LastSaveAsPath"), path);
+    return save(path);
+}
+
+bool EditorWindow::save(const QString& path)
+{
+    // Our own write is no change from outside.
+    m_wdg_file_changed->watchFile(QString());
+    const bool ok = dosave(path);
+    if (ok)
+        m_path = path;
+    m_wdg_file_changed->watchFile(m_path);
+    updateCleanState();
+    return ok;
+}
+
+bool EditorWindow::dosave(const QString& path)
+{
+    const QString tmp = path + QStringLiteral(".tmp");
+    const QString bak = path + QStringLiteral(".bak");
+    WriterXml writer;
+    if (!writer.write(m_model->root(), tmp)) {
+        error(writer.formatError());
+        return false;
+    }
+    if (QFile::exists(bak)) {
+        QFile old(bak);
+        if (!old.remove()) {
+            error(tr("Could not delete old backup %1: %2").arg(bak, old.errorString()));
+            return false;
+        }
+    }
+    if (QFile::exists(path)) {
+        QFile current(path);
+        if (!current.rename(bak)) {
+            error(tr("Could not rename %1 to %2: %3").arg(path, bak, current.errorString()));
+            return false;
+        }
+    }
+    QFile written(tmp);
+    if (!written.rename(path)) {
+        error(tr("Could not rename %1 to %2: %3").arg(tmp, path, written.errorString()));
+        return false;
+    }
+    m_undo->setClean();
+    popupMessage(tr("Saved to %1").arg(QDir::toNativeSeparators(path)));
+    if (isSignalConnected(QMetaMethod::fromSignal(&EditorWindow::saved)))
+        Q_EMIT saved(m_model->root()->clone(), path);
+    return true;
+}
+
+QModelIndex EditorWindow::currentRow() const
+{
+    return m_view->currentIndex().siblingAtColumn(0);
+}
+
+void EditorWindow::insertAt(bool after)
+{
+    const QModelIndex current = currentRow();
+    const Item* item = m_model->index2item(current);
+    const ItemType type = item->data().type;
+    QModelIndex parent;
+    int row;
+    if (!current.isValid() || type == ItemType::Enums || type == ItemType::Bits) {
+        // Into the container (or the file) the cursor is on.
+        parent = current;
+        row = after ? m_model->rowCount(parent) : 0;
+    } else {
+        parent = current.parent();
+        row = current.row() + (after ? 1 : 0);
+    }
+    if (!m_model->insertRow(row, parent))
+        return;
+    const QModelIndex made = m_model->index(row, 0, parent);
+    m_view->expand(parent);
+    m_view->setCurrentIndex(made);
+    m_view->scrollTo(made);
+    m_view->edit(made);
+}
+
+void EditorWindow::onInsertBefore()
+{
+    insertAt(false);
+}
+
+void EditorWindow::onInsertAfter()
+{
+    insertAt(true);
+}
+
+void EditorWindow::onDelete()
+{
+    const QModelIndex current = currentRow();
+    if (current.isValid())
+        m_model->removeRow(current.row(), current.parent());
+}
+
+void EditorWindow::addList(int type)
+{
+    const QModelIndex current = currentRow();
+    const QModelIndex list = m_model->insertList(current, ItemType(type));
+    if (!list.isValid())
+        return;
+    m_view->expand(current);
+    m_view->setCurrentIndex(list);
+    m_view->scrollTo(list);
+}
+
+void EditorWindow::onAddEnums()
+{
+    addList(int(ItemType::Enums));
+}
+
+void EditorWindow::onAddBits()
+{
+    addList(int(ItemType::Bits));
+}
+
+void EditorWindow::onCut()
+{
+    m_model->cut(currentRow());
+}
+
+void EditorWindow::onCopy()
+{
+    if (QMimeData* data = m_model->copy(currentRow()))
+        QApplication::clipboard()->setMimeData(data);
+}
+
+void EditorWindow::onPaste()
+{
+    if (!m_model->paste(currentRow(), QApplication::clipboard()->mimeData()))
+        popupMessage(tr("The clipboard holds no definitions that fit here."));
+}
+
+void EditorWindow::onFixedFont()
+{
+    bool ok = false;
+    const QFont font = QFontDialog::getFont(&ok, m_model->fixedFont(), this, tr("Chose font for code"));
+    if (!ok)
+        return;
+    m_model->setFixedFont(font);
+    QSettings().setValue(key("FixedFont"), font.toString());
+}
+
+void EditorWindow::onCommentFont()
+{
+    bool ok = false;
+    const QFont font =
+        QFontDialog::getFont(&ok, m_model->commentFont(), this, tr("Chose font for comments"));
+    if (!ok)
+        return;
+    m_model->setCommentFont(font);
+    QSettings().setValue(key("CommentFont"), font.toString());
+}
+
+QPlainTextEdit* EditorWindow::createViewer(const QString& text, QSyntaxHighlighter* highlighter,
+                                           const QString& title)
+{
+    // A window of its own that goes with the editor.
+    auto* viewer = new QPlainTextEdit(this);
+    viewer->setWindowFlags(Qt::Window);
+    viewer->setAttribute(Qt::WA_DeleteOnClose);
+    viewer->setObjectName(QStringLiteral("m_te_viewer"));
+    viewer->setWindowTitle(title);
+    viewer->setWindowIcon(windowIcon());
+    viewer->setReadOnly(true);
+    viewer->setLineWrapMode(QPlainTextEdit::NoWrap);
+    viewer->setFont(m_model->fixedFont());
+    viewer->setPlainText(text);
+    if (highlighter) {
+        highlighter->setParent(viewer);
+        highlighter->setDocument(viewer->document());
+    }
+    viewer->resize(760, 600);
+    viewer->show();
+    return viewer;
+}
+
+void EditorWindow::viewGenerated(const QByteArray& text, QSyntaxHighlighter* highlighter,
+                                 const QString& title, const QString& failure)
+{
+    if (text.isEmpty() && !failure.isEmpty()) {
+        delete highlighter;
+        error(failure);
+        return;
+    }
+    createViewer(QString::fromUtf8(text), highlighter, title);
+}
+
+namespace {
+
+template<typename W>
+QByteArray generate(const Item* root, QString* failure)
+{
+    W writer;
+    const QByteArray text = writer.encode(root);
+    if (text.isEmpty())
+        *failure = writer.formatError();
+    return text;
+}
+
+} // namespace
+
+void EditorWindow::onViewHeader()
+{
+    QString failure;
+    const QByteArray text = generate<WriterHeader>(m_model->root(), &failure);
+    viewGenerated(text, new HighlighterC, tr("QRV16 generated header"), failure);
+}
+
+void EditorWindow::onViewLua()
+{
+    QString failure;
+    const QByteArray text = generate<WriterLua>(m_model->root(), &failure);
+    viewGenerated(text, new HighlighterLua, tr("QRV16 generated Lua"), failure);
+}
+
+void EditorWindow::onViewCs()
+{
+    QString failure;
+    const QByteArray text = generate<WriterCs>(m_model->root(), &failure);
+    viewGenerated(text, nullptr, tr("QRV16 generated C#"), failure);
+}
+
+void EditorWindow::onViewCpp()
+{
+    QString failure;
+    const QByteArray text = generate<WriterCpp>(m_model->root(), &failure);
+    viewGenerated(text, nullptr, tr("QRV16 generated C++"), failure);
+}
+
+void EditorWindow::onViewCppLut()
+{
+    QString failure;
+    const QByteArray text = generate<WriterCppLut>(m_model->root(), &failure);
+    viewGenerated(text, nullptr, tr("QRV16 generated C++ Lookup Tables"), failure);
+}
+
+void EditorWindow::onReloadClicked()
+{
+    if (m_path.isEmpty())
+        return;
+    if (Item* root = loadDefinitionFile(m_path))
+        replaceFrom(m_path, root);
+}
+
+void EditorWindow::onDoubleClicked(const QModelIndex& index)
+{
+    if (!index.isValid())
+        return;
+    const Item* item = m_model->index2item(index);
+    const ItemType type = item->data().type;
+    if ((type != ItemType::Tag && type != ItemType::Enum && type != ItemType::Bit) || item->isComment())
+        return;
+    auto* dialog = new EditorItemEditDialog(this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setData(item);
+    connect(dialog, &EditorItemEditDialog::apply, this, &EditorWindow::onApplyItem);
+    dialog->open();
+}
+
+void EditorWindow::onApplyItem(const Item* item, const ItemData& data)
+{
+    m_model->setItemData(m_model->item2index(item), data);
+}
+
+void EditorWindow::setCurrentItem(const QModelIndex& index)
+{
+    if (!index.isValid())
+        return;
+    const QModelIndex row = index.siblingAtColumn(0);
+    m_view->setCurrentIndex(row);
+    m_view->scrollTo(row);
+}
+
+void EditorWindow::updateActions()
+{
+    const QModelIndex current = currentRow();
+    const bool row = current.isValid();
+    const Item* item = m_model->index2item(current);
+    const bool tag = row && item->data().type == ItemType::Tag && !item->isComment();
+    // Inserting needs no row: an empty file gets its first tag this way.
+    m_act_insert_before->setEnabled(true);
+    m_act_insert_after->setEnabled(true);
+    m_act_delete->setEnabled(row);
+    m_act_cut->setEnabled(row);
+    m_act_copy->setEnabled(row);
+    m_act_add_enums->setEnabled(tag && !item->findInTagByItemType(ItemType::Enums));
+    m_act_add_bits->setEnabled(tag && !item->findInTagByItemType(ItemType::Bits));
+}
+
+void EditorWindow::updateCleanState()
+{
+    QString title;
+    if (!m_undo->isClean())
+        title += QStringLiteral("* ");
+    if (!m_path.isEmpty())
+        title += QDir::toNativeSeparators(m_path) + QLatin1Char(' ');
+    title += QLatin1Char('[') + tr(titleText) + QLatin1Char(']');
+    setWindowTitle(title);
+}
+
+void EditorWindow::onUndoHistoryChanged()
+{
+    updateCleanState();
+    updateActions();
+}
+
+void EditorWindow::popupMessage(const QString& text)
+{
+    if (!text.isEmpty())
+        statusBar()->showMessage(text, 5000);
+}
+
+void EditorWindow::message(const QString& text)
+{
+    m_te_messages->appendPlainText(text);
+    m_dock_messages->show();
+}
+
+void EditorWindow::error(const QString& text)
+{
+    message(text);
+    QMessageBox::critical(this, tr(titleText), text, QMessageBox::Close);
+}
+
+void EditorWindow::spanComments(const QModelIndex& parent, int first, int last)
+{
+    // Free-standing comments read across the whole row. Walks only what was
+    // inserted or reset; comments sit at most two levels deep.
+    QList<QPair<QModelIndex, QPair<int, int>>> ranges{{parent, {first, last}}};
+    while (!ranges.isEmpty()) {
+        const auto range = ranges.takeLast();
+        for (int r = range.second.first; r <= range.second.second; ++r) {
+            const QModelIndex index = m_model->index(r, 0, range.first);
+            if (!index.isValid())
+                continue;
+            const Item* item = m_model->index2item(index);
+            m_view->setFirstColumnSpanned(r, range.first, item->isComment());
+            const int children = m_model->rowCount(index);
+            if (children > 0)
+                ranges.append({index, {0, children - 1}});
+        }
+    }
+}
+
+void EditorWindow::closeEvent(QCloseEvent* event)
+{
+    if (!canDiscard()) {
+        event->ignore();
+        return;
+    }
+    QMainWindow::closeEvent(event);
+}
+
+void EditorWindow::showEvent(QShowEvent* event)
+{
+    QMainWindow::showEvent(event);
+    if (m_restored)
+        return;
+    m_restored = true;
+    QSettings settings;
+    restoreGeometry(settings.value(key("Geometry")).toByteArray());
+    restoreState(settings.value(key("State")).toByteArray());
+    m_view->header()->restoreState(settings.value(key("TreeHeader")).toByteArray());
+    m_act_undo_history->setChecked(m_dock_undo->isVisibleTo(this));
+}
+
+void EditorWindow::hideEvent(QHideEvent* event)
+{
+    QMainWindow::hideEvent(event);
+    if (event->spontaneous())
+        return;
+    QSettings settings;
+    settings.setValue(key("Geometry"), saveGeometry());
+    settings.setValue(key("State"), saveState());
+    settings.setValue(key("TreeHeader"), m_view->header()->saveState());
+}
+
+} // namespace QRV16

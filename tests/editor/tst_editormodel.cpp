@@ -1,0 +1,709 @@
+#include "editor/commandchangeid.h"
+#include "editor/commanddelete.h"
+#include "editor/commandnew.h"
+#include "editor/commandreplaceall.h"
+#include "editor/editormodel.h"
+#include "treetext.h"
+
+#include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QClipboard>
+#include <QColor>
+#include <QIcon>
+#include <QMimeData>
+#include <QUndoStack>
+#include <QtTest>
+
+#include <memory>
+
+using namespace QRV16;
+
+namespace {
+
+// Root rows: 0 comment, 1 Mode (with enums), 2 blank line, 3 Name, 4 Flags (with bits).
+const QByteArray sample = R"(<?xml version="1.0"?>
+<qrv16>
+  <!-- head -->
+  <tag name="Mode" id="0x1001" display="x">
+    <enums>
+      <enum name="Off" id="0"/>
+      <enum name="On" id="1"/>
+    </enums>
+  </tag>
+
+  <tag name="Name" id="0x3001" comment="c"/>
+  <tag name="Flags" id="0x7001">
+    <bits>
+      <bit name="A" id="0"/>
+    </bits>
+  </tag>
+</qrv16>
+)";
+
+const QString sampleShape =
+    "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) _ T:Name=12289 T:Flags=28673(B(b:A=0)))";
+
+struct Fixture
+{
+    QUndoStack stack;
+    EditorModel model;
+    QAbstractItemModelTester tester{&model, QAbstractItemModelTester::FailureReportingMode::QtTest};
+
+    explicit Fixture(const QByteArray& xml = sample)
+    {
+        model.setUndoStack(&stack);
+        model.setTags(TreeText::read(xml));
+    }
+
+    // "1/0/1": row 1 of the root, its row 0, that one's row 1.
+    QModelIndex at(const QString& path, int column = 0) const
+    {
+        QModelIndex index;
+        const QStringList rows = path.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+        for (int i = 0; i < rows.size(); ++i)
+            index = model.index(rows[i].toInt(), i + 1 == rows.size() ? column : 0, index);
+        return index;
+    }
+
+    QString shape() const { return TreeText::shape(model.root()); }
+};
+
+QMimeData* xmlData(const QByteArray& xml)
+{
+    auto* data = new QMimeData;
+    data->setData(QStringLiteral("text/xml"), xml);
+    return data;
+}
+
+QImage image(const QVariant& icon)
+{
+    return icon.value<QIcon>().pixmap(16, 16).toImage().convertToFormat(QImage::Format_ARGB32);
+}
+
+bool transparent(const QImage& img)
+{
+    for (int y = 0; y < img.height(); ++y)
+        for (int x = 0; x < img.width(); ++x)
+            if (qAlpha(img.pixel(x, y)) != 0)
+                return false;
+    return !img.isNull();
+}
+
+} // namespace
+
+class TestEditorModel : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void headers();
+    void flags_data();
+    void flags();
+    void tagIcons_data();
+    void tagIcons();
+    void otherIcons_data();
+    void otherIcons();
+    void tagTooltips_data();
+    void tagTooltips();
+    void layoutRows();
+    void setData_data();
+    void setData();
+    void commandTexts_data();
+    void commandTexts();
+    void setItemData();
+    void displayModeReachesValues();
+    void insertAndRemove();
+    void insertList();
+    void cutAndUndo();
+    void paste_data();
+    void paste();
+    void hostilePaste_data();
+    void hostilePaste();
+    void copyPasteRoundTrip();
+    void dragAndDrop();
+    void collisions();
+    void replaceAndClear();
+    void setTagsForgetsHistory();
+};
+
+void TestEditorModel::init()
+{
+    QApplication::clipboard()->clear();
+}
+
+void TestEditorModel::headers()
+{
+    Fixture f;
+    QCOMPARE(f.model.columnCount(), 3);
+    QCOMPARE(f.model.headerData(0, Qt::Horizontal).toString(), QString("Name"));
+    QCOMPARE(f.model.headerData(1, Qt::Horizontal).toString(), QString("Tag"));
+    QCOMPARE(f.model.headerData(2, Qt::Horizontal).toString(), QString("Comment"));
+    QCOMPARE(f.model.rowCount(), 5);
+    QCOMPARE(f.shape(), sampleShape);
+}
+
+void TestEditorModel::flags_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<int>("flags");
+    const int definition = Qt::ItemIsSelectable | Qt::ItemIsEditable | Qt::ItemIsDragEnabled |
+                           Qt::ItemIsDropEnabled | Qt::ItemIsEnabled;
+    const int container = Qt::ItemIsSelectable | Qt::ItemIsDropEnabled | Qt::ItemIsEnabled;
+    QTest::newRow("a tag is edited, dragged and dropped on") << "1" << definition;
+    QTest::newRow("an enum likewise") << "1/0/1" << definition;
+    QTest::newRow("a bit likewise") << "4/0/0" << definition;
+    QTest::newRow("a container is not edited nor dragged") << "1/0" << container;
+    QTest::newRow("a comment is not edited in place")
+        << "0" << int(Qt::ItemIsSelectable | Qt::ItemIsDragEnabled | Qt::ItemIsDropEnabled | Qt::ItemIsEnabled);
+    QTest::newRow("a blank line is an empty definition") << "2" << definition;
+    QTest::newRow("the root takes drops only") << "" << int(Qt::ItemIsDropEnabled);
+}
+
+void TestEditorModel::flags()
+{
+    QFETCH(QString, path);
+    QFETCH(int, flags);
+    Fixture f;
+    QCOMPARE(int(f.model.flags(f.at(path))), flags);
+}
+
+void TestEditorModel::tagIcons_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("icon");
+    QTest::addColumn<QString>("tip");
+    QTest::newRow("binary") << 0x0001 << "i16_data" << "Binary";
+    QTest::newRow("integer") << 0x1001 << "i16_int" << "Integer";
+    QTest::newRow("bool") << 0x2001 << "i16_bool" << "Bool";
+    QTest::newRow("string") << 0x3001 << "i16_string" << "String";
+    QTest::newRow("date") << 0x4001 << "i16_date" << "Date";
+    QTest::newRow("time") << 0x5001 << "i16_time" << "Time";
+    QTest::newRow("datetime") << 0x6001 << "i16_datetime" << "DateTime";
+    QTest::newRow("bit array") << 0x7001 << "i16_list_bullets" << "BitArray";
+    QTest::newRow("address") << 0x9001 << "i16_network" << "Network-Address";
+    QTest::newRow("list") << 0xC001 << "i16_list" << "List";
+    QTest::newRow("request") << 0xD001 << "i16_question" << "Request";
+    QTest::newRow("answer") << 0xE001 << "i16_answer" << "Answer";
+    QTest::newRow("message") << 0xF001 << "i16_message" << "Message";
+    QTest::newRow("point") << 0x8001 << "i16_point" << "Point";
+    QTest::newRow("rect") << 0x8101 << "i16_rect" << "Rect";
+    QTest::newRow("size") << 0x8201 << "i16_size" << "Size";
+    QTest::newRow("no data type") << 0xA001 << "" << "";
+}
+
+void TestEditorModel::tagIcons()
+{
+    QFETCH(int, code);
+    QFETCH(QString, icon);
+    Fixture f(QByteArray("<qrv16><tag name=\"T\" id=\"") + QByteArray::number(code) + "\"/></qrv16>");
+    const QImage shown = image(f.at("0").data(Qt::DecorationRole));
+    if (icon.isEmpty())
+        QVERIFY(transparent(shown));
+    else
+        QCOMPARE(shown, image(QIcon(":/icons/" + icon + ".png")));
+    QCOMPARE(f.at("0", 1).data(Qt::DecorationRole), QVariant());
+}
+
+void TestEditorModel::otherIcons_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("icon");
+    QTest::newRow("enums container") << "1/0" << "i16_folder";
+    QTest::newRow("bits container") << "4/0" << "i16_folder";
+    QTest::newRow("enum") << "1/0/0" << "i16_list";
+    QTest::newRow("bit") << "4/0/0" << "i16_tiny_bullet";
+    QTest::newRow("comment") << "0" << "";
+    QTest::newRow("blank line") << "2" << "";
+}
+
+void TestEditorModel::otherIcons()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, icon);
+    Fixture f;
+    const QImage shown = image(f.at(path).data(Qt::DecorationRole));
+    if (icon.isEmpty())
+        QVERIFY(transparent(shown));
+    else
+        QCOMPARE(shown, image(QIcon(":/icons/" + icon + ".png")));
+}
+
+void TestEditorModel::tagTooltips_data()
+{
+    QTest::addColumn<int>("column");
+    QTest::addColumn<QString>("tip");
+    QTest::newRow("name column names the type") << 0 << "Integer";
+    QTest::newRow("code column names the type") << 1 << "Integer";
+    QTest::newRow("comment column does not") << 2 << "";
+}
+
+void TestEditorModel::tagTooltips()
+{
+    QFETCH(int, column);
+    QFETCH(QString, tip);
+    Fixture f;
+    QCOMPARE(f.at("1", column).data(Qt::ToolTipRole).toString(), tip);
+}
+
+void TestEditorModel::layoutRows()
+{
+    Fixture f;
+    QCOMPARE(f.at("0").data().toString(), QString("head"));
+    QVERIFY(f.at("0").data(Qt::FontRole).value<QFont>().italic());
+    QCOMPARE(f.at("2").data().toString(), QString());
+    QCOMPARE(f.at("1", 1).data().toString(), QString("0x1001"));
+    QCOMPARE(f.at("1/0/1", 1).data().toString(), QString("0x1"));
+    QCOMPARE(f.at("3", 2).data().toString(), QString("c"));
+}
+
+void TestEditorModel::setData_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<int>("column");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("accepted");
+    QTest::addColumn<QString>("undoText"); // empty: nothing pushed
+    QTest::addColumn<QString>("after");    // the row's data in that column afterwards
+
+    QTest::newRow("0x10000 into a tag's code changes nothing")
+        << "1" << 1 << "0x10000" << false << "" << "0x1001";
+    QTest::newRow("0x10000 into an enum's value sets it")
+        << "1/0/1" << 1 << "0x10000" << true << "Change enum code" << "0x10000";
+    QTest::newRow("negative tag code is out of range") << "1" << 1 << "-1" << false << "" << "0x1001";
+    QTest::newRow("text that is no number is refused") << "1" << 1 << "zz" << false << "" << "0x1001";
+    QTest::newRow("the same code adds nothing") << "1" << 1 << "0x1001" << true << "" << "0x1001";
+    QTest::newRow("a new tag code") << "1" << 1 << "0x1005" << true << "Change tag code" << "0x1005";
+    QTest::newRow("a code for a blank line") << "2" << 1 << "0x2001" << true << "Set tag code" << "0x2001";
+    QTest::newRow("clearing a code adds Remove tag code") << "1" << 1 << "" << true << "Remove tag code" << "";
+    QTest::newRow("clearing no code adds nothing") << "2" << 1 << "" << true << "" << "";
+    QTest::newRow("a new bit number") << "4/0/0" << 1 << "5" << true << "Change bit number" << "5";
+    QTest::newRow("removing an enum value") << "1/0/0" << 1 << "" << true << "Remove enum code" << "";
+    QTest::newRow("the same name adds nothing") << "1" << 0 << "Mode" << true << "" << "Mode";
+    QTest::newRow("a new name") << "1" << 0 << "Speed" << true << "Change name" << "Speed";
+    QTest::newRow("a name for a blank line") << "2" << 0 << "Speed" << true << "Set name" << "Speed";
+    QTest::newRow("removing a name") << "1/0/1" << 0 << "" << true << "Remove name" << "";
+    QTest::newRow("a name the reader refuses") << "1" << 0 << "1abc" << false << "" << "Mode";
+    QTest::newRow("the reserved name") << "1" << 0 << "Tag" << false << "" << "Mode";
+    QTest::newRow("a new comment") << "3" << 2 << "d" << true << "Change comment" << "d";
+    QTest::newRow("a first comment") << "1" << 2 << "d" << true << "Set comment" << "d";
+    QTest::newRow("removing a comment") << "3" << 2 << "" << true << "Remove comment" << "";
+    QTest::newRow("the same comment adds nothing") << "3" << 2 << "c" << true << "" << "c";
+    QTest::newRow("a container is not edited") << "1/0" << 0 << "X" << false << "" << "Enums";
+    QTest::newRow("a comment row is not edited") << "0" << 2 << "X" << false << "" << "";
+}
+
+void TestEditorModel::setData()
+{
+    QFETCH(QString, path);
+    QFETCH(int, column);
+    QFETCH(QString, text);
+    QFETCH(bool, accepted);
+    QFETCH(QString, undoText);
+    QFETCH(QString, after);
+    Fixture f;
+    const QModelIndex index = f.at(path, column);
+    const QString before = index.data().toString();
+    QSignalSpy changed(&f.model, &QAbstractItemModel::dataChanged);
+
+    QCOMPARE(f.model.setData(index, text), accepted);
+    QCOMPARE(f.stack.count(), undoText.isEmpty() ? 0 : 1);
+    QCOMPARE(index.data().toString(), after);
+    if (undoText.isEmpty()) {
+        QCOMPARE(f.shape(), sampleShape);
+        return;
+    }
+    QCOMPARE(f.stack.text(0), undoText);
+    QVERIFY(!changed.isEmpty());
+    QSignalSpy undone(&f.model, &EditorModel::undone);
+    f.stack.undo();
+    QCOMPARE(index.data().toString(), before);
+    QCOMPARE(f.shape(), sampleShape);
+    QCOMPARE(undone.size(), 1);
+    QCOMPARE(undone.at(0).at(0).value<QModelIndex>().siblingAtColumn(0), index.siblingAtColumn(0));
+    f.stack.redo();
+    QCOMPARE(index.data().toString(), after);
+}
+
+void TestEditorModel::commandTexts_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("id of a container") << "1/0" << "setId" << "Set code";
+    QTest::newRow("id removed from a container") << "1/0" << "removeId" << "Remove code";
+    QTest::newRow("enum code set where none was") << "1/0/0" << "setIdNone" << "Set enum code";
+    QTest::newRow("bit number removed") << "4/0/0" << "removeId" << "Remove bit number";
+    QTest::newRow("insert tag") << "1" << "new" << "Insert tag";
+    QTest::newRow("insert enum") << "1/0/0" << "new" << "Insert enum";
+    QTest::newRow("insert bit") << "4/0/0" << "new" << "Insert bit";
+    QTest::newRow("insert container") << "1/0" << "new" << "Insert item";
+    QTest::newRow("remove tag") << "1" << "remove" << "Remove tag";
+    QTest::newRow("remove enum") << "1/0/0" << "remove" << "Remove enum";
+    QTest::newRow("remove bit") << "4/0/0" << "remove" << "Remove bit";
+    QTest::newRow("cut tag") << "1" << "cut" << "Cut tag";
+    QTest::newRow("cut enum") << "1/0/0" << "cut" << "Cut enum";
+    QTest::newRow("cut bit") << "4/0/0" << "cut" << "Cut bit";
+    QTest::newRow("replace with a tree") << "" << "replace" << "Replace data";
+    QTest::newRow("replace with nothing") << "" << "clear" << "New";
+}
+
+void TestEditorModel::commandTexts()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, command);
+    QFETCH(QString, text);
+    Fixture f;
+    const QModelIndex index = f.at(path);
+    Item* item = f.model.index2item(index);
+    std::unique_ptr<QUndoCommand> made;
+    if (command == "setId") {
+        made = std::make_unique<CommandChangeID>(3, true, item, &f.model, index);
+    } else if (command == "setIdNone") {
+        item->data().hasId = false;
+        made = std::make_unique<CommandChangeID>(3, true, item, &f.model, index);
+    } else if (command == "removeId") {
+        made = std::make_unique<CommandChangeID>(0, false, item, &f.model, index);
+    } else if (command == "new") {
+        made = std::make_unique<CommandNew>(new Item(item->data()), 0, item->parent(), &f.model, index);
+    } else if (command == "remove" || command == "cut") {
+        auto d = std::make_unique<CommandDelete>(item->row(), item->parent(), &f.model, index);
+        if (command == "cut")
+            d->setMode(CommandDelete::Cut);
+        made = std::move(d);
+    } else if (command == "replace") {
+        made = std::make_unique<CommandReplaceAll>(new Item, &f.model, index);
+    } else {
+        made = std::make_unique<CommandReplaceAll>(nullptr, &f.model, index);
+    }
+    QCOMPARE(made->text(), text);
+    QCOMPARE(made->id(), -1);
+}
+
+void TestEditorModel::setItemData()
+{
+    Fixture f;
+    const QModelIndex index = f.at("1");
+    ItemData d = f.model.index2item(index)->data();
+    QVERIFY(f.model.setItemData(index, d));
+    QCOMPARE(f.stack.count(), 0);
+
+    d.name = "Speed";
+    d.id = 0x1009;
+    d.secure = true;
+    d.display = DisplayMode(DisplayMode::Hex, 4);
+    d.type = ItemType::Bit; // never written
+    QVERIFY(f.model.setItemData(index, d));
+    QCOMPARE(f.stack.count(), 1);
+    QCOMPARE(f.stack.text(0), QString("Change item"));
+    const Item* item = f.model.index2item(index);
+    QCOMPARE(item->data().type, ItemType::Tag);
+    QCOMPARE(item->data().name, QString("Speed"));
+    QVERIFY(item->data().secure);
+    QCOMPARE(f.at("1/0/1", 1).data().toString(), QString("0x0001"));
+
+    d.name = "9x";
+    QVERIFY(!f.model.setItemData(index, d));
+    d.name = "Ok";
+    d.id = 0x10000;
+    QVERIFY(!f.model.setItemData(index, d));
+    QCOMPARE(f.stack.count(), 1);
+
+    f.stack.undo();
+    QCOMPARE(f.shape(), sampleShape);
+    QVERIFY(!item->data().secure);
+}
+
+void TestEditorModel::displayModeReachesValues()
+{
+    Fixture f;
+    const QModelIndex value = f.at("1/0/1", 1);
+    QCOMPARE(value.data().toString(), QString("0x1"));
+    QSignalSpy changed(&f.model, &QAbstractItemModel::dataChanged);
+    ItemData d = f.model.index2item(f.at("1"))->data();
+    d.display = DisplayMode();
+    f.model.setItemData(f.at("1"), d);
+    QCOMPARE(value.data().toString(), QString("1"));
+    bool valueNotified = false;
+    for (const QList<QVariant>& args : changed) {
+        const QModelIndex top = args.at(0).value<QModelIndex>();
+        const QModelIndex bottom = args.at(1).value<QModelIndex>();
+        valueNotified |= top.parent() == value.parent() && top.row() <= 1 && bottom.row() >= 1 &&
+                         bottom.column() >= 1;
+    }
+    QVERIFY(valueNotified);
+}
+
+void TestEditorModel::insertAndRemove()
+{
+    Fixture f;
+    QVERIFY(f.model.insertRow(2, QModelIndex()));
+    QCOMPARE(f.stack.text(0), QString("Insert tag"));
+    QCOMPARE(f.model.rowCount(), 6);
+    QVERIFY(f.model.index2item(f.at("2"))->isNewline());
+
+    QVERIFY(f.model.insertRow(0, f.at("1/0")));
+    QCOMPARE(f.stack.text(1), QString("Insert enum"));
+    QVERIFY(!f.model.insertRow(0, f.at("1")));           // a tag holds containers only
+    QVERIFY(!f.model.insertRow(9, QModelIndex()));       // past the end
+    QVERIFY(!f.model.removeRow(6, QModelIndex()));       // out of range
+    QVERIFY(!f.model.removeRow(-1, QModelIndex()));
+    QCOMPARE(f.stack.count(), 2);
+
+    QVERIFY(f.model.removeRow(4, QModelIndex())); // Name, one row further down now
+    QCOMPARE(f.stack.text(2), QString("Remove tag"));
+    QCOMPARE(f.model.rowCount(), 5);
+    while (f.stack.canUndo())
+        f.stack.undo();
+    QCOMPARE(f.shape(), sampleShape);
+    while (f.stack.canRedo())
+        f.stack.redo();
+    QCOMPARE(f.shape(), "R(#head T:Mode=4097(E(_ e:Off=0 e:On=1)) _ _ T:Flags=28673(B(b:A=0)))");
+}
+
+void TestEditorModel::insertList()
+{
+    Fixture f;
+    const QModelIndex existing = f.model.insertList(f.at("1"), ItemType::Enums);
+    QCOMPARE(existing, f.at("1/0"));
+    QCOMPARE(f.stack.count(), 0);
+
+    const QModelIndex bits = f.model.insertList(f.at("1"), ItemType::Bits);
+    QCOMPARE(f.stack.count(), 1);
+    QCOMPARE(f.stack.text(0), QString("Insert item"));
+    QCOMPARE(bits, f.at("1/0"));
+    QCOMPARE(f.model.index2item(bits)->data().type, ItemType::Bits);
+
+    const QModelIndex enums = f.model.insertList(f.at("3"), ItemType::Enums);
+    QCOMPARE(enums, f.at("3/0"));
+    QVERIFY(!f.model.insertList(f.at("1/1/0"), ItemType::Enums).isValid()); // not a tag
+    QVERIFY(!f.model.insertList(f.at("3"), ItemType::Enum).isValid());      // not a container
+    QCOMPARE(f.shape(), "R(#head T:Mode=4097(B E(e:Off=0 e:On=1)) _ T:Name=12289(E) "
+                        "T:Flags=28673(B(b:A=0)))");
+}
+
+void TestEditorModel::cutAndUndo()
+{
+    Fixture f;
+    const QModelIndex on = f.at("1/0/1");
+    QVERIFY(f.model.cut(on));
+    QCOMPARE(f.stack.text(0), QString("Cut enum"));
+    QCOMPARE(f.model.rowCount(f.at("1/0")), 1);
+    const QMimeData* clip = QApplication::clipboard()->mimeData();
+    QVERIFY(clip && clip->hasFormat("text/xml"));
+    QVERIFY(clip->data("text/xml").contains("name=\"On\""));
+
+    QSignalSpy undone(&f.model, &EditorModel::undone);
+    f.stack.undo();
+    QCOMPARE(f.shape(), sampleShape);
+    QCOMPARE(undone.size(), 1);
+    const QModelIndex back = undone.at(0).at(0).value<QModelIndex>();
+    QCOMPARE(back, f.at("1/0/1"));
+    QCOMPARE(back.data().toString(), QString("On"));
+}
+
+void TestEditorModel::paste_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QByteArray>("xml");
+    QTest::addColumn<QString>("undoText");
+    QTest::addColumn<QString>("shape");
+    QTest::newRow("two tags are one entry Merge data")
+        << "1" << QByteArray("<qrv16><tag name=\"A\" id=\"0x1101\"/><tag name=\"B\" id=\"0x1102\"/></qrv16>")
+        << "Merge data"
+        << "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) T:A=4353 T:B=4354 _ T:Name=12289 T:Flags=28673(B(b:A=0)))";
+    QTest::newRow("a tag pasted on a value goes after its tag")
+        << "1/0/0" << QByteArray("<qrv16><tag name=\"A\" id=\"0x1101\"/></qrv16>") << "Insert tag"
+        << "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) T:A=4353 _ T:Name=12289 T:Flags=28673(B(b:A=0)))";
+    QTest::newRow("a tag pasted on nothing goes last")
+        << "" << QByteArray("<qrv16><tag name=\"A\" id=\"0x1101\"/></qrv16>") << "Insert tag"
+        << "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) _ T:Name=12289 T:Flags=28673(B(b:A=0)) T:A=4353)";
+    QTest::newRow("an enum pasted on a tag joins its enums")
+        << "1" << QByteArray("<qrv16><enum name=\"X\" id=\"7\"/></qrv16>") << "Insert enum"
+        << "R(#head T:Mode=4097(E(e:Off=0 e:On=1 e:X=7)) _ T:Name=12289 T:Flags=28673(B(b:A=0)))";
+    QTest::newRow("an enum pasted on an enum follows it")
+        << "1/0/0" << QByteArray("<qrv16><enum name=\"X\" id=\"7\"/></qrv16>") << "Insert enum"
+        << "R(#head T:Mode=4097(E(e:Off=0 e:X=7 e:On=1)) _ T:Name=12289 T:Flags=28673(B(b:A=0)))";
+    QTest::newRow("an enum on a tag without enums brings the container")
+        << "3" << QByteArray("<qrv16><enum name=\"X\" id=\"7\"/><enum name=\"Y\" id=\"8\"/></qrv16>")
+        << "Insert item"
+        << "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) _ T:Name=12289(E(e:X=7 e:Y=8)) T:Flags=28673(B(b:A=0)))";
+    QTest::newRow("an enums container merges into the tag's")
+        << "1" << QByteArray("<qrv16><enums><enum name=\"X\" id=\"7\"/><enum name=\"Y\" id=\"8\"/></enums></qrv16>")
+        << "Merge data"
+        << "R(#head T:Mode=4097(E(e:Off=0 e:On=1 e:X=7 e:Y=8)) _ T:Name=12289 T:Flags=28673(B(b:A=0)))";
+    QTest::newRow("bits go before enums")
+        << "1" << QByteArray("<qrv16><bit name=\"Z\" id=\"3\"/></qrv16>") << "Insert item"
+        << "R(#head T:Mode=4097(B(b:Z=3) E(e:Off=0 e:On=1)) _ T:Name=12289 T:Flags=28673(B(b:A=0)))";
+    QTest::newRow("misplaced elements are left out")
+        << "" << QByteArray("<qrv16><tag name=\"A\" id=\"0x1101\"><tag name=\"B\"/><enums><bit name=\"C\"/>"
+                            "<enum name=\"D\" id=\"1\"/></enums></tag></qrv16>")
+        << "Insert tag"
+        << "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) _ T:Name=12289 T:Flags=28673(B(b:A=0)) T:A=4353(E(e:D=1)))";
+}
+
+void TestEditorModel::paste()
+{
+    QFETCH(QString, path);
+    QFETCH(QByteArray, xml);
+    QFETCH(QString, undoText);
+    QFETCH(QString, shape);
+    Fixture f;
+    std::unique_ptr<QMimeData> data(xmlData(xml));
+    QVERIFY(f.model.paste(f.at(path), data.get()));
+    QCOMPARE(f.shape(), shape);
+    QCOMPARE(f.stack.count(), 1);
+    QCOMPARE(f.stack.text(0), undoText);
+    f.stack.undo();
+    QCOMPARE(f.shape(), sampleShape);
+    f.stack.redo();
+    QCOMPARE(f.shape(), shape);
+}
+
+void TestEditorModel::hostilePaste_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QByteArray>("xml");
+    QByteArray deep = "<qrv16>";
+    for (int i = 0; i < 5000; ++i)
+        deep += "<tag>";
+    QByteArray deepKnown = "<qrv16>";
+    for (int i = 0; i < 5000; ++i)
+        deepKnown += "<enums>";
+    QTest::newRow("truncated") << "1" << QByteArray("<qrv16><tag name=\"A\" id=\"0x11");
+    QTest::newRow("deep nesting of tags") << "1" << deep;
+    QTest::newRow("deep nesting of containers") << "1" << deepKnown;
+    QTest::newRow("wrong root") << "1" << QByteArray("<html><tag name=\"A\" id=\"1\"/></html>");
+    QTest::newRow("not xml") << "1" << QByteArray("Mode=3");
+    QTest::newRow("empty") << "1" << QByteArray();
+    QTest::newRow("tag code out of range") << "1" << QByteArray("<qrv16><tag name=\"A\" id=\"0x10000\"/></qrv16>");
+    QTest::newRow("a value with no tag to go to") << "" << QByteArray("<qrv16><enum name=\"X\" id=\"1\"/></qrv16>");
+    QTest::newRow("a root in the root") << "1" << QByteArray("<qrv16><qrv16><tag name=\"A\"/></qrv16></qrv16>");
+    QTest::newRow("nothing but a blank") << "1" << QByteArray("<qrv16>\n\n</qrv16>");
+}
+
+void TestEditorModel::hostilePaste()
+{
+    QFETCH(QString, path);
+    QFETCH(QByteArray, xml);
+    Fixture f;
+    std::unique_ptr<QMimeData> data(xmlData(xml));
+    data->setText(QString::fromLatin1(xml));
+    QVERIFY(!f.model.paste(f.at(path), data.get()));
+    QVERIFY(!f.model.dropMimeData(data.get(), Qt::CopyAction, -1, -1, f.at(path)));
+    QCOMPARE(f.stack.count(), 0);
+    QCOMPARE(f.shape(), sampleShape);
+}
+
+void TestEditorModel::copyPasteRoundTrip()
+{
+    Fixture f;
+    std::unique_ptr<QMimeData> data(f.model.copy(f.at("1")));
+    QVERIFY(data);
+    QVERIFY(data->hasFormat("text/xml"));
+    QCOMPARE(data->text().toUtf8(), data->data("text/xml"));
+    QVERIFY(f.model.paste(f.at("3"), data.get()));
+    QCOMPARE(*f.model.index2item(f.at("4")), *f.model.index2item(f.at("1")));
+
+    // Plain text alone is read as well.
+    std::unique_ptr<QMimeData> plain(new QMimeData);
+    plain->setText(data->text());
+    QVERIFY(f.model.paste(QModelIndex(), plain.get()));
+    QCOMPARE(*f.model.index2item(f.at("6")), *f.model.index2item(f.at("1")));
+    QCOMPARE(f.stack.count(), 2);
+}
+
+void TestEditorModel::dragAndDrop()
+{
+    Fixture f;
+    QVERIFY(f.model.mimeTypes().contains("text/plain"));
+    std::unique_ptr<QMimeData> dragged(
+        f.model.mimeData({f.at("4"), f.at("4", 1), f.at("4", 2)}));
+    QVERIFY(dragged);
+    QVERIFY(!f.model.mimeData({f.at("1"), f.at("3")}));
+
+    QVERIFY(f.model.dropMimeData(dragged.get(), Qt::IgnoreAction, -1, -1, f.at("1")));
+    QVERIFY(!f.model.dropMimeData(dragged.get(), Qt::CopyAction, 0, 0, QModelIndex()));
+    QVERIFY(!f.model.canDropMimeData(dragged.get(), Qt::CopyAction, 1, 0, QModelIndex()));
+    QCOMPARE(f.stack.count(), 0);
+
+    QVERIFY(f.model.canDropMimeData(dragged.get(), Qt::MoveAction, -1, -1, f.at("1")));
+    QVERIFY(f.model.dropMimeData(dragged.get(), Qt::MoveAction, -1, -1, f.at("1")));
+    QCOMPARE(f.stack.count(), 1);
+    QCOMPARE(f.shape(), "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) T:Flags=28673(B(b:A=0)) _ T:Name=12289 "
+                        "T:Flags=28673(B(b:A=0)))");
+    // The view removes the source of a move.
+    QVERIFY(f.model.removeRow(5, QModelIndex()));
+    QCOMPARE(f.shape(), "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) T:Flags=28673(B(b:A=0)) _ T:Name=12289)");
+}
+
+void TestEditorModel::collisions()
+{
+    Fixture f;
+    QCOMPARE(f.at("1").data(EditorModel::CollisionRole).toInt(), 0);
+    QCOMPARE(f.at("1").data(Qt::BackgroundRole), QVariant());
+    QSignalSpy changed(&f.model, &QAbstractItemModel::dataChanged);
+    QVERIFY(f.model.setData(f.at("3", 0), "Mode"));
+    QCOMPARE(f.at("1").data(EditorModel::CollisionRole).toInt(), int(NameCollision));
+    QCOMPARE(f.at("3").data(EditorModel::CollisionRole).toInt(), int(NameCollision));
+    QVERIFY(f.at("1").data(Qt::BackgroundRole).canConvert<QColor>());
+    QVERIFY(f.at("1").data(Qt::ToolTipRole).toString().contains("Another tag has the name Mode"));
+    bool siblingNotified = false;
+    for (const QList<QVariant>& args : changed)
+        siblingNotified |= args.at(0).value<QModelIndex>() == f.at("1");
+    QVERIFY(siblingNotified);
+
+    QVERIFY(f.model.setData(f.at("3", 1), "0x1001"));
+    QCOMPARE(f.at("1").data(EditorModel::CollisionRole).toInt(), int(NameCollision | IdCollision));
+    QVERIFY(f.at("3", 1).data(Qt::ToolTipRole).toString().contains("Another tag has the code 0x1001"));
+    QCOMPARE(f.model.findCollision(f.model.index2item(f.at("3"))),
+             f.model.index2item(f.at("3"))->findCollision());
+
+    changed.clear();
+    f.stack.undo();
+    f.stack.undo();
+    QCOMPARE(f.at("1").data(EditorModel::CollisionRole).toInt(), 0);
+    QCOMPARE(f.at("1").data(Qt::BackgroundRole), QVariant());
+    siblingNotified = false;
+    for (const QList<QVariant>& args : changed)
+        siblingNotified |= args.at(0).value<QModelIndex>() == f.at("1");
+    QVERIFY(siblingNotified);
+
+    // A removed clashing row takes its clash along.
+    QVERIFY(f.model.setData(f.at("3", 0), "Mode"));
+    QVERIFY(f.model.removeRow(3, QModelIndex()));
+    QCOMPARE(f.at("1").data(EditorModel::CollisionRole).toInt(), 0);
+    f.stack.undo();
+    QCOMPARE(f.at("3").data(EditorModel::CollisionRole).toInt(), int(NameCollision));
+}
+
+void TestEditorModel::replaceAndClear()
+{
+    Fixture f;
+    std::unique_ptr<Item> original(f.model.root()->clone());
+    f.model.undoableClear();
+    QCOMPARE(f.model.rowCount(), 0);
+    QCOMPARE(f.stack.text(0), QString("New"));
+    f.model.undoableSetTags(TreeText::read("<qrv16><tag name=\"Z\" id=\"1\"/></qrv16>"));
+    QCOMPARE(f.stack.text(1), QString("Replace data"));
+    QCOMPARE(f.shape(), "R(T:Z=1)");
+    f.stack.undo();
+    f.stack.undo();
+    QCOMPARE(*f.model.root(), *original);
+    f.stack.redo();
+    QCOMPARE(f.model.rowCount(), 0);
+}
+
+void TestEditorModel::setTagsForgetsHistory()
+{
+    Fixture f;
+    QVERIFY(f.model.setData(f.at("1", 0), "Speed"));
+    QCOMPARE(f.stack.count(), 1);
+    f.model.setTags(TreeText::read(sample));
+    QCOMPARE(f.stack.count(), 0);
+    f.model.clear();
+    QCOMPARE(f.model.rowCount(), 0);
+    QCOMPARE(f.model.root()->data().type, ItemType::Root);
+}
+
+QTEST_MAIN(TestEditorModel)
+#include "tst_editormodel.moc"

@@ -1,0 +1,453 @@
+#include "editor/editoritemeditdialog.h"
+#include "editor/editormodel.h"
+#include "editor/editorwindow.h"
+#include "editor/filechangedwidget.h"
+#include "editor/rowtreeview.h"
+#include "treetext.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDialogButtonBox>
+#include <QDir>
+#include <QDockWidget>
+#include <QFile>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QSyntaxHighlighter>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QUndoStack>
+#include <QtTest>
+
+#include <memory>
+
+using namespace QRV16;
+
+namespace {
+
+QByteArray readAll(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Answers the next modal message box with `button` once it is up.
+void answerMessageBox(QMessageBox::StandardButton button, QString* text = nullptr)
+{
+    auto* poll = new QTimer;
+    poll->setInterval(20);
+    QObject::connect(poll, &QTimer::timeout, poll, [poll, button, text] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        if (text)
+            *text = box->text();
+        if (QAbstractButton* b = box->button(button))
+            b->click();
+        poll->deleteLater();
+    });
+    poll->start();
+}
+
+QAction* action(QWidget* window, const char* name)
+{
+    return window->findChild<QAction*>(QLatin1String(name));
+}
+
+QModelIndex find(const EditorModel* model, const QString& name, const QModelIndex& parent = {})
+{
+    for (int r = 0; r < model->rowCount(parent); ++r) {
+        const QModelIndex i = model->index(r, 0, parent);
+        if (i.data(Qt::EditRole).toString() == name)
+            return i;
+        const QModelIndex below = find(model, name, i);
+        if (below.isValid())
+            return below;
+    }
+    return {};
+}
+
+} // namespace
+
+class TestEditorWindow : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void form();
+    void actions_data();
+    void actions();
+    void openDemoAndEdit();
+    void initializeFallsBack();
+    void brokenFileIsReported();
+    void saveTwiceKeepsOneBackup();
+    void closeWithUnsavedChanges_data();
+    void closeWithUnsavedChanges();
+    void undoSelectsTheChangedRow();
+    void clearAllThenUndo();
+    void insertIntoEmptyFile();
+    void itemDialogMakesOneChange();
+    void reloadAfterOutsideChange();
+    void viewers_data();
+    void viewers();
+
+private:
+    std::unique_ptr<QTemporaryDir> m_dir;
+    QString m_path;
+    std::unique_ptr<EditorWindow> m_window;
+};
+
+void TestEditorWindow::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName("Norvane");
+    QCoreApplication::setApplicationName("korvgui-test-editor");
+}
+
+void TestEditorWindow::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_dir->filePath("settings"));
+    QSettings().clear();
+    m_path = m_dir->filePath("demo.qrvdef");
+    QVERIFY(QFile::copy(KORV_SOURCE_DIR "/examples/demo.qrvdef", m_path));
+    QFile::setPermissions(m_path, QFile::ReadOwner | QFile::WriteOwner);
+    m_window = std::make_unique<EditorWindow>();
+}
+
+void TestEditorWindow::cleanup()
+{
+    if (m_window)
+        m_window->undoStack()->setClean();
+    m_window.reset();
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (qobject_cast<QPlainTextEdit*>(w))
+            delete w;
+}
+
+void TestEditorWindow::form()
+{
+    EditorWindow& w = *m_window;
+    QCOMPARE(w.objectName(), QString("QRV16EditorWindow"));
+    QVERIFY(w.findChild<RowTreeView*>("m_view"));
+    QVERIFY(w.findChild<FileChangedWidget*>("m_wdg_file_changed"));
+    auto* undoDock = w.findChild<QDockWidget*>("UndoDock");
+    QVERIFY(undoDock);
+    QCOMPARE(undoDock->windowTitle(), QString("Undo History"));
+    QCOMPARE(w.findChild<QDockWidget*>("MessageDock")->windowTitle(), QString("Messages"));
+    QCOMPARE(w.undoStack()->undoLimit(), 1000);
+    QVERIFY(!w.windowIcon().isNull());
+    QCOMPARE(w.windowTitle(), QString("[QRV16 tag editor]"));
+
+    w.show();
+    action(&w, "m_act_undo_history")->trigger();
+    QVERIFY(undoDock->isVisible());
+    action(&w, "m_act_undo_history")->trigger();
+    QVERIFY(!undoDock->isVisible());
+}
+
+void TestEditorWindow::actions_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("shortcut");
+    QTest::addColumn<bool>("icon");
+    QTest::newRow("new") << "m_act_new" << "Clear all" << "" << true;
+    QTest::newRow("open") << "m_act_open" << "Open" << "Ctrl+O" << true;
+    QTest::newRow("save") << "m_act_save" << "Save" << "Ctrl+S" << true;
+    QTest::newRow("save as") << "m_act_save_as" << "Save as..." << "" << true;
+    QTest::newRow("close") << "m_act_close" << "Close" << "Ctrl+Q" << true;
+    QTest::newRow("undo") << "m_act_undo" << "Undo" << "Ctrl+Z" << true;
+    QTest::newRow("redo") << "m_act_redo" << "Redo" << "Ctrl+Y" << true;
+    QTest::newRow("undo history") << "m_act_undo_history" << "Undo history" << "" << true;
+    QTest::newRow("insert before") << "m_act_insert_before" << "Insert before" << "Ins" << true;
+    QTest::newRow("insert after") << "m_act_insert_after" << "Insert after" << "Shift+Ins" << false;
+    QTest::newRow("delete") << "m_act_delete" << "Delete" << "Del" << true;
+    QTest::newRow("add enums") << "m_act_add_enums" << "Add enums" << "Ctrl+E" << true;
+    QTest::newRow("add bits") << "m_act_add_bits" << "Add bits" << "Ctrl+B" << true;
+    QTest::newRow("cut") << "m_act_cut" << "Cut" << "Ctrl+X" << true;
+    QTest::newRow("copy") << "m_act_copy" << "Copy" << "Ctrl+C" << true;
+    QTest::newRow("paste") << "m_act_paste" << "Paste" << "Ctrl+V" << true;
+    QTest::newRow("code font") << "m_act_fixed_font" << "Chose Code Font" << "" << true;
+    QTest::newRow("comment font") << "m_act_comment_font" << "Chose Comment Font" << "" << false;
+    QTest::newRow("header") << "m_act_view_header" << "View generated header" << "" << true;
+    QTest::newRow("lua") << "m_act_view_lua" << "View generated Lua" << "" << true;
+    QTest::newRow("c#") << "m_act_view_cs" << "View generated C#" << "" << false;
+    QTest::newRow("c++") << "m_act_view_cpp" << "View generated C++ Include File" << "" << false;
+    QTest::newRow("c++ lut") << "m_act_view_cpp_lut" << "View generated C++ Lookup Table" << "" << false;
+}
+
+void TestEditorWindow::actions()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, text);
+    QFETCH(QString, shortcut);
+    QFETCH(bool, icon);
+    QAction* a = action(m_window.get(), qPrintable(name));
+    QVERIFY(a);
+    QCOMPARE(a->text(), text);
+    QCOMPARE(a->shortcut(), QKeySequence(shortcut));
+    QCOMPARE(!a->icon().isNull(), icon);
+}
+
+void TestEditorWindow::openDemoAndEdit()
+{
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    QCOMPARE(w.currentFile(), m_path);
+    QCOMPARE(w.windowTitle(), QDir::toNativeSeparators(m_path) + " [QRV16 tag editor]");
+    QVERIFY(w.undoStack()->isClean());
+    QCOMPARE(w.undoStack()->count(), 0);
+    const QModelIndex pump = find(w.model(), "PumpMode");
+    QVERIFY(pump.isValid());
+    QCOMPARE(w.model()->rowCount(pump), 1);
+
+    QVERIFY(w.model()->setData(pump, "PumpState"));
+    QVERIFY(w.windowTitle().startsWith("* "));
+    QVERIFY(w.windowTitle().endsWith("[QRV16 tag editor]"));
+    QCOMPARE(action(&w, "m_act_undo")->text(), QString("Undo Change name"));
+    w.undoStack()->undo();
+    QVERIFY(!w.windowTitle().startsWith("* "));
+}
+
+void TestEditorWindow::initializeFallsBack()
+{
+    m_window->initialize(QString(), m_path);
+    QCOMPARE(m_window->currentFile(), m_path);
+    QVERIFY(m_window->model()->rowCount() > 10);
+
+    // A path opened through the dialog is remembered and wins over the fallback.
+    const QString other = m_dir->filePath("other.qrvdef");
+    QVERIFY(QFile::copy(m_path, other));
+    QSettings().setValue("QRV16Editor/LastOpenPath", other);
+    EditorWindow second;
+    second.initialize(QString(), m_path);
+    QCOMPARE(second.currentFile(), other);
+}
+
+void TestEditorWindow::brokenFileIsReported()
+{
+    const QString broken = m_dir->filePath("broken.qrvdef");
+    QFile f(broken);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write("<qrv16><tag name=\"A\" id=\"0x10000\"/></qrv16>");
+    f.close();
+    QString shown;
+    answerMessageBox(QMessageBox::Close, &shown);
+    m_window->initialize(broken);
+    QVERIFY2(shown.contains("Tag out of range"), qPrintable(shown));
+    QCOMPARE(m_window->model()->rowCount(), 0);
+    QCOMPARE(m_window->currentFile(), QString());
+}
+
+void TestEditorWindow::saveTwiceKeepsOneBackup()
+{
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    const QByteArray original = readAll(m_path);
+    QSignalSpy saved(&w, &EditorWindow::saved);
+
+    QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpState"));
+    QVERIFY(w.save(m_path));
+    QVERIFY(w.undoStack()->isClean());
+    QVERIFY(!w.windowTitle().startsWith("* "));
+    QCOMPARE(readAll(m_path + ".bak"), original);
+    const QByteArray first = readAll(m_path);
+    QVERIFY(first.contains("PumpState"));
+    QCOMPARE(saved.size(), 1);
+    std::unique_ptr<Item> handed(saved.at(0).at(0).value<Item*>());
+    QCOMPARE(saved.at(0).at(1).toString(), m_path);
+    std::unique_ptr<Item> onDisk(TreeText::read(first));
+    QVERIFY(onDisk);
+    QCOMPARE(*handed, *onDisk);
+    QVERIFY(handed.get() != w.model()->root());
+
+    QVERIFY(w.model()->setData(find(w.model(), "FlowRate"), "Flow"));
+    QVERIFY(w.save(m_path));
+    QCOMPARE(readAll(m_path + ".bak"), first);
+    QVERIFY(readAll(m_path).contains("\"Flow\""));
+    QDir dir(m_dir->path());
+    QCOMPARE(dir.entryList({"*.bak"}, QDir::Files).size(), 1);
+    QCOMPARE(dir.entryList({"*.tmp"}, QDir::Files).size(), 0);
+    std::unique_ptr<Item> second(saved.at(1).at(0).value<Item*>());
+    QCOMPARE(saved.size(), 2);
+    // Our own save is no change from outside.
+    QTest::qWait(300);
+    QVERIFY(w.findChild<FileChangedWidget*>("m_wdg_file_changed")->isHidden());
+}
+
+void TestEditorWindow::closeWithUnsavedChanges_data()
+{
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<bool>("closed");
+    QTest::newRow("Cancel keeps the window and the change") << int(QMessageBox::Cancel) << false;
+    QTest::newRow("Discard closes") << int(QMessageBox::Discard) << true;
+    QTest::newRow("Save saves and closes") << int(QMessageBox::Save) << true;
+}
+
+void TestEditorWindow::closeWithUnsavedChanges()
+{
+    QFETCH(int, answer);
+    QFETCH(bool, closed);
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpState"));
+    QString question;
+    answerMessageBox(QMessageBox::StandardButton(answer), &question);
+    QCOMPARE(w.close(), closed);
+    QCOMPARE(question, QString("There are unsaved changes. What do you want to do?"));
+    QCOMPARE(w.isVisible(), !closed);
+    QCOMPARE(find(w.model(), "PumpState").isValid(), answer != int(QMessageBox::Discard) || true);
+    QCOMPARE(readAll(m_path).contains("PumpState"), answer == int(QMessageBox::Save));
+    if (!closed)
+        QVERIFY(!w.undoStack()->isClean());
+}
+
+void TestEditorWindow::undoSelectsTheChangedRow()
+{
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    w.show();
+    auto* view = w.findChild<RowTreeView*>("m_view");
+    const QModelIndex busy = find(w.model(), "Busy");
+    QVERIFY(w.model()->setData(busy, "Occupied"));
+    view->setCurrentIndex(find(w.model(), "StatusReport"));
+    w.undoStack()->undo();
+    QCOMPARE(view->currentIndex().siblingAtColumn(0), busy);
+    QCOMPARE(view->selectedItem(), busy);
+    QVERIFY(view->isExpanded(busy.parent()));
+
+    // Undoing a removal selects the row that came back.
+    const QModelIndex flow = find(w.model(), "FlowRate");
+    view->setCurrentIndex(flow);
+    action(&w, "m_act_delete")->trigger();
+    QVERIFY(!find(w.model(), "FlowRate").isValid());
+    view->setCurrentIndex(find(w.model(), "StatusReport"));
+    action(&w, "m_act_undo")->trigger();
+    QCOMPARE(view->currentIndex().siblingAtColumn(0), find(w.model(), "FlowRate"));
+}
+
+void TestEditorWindow::clearAllThenUndo()
+{
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    std::unique_ptr<Item> before(w.model()->root()->clone());
+    action(&w, "m_act_new")->trigger();
+    QCOMPARE(w.model()->rowCount(), 0);
+    QCOMPARE(w.undoStack()->text(0), QString("New"));
+    QVERIFY(w.windowTitle().startsWith("* "));
+    action(&w, "m_act_undo")->trigger();
+    QCOMPARE(*w.model()->root(), *before);
+    QVERIFY(w.undoStack()->isClean());
+}
+
+void TestEditorWindow::insertIntoEmptyFile()
+{
+    EditorWindow& w = *m_window;
+    w.show();
+    QVERIFY(action(&w, "m_act_insert_before")->isEnabled());
+    QVERIFY(!action(&w, "m_act_delete")->isEnabled());
+    action(&w, "m_act_insert_before")->trigger();
+    QCOMPARE(w.model()->rowCount(), 1);
+    QCOMPARE(w.undoStack()->text(0), QString("Insert tag"));
+    QVERIFY(action(&w, "m_act_delete")->isEnabled());
+    QVERIFY(action(&w, "m_act_add_enums")->isEnabled());
+    action(&w, "m_act_add_enums")->trigger();
+    QCOMPARE(w.model()->rowCount(w.model()->index(0, 0)), 1);
+    QVERIFY(!action(&w, "m_act_add_enums")->isEnabled()); // on the container now
+    action(&w, "m_act_insert_after")->trigger();          // into the container
+    QCOMPARE(TreeText::shape(w.model()->root()), QString("R(T(E(_)))"));
+}
+
+void TestEditorWindow::itemDialogMakesOneChange()
+{
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    w.show();
+    const QModelIndex pump = find(w.model(), "PumpMode");
+    w.onDoubleClicked(pump);
+    auto* dialog = w.findChild<EditorItemEditDialog*>();
+    QVERIFY(dialog);
+    QTRY_VERIFY(dialog->isVisible());
+    dialog->findChild<QLineEdit*>("m_le_name")->setText("PumpState");
+    dialog->findChild<QDialogButtonBox*>("m_buttunz")->button(QDialogButtonBox::Ok)->click();
+    QCOMPARE(w.undoStack()->count(), 1);
+    QCOMPARE(w.undoStack()->text(0), QString("Change item"));
+    QCOMPARE(pump.data().toString(), QString("PumpState"));
+}
+
+void TestEditorWindow::reloadAfterOutsideChange()
+{
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    w.show();
+    QSignalSpy opened(&w, &EditorWindow::opened);
+    auto* bar = w.findChild<FileChangedWidget*>("m_wdg_file_changed");
+    QByteArray text = readAll(m_path);
+    text.replace("\"PumpMode\"", "\"PumpSetting\"");
+    {
+        QFile f(m_path);
+        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        f.write(text);
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(bar->isVisible(), 5000);
+    bar->findChild<QPushButton*>("m_pb_reload")->click();
+    QVERIFY(find(w.model(), "PumpSetting").isValid());
+    QVERIFY(w.undoStack()->isClean());
+    QCOMPARE(w.undoStack()->text(0), QString("Replace data"));
+    QCOMPARE(opened.size(), 1);
+    std::unique_ptr<Item> handed(opened.at(0).at(0).value<Item*>());
+    QCOMPARE(*handed, *w.model()->root());
+    QCOMPARE(opened.at(0).at(1).toString(), m_path);
+}
+
+void TestEditorWindow::viewers_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("highlighter");
+    QTest::newRow("header") << "m_act_view_header" << "QRV16 generated header" << "HighlighterC";
+    QTest::newRow("lua") << "m_act_view_lua" << "QRV16 generated Lua" << "HighlighterLua";
+    QTest::newRow("c#") << "m_act_view_cs" << "QRV16 generated C#" << "";
+    QTest::newRow("c++") << "m_act_view_cpp" << "QRV16 generated C++" << "";
+    QTest::newRow("c++ lookup") << "m_act_view_cpp_lut" << "QRV16 generated C++ Lookup Tables" << "";
+}
+
+void TestEditorWindow::viewers()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, title);
+    QFETCH(QString, highlighter);
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpChoice"));
+    action(&w, qPrintable(name))->trigger();
+    QPlainTextEdit* viewer = nullptr;
+    for (QWidget* top : QApplication::topLevelWidgets()) {
+        if (auto* edit = qobject_cast<QPlainTextEdit*>(top); edit && edit->windowTitle() == title)
+            viewer = edit;
+    }
+    QVERIFY(viewer);
+    QVERIFY(viewer->isReadOnly());
+    auto* colours = viewer->findChild<QSyntaxHighlighter*>();
+    QCOMPARE(colours ? QString(colours->metaObject()->className()) : QString(), highlighter);
+    if (colours)
+        QCOMPARE(colours->document(), viewer->document());
+    QVERIFY(viewer->isVisible());
+    // Generated from the tree as edited, not as saved.
+    QVERIFY2(viewer->toPlainText().contains("PumpChoice"), qPrintable(viewer->toPlainText().left(400)));
+    QVERIFY(!viewer->toPlainText().contains(QRegularExpression("(?<![A-Za-z])PumpMode(?![A-Za-z])")));
+}
+
+QTEST_MAIN(TestEditorWindow)
+#include "tst_editorwindow.moc"

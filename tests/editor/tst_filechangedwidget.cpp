@@ -1,0 +1,185 @@
+#include "editor/filechangedwidget.h"
+
+#include <QFile>
+#include <QLabel>
+#include <QLayout>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+bool writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+const QString changed = "The file defs.qrvdef has been changed outside this application. Do you want to reload?";
+const QString removed = "The file defs.qrvdef has been removed.";
+
+} // namespace
+
+class TestFileChangedWidget : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void init();
+    void form();
+    void changeIsReported();
+    void replacedWithinASecondIsOneChange();
+    void deletedForGoodIsReportedAfterThreePolls();
+    void buttons_data();
+    void buttons();
+    void sameFileKeepsItsWatch();
+
+private:
+    std::unique_ptr<QTemporaryDir> m_dir;
+    QString m_path;
+};
+
+void TestFileChangedWidget::init()
+{
+    m_dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_dir->isValid());
+    m_path = m_dir->filePath("defs.qrvdef");
+    QVERIFY(writeFile(m_path, "one"));
+}
+
+void TestFileChangedWidget::form()
+{
+    QWidget parent;
+    FileChangedWidget bar(&parent);
+    parent.show();
+    QCOMPARE(bar.objectName(), QString("FileChangedWidget"));
+    QVERIFY(bar.isHidden());
+    QCOMPARE(bar.findChild<QPushButton*>("m_pb_reload")->text(), QString("Reload"));
+    QCOMPARE(bar.findChild<QPushButton*>("m_pb_ignore")->text(), QString("Ignore"));
+    QCOMPARE(bar.findChild<QPushButton*>("m_pb_close")->text(), QString("Close"));
+    QVERIFY(bar.findChild<QLabel*>("m_lbl_message"));
+    QVERIFY(bar.findChild<QLayout*>("horizontalLayout"));
+}
+
+void TestFileChangedWidget::changeIsReported()
+{
+    QWidget parent;
+    FileChangedWidget bar(&parent);
+    parent.show();
+    QSignalSpy shown(&bar, &FileChangedWidget::messageShown);
+    bar.watchFile(m_path);
+    QVERIFY(writeFile(m_path, "two"));
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000);
+    QCOMPARE(shown.at(0).at(0).toString(), changed);
+    QCOMPARE(bar.messageText(), changed);
+    QVERIFY(bar.isVisible());
+}
+
+void TestFileChangedWidget::replacedWithinASecondIsOneChange()
+{
+    QWidget parent;
+    FileChangedWidget bar(&parent);
+    parent.show();
+    QSignalSpy shown(&bar, &FileChangedWidget::messageShown);
+    bar.watchFile(m_path);
+    const QString fresh = m_dir->filePath("fresh.tmp");
+    QVERIFY(writeFile(fresh, "two"));
+    QVERIFY(QFile::remove(m_path));
+    QTest::qWait(100);
+    QVERIFY(QFile::rename(fresh, m_path));
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000);
+    QTest::qWait(4500);
+    QCOMPARE(shown.size(), 1);
+    QCOMPARE(shown.at(0).at(0).toString(), changed);
+
+    // The new file is watched in its turn.
+    QVERIFY(writeFile(m_path, "three"));
+    bar.hide();
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, 5000);
+}
+
+void TestFileChangedWidget::deletedForGoodIsReportedAfterThreePolls()
+{
+    QWidget parent;
+    FileChangedWidget bar(&parent);
+    parent.show();
+    QSignalSpy shown(&bar, &FileChangedWidget::messageShown);
+    bar.watchFile(m_path);
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(QFile::remove(m_path));
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 8000);
+    QVERIFY2(clock.elapsed() >= 2500, qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(shown.at(0).at(0).toString(), removed);
+    QTest::qWait(2500);
+    QCOMPARE(shown.size(), 1);
+
+    // Coming back later is still news.
+    QVERIFY(writeFile(m_path, "back"));
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, 5000);
+    QCOMPARE(shown.at(1).at(0).toString(), changed);
+}
+
+void TestFileChangedWidget::buttons_data()
+{
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<bool>("stillWatching");
+    QTest::newRow("Reload keeps watching") << "m_pb_reload" << true;
+    QTest::newRow("Ignore stops reports") << "m_pb_ignore" << false;
+    QTest::newRow("Close stops reports") << "m_pb_close" << false;
+}
+
+void TestFileChangedWidget::buttons()
+{
+    QFETCH(QString, button);
+    QFETCH(bool, stillWatching);
+    QWidget parent;
+    FileChangedWidget bar(&parent);
+    parent.show();
+    QSignalSpy shown(&bar, &FileChangedWidget::messageShown);
+    QSignalSpy reload(&bar, &FileChangedWidget::reloadClicked);
+    QSignalSpy ignore(&bar, &FileChangedWidget::ignoreClicked);
+    QSignalSpy close(&bar, &FileChangedWidget::closeClicked);
+    bar.watchFile(m_path);
+    QVERIFY(writeFile(m_path, "two"));
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000);
+
+    bar.findChild<QPushButton*>(button)->click();
+    QVERIFY(bar.isHidden());
+    QCOMPARE(reload.size(), button == "m_pb_reload" ? 1 : 0);
+    QCOMPARE(ignore.size(), button == "m_pb_ignore" ? 1 : 0);
+    QCOMPARE(close.size(), button == "m_pb_close" ? 1 : 0);
+    QCOMPARE(bar.watchedFile(), stillWatching ? m_path : QString());
+
+    QVERIFY(writeFile(m_path, "three"));
+    if (stillWatching) {
+        QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, 5000);
+    } else {
+        QTest::qWait(1500);
+        QCOMPARE(shown.size(), 1);
+        QVERIFY(QFile::remove(m_path));
+        QTest::qWait(3500);
+        QCOMPARE(shown.size(), 1);
+        // Watching again reports again.
+        QVERIFY(writeFile(m_path, "four"));
+        bar.watchFile(m_path);
+        QVERIFY(writeFile(m_path, "five"));
+        QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, 5000);
+    }
+}
+
+void TestFileChangedWidget::sameFileKeepsItsWatch()
+{
+    QWidget parent;
+    FileChangedWidget bar(&parent);
+    parent.show();
+    QSignalSpy shown(&bar, &FileChangedWidget::messageShown);
+    bar.watchFile(m_path);
+    QVERIFY(QFile::remove(m_path));
+    QTest::qWait(1200); // one poll has run
+    bar.watchFile(m_path); // the same path: the running poll goes on
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000);
+    QCOMPARE(shown.at(0).at(0).toString(), removed);
+}
+
+QTEST_MAIN(TestFileChangedWidget)
+#include "tst_filechangedwidget.moc"
