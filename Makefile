@@ -42,7 +42,7 @@ build-bench/build.ninja: | deps
 bench: deps build-bench/build.ninja
 	cmake --build build-bench -j $(JOBS)
 	@set -e; for b in build-bench/bench/*/bench_*; do \
-	    [ -x "$$b" ] || continue; echo "== $$b"; "$$b" --benchmark_counters_tabular=true; \
+	    [ -f "$$b" ] && [ -x "$$b" ] || continue; echo "== $$b"; "$$b" --benchmark_counters_tabular=true; \
 	done
 
 # The program on the sample files, with a settings store of its own under
