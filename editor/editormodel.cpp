@@ -15,6 +15,7 @@
 #include <QClipboard>
 #include <QColor>
 #include <QGuiApplication>
+#include <QDataStream>
 #include <QMimeData>
 #include <QUndoStack>
 
@@ -25,6 +26,8 @@ namespace {
 
 const QString xmlFormat = QStringLiteral("text/xml");
 const QString textFormat = QStringLiteral("text/plain");
+// Which model a drag started in, and the row path of the dragged item.
+const QString sourceFormat = QStringLiteral("application/x-korv-definition-source");
 
 Item* emptyRoot()
 {
@@ -159,6 +162,16 @@ struct PastePlan
         return nullptr;
     }
 };
+
+QString moveText(const Item* item)
+{
+    switch (item ? item->data().type : ItemType::Invalid) {
+    case ItemType::Tag: return EditorModel::tr("Move tag");
+    case ItemType::Enum: return EditorModel::tr("Move enum");
+    case ItemType::Bit: return EditorModel::tr("Move bit");
+    default: return EditorModel::tr("Move item");
+    }
+}
 
 } // namespace
 
@@ -648,7 +661,7 @@ bool EditorModel::insertRow(int row, const QModelIndex& parent, Item* tree)
     return insertTrees(at, std::move(owned));
 }
 
-bool EditorModel::insertTrees(const QModelIndex& at, std::unique_ptr<Item> trees)
+bool EditorModel::insertTrees(const QModelIndex& at, std::unique_ptr<Item> trees, const QModelIndex& moved)
 {
     Item* target = index2item(at);
     PastePlan plan;
@@ -731,9 +744,10 @@ bool EditorModel::insertTrees(const QModelIndex& at, std::unique_ptr<Item> trees
 
     if (plan.steps.empty())
         return false;
-    const bool macro = plan.steps.size() > 1 && m_undo;
+    const QPersistentModelIndex source(moved);
+    const bool macro = (plan.steps.size() > 1 || source.isValid()) && m_undo;
     if (macro)
-        m_undo->beginMacro(tr("Merge data"));
+        m_undo->beginMacro(source.isValid() ? moveText(index2item(source)) : tr("Merge data"));
     for (auto& step : plan.steps) {
         Item* parent = step.first;
         Item* item = step.second.release();
@@ -747,6 +761,9 @@ bool EditorModel::insertTrees(const QModelIndex& at, std::unique_ptr<Item> trees
         }
         push(new CommandNew(item, row, parent, this, item2index(parent)));
     }
+    // The source row may have shifted below the inserted ones.
+    if (source.isValid())
+        push(new CommandDelete(source.row(), index2item(source.parent()), this, source));
     if (macro)
         m_undo->endMacro();
     return true;
@@ -795,6 +812,11 @@ QMimeData* EditorModel::copy(const QModelIndex& index) const
 
 bool EditorModel::paste(const QModelIndex& index, const QMimeData* data)
 {
+    return pasteData(index, data, QModelIndex());
+}
+
+bool EditorModel::pasteData(const QModelIndex& index, const QMimeData* data, const QModelIndex& moved)
+{
     if (!data)
         return false;
     QList<QByteArray> candidates;
@@ -808,7 +830,7 @@ bool EditorModel::paste(const QModelIndex& index, const QMimeData* data)
             continue;
         std::unique_ptr<Item> root(parser.takeRoot());
         if (root && root->childCount() > 0)
-            return insertTrees(index, std::move(root));
+            return insertTrees(index, std::move(root), moved);
     }
     return false;
 }
@@ -830,7 +852,39 @@ QMimeData* EditorModel::mimeData(const QModelIndexList& indexes) const
         item = it;
         first = i;
     }
-    return item ? copy(first.siblingAtColumn(0)) : nullptr;
+    if (!item)
+        return nullptr;
+    QMimeData* mime = copy(first.siblingAtColumn(0));
+    QByteArray source;
+    QDataStream out(&source, QIODevice::WriteOnly);
+    out << quintptr(this);
+    QList<int> path;
+    for (const Item* i = item; i && i != m_root.get(); i = i->parent())
+        path.prepend(i->row());
+    out << path;
+    mime->setData(sourceFormat, source);
+    return mime;
+}
+
+// The dragged row when the drag started in this model and the row is still
+// there; the path is checked row by row, never trusted.
+QModelIndex EditorModel::dragSource(const QMimeData* data) const
+{
+    if (!data || !data->hasFormat(sourceFormat))
+        return QModelIndex();
+    QDataStream in(data->data(sourceFormat));
+    quintptr model = 0;
+    QList<int> path;
+    in >> model >> path;
+    if (in.status() != QDataStream::Ok || model != quintptr(this) || path.isEmpty())
+        return QModelIndex();
+    QModelIndex at;
+    for (int row : std::as_const(path)) {
+        at = index(row, 0, at);
+        if (!at.isValid())
+            return QModelIndex();
+    }
+    return at;
 }
 
 Qt::DropActions EditorModel::supportedDropActions() const
@@ -858,7 +912,18 @@ bool EditorModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int
         return true;
     if (!canDropMimeData(data, action, row, column, parent))
         return false;
-    return paste(parent.siblingAtColumn(0), data);
+    const QModelIndex source = action == Qt::MoveAction ? dragSource(data) : QModelIndex();
+    if (!source.isValid())
+        return paste(parent.siblingAtColumn(0), data);
+    // A row moved within the tree: inserted and removed here in one undo
+    // step. Dropped onto itself or into its own subtree, nothing happens.
+    for (QModelIndex p = parent.siblingAtColumn(0); p.isValid(); p = p.parent()) {
+        if (p == source)
+            return false;
+    }
+    pasteData(parent.siblingAtColumn(0), data, source);
+    // False keeps the view from removing the source a second time.
+    return false;
 }
 
 void EditorModel::cmdInsertRow(Item* parent, Item* item, int row)

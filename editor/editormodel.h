@@ -95,7 +95,12 @@ private:
     void refreshCollisions(const Item* parent, bool notify);
     void forgetCollisions(const Item* subtree);
     void notifySubtree(const Item* item);
-    bool insertTrees(const QModelIndex& at, std::unique_ptr<Item> tree);
+    // Inserts the trees at `at`; with a valid `moved`, that row goes in the
+    // same undo step, so that a drag inside the tree undoes as one move.
+    bool insertTrees(const QModelIndex& at, std::unique_ptr<Item> tree,
+                     const QModelIndex& moved = QModelIndex());
+    bool pasteData(const QModelIndex& index, const QMimeData* data, const QModelIndex& moved);
+    QModelIndex dragSource(const QMimeData* data) const;
 
     std::unique_ptr<Item> m_root;
     QUndoStack* m_undo = nullptr; // not owned

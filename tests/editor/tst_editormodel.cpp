@@ -121,6 +121,11 @@ private Q_SLOTS:
     void hostilePaste();
     void copyPasteRoundTrip();
     void dragAndDrop();
+    void moveInsideTheTree_data();
+    void moveInsideTheTree();
+    void moveOntoItselfIsRefused_data();
+    void moveOntoItselfIsRefused();
+    void moveFromAnotherModelIsAPaste();
     void collisions();
     void replaceAndClear();
     void setTagsForgetsHistory();
@@ -626,14 +631,96 @@ void TestEditorModel::dragAndDrop()
     QVERIFY(!f.model.canDropMimeData(dragged.get(), Qt::CopyAction, 1, 0, QModelIndex()));
     QCOMPARE(f.stack.count(), 0);
 
-    QVERIFY(f.model.canDropMimeData(dragged.get(), Qt::MoveAction, -1, -1, f.at("1")));
-    QVERIFY(f.model.dropMimeData(dragged.get(), Qt::MoveAction, -1, -1, f.at("1")));
+    // A copy from elsewhere is a paste.
+    QVERIFY(f.model.dropMimeData(dragged.get(), Qt::CopyAction, -1, -1, f.at("1")));
     QCOMPARE(f.stack.count(), 1);
     QCOMPARE(f.shape(), "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) T:Flags=28673(B(b:A=0)) _ T:Name=12289 "
                         "T:Flags=28673(B(b:A=0)))");
-    // The view removes the source of a move.
-    QVERIFY(f.model.removeRow(5, QModelIndex()));
-    QCOMPARE(f.shape(), "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) T:Flags=28673(B(b:A=0)) _ T:Name=12289)");
+}
+
+void TestEditorModel::moveInsideTheTree_data()
+{
+    QTest::addColumn<QString>("from");
+    QTest::addColumn<QString>("onto");
+    QTest::addColumn<QString>("undoText");
+    QTest::addColumn<QString>("shape");
+    QTest::newRow("a tag up behind another")
+        << "4" << "1" << "Move tag"
+        << "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) T:Flags=28673(B(b:A=0)) _ T:Name=12289)";
+    QTest::newRow("a tag down behind another")
+        << "1" << "3" << "Move tag"
+        << "R(#head _ T:Name=12289 T:Mode=4097(E(e:Off=0 e:On=1)) T:Flags=28673(B(b:A=0)))";
+    QTest::newRow("an enum within its list")
+        << "1/0/0" << "1/0/1" << "Move enum"
+        << "R(#head T:Mode=4097(E(e:On=1 e:Off=0)) _ T:Name=12289 T:Flags=28673(B(b:A=0)))";
+    QTest::newRow("an enum to a tag without enums")
+        << "1/0/1" << "3" << "Move enum"
+        << "R(#head T:Mode=4097(E(e:Off=0)) _ T:Name=12289(E(e:On=1)) T:Flags=28673(B(b:A=0)))";
+}
+
+// A drag inside the tree is one undo step, and the view is told not to
+// remove the source again.
+void TestEditorModel::moveInsideTheTree()
+{
+    QFETCH(QString, from);
+    QFETCH(QString, onto);
+    QFETCH(QString, undoText);
+    QFETCH(QString, shape);
+    Fixture f;
+    std::unique_ptr<QMimeData> dragged(f.model.mimeData({f.at(from)}));
+    QVERIFY(dragged);
+    QVERIFY(f.model.canDropMimeData(dragged.get(), Qt::MoveAction, -1, -1, f.at(onto)));
+    QVERIFY(!f.model.dropMimeData(dragged.get(), Qt::MoveAction, -1, -1, f.at(onto)));
+    QCOMPARE(f.shape(), shape);
+    QCOMPARE(f.stack.count(), 1);
+    QCOMPARE(f.stack.undoText(), undoText);
+    f.stack.undo();
+    QCOMPARE(f.shape(), sampleShape);
+    f.stack.redo();
+    QCOMPARE(f.shape(), shape);
+}
+
+void TestEditorModel::moveOntoItselfIsRefused_data()
+{
+    QTest::addColumn<QString>("from");
+    QTest::addColumn<QString>("onto");
+    QTest::newRow("onto itself") << "1" << "1";
+    QTest::newRow("into its own enum list") << "1" << "1/0";
+    QTest::newRow("onto its own enum") << "1" << "1/0/1";
+}
+
+void TestEditorModel::moveOntoItselfIsRefused()
+{
+    QFETCH(QString, from);
+    QFETCH(QString, onto);
+    Fixture f;
+    std::unique_ptr<QMimeData> dragged(f.model.mimeData({f.at(from)}));
+    QVERIFY(!f.model.dropMimeData(dragged.get(), Qt::MoveAction, -1, -1, f.at(onto)));
+    QCOMPARE(f.stack.count(), 0);
+    QCOMPARE(f.shape(), sampleShape);
+}
+
+void TestEditorModel::moveFromAnotherModelIsAPaste()
+{
+    Fixture source;
+    Fixture f;
+    std::unique_ptr<QMimeData> dragged(source.model.mimeData({source.at("3")}));
+    QVERIFY(f.model.dropMimeData(dragged.get(), Qt::MoveAction, -1, -1, f.at("1")));
+    QCOMPARE(f.stack.count(), 1);
+    QCOMPARE(f.shape(), "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) T:Name=12289 _ T:Name=12289 "
+                        "T:Flags=28673(B(b:A=0)))");
+    // A forged source path is not trusted.
+    auto forged = std::make_unique<QMimeData>();
+    forged->setData(QStringLiteral("text/xml"), dragged->data(QStringLiteral("text/xml")));
+    for (const QString& format : dragged->formats()) {
+        if (format.contains(QLatin1String("source"))) {
+            QByteArray bytes = dragged->data(format);
+            bytes.chop(4);
+            forged->setData(format, bytes);
+        }
+    }
+    QVERIFY(f.model.dropMimeData(forged.get(), Qt::MoveAction, -1, -1, f.at("1")));
+    QCOMPARE(f.stack.count(), 2);
 }
 
 void TestEditorModel::collisions()
