@@ -338,6 +338,9 @@ void MainWindow::setupUi()
                                   QStringLiteral("i16_log_play.png"));
     m_act_log_play_hex = createAction("m_act_log_play_hex", tr("Replay hex dump..."), QString(), QString());
     m_act_about = createAction("m_act_about", tr("About"), QString(), QString());
+    m_act_copy = createAction("m_act_copy", tr("Copy"), QString(), QStringLiteral("i16_copy.png"), QKeySequence::Copy);
+    // Only in the trace: Ctrl+C in the entry line copies the text there.
+    m_act_copy->setShortcutContext(Qt::WidgetShortcut);
     m_act_reltime = createAction("m_act_reltime", tr("Relative Time"), QString(), QString());
     m_act_hide_dup = createAction("m_act_hide_dup", tr("Hide duplicates"), QString(), QString());
     m_act_hungarian = createAction("m_act_hungarian", tr("Hungarian Notation"), QString(), QString());
@@ -433,7 +436,7 @@ void MainWindow::setupUi()
     m_lbl_corner->setObjectName(QStringLiteral("m_lbl_corner"));
     menuBar()->setCornerWidget(m_lbl_corner, Qt::TopRightCorner);
 
-    m_tv_trace->addActions({m_act_delete_line, m_act_add_separator, m_act_clear_all});
+    m_tv_trace->addActions({m_act_copy, m_act_delete_line, m_act_add_separator, m_act_clear_all});
     auto* separator = new QAction(this);
     separator->setSeparator(true);
     m_tv_trace->addAction(separator);
@@ -516,6 +519,7 @@ void MainWindow::connectActions()
     connect(m_act_save_bookmarks_as, &QAction::triggered, this, &MainWindow::onSaveBookmarksAs);
     connect(m_act_add_separator, &QAction::triggered, this, &MainWindow::onAddSeparator);
     connect(m_act_delete_line, &QAction::triggered, this, &MainWindow::onDeleteLine);
+    connect(m_act_copy, &QAction::triggered, this, &MainWindow::onCopy);
     connect(m_act_clear_all, &QAction::triggered, this, &MainWindow::onClearAll);
     connect(m_act_log_start, &QAction::triggered, this, &MainWindow::onLogStart);
     connect(m_act_log_stop, &QAction::triggered, this, &MainWindow::onLogStop);
@@ -713,6 +717,33 @@ void MainWindow::onDeleteLine()
     while (index.parent().isValid())
         index = index.parent();
     m_model->remove(index);
+}
+
+void MainWindow::onCopy()
+{
+    // Selected rows in the order the view shows them: by their row paths.
+    QList<QPair<QList<int>, QModelIndex>> rows;
+    for (const QModelIndex& index : m_tv_trace->selectionModel()->selectedRows()) {
+        QList<int> path;
+        for (QModelIndex i = index; i.isValid(); i = i.parent())
+            path.prepend(i.row());
+        rows.append({path, index});
+    }
+    if (rows.isEmpty())
+        return;
+    std::sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    QStringList lines;
+    for (const auto& row : std::as_const(rows)) {
+        const QModelIndex& index = row.second;
+        const auto cell = [&](int column) { return index.siblingAtColumn(column).data().toString(); };
+        if (index.parent().isValid())
+            lines << QString(2 * (row.first.size() - 1), QLatin1Char(' ')) + cell(TraceModel::TextColumn);
+        else
+            lines << QStringList{cell(TraceModel::TimeColumn), cell(TraceModel::AddrColumn),
+                                 cell(TraceModel::SourceColumn), cell(TraceModel::TextColumn)}
+                         .join(QLatin1Char('\t'));
+    }
+    QApplication::clipboard()->setText(lines.join(QLatin1Char('\n')) + QLatin1Char('\n'));
 }
 
 void MainWindow::onAddSeparator()

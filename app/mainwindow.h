@@ -105,6 +105,8 @@ public Q_SLOTS:
     void setBookmarks(BookmarkList* list);
     void onBookmarkActivated(QAction* action);
     void onDeleteLine();
+    // The selected lines as text, for pasting into a report or a mail.
+    void onCopy();
     void onAddSeparator();
     void onClearAll();
     void onLogStart();
@@ -196,6 +198,7 @@ private:
     QAction* m_act_log_play = nullptr;
     QAction* m_act_log_play_hex = nullptr;
     QAction* m_act_about = nullptr;
+    QAction* m_act_copy = nullptr;
     QAction* m_act_reltime = nullptr;
     QAction* m_act_hide_dup = nullptr;
     QAction* m_act_hungarian = nullptr;

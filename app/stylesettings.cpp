@@ -51,6 +51,9 @@ StyleSettings::StyleSettings()
         m_colors[i] = QColor(defaultColors[i]);
     m_codeFont = QFont(QStringLiteral("Monospace"));
     m_codeFont.setStyleHint(QFont::TypeWriter);
+    // Code beside text in the same size; a bare family would be 12 points.
+    if (m_textFont.pointSizeF() > 0)
+        m_codeFont.setPointSizeF(m_textFont.pointSizeF());
 }
 
 QColor StyleSettings::color(StyleColor which) const

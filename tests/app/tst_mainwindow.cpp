@@ -12,6 +12,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QClipboard>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
@@ -118,6 +119,7 @@ private Q_SLOTS:
     void replayHexDumpFeedsTheChannel();
     void actionsMenusAndToolbar();
     void editorSavesIntoTheTrace();
+    void copySelectedLines();
 
 private:
     std::unique_ptr<MainWindow> makeWindow();
@@ -629,6 +631,33 @@ void TestMainWindow::editorSavesIntoTheTrace()
     QCOMPARE(QSettings().value(QStringLiteral("MainWindow/LastDefinitionsPath")).toString(), path);
     editor->close();
     QTRY_VERIFY(!editor);
+}
+
+void TestMainWindow::copySelectedLines()
+{
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    TraceModel* model = window->traceModel();
+    model->clear();
+    window->message(QStringLiteral("first"));
+    window->channel(2)->sendMessage(QStringLiteral("GetStatus=(PumpId=4)"));
+    window->message(QStringLiteral("last"));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    const QModelIndex request = model->index(0, 0, model->index(1, 0));
+    const QModelIndex pump = model->index(0, 0, request);
+    QItemSelectionModel* selection = view->selectionModel();
+    selection->clearSelection();
+    // Selected out of order: copied in the order shown.
+    selection->select(model->index(2, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    selection->select(pump, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    selection->select(model->index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    window->onCopy();
+    const QStringList copied = QApplication::clipboard()->text().split(QLatin1Char('\n'));
+    QCOMPARE(copied.size(), 4);
+    QVERIFY(copied.at(0).endsWith(QStringLiteral("\t\tMain\tfirst")));
+    QCOMPARE(copied.at(1), QStringLiteral("    PumpId = 4"));
+    QVERIFY(copied.at(2).endsWith(QStringLiteral("\t\tMain\tlast")));
+    QVERIFY(copied.at(3).isEmpty());
 }
 
 QTEST_MAIN(TestMainWindow)
