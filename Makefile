@@ -1,7 +1,7 @@
 # Build, test and run korvgui. Every target installs missing Debian packages first.
 
 DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools libgl-dev \
-        libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4
+        libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4 fonts-dejavu-core
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
