@@ -1,6 +1,7 @@
 #include "libserial/pserbps.h"
 #include "libserial/pserunixserialport.h"
 #include "libserial/serserialport.h"
+#include "tests/pty.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -18,62 +19,7 @@
 
 namespace {
 
-// A pseudo-terminal: the port opens its slave by name ("pts/3"), the test
-// plays the far end on the master side.
-class Pty
-{
-public:
-    Pty()
-    {
-        char path[128] = {};
-        if (openpty(&m_master, &m_slave, path, nullptr, nullptr) != 0)
-            return;
-        fcntl(m_master, F_SETFL, fcntl(m_master, F_GETFL) | O_NONBLOCK);
-        m_name = QString::fromLocal8Bit(path).mid(int(std::strlen("/dev/")));
-    }
-    ~Pty()
-    {
-        if (m_master >= 0)
-            ::close(m_master);
-        if (m_slave >= 0)
-            ::close(m_slave);
-    }
-    Pty(const Pty&) = delete;
-    Pty& operator=(const Pty&) = delete;
-
-    bool isValid() const { return m_master >= 0 && m_name.startsWith(QLatin1String("pts/")); }
-    QString name() const { return m_name; }
-
-    termios settings() const
-    {
-        termios t{};
-        tcgetattr(m_master, &t);
-        return t;
-    }
-
-    void write(const QByteArray& bytes) { QCOMPARE(::write(m_master, bytes.constData(), bytes.size()), ssize_t(bytes.size())); }
-
-    // Everything that arrives within msecs of the last byte.
-    QByteArray read(int msecs = 500)
-    {
-        QByteArray got;
-        pollfd p{m_master, POLLIN, 0};
-        while (::poll(&p, 1, msecs) > 0) {
-            char buffer[256];
-            const ssize_t n = ::read(m_master, buffer, sizeof buffer);
-            if (n <= 0)
-                break;
-            got.append(buffer, int(n));
-            msecs = 50;
-        }
-        return got;
-    }
-
-private:
-    int m_master = -1;
-    int m_slave = -1;
-    QString m_name;
-};
+using korvtest::Pty;
 
 int openDescriptors()
 {
@@ -289,7 +235,7 @@ void TestSerSerialPort::bytesBothWays()
     QCOMPARE(pty.read(), all);
 
     QSignalSpy ready(&port, &QIODevice::readyRead);
-    pty.write(all);
+    QVERIFY(pty.write(all));
     QByteArray got;
     while (got.size() < all.size() && (ready.size() > 0 || ready.wait(2000))) {
         ready.clear();
@@ -307,14 +253,14 @@ void TestSerSerialPort::oneReadyReadUntilRead()
     QVERIFY(port.open(QIODevice::ReadWrite));
     QSignalSpy ready(&port, &QIODevice::readyRead);
 
-    pty.write("a");
+    QVERIFY(pty.write("a"));
     QVERIFY(ready.wait(2000));
-    pty.write("b");
+    QVERIFY(pty.write("b"));
     QTest::qWait(150);
     QCOMPARE(ready.size(), 1);
 
     QCOMPARE(port.readAll(), QByteArray("ab"));
-    pty.write("c");
+    QVERIFY(pty.write("c"));
     QVERIFY(ready.wait(2000));
     QCOMPARE(ready.size(), 2);
     QCOMPARE(port.readAll(), QByteArray("c"));
@@ -355,7 +301,7 @@ void TestSerSerialPort::waitForReadyRead()
     QVERIFY(port.waitForBytesWritten(0));
 
     QSignalSpy ready(&port, &QIODevice::readyRead);
-    pty.write("x");
+    QVERIFY(pty.write("x"));
     QVERIFY(port.waitForReadyRead(2000));
     QCOMPARE(ready.size(), 1);
     QVERIFY(port.waitForReadyRead(2000));
@@ -415,7 +361,7 @@ void TestSerSerialPort::closeAndReopen()
     QVERIFY(port.open(QIODevice::ReadOnly));
     QCOMPARE(port.openMode(), QIODevice::ReadOnly);
     QSignalSpy ready(&port, &QIODevice::readyRead);
-    pty.write("z");
+    QVERIFY(pty.write("z"));
     QVERIFY(ready.wait(2000));
     QCOMPARE(port.readAll(), QByteArray("z"));
 }
