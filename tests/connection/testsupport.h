@@ -12,6 +12,7 @@
 #include <QElapsedTimer>
 #include <QObject>
 #include <QSocketNotifier>
+#include <QSslSocket>
 #include <QStringList>
 #include <QTcpServer>
 #include <QTimer>
@@ -40,6 +41,32 @@ inline ConnectionSettings clientSettings(quint16 port)
     settings.setClientAddress(QStringLiteral("127.0.0.1"));
     settings.setClientPort(port);
     return settings;
+}
+
+// Settings with every field away from its default.
+inline ConnectionSettings everythingChanged()
+{
+    ConnectionSettings s;
+    s.setMode(ConnectionSettings::ServerMode);
+    s.setBisMode(ConnectionSettings::BiSSlaveMode);
+    s.setBisEnabled(true);
+    s.setSourceAddress(12);
+    s.setDestinationAddress(70000);
+    s.setTries(9);
+    s.setTimeout(250);
+    s.setSerialPort(QStringLiteral("ttyUSB3"));
+    s.setSerialSpeed(57600);
+    s.setSerialHandshake(ConnectionSettings::RtsCtsHandshake);
+    s.setClientAddress(QStringLiteral("controller.local"));
+    s.setClientPort(4711);
+    s.setServerAddress(QStringLiteral("127.0.0.1"));
+    s.setServerPort(4712);
+    s.setSslEnabled(true);
+    s.setPrivateKeyFile(QStringLiteral("/etc/korv/key.pem"));
+    s.setLocalCertificateFile(QStringLiteral("/etc/korv/cert.pem"));
+    s.setCaCertificateDirectory(QStringLiteral("/etc/korv/ca/"));
+    s.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    return s;
 }
 
 inline quint16 listeningPort(const Connection& connection)

@@ -2,6 +2,7 @@
 // keys and certificates from files, directories and the built-in resources.
 
 #include "connection/connectionsettings.h"
+#include "tests/connection/testsupport.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -13,30 +14,7 @@
 
 namespace {
 
-ConnectionSettings everythingChanged()
-{
-    ConnectionSettings s;
-    s.setMode(ConnectionSettings::ServerMode);
-    s.setBisMode(ConnectionSettings::BiSSlaveMode);
-    s.setBisEnabled(true);
-    s.setSourceAddress(12);
-    s.setDestinationAddress(70000);
-    s.setTries(9);
-    s.setTimeout(250);
-    s.setSerialPort(QStringLiteral("ttyUSB3"));
-    s.setSerialSpeed(57600);
-    s.setSerialHandshake(ConnectionSettings::RtsCtsHandshake);
-    s.setClientAddress(QStringLiteral("controller.local"));
-    s.setClientPort(4711);
-    s.setServerAddress(QStringLiteral("127.0.0.1"));
-    s.setServerPort(4712);
-    s.setSslEnabled(true);
-    s.setPrivateKeyFile(QStringLiteral("/etc/korv/key.pem"));
-    s.setLocalCertificateFile(QStringLiteral("/etc/korv/cert.pem"));
-    s.setCaCertificateDirectory(QStringLiteral("/etc/korv/ca/"));
-    s.setPeerVerifyMode(QSslSocket::VerifyPeer);
-    return s;
-}
+using korvtest::everythingChanged;
 
 void compareAll(const ConnectionSettings& a, const ConnectionSettings& b)
 {
