@@ -67,7 +67,8 @@ const char* const Bookmarks = "Bookmarks";
 const char* const Log = "Log";
 
 constexpr int HistoryLimit = 100;
-constexpr qint64 HexLineLimit = 1048576;
+// A longer line of a log or dump is read in pieces, never whole.
+constexpr qint64 LineLimit = 1048576;
 
 QString source(const char* name)
 {
@@ -1143,7 +1144,7 @@ bool MainWindow::replayLog(const QString& path)
     message(tr("Replay of file %1").arg(QDir::toNativeSeparators(path)), source(Log));
     QRV16::MessageParser parser(m_tags.get());
     while (!file.atEnd()) {
-        const QString line = QString::fromUtf8(file.readLine());
+        const QString line = QString::fromUtf8(file.readLine(LineLimit));
         const QStringList fields = Tools::splitCSV(line);
         if (fields.isEmpty())
             continue;
@@ -1189,7 +1190,7 @@ bool MainWindow::replayHexDump(const QString& path)
     QPointer<MainWindow> alive(this);
     QByteArray bytes;
     while (!file.atEnd()) {
-        const QStringList fields = Tools::splitCSV(QString::fromUtf8(file.readLine(HexLineLimit)));
+        const QStringList fields = Tools::splitCSV(QString::fromUtf8(file.readLine(LineLimit)));
         if (!fields.isEmpty()) {
             const QDateTime time = recordTime(fields.value(0));
             const QString from = fields.value(1);
