@@ -2,6 +2,8 @@
 
 DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools libgl-dev \
         libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4 fonts-dejavu-core
+# Only the tests need these: they compile and run the generated C#.
+TEST_DEBS := mono-mcs
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
@@ -9,12 +11,12 @@ CMAKE_GEN := -G Ninja
 FUZZ_SECONDS ?= 60
 FUZZERS := message text definitions
 
-.PHONY: all deps build test bench run fuzz clean
+.PHONY: all deps test-deps build test bench run fuzz clean
 
 all: build
 
 deps:
-	@missing=""; for p in $(DEBS); do \
+	@missing=""; for p in $(DEBS) $(EXTRA_DEBS); do \
 	    dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "ok installed" || missing="$$missing $$p"; \
 	done; \
 	if [ -n "$$missing" ]; then \
@@ -32,7 +34,10 @@ build: deps build/build.ninja
 build-asan/build.ninja: | deps
 	cmake -S . -B build-asan $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DKORV_SANITIZE=ON
 
-test: deps build-asan/build.ninja
+test-deps:
+	@$(MAKE) --no-print-directory deps EXTRA_DEBS="$(TEST_DEBS)"
+
+test: deps test-deps build-asan/build.ninja
 	cmake --build build-asan -j $(JOBS)
 	cd build-asan && ctest --output-on-failure -j $(JOBS)
 

@@ -6,10 +6,11 @@
 #include "qrv16/messagewriter.h"
 #include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
-#include "writers/writerheader.h"
+#include "writers/codemodel.h"
 #include "writers/writercpp.h"
 #include "writers/writercpplut.h"
 #include "writers/writercs.h"
+#include "writers/writerheader.h"
 #include "writers/writerlua.h"
 
 #include <QCommandLineParser>
@@ -17,6 +18,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
+#include <QXmlStreamReader>
 
 #include <cstdio>
 #include <memory>
@@ -335,6 +337,82 @@ std::unique_ptr<QRV16::Writer> generatorFor(const QString& language)
     return nullptr;
 }
 
+// The line of each tag, enum value and bit of `root` in the file it was read
+// from, to name both entries of a clash. Matched by tag name, kind and name,
+// the n-th of equal keys to the n-th in the file.
+QHash<const QRV16::Item*, int> entryLines(const QString& path, const QRV16::Item* root)
+{
+    const auto key = [](const QString& tag, const QString& kind, const QString& name) -> QString {
+        return tag + QChar(0x1F) + kind + QChar(0x1F) + name;
+    };
+    QHash<QString, QList<int>> lines;
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly)) {
+        QXmlStreamReader xml(&file);
+        QString tag;
+        while (!xml.atEnd()) {
+            if (xml.readNext() != QXmlStreamReader::StartElement)
+                continue;
+            const QString kind = xml.name().toString();
+            const QString name = xml.attributes().value(QLatin1String("name")).toString();
+            if (kind == QLatin1String("tag"))
+                tag = name;
+            if (kind == QLatin1String("tag") || kind == QLatin1String("enum") ||
+                kind == QLatin1String("bit"))
+                lines[key(kind == QLatin1String("tag") ? QString() : tag, kind, name)].append(
+                    int(xml.lineNumber()));
+        }
+    }
+    QHash<QString, int> seen;
+    QHash<const QRV16::Item*, int> found;
+    const auto place = [&](const QRV16::Item* item, const QString& tag, const QString& kind) {
+        const QString k = key(tag, kind, item->data().name);
+        const int n = seen[k]++;
+        const QList<int>& at = lines.value(k);
+        if (n < at.size())
+            found.insert(item, at.at(n));
+    };
+    for (int t = 0; t < root->childCount(); ++t) {
+        const QRV16::Item* tag = root->child(t);
+        if (tag->data().type != QRV16::ItemType::Tag)
+            continue;
+        place(tag, QString(), QStringLiteral("tag"));
+        for (int c = 0; c < tag->childCount(); ++c) {
+            const QRV16::Item* container = tag->child(c);
+            for (int i = 0; i < container->childCount(); ++i) {
+                const QRV16::Item* entry = container->child(i);
+                if (entry->data().type == QRV16::ItemType::Enum)
+                    place(entry, tag->data().name, QStringLiteral("enum"));
+                else if (entry->data().type == QRV16::ItemType::Bit)
+                    place(entry, tag->data().name, QStringLiteral("bit"));
+            }
+        }
+    }
+    return found;
+}
+
+// False after printing every clash: renaming one entry would silently
+// change what another entry's name means to code built against it.
+bool reportClashes(const QString& path, const QRV16::Item* root, const QRV16::Writer& writer)
+{
+    if (writer.clashes().isEmpty())
+        return true;
+    const QHash<const QRV16::Item*, int> lines = entryLines(path, root);
+    const auto where = [&](const QRV16::Item* item) {
+        const QString what = QRV16::CodeModel::describe(item);
+        const int line = lines.value(item);
+        return line > 0 ? QStringLiteral("%1 (line %2)").arg(what).arg(line) : what;
+    };
+    for (const QRV16::IdentifierSet::Clash& clash : writer.clashes()) {
+        // In file order, whatever order the generator met them in.
+        const bool swap = lines.value(clash.second) < lines.value(clash.first);
+        const QRV16::Item* first = swap ? clash.second : clash.first;
+        const QRV16::Item* second = swap ? clash.first : clash.second;
+        errorLine(path, QRV16::CodeModel::clashText(clash.name, where(first), where(second)));
+    }
+    return false;
+}
+
 int generate(const QStringList& args)
 {
     const QString usage = QStringLiteral(
@@ -342,8 +420,7 @@ int generate(const QStringList& args)
         "Writes source code naming the tags, enum values and bits of a definitions file.\n\n"
         "  -l, --lang LANG       c (header), cpp (include file), cpplut (lookup tables),\n"
         "                        lua (table module) or cs (C#)\n"
-        "  -o, --output FILE     where to write; standard output when absent or \"-\";\n"
-        "                        a file it replaces is kept as FILE.bak\n"
+        "  -o, --output FILE     where to write; standard output when absent or \"-\"\n"
         "  --prefix P            C: put before every macro name (P_Name)\n"
         "  --namespace NS        C++, lookup tables, C#: the namespace (a::b, A.B)\n"
         "  -h, --help            show this help\n");
@@ -384,7 +461,15 @@ int generate(const QStringList& args)
     texts[QRV16::Writer::NamespaceText] = p.value(namespaceOption);
     writer->setTexts(texts);
     const QString output = p.isSet(outputOption) ? p.value(outputOption) : QStringLiteral("-");
-    if (!writer->write(defs.root.get(), output)) {
+    const QByteArray code = writer->encode(defs.root.get(), output);
+    if (code.isEmpty() && !writer->errorString().isEmpty()) {
+        errorLine(QStringLiteral("korv"), writer->errorString());
+        return InputFailed;
+    }
+    // Nothing is written when two entries would share a name.
+    if (!reportClashes(path, defs.root.get(), *writer))
+        return InputFailed;
+    if (!writer->save(code, output)) {
         errorLine(QStringLiteral("korv"), writer->errorString());
         return InputFailed;
     }

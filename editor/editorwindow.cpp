@@ -10,6 +10,7 @@
 #include "qrv16/parser.h"
 #include "writers/writerxml.h"
 
+#include "writers/codemodel.h"
 #include "writers/writercpp.h"
 #include "writers/writercpplut.h"
 #include "writers/writercs.h"
@@ -19,6 +20,8 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QCloseEvent>
+#include <QDialog>
+#include <QDialogButtonBox>
 #include <QDir>
 #include <QDockWidget>
 #include <QFile>
@@ -26,11 +29,13 @@
 #include <QFileInfo>
 #include <QFontDatabase>
 #include <QFontDialog>
+#include <QFormLayout>
 #include <QHeaderView>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
-#include <QMetaMethod>
 #include <QMessageBox>
+#include <QMetaMethod>
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QSettings>
@@ -155,6 +160,8 @@ void EditorWindow::setupActions()
     m_act_view_lua = makeAction("m_act_view_lua", tr("View generated Lua"), QString(),
                                 ":/icons/i16_lua.png");
     m_act_view_cs = makeAction("m_act_view_cs", tr("View generated C#"), QString(), nullptr);
+    m_act_code_names =
+        makeAction("m_act_code_names", tr("Names in generated code..."), QString(), nullptr);
     m_act_view_cpp = makeAction("m_act_view_cpp", tr("View generated C++ Include File"), QString(),
                                 nullptr);
     m_act_view_cpp_lut = makeAction("m_act_view_cpp_lut", tr("View generated C++ Lookup Table"),
@@ -182,6 +189,7 @@ void EditorWindow::setupActions()
     connect(m_act_view_header, &QAction::triggered, this, &EditorWindow::onViewHeader);
     connect(m_act_view_lua, &QAction::triggered, this, &EditorWindow::onViewLua);
     connect(m_act_view_cs, &QAction::triggered, this, &EditorWindow::onViewCs);
+    connect(m_act_code_names, &QAction::triggered, this, &EditorWindow::onCodeNames);
     connect(m_act_view_cpp, &QAction::triggered, this, &EditorWindow::onViewCpp);
     connect(m_act_view_cpp_lut, &QAction::triggered, this, &EditorWindow::onViewCppLut);
 }
@@ -266,8 +274,8 @@ void EditorWindow::setupUi()
     m_menu_view->addSeparator();
     m_menu_view->addActions({m_act_fixed_font, m_act_comment_font});
     m_menu_view->addSeparator();
-    m_menu_view->addActions(
-        {m_act_view_header, m_act_view_lua, m_act_view_cs, m_act_view_cpp, m_act_view_cpp_lut});
+    m_menu_view->addActions({m_act_view_header, m_act_view_lua, m_act_view_cs, m_act_view_cpp,
+                             m_act_view_cpp_lut, m_act_code_names});
 
     m_tb_edit = addToolBar(tr("Edit"));
     m_tb_edit->setObjectName(QStringLiteral("m_tb_edit"));
@@ -604,53 +612,73 @@ void EditorWindow::viewGenerated(const QByteArray& text, QSyntaxHighlighter* hig
     createViewer(QString::fromUtf8(text), highlighter, title);
 }
 
-namespace {
-
-template<typename W>
-QByteArray generate(const Item* root, QString* failure)
+void EditorWindow::onCodeNames()
 {
-    W writer;
-    const QByteArray text = writer.encode(root);
-    if (text.isEmpty())
-        *failure = writer.formatError();
-    return text;
+    QSettings settings;
+    QDialog dialog(this);
+    dialog.setObjectName(QStringLiteral("m_dlg_code_names"));
+    dialog.setWindowTitle(tr("Names in generated code"));
+    auto* prefix = new QLineEdit(settings.value(key("CodePrefix")).toString(), &dialog);
+    prefix->setObjectName(QStringLiteral("m_le_prefix"));
+    prefix->setPlaceholderText(tr("PS4"));
+    auto* ns = new QLineEdit(settings.value(key("CodeNamespace")).toString(), &dialog);
+    ns->setObjectName(QStringLiteral("m_le_namespace"));
+    ns->setPlaceholderText(tr("Definitions"));
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dialog);
+    connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+    auto* form = new QFormLayout(&dialog);
+    form->addRow(tr("Prefix (C header):"), prefix);
+    form->addRow(tr("Namespace (C++, C#):"), ns);
+    form->addRow(buttons);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    settings.setValue(key("CodePrefix"), prefix->text().trimmed());
+    settings.setValue(key("CodeNamespace"), ns->text().trimmed());
 }
 
-} // namespace
+template <typename W>
+void EditorWindow::viewCode(QSyntaxHighlighter* highlighter, const QString& title)
+{
+    W writer;
+    QSettings settings;
+    QStringList texts(Writer::NamespaceText + 1);
+    texts[Writer::PrefixText] = settings.value(key("CodePrefix")).toString();
+    texts[Writer::NamespaceText] = settings.value(key("CodeNamespace")).toString();
+    writer.setTexts(texts);
+    const QByteArray text = writer.encode(m_model->root());
+    // Shown all the same: the user is looking at the code to fix the clash.
+    for (const IdentifierSet::Clash& clash : writer.clashes()) {
+        message(tr("Warning: %1")
+                    .arg(CodeModel::clashText(clash.name, CodeModel::describe(clash.first),
+                                              CodeModel::describe(clash.second))));
+    }
+    viewGenerated(text, highlighter, title, text.isEmpty() ? writer.formatError() : QString());
+}
 
 void EditorWindow::onViewHeader()
 {
-    QString failure;
-    const QByteArray text = generate<WriterHeader>(m_model->root(), &failure);
-    viewGenerated(text, new HighlighterC, tr("QRV16 generated header"), failure);
+    viewCode<WriterHeader>(new HighlighterC, tr("QRV16 generated header"));
 }
 
 void EditorWindow::onViewLua()
 {
-    QString failure;
-    const QByteArray text = generate<WriterLua>(m_model->root(), &failure);
-    viewGenerated(text, new HighlighterLua, tr("QRV16 generated Lua"), failure);
+    viewCode<WriterLua>(new HighlighterLua, tr("QRV16 generated Lua"));
 }
 
 void EditorWindow::onViewCs()
 {
-    QString failure;
-    const QByteArray text = generate<WriterCs>(m_model->root(), &failure);
-    viewGenerated(text, nullptr, tr("QRV16 generated C#"), failure);
+    viewCode<WriterCs>(nullptr, tr("QRV16 generated C#"));
 }
 
 void EditorWindow::onViewCpp()
 {
-    QString failure;
-    const QByteArray text = generate<WriterCpp>(m_model->root(), &failure);
-    viewGenerated(text, nullptr, tr("QRV16 generated C++"), failure);
+    viewCode<WriterCpp>(nullptr, tr("QRV16 generated C++"));
 }
 
 void EditorWindow::onViewCppLut()
 {
-    QString failure;
-    const QByteArray text = generate<WriterCppLut>(m_model->root(), &failure);
-    viewGenerated(text, nullptr, tr("QRV16 generated C++ Lookup Tables"), failure);
+    viewCode<WriterCppLut>(nullptr, tr("QRV16 generated C++ Lookup Tables"));
 }
 
 void EditorWindow::onReloadClicked()

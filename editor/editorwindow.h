@@ -66,6 +66,7 @@ public Q_SLOTS:
     void onViewCs();
     void onViewCpp();
     void onViewCppLut();
+    void onCodeNames();
     void onReloadClicked();
     void onDoubleClicked(const QModelIndex& index);
     void onApplyItem(const QRV16::Item* item, const QRV16::ItemData& data);
@@ -100,6 +101,7 @@ private:
     bool saveWithDialog();
     QString dialogFilter() const;
     void spanComments(const QModelIndex& parent, int first, int last);
+    template <typename W> void viewCode(QSyntaxHighlighter* highlighter, const QString& title);
     void viewGenerated(const QByteArray& text, QSyntaxHighlighter* highlighter, const QString& title,
                        const QString& failure);
 
@@ -140,6 +142,7 @@ private:
     QAction* m_act_view_header = nullptr;
     QAction* m_act_view_lua = nullptr;
     QAction* m_act_view_cs = nullptr;
+    QAction* m_act_code_names = nullptr;
     QAction* m_act_view_cpp = nullptr;
     QAction* m_act_view_cpp_lut = nullptr;
     QAction* m_act_expand = nullptr;

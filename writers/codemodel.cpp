@@ -45,6 +45,7 @@ bool CodeModel::read(const Item* root)
             tag.name = d.name;
             tag.comment = d.comment;
             tag.secure = d.secure;
+            tag.item = item;
             for (int c = 0; c < item->childCount(); ++c) {
                 const Item* container = item->child(c);
                 if (container->data().type == ItemType::Enums)
@@ -93,6 +94,7 @@ void CodeModel::readValues(const Item* container, QList<Value>* values, bool bit
             v.name = d.name;
             v.comment = d.comment;
             v.display = item->displayMode();
+            v.item = item;
         }
         values->append(v);
     }
@@ -100,7 +102,7 @@ void CodeModel::readValues(const Item* container, QList<Value>* values, bool bit
 
 QString CodeModel::Tag::typeText() const
 {
-    QString type = typeName(code);
+    QString type = dataTypeName(code);
     if (type.isEmpty())
         type = QCoreApplication::translate("CodeModel", "Undefined type");
     if (secure)
@@ -231,12 +233,42 @@ QStringList CodeModel::namespaceParts(const QString& text, const QString& separa
 const QList<CodeModel::TypeName>& CodeModel::dataTypeNames()
 {
     static const QList<TypeName> names = {
-        {"Binary", 0},         {"Integer", 1},     {"Bool", 2},       {"String", 3},
-        {"Date", 4},           {"Time", 5},        {"DateTime", 6},   {"BitArray", 7},
-        {"NetworkAddress", 9}, {"List", 12},       {"Request", 13},   {"Answer", 14},
-        {"Message", 15},       {"ExtPoint", 0x80}, {"ExtRect", 0x81}, {"ExtSize", 0x82},
+        {"Binary", 0},         {"Integer", 1},  {"Bool", 2},     {"String", 3},
+        {"Date", 4},           {"Time", 5},     {"DateTime", 6}, {"BitArray", 7},
+        {"NetworkAddress", 9}, {"List", 12},    {"Request", 13}, {"Answer", 14},
+        {"Message", 15},       {"Point", 0x80}, {"Rect", 0x81},  {"Size", 0x82},
     };
     return names;
+}
+
+QString CodeModel::dataTypeName(quint16 code)
+{
+    const int type = int(dataType(code));
+    for (const TypeName& t : dataTypeNames()) {
+        if (t.value == type)
+            return QLatin1String(t.name);
+    }
+    return QString();
+}
+
+QString CodeModel::describe(const Item* item)
+{
+    if (!item)
+        return QCoreApplication::translate("CodeModel", "the generated code itself");
+    const ItemData& d = item->data();
+    if (d.type == ItemType::Tag)
+        return QCoreApplication::translate("CodeModel", "tag %1").arg(d.name);
+    const Item* tag = item->parent() ? item->parent()->parent() : nullptr;
+    const QString owner = tag ? tag->data().name + QLatin1Char('.') : QString();
+    if (d.type == ItemType::Bit)
+        return QCoreApplication::translate("CodeModel", "bit %1%2").arg(owner, d.name);
+    return QCoreApplication::translate("CodeModel", "enum value %1%2").arg(owner, d.name);
+}
+
+QString CodeModel::clashText(const QString& name, const QString& first, const QString& second)
+{
+    return QCoreApplication::translate("CodeModel", "The name %1 is made for both %2 and %3.")
+        .arg(name, first, second);
 }
 
 const QStringList& CodeModel::cppReservedWords()

@@ -32,6 +32,7 @@ public:
         QString name;     // as in the file
         QString comment;  // for a note, its text
         DisplayMode display;
+        const Item* item = nullptr; // where it came from, to name it in a clash
     };
 
     struct Tag
@@ -41,6 +42,7 @@ public:
         QString name;    // as in the file
         QString comment; // for a note, its text
         bool secure = false;
+        const Item* item = nullptr;
         QList<Value> enums; // file order
         QList<Value> bits;  // file order
 
@@ -84,6 +86,15 @@ public:
     };
     // The data types that have a name, in the order of their numbers.
     static const QList<TypeName>& dataTypeNames();
+    // The name of the data type of `code` ("Integer", "Point"), empty when
+    // the type has none.
+    static QString dataTypeName(quint16 code);
+    // How a clash is reported: the name and the two entries, each described
+    // by `where` (a line number, a place in the tree).
+    static QString clashText(const QString& name, const QString& first, const QString& second);
+    // An entry as the user knows it: "tag Mode", "enum value Mode.Off",
+    // "bit Alarms.Door".
+    static QString describe(const Item* item);
     // The keywords of C++ and the macros of its standard headers that a
     // generated name must not equal.
     static const QStringList& cppReservedWords();

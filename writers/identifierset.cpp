@@ -45,17 +45,16 @@ QString IdentifierSet::sanitized(const QString& name)
     return out;
 }
 
-QString IdentifierSet::add(const QString& wanted)
+QString IdentifierSet::add(const QString& wanted, const Item* owner)
 {
-    QString base = sanitized(wanted);
-    if (m_reserved.contains(base))
-        base += QLatin1Char('_');
-    // "class_" goes on as "class_2": a double underscore is reserved in C++.
-    const QString stem = base.endsWith(QLatin1Char('_')) ? base : base + QLatin1Char('_');
-    QString name = base;
-    for (int n = 2; m_used.contains(name) || m_reserved.contains(name); ++n)
-        name = stem + QString::number(n);
-    m_used.insert(name);
+    QString name = sanitized(wanted);
+    if (m_reserved.contains(name))
+        name += QLatin1Char('_');
+    const auto found = m_used.constFind(name);
+    if (found != m_used.cend())
+        m_clashes.append({name, found.value(), owner});
+    else
+        m_used.insert(name, owner);
     return name;
 }
 

@@ -1,30 +1,46 @@
 #pragma once
 
 // Hands out the identifiers of generated code: valid in the target language
-// and unique within one scope. Names are decided in the order they are asked
-// for, so the same definitions always give the same identifiers.
+// and made from the entry's own name only, so that adding, removing or
+// reordering other entries never changes them. Two entries that end up with
+// one identifier are not renamed: the set records the clash and the caller
+// reports it.
 
+#include <QHash>
+#include <QList>
 #include <QSet>
 #include <QString>
 #include <QStringList>
 
 namespace QRV16 {
 
+class Item;
+
 class IdentifierSet
 {
 public:
+    // One identifier asked for twice. `first` is null when the generated
+    // code itself uses the name (an include guard, a helper).
+    struct Clash
+    {
+        QString name;
+        const Item* first = nullptr;
+        const Item* second = nullptr;
+    };
+
     IdentifierSet() = default;
     // `reserved`: the language's keywords and names it already uses there; a
     // name equal to one of them gets a '_' behind.
     explicit IdentifierSet(const QStringList& reserved);
 
-    // `wanted` made valid by sanitized(), then kept from the reserved words,
-    // then made unique with "_2", "_3", ... ("2", "3" behind a '_'). The
-    // result is in use from now on.
-    QString add(const QString& wanted);
+    // `wanted` made valid by sanitized(), then kept from the reserved words.
+    // The result is in use from now on; when it already was, a clash
+    // between `owner` and the earlier owner is recorded.
+    QString add(const QString& wanted, const Item* owner = nullptr);
     // Takes `name` out of use without handing it out (an include guard).
-    void block(const QString& name) { m_used.insert(name); }
+    void block(const QString& name) { m_used.insert(name, nullptr); }
     bool contains(const QString& name) const { return m_used.contains(name); }
+    const QList<Clash>& clashes() const { return m_clashes; }
 
     // ASCII letters, digits and '_' stay, accents are dropped, every other run
     // of characters becomes one '_'; a leading digit gets a '_' in front. A
@@ -33,7 +49,8 @@ public:
 
 private:
     QSet<QString> m_reserved;
-    QSet<QString> m_used;
+    QHash<QString, const Item*> m_used;
+    QList<Clash> m_clashes;
 };
 
 } // namespace QRV16

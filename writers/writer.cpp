@@ -3,9 +3,9 @@
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QFile>
+#include <QSaveFile>
 
 #include <cstdio>
-#include <unistd.h>
 
 namespace QRV16 {
 
@@ -15,6 +15,8 @@ Writer::~Writer() = default;
 bool Writer::writeTo(QIODevice* device, const Item* root)
 {
     m_device = device;
+    m_clashes.clear();
+    m_clashPairs.clear();
     const bool ok = writeDefinitions(root);
     m_device = nullptr;
     return ok;
@@ -22,79 +24,75 @@ bool Writer::writeTo(QIODevice* device, const Item* root)
 
 bool Writer::write(const Item* root, const QString& fileName)
 {
+    const QByteArray bytes = encode(root, fileName);
+    if (bytes.isEmpty() && !m_error.isEmpty())
+        return false;
+    return save(bytes, fileName);
+}
+
+QByteArray Writer::encode(const Item* root, const QString& fileName)
+{
+    m_error.clear();
+    m_filename = fileName;
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly | QIODevice::Text);
+    const bool ok = writeTo(&buffer, root);
+    buffer.close();
+    if (!ok) {
+        if (m_error.isEmpty())
+            m_error = QCoreApplication::translate("Writer", "Write failed");
+        return QByteArray();
+    }
+    m_filename.clear();
+    return bytes;
+}
+
+bool Writer::save(const QByteArray& bytes, const QString& fileName)
+{
     m_error.clear();
     m_filename.clear();
     if (fileName == QLatin1String("-")) {
         QFile out;
-        if (!out.open(stdout, QIODevice::WriteOnly | QIODevice::Text)) {
-            m_error = QCoreApplication::translate("Writer", "Failed to open output file %1.")
-                          .arg(fileName);
+        const bool ok = out.open(stdout, QIODevice::WriteOnly) &&
+                        out.write(bytes) == bytes.size() && out.flush();
+        out.close();
+        std::fflush(stdout);
+        if (!ok) {
+            m_error = out.errorString();
             return false;
         }
-        m_filename = fileName;
-        const bool ok = writeTo(&out, root);
         m_filename.clear();
-        out.flush();
-        std::fflush(stdout);
-        return ok;
+        return true;
     }
-    return writeFile(root, fileName);
-}
-
-bool Writer::writeFile(const Item* root, const QString& fileName)
-{
-    const QString tmpName = fileName + QStringLiteral(".tmp");
-    QFile tmp(tmpName);
-    if (!tmp.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
+    // The temporary lies in the target's folder, so the rename stays on one
+    // file system; commit() syncs it before renaming.
+    QSaveFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly)) {
         m_error = QCoreApplication::translate("Writer", "Failed to open output file %1.")
                       .arg(fileName);
         return false;
     }
     m_filename = fileName;
-    bool ok = writeTo(&tmp, root);
-    ok = tmp.flush() && ok;
-    if (ok && ::fsync(tmp.handle()) != 0)
-        ok = false;
-    if (tmp.error() != QFileDevice::NoError && m_error.isEmpty())
-        m_error = tmp.errorString();
-    tmp.close();
-    if (!ok) {
-        // The target is left untouched; the half-written file goes.
-        QFile::remove(tmpName);
-        if (m_error.isEmpty())
-            m_error = QCoreApplication::translate("Writer", "Write failed");
-        return false;
-    }
-    const QString bakName = fileName + QStringLiteral(".bak");
-    if (QFile::exists(fileName)) {
-        QFile::remove(bakName);
-        if (!QFile::rename(fileName, bakName)) {
-            m_error = QCoreApplication::translate("Writer", "Cannot keep a backup as %1.")
-                          .arg(bakName);
-            QFile::remove(tmpName);
-            return false;
-        }
-    }
-    if (!QFile::rename(tmpName, fileName)) {
-        m_error = QCoreApplication::translate("Writer", "Cannot rename %1 to %2.")
-                      .arg(tmpName, fileName);
+    if (file.write(bytes) != bytes.size() || !file.commit()) {
+        m_error = file.errorString();
+        file.cancelWriting();
         return false;
     }
     m_filename.clear();
     return true;
 }
 
-QByteArray Writer::encode(const Item* root)
+void Writer::noteClashes(const IdentifierSet& names)
 {
-    m_error.clear();
-    m_filename.clear();
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly | QIODevice::Text);
-    if (!writeTo(&buffer, root))
-        return QByteArray();
-    buffer.close();
-    return bytes;
+    for (const IdentifierSet::Clash& clash : names.clashes()) {
+        // A tag's name also names its types; one report is enough.
+        const QPair<const Item*, const Item*> pair(clash.first, clash.second);
+        if (clash.first && m_clashPairs.contains(pair))
+            continue;
+        m_clashPairs.insert(pair);
+        m_clashes.append(clash);
+    }
 }
 
 QString Writer::formatError() const

@@ -46,10 +46,16 @@ bool WriterCpp::writeDefinitions(const Item* root)
     const QStringList ns = CodeModel::namespaceParts(text(NamespaceText), QStringLiteral("::"),
                                                      keywords, QStringLiteral("Definitions"));
     // Tag names name the tag's constant, its enumeration and its bit namespace.
-    IdentifierSet tagNames(keywords + QStringList{QStringLiteral("Tag"), QStringLiteral("Bits")});
+    // Its name only, so no other tag changes it.
+    IdentifierSet tagNames(keywords + QStringList{QStringLiteral("Tag"), QStringLiteral("Bits"),
+                                                  QStringLiteral("Type"),
+                                                  QStringLiteral("DataType")});
     QList<QString> names;
-    for (const CodeModel::Tag& tag : model.tags())
-        names.append(tag.kind == CodeModel::Kind::Definition ? tagNames.add(tag.name) : QString());
+    for (const CodeModel::Tag& tag : model.tags()) {
+        names.append(tag.kind == CodeModel::Kind::Definition ? tagNames.add(tag.name, tag.item)
+                                                             : QString());
+    }
+    noteClashes(tagNames);
 
     const QString& in = indent1();
     const QString in2 = in + indent2();
@@ -58,6 +64,11 @@ bool WriterCpp::writeDefinitions(const Item* root)
         out += QStringLiteral("// ") + line + QLatin1Char('\n');
     out += QStringLiteral("#pragma once\n\n#include <cstdint>\n\n");
     out += QStringLiteral("namespace %1 {\n\n").arg(ns.join(QLatin1String("::")));
+
+    out += in + QStringLiteral("enum class DataType : std::uint8_t {\n");
+    for (const CodeModel::TypeName& t : CodeModel::dataTypeNames())
+        out += in2 + QStringLiteral("%1 = %2,\n").arg(QLatin1String(t.name)).arg(t.value);
+    out += in + QStringLiteral("};\n\n");
 
     out += in + QStringLiteral("namespace Tag {\n");
     for (int i = 0; i < model.tags().size(); ++i) {
@@ -72,7 +83,21 @@ bool WriterCpp::writeDefinitions(const Item* root)
                             .arg(names.at(i), tag2hex(tag.code), tag.typeText());
         }
     }
-    out += in + QStringLiteral("} // namespace Tag\n");
+    out += in + QStringLiteral("} // namespace Tag\n\n");
+
+    out += in + QStringLiteral("namespace Type {\n");
+    for (int i = 0; i < model.tags().size(); ++i) {
+        const CodeModel::Tag& tag = model.tags().at(i);
+        if (tag.kind != CodeModel::Kind::Definition)
+            continue;
+        const QString type = CodeModel::dataTypeName(tag.code);
+        out += in + QStringLiteral("constexpr DataType %1 = %2;\n")
+                        .arg(names.at(i),
+                             type.isEmpty()
+                                 ? QStringLiteral("DataType(%1)").arg(int(dataType(tag.code)))
+                                 : QStringLiteral("DataType::") + type);
+    }
+    out += in + QStringLiteral("} // namespace Type\n");
     write(out);
     out.clear();
 
@@ -89,9 +114,10 @@ bool WriterCpp::writeDefinitions(const Item* root)
                 out += comment(v.comment, in2);
             else
                 out += in2 + QStringLiteral("%1 = %2,%3\n")
-                                 .arg(valueNames.add(v.name), literal(v.value, v.display),
+                                 .arg(valueNames.add(v.name, v.item), literal(v.value, v.display),
                                       trailingComment(v.comment));
         }
+        noteClashes(valueNames);
         out += in + QStringLiteral("};\n");
         write(out);
         out.clear();
@@ -120,11 +146,12 @@ bool WriterCpp::writeDefinitions(const Item* root)
             } else {
                 out +=
                     in + QStringLiteral("constexpr std::uint64_t %1 = std::uint64_t(1) << %2;%3\n")
-                             .arg(bitNames.add(v.name))
+                             .arg(bitNames.add(v.name, v.item))
                              .arg(v.value)
                              .arg(trailingComment(v.comment));
             }
         }
+        noteClashes(bitNames);
         out += QStringLiteral("%1} // namespace %2\n").arg(in, names.at(i));
         write(out);
         out.clear();

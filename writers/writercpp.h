@@ -1,8 +1,9 @@
 #pragma once
 
 // Writes the definitions as a C++17 include file: the tag codes as constants
-// in NAMESPACE::Tag, one scoped enumeration per tag with enum values (named
-// as the tag) and the bit masks of a tag in NAMESPACE::Bits::<tag>.
+// in NAMESPACE::Tag, their data types in NAMESPACE::Type, one scoped
+// enumeration per tag with enum values (named as the tag) and the bit masks
+// of a tag in NAMESPACE::Bits::<tag>.
 //
 // Texts read (Writer::TextIndex):
 //   HeaderText     the comment at the top of the file

@@ -54,15 +54,14 @@ struct TagRow
 
 // Sorted by number, the file's order kept among equal numbers so that the
 // first one defined is the one found.
-QList<Entry> sortedEntries(const QList<CodeModel::Value>& values, bool bits)
+QList<Entry> sortedEntries(const QList<CodeModel::Value>& values, bool bits, IdentifierSet& names)
 {
-    IdentifierSet names;
     QList<Entry> entries;
     for (const CodeModel::Value& v : values) {
         if (v.kind != CodeModel::Kind::Definition)
             continue;
         entries.append({v.value, bits ? QString::number(v.value) : literal(v.value, v.display),
-                        names.add(v.name)});
+                        names.add(v.name, v.item)});
     }
     std::stable_sort(entries.begin(), entries.end(),
                      [](const Entry& a, const Entry& b) { return a.value < b.value; });
@@ -238,14 +237,16 @@ bool WriterCppLut::writeDefinitions(const Item* root)
         if (tag.kind != CodeModel::Kind::Definition)
             continue;
         TagRow row{tag.code,
-                   tagNames.add(tag.name),
+                   tagNames.add(tag.name, tag.item),
                    dataTypeLiteral(tag.code),
                    tag.secure,
                    QString(),
                    0,
                    QString(),
                    0};
-        const QList<Entry> enums = sortedEntries(tag.enums, false);
+        IdentifierSet enumNames;
+        const QList<Entry> enums = sortedEntries(tag.enums, false, enumNames);
+        noteClashes(enumNames);
         if (!enums.isEmpty()) {
             row.enums = QStringLiteral("enums_") + row.name;
             row.enumCount = int(enums.size());
@@ -254,7 +255,9 @@ bool WriterCppLut::writeDefinitions(const Item* root)
                 out += in2 + QStringLiteral("{%1, \"%2\"},\n").arg(e.literal, e.name);
             out += in + QStringLiteral("};\n");
         }
-        const QList<Entry> bits = sortedEntries(tag.bits, true);
+        IdentifierSet bitNames;
+        const QList<Entry> bits = sortedEntries(tag.bits, true, bitNames);
+        noteClashes(bitNames);
         if (!bits.isEmpty()) {
             row.bits = QStringLiteral("bits_") + row.name;
             row.bitCount = int(bits.size());
@@ -267,6 +270,7 @@ bool WriterCppLut::writeDefinitions(const Item* root)
         write(out);
         out.clear();
     }
+    noteClashes(tagNames);
     std::stable_sort(rows.begin(), rows.end(),
                      [](const TagRow& a, const TagRow& b) { return a.code < b.code; });
 

@@ -60,22 +60,27 @@ bool WriterCs::writeDefinitions(const Item* root)
     const QStringList ns = CodeModel::namespaceParts(text(NamespaceText), QStringLiteral("."),
                                                      keywords, QStringLiteral("Definitions"));
     // Members of Tags, and the types beside it.
-    IdentifierSet tagNames(keywords + QStringList{QStringLiteral("Tags")});
-    IdentifierSet typeNames(keywords +
-                            QStringList{QStringLiteral("Tags"), QStringLiteral("DataType")});
+    // A member named DataType would hide the type inside Types.
+    IdentifierSet tagNames(keywords + QStringList{QStringLiteral("Tags"), QStringLiteral("Types"),
+                                                  QStringLiteral("DataType")});
+    IdentifierSet typeNames(keywords + QStringList{QStringLiteral("Tags"), QStringLiteral("Types"),
+                                                   QStringLiteral("DataType")});
     QList<QString> names;
     QList<QString> valueTypes;
     QList<QString> bitTypes;
     for (const CodeModel::Tag& tag : model.tags()) {
         const bool definition = tag.kind == CodeModel::Kind::Definition;
-        const QString name = definition ? tagNames.add(tag.name) : QString();
+        const QString name = definition ? tagNames.add(tag.name, tag.item) : QString();
         names.append(name);
         valueTypes.append(definition && tag.hasEnums()
-                              ? typeNames.add(name + QStringLiteral("Values"))
+                              ? typeNames.add(name + QStringLiteral("Values"), tag.item)
                               : QString());
-        bitTypes.append(definition && tag.hasBits() ? typeNames.add(name + QStringLiteral("Bits"))
-                                                    : QString());
+        bitTypes.append(definition && tag.hasBits()
+                            ? typeNames.add(name + QStringLiteral("Bits"), tag.item)
+                            : QString());
     }
+    noteClashes(tagNames);
+    noteClashes(typeNames);
 
     const QString& i1 = indent1();
     const QString i2 = i1 + indent2();
@@ -103,6 +108,20 @@ bool WriterCs::writeDefinitions(const Item* root)
                             .arg(names.at(i), tag2hex(tag.code), tag.typeText());
         }
     }
+    out += i1 + QStringLiteral("}\n\n");
+
+    out += i1 + QStringLiteral("public static class Types\n") + i1 + QStringLiteral("{\n");
+    for (int i = 0; i < model.tags().size(); ++i) {
+        const CodeModel::Tag& tag = model.tags().at(i);
+        if (tag.kind != CodeModel::Kind::Definition)
+            continue;
+        const QString type = CodeModel::dataTypeName(tag.code);
+        out += i2 + QStringLiteral("public const DataType %1 = %2;\n")
+                        .arg(names.at(i),
+                             type.isEmpty()
+                                 ? QStringLiteral("(DataType)%1").arg(int(dataType(tag.code)))
+                                 : QStringLiteral("DataType.") + type);
+    }
     out += i1 + QStringLiteral("}\n");
     write(out);
     out.clear();
@@ -119,9 +138,10 @@ bool WriterCs::writeDefinitions(const Item* root)
                     out += comment(v.comment, i2);
                 else
                     out += i2 + QStringLiteral("%1 = %2,%3\n")
-                                    .arg(valueNames.add(v.name), literal(v.value, v.display),
-                                         trailingComment(v.comment));
+                                    .arg(valueNames.add(v.name, v.item),
+                                         literal(v.value, v.display), trailingComment(v.comment));
             }
+            noteClashes(valueNames);
             out += i1 + QStringLiteral("}\n");
         }
         if (!bitTypes.at(i).isEmpty()) {
@@ -140,11 +160,12 @@ bool WriterCs::writeDefinitions(const Item* root)
                                    i2);
                 } else {
                     out += i2 + QStringLiteral("%1 = 1UL << %2,%3\n")
-                                    .arg(bitNames.add(v.name))
+                                    .arg(bitNames.add(v.name, v.item))
                                     .arg(v.value)
                                     .arg(trailingComment(v.comment));
                 }
             }
+            noteClashes(bitNames);
             out += i1 + QStringLiteral("}\n");
         }
         write(out);

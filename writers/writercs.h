@@ -1,8 +1,9 @@
 #pragma once
 
 // Writes the definitions as a C# file: the tag codes as constants of the
-// static class Tags, one enumeration <Tag>Values per tag with enum values
-// and one [Flags] enumeration <Tag>Bits per tag with bits, and DataType.
+// static class Tags, their data types in the static class Types, one
+// enumeration <Tag>Values per tag with enum values and one [Flags]
+// enumeration <Tag>Bits per tag with bits, and DataType.
 // Starts with a UTF-8 byte-order mark, as C# files customarily do.
 //
 // Texts read (Writer::TextIndex):

@@ -52,8 +52,11 @@ bool WriterLua::writeDefinitions(const Item* root)
 
     IdentifierSet tagNames(keywords);
     QList<QString> names;
-    for (const CodeModel::Tag& tag : model.tags())
-        names.append(tag.kind == CodeModel::Kind::Definition ? tagNames.add(tag.name) : QString());
+    for (const CodeModel::Tag& tag : model.tags()) {
+        names.append(tag.kind == CodeModel::Kind::Definition ? tagNames.add(tag.name, tag.item)
+                                                             : QString());
+    }
+    noteClashes(tagNames);
 
     const QString i1 = indent2();
     const QString i2 = i1 + indent2();
@@ -84,6 +87,17 @@ bool WriterLua::writeDefinitions(const Item* root)
         named.insert(tag.code);
         out += i2 + QStringLiteral("[%1] = \"%2\",\n").arg(tag2hex(tag.code), names.at(i));
     }
+    out += i1 + QStringLiteral("},\n") + i1 + QStringLiteral("types = {\n");
+    for (int i = 0; i < model.tags().size(); ++i) {
+        const CodeModel::Tag& tag = model.tags().at(i);
+        if (tag.kind != CodeModel::Kind::Definition)
+            continue;
+        const QString type = CodeModel::dataTypeName(tag.code);
+        out +=
+            i2 + QStringLiteral("%1 = %2,\n")
+                     .arg(names.at(i), type.isEmpty() ? QString::number(int(dataType(tag.code)))
+                                                      : QLatin1Char('"') + type + QLatin1Char('"'));
+    }
     out += i1 + QStringLiteral("},\n");
     write(out);
     out.clear();
@@ -94,6 +108,9 @@ bool WriterLua::writeDefinitions(const Item* root)
         bool bits;
     } parts[] = {{"enums", false}, {"bits", true}};
     for (const auto& part : parts) {
+        // Beside each table its reverse, number to name, for logging; a
+        // number defined twice names the first.
+        QString reverse;
         out += i1 + QLatin1String(part.table) + QStringLiteral(" = {\n");
         for (int i = 0; i < model.tags().size(); ++i) {
             const CodeModel::Tag& tag = model.tags().at(i);
@@ -101,22 +118,33 @@ bool WriterLua::writeDefinitions(const Item* root)
                 !(part.bits ? tag.hasBits() : tag.hasEnums()))
                 continue;
             IdentifierSet valueNames(keywords);
+            QSet<qint64> seen;
             out += i2 + names.at(i) + QStringLiteral(" = {\n");
+            reverse += i2 + names.at(i) + QStringLiteral(" = {\n");
             for (const CodeModel::Value& v : part.bits ? tag.bits : tag.enums) {
-                if (v.kind == CodeModel::Kind::Blank)
+                if (v.kind == CodeModel::Kind::Blank) {
                     out += QLatin1Char('\n');
-                else if (v.kind == CodeModel::Kind::Note)
+                } else if (v.kind == CodeModel::Kind::Note) {
                     out += comment(v.comment, i3);
-                else
+                } else {
+                    const QString name = valueNames.add(v.name, v.item);
+                    const QString number =
+                        part.bits ? QString::number(v.value) : literal(v.value, v.display);
                     out += i3 + QStringLiteral("%1 = %2,%3\n")
-                                    .arg(valueNames.add(v.name),
-                                         part.bits ? QString::number(v.value)
-                                                   : literal(v.value, v.display),
-                                         trailingComment(v.comment));
+                                    .arg(name, number, trailingComment(v.comment));
+                    if (!seen.contains(v.value)) {
+                        seen.insert(v.value);
+                        reverse += i3 + QStringLiteral("[%1] = \"%2\",\n").arg(number, name);
+                    }
+                }
             }
+            noteClashes(valueNames);
             out += i2 + QStringLiteral("},\n");
+            reverse += i2 + QStringLiteral("},\n");
         }
         out += i1 + QStringLiteral("},\n");
+        out += i1 + QLatin1String(part.bits ? "bitNames" : "enumNames") + QStringLiteral(" = {\n") +
+               reverse + i1 + QStringLiteral("},\n");
         write(out);
         out.clear();
     }

@@ -1,8 +1,9 @@
 #pragma once
 
 // Writes the definitions as a Lua 5.3 or later module returning one table:
-// tags (name to code), names (code to name), enums (per tag, value name to
-// value) and bits (per tag, bit name to bit number).
+// tags (name to code), names (code to name), types (name to data type),
+// enums (per tag, value name to value) and bits (per tag, bit name to bit
+// number), and enumNames and bitNames, their reverse, for logging.
 //
 // Texts read (Writer::TextIndex):
 //   HeaderText  the comment at the top of the file

@@ -1,5 +1,6 @@
 // The korv command-line tool, run as a user's script would run it.
 
+#include <QDir>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -57,6 +58,8 @@ private Q_SLOTS:
     void generateEachLanguage_data();
     void generateEachLanguage();
     void generateToFile();
+    void generateClashIsAnError_data();
+    void generateClashIsAnError();
     void generateOptions_data();
     void generateOptions();
     void generateUnreadableDefinitions_data();
@@ -265,7 +268,7 @@ void TestKorv::generateEachLanguage_data()
 {
     QTest::addColumn<QString>("language");
     QTest::addColumn<QByteArray>("line");
-    QTest::newRow("c") << "c" << QByteArray("#define PumpMode 0x1002u /* Integer */\n");
+    QTest::newRow("c") << "c" << QByteArray("#define TAG_PumpMode 0x1002u /* Integer */\n");
     QTest::newRow("cpp") << "cpp" << QByteArray("constexpr std::uint16_t PumpMode = 0x1002; // Integer\n");
     QTest::newRow("cpplut") << "cpplut" << QByteArray("{0x1002, \"PumpMode\", DataType::Integer, false, enums_PumpMode, 4,");
     QTest::newRow("lua") << "lua" << QByteArray("    PumpMode = 0x1002, -- Integer\n");
@@ -303,6 +306,52 @@ void TestKorv::generateToFile()
     QVERIFY(written.contains("#ifndef PUMPS_H\n#define PUMPS_H\n"));
     const Run shown = korv({"generate", "--lang", "c", "--prefix", "PS4", demo});
     QCOMPARE(QByteArray(written).replace("PUMPS_H", "PS4_QRV16_DEFINITIONS_H"), shown.out);
+    // Generating again replaces the file and leaves nothing beside it in
+    // the source tree.
+    QCOMPARE(korv({"generate", "--lang", "c", "--prefix", "PS4", "-o", path, demo}).status, 0);
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"pumps.h"});
+}
+
+void TestKorv::generateClashIsAnError_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QByteArray>("error");
+    // The enum value's C macro is the bit's; both named, by line, in file order.
+    QTest::newRow("c") << "c"
+                       << QByteArray(": error: The name Alarms_BIT_Door is made for both bit Alarms.Door (line 4) "
+                                     "and enum value Alarms.BIT_Door (line 7).\n");
+    QTest::newRow("lua") << "lua"
+                         << QByteArray(": error: The name Pump is made for both tag Pump (line 10) and tag Pump "
+                                       "(line 11).\n");
+}
+
+void TestKorv::generateClashIsAnError()
+{
+    QFETCH(QString, language);
+    QFETCH(QByteArray, error);
+    QTemporaryDir dir;
+    const QString path = dir.filePath("defs.qrvdef");
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write(R"(<qrv16>
+  <tag name="Alarms" id="0x7001">
+    <bits>
+      <bit name="Door" id="7"/>
+    </bits>
+    <enums>
+      <enum name="BIT_Door" id="1"/>
+    </enums>
+  </tag>
+  <tag name="Pump" id="0x1011"/>
+  <tag name="Pump" id="0x1012"/>
+</qrv16>
+)");
+    f.close();
+    const QString output = dir.filePath("out.txt");
+    const Run r = korv({"generate", "--lang", language, "-o", output, path});
+    QCOMPARE(r.status, 1);
+    QVERIFY2(r.err.contains(QByteArray(path.toUtf8() + error)), r.err.constData());
+    QVERIFY(!QFile::exists(output));
 }
 
 void TestKorv::generateOptions_data()
@@ -311,6 +360,8 @@ void TestKorv::generateOptions_data()
     QTest::addColumn<QByteArray>("line");
     QTest::newRow("c prefix") << QStringList{"--lang", "c", "--prefix", "PS4"}
                               << QByteArray("#define PS4_PumpMode_Auto 2\n");
+    QTest::newRow("c prefix on tags") << QStringList{"--lang", "c", "--prefix", "PS4"}
+                                      << QByteArray("#define PS4_TAG_PumpMode 0x1002u /* Integer */\n");
     QTest::newRow("cpp namespace") << QStringList{"--lang", "cpp", "--namespace", "norvane::ps4"}
                                    << QByteArray("namespace norvane::ps4 {\n");
     QTest::newRow("cpplut namespace") << QStringList{"--lang", "cpplut", "--namespace", "ps4"}

@@ -110,7 +110,7 @@ std::unique_ptr<QRV16::Item> sample()
         else if (d.name == QLatin1String("SpeedA"))
             d.name = QStringLiteral("Pump-Speed");
         else if (d.name == QLatin1String("SpeedB"))
-            d.name = QStringLiteral("Pump Speed");
+            d.name = QStringLiteral("Pump Speed Max");
     }
     return root;
 }
@@ -142,16 +142,12 @@ std::unique_ptr<QRV16::Item> hostile()
     // Keywords and names the generated files use themselves.
     quint64 code = 0x1100;
     for (const char* name : {"Tag", "Bits", "Tags", "DataType", "TagInfo", "tags", "class", "end",
-                             "defined", "NULL", "value__", "_", "local", "M", "namespace", "int",
+                             "defined", "NULL", "value__", "_x", "local", "M", "namespace", "int",
                              "QRV16_DEFINITIONS_H", "QRV16DT_Binary", "enums", "bits", "names"}) {
         root->appendChild(tagItem(QString::fromLatin1(name), code++, QStringLiteral("splice \\")));
     }
-    // Three names that are one after sanitising, then the name the second got.
-    for (const QString& name : {QStringLiteral("Pump Speed"), QStringLiteral("Pump-Speed"),
-                                QStringLiteral("Pump_Speed"), QStringLiteral("Pump_Speed_2")}) {
-        root->appendChild(tagItem(name, code++));
-    }
-    for (const QString& name : {QStringLiteral("Größe"), QStringLiteral("ﬁle"), QStringLiteral("---"),
+    // Names that clash are in clashing(); these only need sanitising.
+    for (const QString& name : {QStringLiteral("Größe"), QStringLiteral("ﬁle"),
                                 QStringLiteral("\"quoted\" \\ name"), QStringLiteral("9"),
                                 QStringLiteral("日本")}) {
         root->appendChild(tagItem(name, code++));
@@ -173,7 +169,7 @@ std::unique_ptr<QRV16::Item> hostile()
     enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("class"), 1));
     enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("Both"), 2));
     enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("A"), 3));
-    enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("A"), 3, true, QStringLiteral("again \\")));
+    enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("Again"), 3, true, QStringLiteral("again \\")));
     enums->appendChild(valueItem(ItemType::Enum, QString(), 4, true, QStringLiteral("nameless */")));
     enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("Numberless"), 0, false));
     enums->appendChild(layoutItem(ItemType::Enum, QStringLiteral("a comment among values \\")));
@@ -182,7 +178,7 @@ std::unique_ptr<QRV16::Item> hostile()
     enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("value__"), 5));
     QRV16::Item* bits = container(both, ItemType::Bits);
     bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("A"), 0));
-    bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("A"), 1));
+    bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("B"), 1));
     bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("end"), 2));
     bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("Both"), 3));
     bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("Beyond"), 64));
@@ -194,6 +190,23 @@ std::unique_ptr<QRV16::Item> hostile()
     both->appendChild(tagItem(QStringLiteral("TagInTag"), 0x1400));
     root->appendChild(valueItem(ItemType::Enum, QStringLiteral("EnumInRoot"), 1));
     root->appendChild(valueItem(ItemType::Invalid, QStringLiteral("Invalid"), 2));
+    return root;
+}
+
+std::unique_ptr<QRV16::Item> clashing()
+{
+    std::unique_ptr<QRV16::Item> root = read(R"(<qrv16>
+  <tag name="Alarms" id="0x7001">
+    <bits>
+      <bit name="Door" id="7"/>
+    </bits>
+  </tag>
+  <tag name="Other" id="0x1001"/>
+</qrv16>
+)");
+    // Names only the editor's trees can hold: one after sanitising.
+    root->appendChild(tagItem(QStringLiteral("Pump-Speed"), 0x1011));
+    root->appendChild(tagItem(QStringLiteral("Pump Speed"), 0x1012));
     return root;
 }
 

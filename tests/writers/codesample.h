@@ -14,17 +14,21 @@
 namespace CodeSample {
 
 // A few tags of several types: enums with negative and hexadecimal values,
-// bits 0, 7, 31 and 63, comments, a secure tag, an odd name and two names
-// that are one after sanitising ("Pump-Speed", "Pump Speed"), keywords.
+// bits 0, 7, 31 and 63, comments, a secure tag, odd names, keywords.
 std::unique_ptr<QRV16::Item> sample();
 // examples/demo.qrvdef
 std::unique_ptr<QRV16::Item> demo();
 // A root without tags.
 std::unique_ptr<QRV16::Item> empty();
-// Everything a generator must survive: comments that would close or splice
-// a comment, names that are keywords, reserved or empty, collisions, bits
-// beyond 64 and 32 bits, nameless and numberless values, duplicate codes.
+// Everything a generator must survive without a clash: comments that would
+// close or splice a comment, names that are keywords, reserved or empty,
+// bits beyond 64 and 32 bits, nameless and numberless values, duplicate
+// codes and values.
 std::unique_ptr<QRV16::Item> hostile();
+// Two tags whose names are one after sanitising ("Pump-Speed", "Pump
+// Speed"), and a tag Alarms with the bit Door, to which a test adds an enum
+// value whose name clashes with the bit's in the C header.
+std::unique_ptr<QRV16::Item> clashing();
 std::unique_ptr<QRV16::Item> byName(const QString& name);
 
 std::unique_ptr<QRV16::Item> read(const QByteArray& document);

@@ -3,12 +3,15 @@
 // cannot become code, the header text, and files written through the frame.
 
 #include "tests/writers/codesample.h"
+#include "writers/codemodel.h"
 #include "writers/writerheader.h"
 #include "writers/writercpp.h"
 #include "writers/writercpplut.h"
 #include "writers/writercs.h"
 #include "writers/writerlua.h"
 
+#include <QDir>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -51,6 +54,10 @@ private Q_SLOTS:
     void headerText();
     void writesThroughTheFrame_data();
     void writesThroughTheFrame();
+    void editsChangeNoOtherName_data();
+    void editsChangeNoOtherName();
+    void clashesAreReported_data();
+    void clashesAreReported();
 };
 
 void TestGenerators::deterministic_data()
@@ -190,9 +197,117 @@ void TestGenerators::writesThroughTheFrame()
     if (language == QLatin1String("c"))
         encoded.replace("QRV16_DEFINITIONS_H", "DEFS_OUT");
     QCOMPARE(written, encoded);
-    // Writing again keeps the previous file as a backup.
+    // Writing again replaces exactly the target: a generated file lies in a
+    // source tree, where a backup or temporary beside it would be clutter.
     QVERIFY(w->write(root.get(), path));
-    QCOMPARE(CodeSample::readFile(path + ".bak"), written);
+    QCOMPARE(CodeSample::readFile(path), written);
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"defs.out"});
+}
+
+void TestGenerators::editsChangeNoOtherName_data()
+{
+    QTest::addColumn<QString>("language");
+    // How the bit Door of Alarms is defined; an enum value Door must not
+    // take this from it.
+    QTest::addColumn<QString>("door");
+    QTest::newRow("c") << "c" << "#define Alarms_MASK_Door (1u << 7)\n";
+    QTest::newRow("cpp") << "cpp" << "namespace Alarms {\nconstexpr std::uint64_t Low = std::uint64_t(1) << 0;\n"
+                                     "constexpr std::uint64_t Door = std::uint64_t(1) << 7;";
+    QTest::newRow("cpplut") << "cpplut" << "{7, \"Door\"},";
+    QTest::newRow("lua") << "lua" << "    Alarms = {\n      Low = 0,\n      Door = 7,";
+    QTest::newRow("cs") << "cs" << "public enum AlarmsBits : ulong\n    {\n        Low = 1UL << 0,\n"
+                                   "        Door = 1UL << 7,";
+}
+
+void TestGenerators::editsChangeNoOtherName()
+{
+    QFETCH(QString, language);
+    QFETCH(QString, door);
+    const std::unique_ptr<Item> root = CodeSample::sample();
+    const QString before = QString::fromUtf8(generator(language)->encode(root.get()));
+    QVERIFY2(before.contains(door), qPrintable(before));
+
+    // Add an enum value named as a bit, add a tag, remove one, move one.
+    Item* alarms = nullptr;
+    for (int i = 0; i < root->childCount(); ++i) {
+        if (root->child(i)->data().name == QLatin1String("Alarms"))
+            alarms = root->child(i);
+    }
+    QVERIFY(alarms);
+    ItemData door1;
+    door1.type = ItemType::Enum;
+    door1.name = "Door";
+    door1.id = 1;
+    door1.hasId = true;
+    alarms->findInTagByItemType(ItemType::Enums)->insertChildBefore(0, new Item(door1));
+    ItemData extra;
+    extra.type = ItemType::Tag;
+    extra.name = "Extra";
+    extra.id = 0x1003;
+    extra.hasId = true;
+    root->insertChildBefore(0, new Item(extra));
+    for (int i = 0; i < root->childCount(); ++i) {
+        if (root->child(i)->data().name == QLatin1String("Mode"))
+            root->removeChild(i--);
+    }
+    for (int i = 0; i < root->childCount(); ++i) {
+        if (root->child(i)->data().name == QLatin1String("Position"))
+            root->insertChildBefore(1, root->takeChild(i));
+    }
+    const std::unique_ptr<Writer> w = generator(language);
+    const QString after = QString::fromUtf8(w->encode(root.get()));
+    QVERIFY(w->clashes().isEmpty());
+    QVERIFY2(after.contains(door), qPrintable(after));
+    // Every line that binds a name, of an entry the edits left alone, stays
+    // as it was. Positions in the lookup tables' index may move.
+    const QRegularExpression edited("Mode|Off|Reverse|Auto|Lowest|Alarms|Low|tagTotal|^\\s*\\d+, //");
+    for (const QString& line : before.split('\n')) {
+        const bool binds = line.contains(" = ") || line.startsWith("#define") ||
+                           line.contains("return \"") || line.contains("{0x");
+        if (binds && !line.contains(edited))
+            QVERIFY2(after.contains(line), qPrintable(line));
+    }
+}
+
+void TestGenerators::clashesAreReported_data()
+{
+    QTest::addColumn<QString>("language");
+    for (const QString& language : languages)
+        QTest::newRow(qPrintable(language)) << language;
+}
+
+void TestGenerators::clashesAreReported()
+{
+    QFETCH(QString, language);
+    const std::unique_ptr<Item> root = CodeSample::clashing();
+    const std::unique_ptr<Writer> w = generator(language);
+    QVERIFY(!w->encode(root.get()).isEmpty());
+    // The two tags one after sanitising: one clash naming both, not a rename.
+    QCOMPARE(w->clashes().size(), 1);
+    const IdentifierSet::Clash& clash = w->clashes().at(0);
+    QCOMPARE(clash.first, root->child(root->childCount() - 2));
+    QCOMPARE(clash.second, root->child(root->childCount() - 1));
+    QCOMPARE(CodeModel::describe(clash.second), QString("tag Pump Speed"));
+
+    // A C macro of an enum value can spell a bit's; the scoped languages
+    // keep them apart.
+    ItemData bitName;
+    bitName.type = ItemType::Enum;
+    bitName.name = "BIT_Door";
+    bitName.id = 1;
+    bitName.hasId = true;
+    Item* enums = new Item(ItemData{ItemType::Enums, 0, {}, {}, {}, false, false});
+    root->child(0)->appendChild(enums);
+    enums->appendChild(new Item(bitName));
+    w->encode(root.get());
+    QCOMPARE(w->clashes().size(), language == QLatin1String("c") ? 2 : 1);
+    if (language == QLatin1String("c")) {
+        const IdentifierSet::Clash& c = w->clashes().at(0);
+        QCOMPARE(c.name, QString("Alarms_BIT_Door"));
+        const QStringList both{CodeModel::describe(c.first), CodeModel::describe(c.second)};
+        QVERIFY2(both.contains("bit Alarms.Door") && both.contains("enum value Alarms.BIT_Door"),
+                 qPrintable(both.join(", ")));
+    }
 }
 
 QTEST_APPLESS_MAIN(TestGenerators)

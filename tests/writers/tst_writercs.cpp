@@ -7,6 +7,8 @@
 
 #include <QRegularExpression>
 #include <QSet>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace QRV16;
@@ -36,7 +38,7 @@ const QSet<QString> csharpKeywords = {
 QString structureProblems(const QString& text)
 {
     static const QRegularExpression typeDecl("^\\s*public (?:static class|enum) (\\w+)");
-    static const QRegularExpression memberDecl("^\\s*(?:public const ushort )?(\\w+) = ");
+    static const QRegularExpression memberDecl("^\\s*(?:public const (?:ushort|DataType) )?(\\w+) = ");
     static const QRegularExpression identifier("^[A-Za-z_][A-Za-z0-9_]*$");
     QStringList problems;
     QSet<QString> types;
@@ -86,6 +88,8 @@ private Q_SLOTS:
     void startsWithByteOrderMark();
     void structure_data();
     void structure();
+    void compiles_data();
+    void compiles();
 };
 
 void TestWriterCs::lines_data()
@@ -97,7 +101,10 @@ void TestWriterCs::lines_data()
     QTest::newRow("namespace keyword") << "Norvane.class" << QByteArray("namespace Norvane.class_\n");
     QTest::newRow("data types, bare names") << "" << QByteArray("    public enum DataType : byte\n    {\n"
                                                                 "        Binary = 0,\n");
-    QTest::newRow("extended data type") << "" << QByteArray("        ExtPoint = 128,\n");
+    QTest::newRow("extended data type") << "" << QByteArray("        Point = 128,\n");
+    QTest::newRow("data type of a tag") << "" << QByteArray("    public static class Types\n    {\n"
+                                                            "        public const DataType Mode = DataType.Integer;\n");
+    QTest::newRow("extended data type of a tag") << "" << QByteArray("public const DataType Position = DataType.Point;\n");
     QTest::newRow("tag code, its type")
         << "" << QByteArray("    public static class Tags\n    {\n        // Pump control\n"
                             "        // Operating mode\n        public const ushort Mode = 0x1002; // Integer\n");
@@ -113,8 +120,8 @@ void TestWriterCs::lines_data()
                             "        Top = 1UL << 63,\n    }\n");
     QTest::newRow("secure tag marked") << "" << QByteArray("public const ushort Password = 0x3003; // String, secure\n");
     QTest::newRow("odd name sanitised") << "" << QByteArray("public const ushort _2nd_pump_flow = 0x1010;");
-    QTest::newRow("collision") << "" << QByteArray("public const ushort Pump_Speed = 0x1011;");
-    QTest::newRow("collision, second") << "" << QByteArray("public const ushort Pump_Speed_2 = 0x1012;");
+    QTest::newRow("sanitised") << "" << QByteArray("public const ushort Pump_Speed = 0x1011;");
+    QTest::newRow("sanitised, longer") << "" << QByteArray("public const ushort Pump_Speed_Max = 0x1012;");
     QTest::newRow("keyword") << "" << QByteArray("public const ushort default_ = 0x2001;");
     QTest::newRow("no keyword in C#") << "" << QByteArray("public const ushort end = 0x2002;");
 }
@@ -153,6 +160,56 @@ void TestWriterCs::structure()
     // into code.
     for (const QChar c : {QChar(0x85), QChar(0x2028), QChar(0x2029), QChar('\r')})
         QVERIFY(!text.contains(c));
+}
+
+void TestWriterCs::compiles_data()
+{
+    QTest::addColumn<QString>("definitions");
+    QTest::addColumn<QString>("ns");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QByteArray>("printed");
+    QTest::newRow("sample") << "sample" << "Norvane.Pumps" << QByteArray(R"(
+        Console.WriteLine("{0} {1} {2} {3}", Tags.Mode.ToString("X4"), ModeValues.Reverse,
+                          (long)ModeValues.Reverse, AlarmsBits.Door);
+        Console.WriteLine("{0} {1} {2}", Types.Position, (long)ModeValues.Lowest == long.MinValue,
+                          (ulong)AlarmsBits.Top == 1UL << 63);
+)") << QByteArray("1002 Reverse -1 Door\nPoint True True\n");
+    QTest::newRow("demo") << "demo" << "" << QByteArray(R"(
+        Console.WriteLine("{0} {1}", PumpModeValues.Service, Types.ScreenSize);
+)") << QByteArray("Service Size\n");
+    QTest::newRow("empty") << "empty" << "" << QByteArray(R"(
+        Console.WriteLine(DataType.Binary);
+)") << QByteArray("Binary\n");
+    QTest::newRow("hostile") << "hostile" << "" << QByteArray(R"(
+        Console.WriteLine("{0} {1} {2}", Tags.class_.ToString("X4"), (long)BothValues.Min == long.MinValue,
+                          BothBits.B);
+)") << QByteArray("1106 True B\n");
+}
+
+void TestWriterCs::compiles()
+{
+    QFETCH(QString, definitions);
+    QFETCH(QString, ns);
+    QFETCH(QByteArray, body);
+    QFETCH(QByteArray, printed);
+    const QString mcs = QStandardPaths::findExecutable("mcs");
+    const QString mono = QStandardPaths::findExecutable("mono");
+    if (mcs.isEmpty() || mono.isEmpty())
+        QSKIP("mcs and mono are needed to compile the generated C# (Debian package mono-mcs)");
+    const std::unique_ptr<Item> root = CodeSample::byName(definitions);
+    const QByteArray generated = file(root.get(), ns);
+    QTemporaryDir dir;
+    QVERIFY(CodeSample::writeFile(dir.filePath("Defs.cs"), generated));
+    QVERIFY(CodeSample::writeFile(dir.filePath("Check.cs"),
+                                  "using System;\nusing " + (ns.isEmpty() ? QByteArray("Definitions") : ns.toUtf8()) +
+                                      ";\n\nstatic class Check\n{\n    static int Main()\n    {" + body +
+                                      "        return 0;\n    }\n}\n"));
+    const CodeSample::Run build = CodeSample::run(
+        mcs, {"-warnaserror+", "-nologo", "-out:check.exe", "Check.cs", "Defs.cs"}, dir.path());
+    QVERIFY2(build.started && build.status == 0, CodeSample::report(build, generated).constData());
+    const CodeSample::Run ran = CodeSample::run(mono, {"check.exe"}, dir.path());
+    QVERIFY2(ran.status == 0, ran.err.constData());
+    QCOMPARE(ran.out, printed);
 }
 
 QTEST_APPLESS_MAIN(TestWriterCs)

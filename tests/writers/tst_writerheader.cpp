@@ -37,8 +37,9 @@ private Q_SLOTS:
 void TestWriterHeader::lines_data()
 {
     QTest::addColumn<QByteArray>("line");
-    QTest::newRow("tag code in four hex digits, its type") << QByteArray("#define T_Mode 0x1002u /* Integer */");
-    QTest::newRow("tag comment above it") << QByteArray("/* Operating mode */\n#define T_Mode ");
+    QTest::newRow("tag code in four hex digits, its type") << QByteArray("#define T_TAG_Mode 0x1002u /* Integer */");
+    QTest::newRow("tag's data type") << QByteArray("#define T_TYPE_Mode QRV16DT_Integer\n");
+    QTest::newRow("tag comment above it") << QByteArray("/* Operating mode */\n#define T_TAG_Mode ");
     QTest::newRow("free comment kept") << QByteArray("/* Pump control */");
     QTest::newRow("enum value") << QByteArray("#define T_Mode_Off 0\n");
     QTest::newRow("negative value, its comment") << QByteArray("#define T_Mode_Reverse (-1) /* Runs backwards */");
@@ -46,22 +47,27 @@ void TestWriterHeader::lines_data()
     QTest::newRow("hex display, padded") << QByteArray("#define T_Result_Internal 0x0080\n");
     QTest::newRow("negative in hex display is decimal") << QByteArray("#define T_Result_Minus (-2)\n");
     QTest::newRow("wide value is long long") << QByteArray("#define T_Result_Huge 0x7FFFFFFFFFFFFFFFLL\n");
-    QTest::newRow("bit 0") << QByteArray("#define T_Alarms_Low_2 (1u << 0)\n");
-    QTest::newRow("bit 7") << QByteArray("#define T_Alarms_Door (1u << 7)\n");
-    QTest::newRow("bit 31 is 64-bit") << QByteArray("#define T_Alarms_Mains (1ULL << 31)\n");
-    QTest::newRow("bit 63") << QByteArray("#define T_Alarms_Top (1ULL << 63)\n");
+    QTest::newRow("bit number") << QByteArray("#define T_Alarms_BIT_Door 7\n");
+    QTest::newRow("bit 0") << QByteArray("#define T_Alarms_MASK_Low (1u << 0)\n");
+    QTest::newRow("bit 7") << QByteArray("#define T_Alarms_MASK_Door (1u << 7)\n");
+    QTest::newRow("bit 31 is 64-bit") << QByteArray("#define T_Alarms_MASK_Mains (1ULL << 31)\n");
+    QTest::newRow("bit 63") << QByteArray("#define T_Alarms_MASK_Top (1ULL << 63)\n");
     QTest::newRow("enum and bit of one name") << QByteArray("#define T_Alarms_Low 1\n");
-    QTest::newRow("secure tag marked") << QByteArray("#define T_Password 0x3003u /* String, secure */");
-    QTest::newRow("extended type named as the rest of the system does")
-        << QByteArray("#define T_Position 0x8001u /* Int64 */");
-    QTest::newRow("odd name sanitised") << QByteArray("#define T_2nd_pump_flow 0x1010u");
-    QTest::newRow("collision, first") << QByteArray("#define T_Pump_Speed 0x1011u");
-    QTest::newRow("collision, second") << QByteArray("#define T_Pump_Speed_2 0x1012u");
-    QTest::newRow("keyword behind a prefix unchanged") << QByteArray("#define T_default 0x2001u");
-    QTest::newRow("data types") << QByteArray("#define QRV16DT_ExtPoint 0x80\n");
+    QTest::newRow("secure tag marked") << QByteArray("#define T_TAG_Password 0x3003u /* String, secure */");
+    QTest::newRow("extended type named as it is") << QByteArray("#define T_TAG_Position 0x8001u /* Point */");
+    QTest::newRow("extended type's macro") << QByteArray("#define T_TYPE_Position QRV16DT_Point\n");
+    QTest::newRow("odd name sanitised") << QByteArray("#define T_TAG_2nd_pump_flow 0x1010u");
+    QTest::newRow("keyword behind a prefix unchanged") << QByteArray("#define T_TAG_default 0x2001u");
+    QTest::newRow("data types") << QByteArray("#define QRV16DT_Point 0x80\n");
     QTest::newRow("guard") << QByteArray("#ifndef T_QRV16_DEFINITIONS_H\n#define T_QRV16_DEFINITIONS_H\n");
+    QTest::newRow("tag names") << QByteArray("static inline const char* T_tag_name(unsigned int value)\n");
+    QTest::newRow("tag name") << QByteArray("    case 0x1010u: return \"2nd pump/flow\";\n");
+    QTest::newRow("enum names") << QByteArray("static inline const char* T_Mode_enum_name(long long value)\n");
+    QTest::newRow("enum name") << QByteArray("    case (-1): return \"Reverse\";\n");
+    QTest::newRow("bit names") << QByteArray("static inline const char* T_Alarms_bit_name(unsigned int value)\n");
+    QTest::newRow("bit name") << QByteArray("    case 7u: return \"Door\";\n");
     QTest::newRow("blank line of the file kept")
-        << QByteArray("#define T_Result_Huge 0x7FFFFFFFFFFFFFFFLL\n\n#define T_Alarms ");
+        << QByteArray("#define T_Result_Huge 0x7FFFFFFFFFFFFFFFLL\n\n#define T_TAG_Alarms ");
 }
 
 void TestWriterHeader::lines()
@@ -76,13 +82,14 @@ void TestWriterHeader::prefix_data()
 {
     QTest::addColumn<QString>("prefix");
     QTest::addColumn<QByteArray>("line");
-    QTest::newRow("underscore added") << "PS4" << QByteArray("#define PS4_Mode 0x1002u");
-    QTest::newRow("underscore not doubled") << "PS4_" << QByteArray("#define PS4_Mode 0x1002u");
-    QTest::newRow("odd prefix sanitised") << "ps-4" << QByteArray("#define ps_4_Mode 0x1002u");
-    QTest::newRow("no prefix") << "" << QByteArray("#define Mode 0x1002u");
-    QTest::newRow("no prefix: leading digit") << "" << QByteArray("#define _2nd_pump_flow 0x1010u");
-    QTest::newRow("no prefix: keyword") << "" << QByteArray("#define default_ 0x2001u");
-    QTest::newRow("no prefix: C++ keyword too") << "" << QByteArray("#define end 0x2002u");
+    QTest::newRow("underscore added") << "PS4" << QByteArray("#define PS4_TAG_Mode 0x1002u");
+    QTest::newRow("underscore not doubled") << "PS4_" << QByteArray("#define PS4_TAG_Mode 0x1002u");
+    QTest::newRow("odd prefix sanitised") << "ps-4" << QByteArray("#define ps_4_TAG_Mode 0x1002u");
+    QTest::newRow("enum value") << "PS4" << QByteArray("#define PS4_Mode_Off 0\n");
+    QTest::newRow("no prefix") << "" << QByteArray("#define TAG_Mode 0x1002u");
+    QTest::newRow("no prefix: enum value") << "" << QByteArray("#define Mode_Off 0\n");
+    QTest::newRow("no prefix: leading digit") << "" << QByteArray("#define TAG_2nd_pump_flow 0x1010u");
+    QTest::newRow("no prefix: keyword") << "" << QByteArray("#define TAG_default 0x2001u");
 }
 
 void TestWriterHeader::prefix()
@@ -122,41 +129,54 @@ void TestWriterHeader::compiles_data()
     QTest::addColumn<QString>("definitions");
     QTest::addColumn<QString>("prefix");
     QTest::addColumn<QByteArray>("checks");
+    QTest::addColumn<QByteArray>("program"); // prints names, as firmware logs them
+    QTest::addColumn<QByteArray>("printed");
     QTest::newRow("sample") << "sample" << "T" << QByteArray(R"(
-_Static_assert(T_Mode == 0x1002, "tag code");
+_Static_assert(T_TAG_Mode == 0x1002 && T_TYPE_Mode == QRV16DT_Integer, "tag code");
 _Static_assert(T_Mode_Off == 0 && T_Mode_Reverse == -1 && T_Mode_Auto == 2, "enum");
 _Static_assert(T_Mode_Lowest < 0 && T_Mode_Lowest == -9223372036854775807LL - 1, "lowest");
 _Static_assert(T_Result_Ok == 0 && T_Result_Internal == 128 && T_Result_Minus == -2, "hex enum");
 _Static_assert(T_Result_Huge == 9223372036854775807LL, "highest");
-_Static_assert(T_Alarms == 0x7001 && T_Alarms_Low == 1 && T_Alarms_Low_2 == 1, "enum and bit");
-_Static_assert(T_Alarms_Door == 0x80, "bit 7");
-_Static_assert(T_Alarms_Mains == 0x80000000ULL && sizeof(T_Alarms_Mains) == 8, "bit 31");
-_Static_assert(T_Alarms_Top == 0x8000000000000000ULL && sizeof(T_Alarms_Top) == 8, "bit 63");
-_Static_assert(T_Password == 0x3003 && T_GetStatus == 0xD001 && T_Position == 0x8001, "types");
-_Static_assert(T_2nd_pump_flow == 0x1010, "odd name");
-_Static_assert(T_Pump_Speed == 0x1011 && T_Pump_Speed_2 == 0x1012, "collision");
-_Static_assert(T_default == 0x2001 && T_end == 0x2002, "keywords");
-_Static_assert(QRV16DT_Integer == 1 && QRV16DT_ExtSize == 0x82, "data types");
-)");
+_Static_assert(T_TAG_Alarms == 0x7001 && T_Alarms_Low == 1 && T_Alarms_MASK_Low == 1, "enum and bit");
+_Static_assert(T_Alarms_MASK_Door == 0x80 && T_Alarms_BIT_Door == 7, "bit 7");
+_Static_assert(T_Alarms_MASK_Mains == 0x80000000ULL && sizeof(T_Alarms_MASK_Mains) == 8, "bit 31");
+_Static_assert(T_Alarms_MASK_Top == 0x8000000000000000ULL && sizeof(T_Alarms_MASK_Top) == 8, "bit 63");
+_Static_assert(T_TAG_Password == 0x3003 && T_TAG_GetStatus == 0xD001 && T_TAG_Position == 0x8001, "types");
+_Static_assert(T_TYPE_Position == QRV16DT_Point && T_TYPE_GetStatus == QRV16DT_Request, "types");
+_Static_assert(T_TAG_2nd_pump_flow == 0x1010, "odd name");
+_Static_assert(T_TAG_Pump_Speed == 0x1011 && T_TAG_Pump_Speed_Max == 0x1012, "sanitised");
+_Static_assert(T_TAG_default == 0x2001 && T_TAG_end == 0x2002, "keywords");
+_Static_assert(QRV16DT_Integer == 1 && QRV16DT_Size == 0x82, "data types");
+)") << QByteArray(R"(
+    printf("%s %s %s|%s|%s\n", T_tag_name(T_TAG_Mode), T_Mode_enum_name(T_Mode_Reverse),
+           T_Alarms_bit_name(T_Alarms_BIT_Door), T_tag_name(0x4242) ? "?" : "none",
+           T_Mode_enum_name(T_Mode_Lowest));
+)") << QByteArray("Mode Reverse Door|none|Lowest\n");
     QTest::newRow("demo") << "demo" << "PS4" << QByteArray(R"(
-_Static_assert(PS4_PumpMode == 0x1002 && PS4_PumpMode_Service == 3, "enum");
+_Static_assert(PS4_TAG_PumpMode == 0x1002 && PS4_PumpMode_Service == 3, "enum");
 _Static_assert(PS4_ResultCode_InternalError == 0x80 && PS4_EventCode_OperatorLogin == 0x100, "hex");
-_Static_assert(PS4_Alarms_MainsFailure == 0x100 && PS4_Valves_FlushValve == 8, "bits");
-_Static_assert(PS4_ScreenSize == 0x8201, "extended");
-)");
-    QTest::newRow("empty") << "empty" << "" << QByteArray("_Static_assert(QRV16DT_Binary == 0, \"types\");\n");
+_Static_assert(PS4_Alarms_MASK_MainsFailure == 0x100 && PS4_Valves_MASK_FlushValve == 8, "bits");
+_Static_assert(PS4_TAG_ScreenSize == 0x8201 && PS4_TYPE_ScreenSize == QRV16DT_Size, "extended");
+)") << QByteArray(R"(
+    printf("%s %s %s\n", PS4_tag_name(PS4_TAG_PumpMode), PS4_PumpMode_enum_name(PS4_PumpMode_Service),
+           PS4_Valves_bit_name(PS4_Valves_BIT_FlushValve));
+)") << QByteArray("PumpMode Service FlushValve\n");
+    QTest::newRow("empty") << "empty" << "" << QByteArray("_Static_assert(QRV16DT_Binary == 0, \"types\");\n")
+                           << QByteArray("    printf(\"%d\\n\", tag_name(1) == 0);\n") << QByteArray("1\n");
     QTest::newRow("hostile, no prefix") << "hostile" << "" << QByteArray(R"(
-_Static_assert(Tag == 0x1100 && class_ == 0x1106 && defined_ == 0x1108 && NULL_ == 0x1109, "keywords");
-_Static_assert(int_ == 0x110F, "keyword");
-_Static_assert(QRV16_DEFINITIONS_H_2 == 0x1110 && QRV16DT_Binary_2 == 0x1111, "own names");
-_Static_assert(Pump_Speed == 0x1115 && Pump_Speed_2 == 0x1116 && Pump_Speed_3 == 0x1117, "three");
-_Static_assert(Pump_Speed_2_2 == 0x1118, "the name a collision took");
-_Static_assert(Gro_e == 0x1119 && file == 0x111A && _9 == 0x111D, "odd names");
-_Static_assert(First == 0x1300 && Second == 0x1300, "one code twice");
-_Static_assert(Both_A == 3 && Both_A_2 == 3 && Both_A_3 == 1 && Both_A_4 == 2, "one name four times");
-_Static_assert(Both_Both == 2 && Both_Both_2 == 8 && Both_class == 1, "names of the tag");
+_Static_assert(TAG_Tag == 0x1100 && TAG_class == 0x1106 && TAG_defined == 0x1108 && TAG_NULL == 0x1109, "keywords");
+_Static_assert(TAG_int == 0x110F, "keyword");
+_Static_assert(TAG_QRV16_DEFINITIONS_H == 0x1110 && TAG_QRV16DT_Binary == 0x1111, "own names");
+_Static_assert(TAG_Gro_e == 0x1115 && TAG_file == 0x1116 && TAG__quoted_name == 0x1117, "odd names");
+_Static_assert(TAG_9 == 0x1118 && TAG__ == 0x1119, "odd names");
+_Static_assert(TAG_First == 0x1300 && TAG_Second == 0x1300, "one code twice");
+_Static_assert(Both_A == 3 && Both_Again == 3 && Both_MASK_A == 1 && Both_MASK_B == 2, "one value twice");
+_Static_assert(Both_Both == 2 && Both_MASK_Both == 8 && Both_class == 1, "names of the tag");
 _Static_assert(Both_Min == -9223372036854775807LL - 1, "lowest in hex display");
-)");
+_Static_assert(TYPE_Undefined == 0x0a && TYPE_Extended == 0x8f, "types without a name");
+)") << QByteArray(R"(
+    printf("%s %s %s %s\n", tag_name(TAG_Gro_e), tag_name(0x1117), Both_enum_name(3), tag_name(0x1300));
+)") << QByteArray("Größe \"quoted\" \\ name A First\n");
 }
 
 void TestWriterHeader::compiles()
@@ -164,22 +184,29 @@ void TestWriterHeader::compiles()
     QFETCH(QString, definitions);
     QFETCH(QString, prefix);
     QFETCH(QByteArray, checks);
+    QFETCH(QByteArray, program);
+    QFETCH(QByteArray, printed);
     const QString gcc = QStandardPaths::findExecutable("gcc");
     const QString gxx = QStandardPaths::findExecutable("g++");
     if (gcc.isEmpty() || gxx.isEmpty())
         QSKIP("gcc and g++ are needed to compile the generated header (Debian package g++)");
     const std::unique_ptr<Item> root = CodeSample::byName(definitions);
-    const QByteArray generated = header(root.get(), prefix);
+    WriterHeader w;
+    w.setTexts({QString(), prefix});
+    const QByteArray generated = w.encode(root.get());
+    QVERIFY(w.clashes().isEmpty());
     QTemporaryDir dir;
     QVERIFY(CodeSample::writeFile(dir.filePath("defs.h"), generated));
     // Included twice: the guard holds.
-    QVERIFY(CodeSample::writeFile(dir.filePath("check.c"), "#include \"defs.h\"\n#include \"defs.h\"\n" +
-                                                               checks + "int main(void) { return 0; }\n"));
+    QVERIFY(CodeSample::writeFile(dir.filePath("check.c"),
+                                  "#include <stdio.h>\n#include \"defs.h\"\n#include \"defs.h\"\n" +
+                                      checks + "int main(void)\n{\n" + program + "    return 0;\n}\n"));
     const CodeSample::Run c = CodeSample::run(
         gcc, {"-std=c99", "-Wall", "-Wextra", "-Werror", "-o", "check", "check.c"}, dir.path());
     QVERIFY2(c.started && c.status == 0, CodeSample::report(c, generated).constData());
     const CodeSample::Run ran = CodeSample::run(dir.filePath("check"), {}, dir.path());
     QCOMPARE(ran.status, 0);
+    QCOMPARE(ran.out, printed);
     // C++ code includes C headers too.
     QVERIFY(CodeSample::writeFile(dir.filePath("check.cpp"),
                                   "#include \"defs.h\"\nint main() { return 0; }\n"));
