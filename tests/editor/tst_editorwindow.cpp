@@ -98,6 +98,8 @@ private Q_SLOTS:
     void reloadAfterOutsideChange();
     void viewers_data();
     void viewers();
+    void codeNamesFromSettings();
+    void clashIsAWarning();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -451,6 +453,57 @@ void TestEditorWindow::viewers()
     // Generated from the tree as edited, not as saved.
     QVERIFY2(viewer->toPlainText().contains("PumpChoice"), qPrintable(viewer->toPlainText().left(400)));
     QVERIFY(!viewer->toPlainText().contains(QRegularExpression("(?<![A-Za-z])PumpMode(?![A-Za-z])")));
+}
+
+namespace {
+
+QString viewerText(const QString& title)
+{
+    QString text;
+    for (QWidget* top : QApplication::topLevelWidgets()) {
+        if (auto* edit = qobject_cast<QPlainTextEdit*>(top); edit && edit->windowTitle() == title)
+            text = edit->toPlainText();
+    }
+    return text;
+}
+
+} // namespace
+
+void TestEditorWindow::codeNamesFromSettings()
+{
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    QTimer::singleShot(0, &w, [] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        QVERIFY(dialog);
+        QCOMPARE(dialog->objectName(), QString("m_dlg_code_names"));
+        dialog->findChild<QLineEdit*>("m_le_prefix")->setText("PS4");
+        dialog->findChild<QLineEdit*>("m_le_namespace")->setText("norvane::ps4");
+        dialog->accept();
+    });
+    action(&w, "m_act_code_names")->trigger();
+    QCOMPARE(QSettings().value("QRV16Editor/CodePrefix").toString(), QString("PS4"));
+    QCOMPARE(QSettings().value("QRV16Editor/CodeNamespace").toString(), QString("norvane::ps4"));
+
+    action(&w, "m_act_view_header")->trigger();
+    QVERIFY(viewerText("QRV16 generated header").contains("#define PS4_TAG_PumpMode 0x1002u"));
+    action(&w, "m_act_view_cpp")->trigger();
+    QVERIFY(viewerText("QRV16 generated C++").contains("namespace norvane::ps4 {"));
+}
+
+void TestEditorWindow::clashIsAWarning()
+{
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    // A double name is allowed while editing; the code shown warns of it.
+    QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpId"));
+    action(&w, "m_act_view_header")->trigger();
+    QVERIFY(viewerText("QRV16 generated header").contains("#define TAG_PumpId 0x1002u"));
+    const QString messages = w.findChild<QPlainTextEdit*>("m_te_messages")->toPlainText();
+    QVERIFY2(messages.contains("Warning: The name TAG_PumpId is made for both tag PumpId and tag PumpId."),
+             qPrintable(messages));
 }
 
 QTEST_MAIN(TestEditorWindow)
