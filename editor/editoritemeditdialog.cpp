@@ -167,7 +167,9 @@ ItemData EditorItemEditDialog::applyData() const
     // Digits without a mode do nothing; keep whatever the file had.
     if (d.display.mode != DisplayMode::Default)
         d.display.digits = m_sb_digits->value();
-    d.secure = isTag() && m_ck_secure->isChecked();
+    // The box edits a tag's flag only; a value's or bit's stays as read.
+    if (isTag())
+        d.secure = m_ck_secure->isChecked();
     return d;
 }
 

@@ -23,11 +23,16 @@ const QByteArray tree = R"(<qrv16>
   <tag name="Mode" id="0x1002" display="4x" secure="true">
     <enums>
       <enum name="Off" id="0"/>
-      <enum name="On" id="1"/>
+      <enum name="On" id="1" secure="true"/>
       <enum name="All" id="-1"/>
     </enums>
   </tag>
   <tag name="Other" id="0x3001"/>
+  <tag name="Flags" id="0x7001">
+    <bits>
+      <bit name="Lock" id="3" secure="true"/>
+    </bits>
+  </tag>
 </qrv16>)";
 
 template<typename T>
@@ -55,6 +60,8 @@ private Q_SLOTS:
     void applyEmitsOnceAndCloseReplacesCancel();
     void okAppliesAndCloses();
     void unchangedValueKeepsItsBits();
+    void secureKeptOnValuesAndBits_data();
+    void secureKeptOnValuesAndBits();
     void duplicateValueCanBeApplied();
     void typingShowsTheType_data();
     void typingShowsTheType();
@@ -233,6 +240,34 @@ void TestEditorItemEditDialog::unchangedValueKeepsItsBits()
     QCOMPARE(d.id, ~quint64(0));
     QCOMPARE(d.name, QString("Every"));
     QCOMPARE(d.comment, all->data().comment);
+}
+
+void TestEditorItemEditDialog::secureKeptOnValuesAndBits_data()
+{
+    QTest::addColumn<QList<int>>("path");
+    QTest::addColumn<bool>("secure");
+    QTest::newRow("enum value the file marked") << QList<int>{0, 0, 1} << true;
+    QTest::newRow("enum value without") << QList<int>{0, 0, 0} << false;
+    QTest::newRow("bit the file marked") << QList<int>{2, 0, 0} << true;
+}
+
+void TestEditorItemEditDialog::secureKeptOnValuesAndBits()
+{
+    QFETCH(QList<int>, path);
+    QFETCH(bool, secure);
+    const Item* item = m_root.get();
+    for (int row : path)
+        item = item->child(row);
+    EditorItemEditDialog dialog;
+    dialog.setData(item);
+    // Only a tag's flag is edited here; a value's stays as the file has it.
+    auto* box = child<QCheckBox>(&dialog, "m_ck_secure");
+    QVERIFY(!box->isEnabled());
+    QCOMPARE(box->isChecked(), secure);
+    child<QLineEdit>(&dialog, "m_le_name")->setText("Renamed");
+    const ItemData d = dialog.applyData();
+    QCOMPARE(d.name, QString("Renamed"));
+    QCOMPARE(d.secure, secure);
 }
 
 void TestEditorItemEditDialog::duplicateValueCanBeApplied()
