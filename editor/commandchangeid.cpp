@@ -39,20 +39,17 @@ QString changeIdText(ItemType type, bool had, bool set)
 
 } // namespace
 
-CommandChangeID::CommandChangeID(unsigned id, bool set, Item* item, EditorModel* model,
+CommandChangeID::CommandChangeID(quint64 id, bool set, Item* item, EditorModel* model,
                                  const QModelIndex& index, QUndoCommand* parent)
-    : Command(item, model, index, parent),
-      m_oldId(item->data().id),
-      m_oldSet(item->data().hasId),
-      m_newId(id),
-      m_newSet(set)
+    : Command(item, model, index, parent), m_oldId(item->data().id), m_oldSet(item->data().hasId),
+      m_newId(id), m_newSet(set)
 {
     setText(changeIdText(item->data().type, m_oldSet, m_newSet));
 }
 
 void CommandChangeID::redo()
 {
-    m_item->data().id = quint64(m_newId);
+    m_item->data().id = m_newId;
     m_item->data().hasId = m_newSet;
     m_model->cmdItemChanged(m_item);
 }

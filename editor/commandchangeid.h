@@ -8,7 +8,7 @@ namespace QRV16 {
 class CommandChangeID : public Command
 {
 public:
-    CommandChangeID(unsigned id, bool set, Item* item, EditorModel* model, const QModelIndex& index,
+    CommandChangeID(quint64 id, bool set, Item* item, EditorModel* model, const QModelIndex& index,
                     QUndoCommand* parent = nullptr);
 
     void redo() override;
@@ -17,7 +17,7 @@ public:
 private:
     quint64 m_oldId;
     bool m_oldSet;
-    unsigned m_newId;
+    quint64 m_newId;
     bool m_newSet;
 };
 

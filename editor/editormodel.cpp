@@ -8,6 +8,7 @@
 #include "editor/commandnew.h"
 #include "editor/commandreplaceall.h"
 #include "editor/editortagmodel.h"
+#include "editor/numbervalidator.h"
 #include "qrv16/numbers.h"
 #include "qrv16/parser.h"
 #include "writers/writerxml.h"
@@ -292,8 +293,18 @@ QString EditorModel::editText(const Item* item)
     const DisplayMode shown = item->displayMode();
     if (shown.mode == DisplayMode::Hex || shown.mode == DisplayMode::Octal ||
         shown.mode == DisplayMode::Binary)
-        return item->formatId();
+        return idText(item);
     return formatNumber(d.id, DisplayMode(shown.mode, 0));
+}
+
+QString EditorModel::idText(const Item* item)
+{
+    // A negative value has no hexadecimal, octal or binary form that reads
+    // back as negative: shown in decimal, as the generators write it.
+    const ItemData& d = item->data();
+    if (d.type == ItemType::Enum && qint64(d.id) < 0)
+        return QString::number(qint64(d.id));
+    return item->formatId();
 }
 
 QString EditorModel::collisionText(const Item* item, int flags) const
@@ -310,7 +321,7 @@ QString EditorModel::collisionText(const Item* item, int flags) const
         lines << (type == ItemType::Tag    ? tr("Another tag has the code %1")
                   : type == ItemType::Enum ? tr("Another value of this tag is %1 too")
                                            : tr("Another bit of this tag has the number %1"))
-                     .arg(item->formatId());
+                     .arg(idText(item));
     }
     return lines.join(QLatin1Char('\n'));
 }
@@ -357,7 +368,8 @@ QVariant EditorModel::data(const QModelIndex& index, int role) const
             if (d.type == ItemType::Bits)
                 return tr("Bits");
             return d.name;
-        case IdColumn: return d.hasId ? item->formatId() : QString();
+        case IdColumn:
+            return d.hasId ? idText(item) : QString();
         case CommentColumn: return d.comment;
         default: return QVariant();
         }
@@ -518,10 +530,21 @@ bool EditorModel::setData(const QModelIndex& index, const QVariant& value, int r
             return true;
         }
         bool ok = false;
-        const unsigned id = unsigned(Numbers::to32(text, &ok));
+        quint64 id = 0;
+        if (d.type == ItemType::Enum) {
+            // One signed 64-bit quantity, as the file reader and the item
+            // dialog store it: "-1" is -1, not 0xFFFFFFFF.
+            qint64 value = 0;
+            ok = NumberValidator::readNumber(text, &value) == NumberValidator::Number &&
+                 value >= NumberValidator::lowerBound(int(d.type)) &&
+                 value <= NumberValidator::upperBound(int(d.type));
+            id = quint64(value);
+        } else {
+            id = unsigned(Numbers::to32(text, &ok));
+        }
         if (!ok || (d.type == ItemType::Tag && id >= 0x10000))
             return false;
-        if (d.hasId && d.id == quint64(id))
+        if (d.hasId && d.id == id)
             return true;
         push(new CommandChangeID(id, true, item, this, index));
         return true;

@@ -47,6 +47,8 @@ public:
     // The text a code is edited as: the shown form without decimal padding,
     // which would read back as octal.
     static QString editText(const Item* item);
+    // The code as the code column shows it; negative values in decimal.
+    static QString idText(const Item* item);
 
     void setTags(Item* root);
     void undoableSetTags(Item* root, const QModelIndex& index = QModelIndex());

@@ -93,8 +93,8 @@ QValidator::State NumberValidator::validate(QString& input, int&) const
     }
     if (value < m_lower || value > m_upper)
         return report(Intermediate, tr("Number out of range"));
-    // Ids are compared as the model stores them: 32 bits, two's complement.
-    if (m_item && m_item->parent() && m_item->parent()->findBut(unsigned(value), m_item) >= 0)
+    // Ids are compared as the model stores them: 64 bits, two's complement.
+    if (m_item && m_item->parent() && m_item->parent()->findBut(quint64(value), m_item) >= 0)
         return report(Acceptable, tr("This number already exists"));
     return report(Acceptable, QString());
 }

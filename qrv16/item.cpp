@@ -79,11 +79,11 @@ void Item::sortChildrenByType()
     renumberFrom(0);
 }
 
-int Item::findBut(unsigned int id, const Item* but) const
+int Item::findBut(quint64 id, const Item* but) const
 {
     for (int i = 0; i < m_children.size(); ++i) {
         const Item* c = m_children.at(i);
-        if (c != but && c->m_data.hasId && c->m_data.id == quint64(id))
+        if (c != but && c->m_data.hasId && c->m_data.id == id)
             return i;
     }
     return -1;

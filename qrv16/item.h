@@ -74,7 +74,7 @@ public:
     // Descending by type, so that a tag's Bits come before its Enums.
     void sortChildrenByType();
 
-    int findBut(unsigned int id, const Item* but) const;
+    int findBut(quint64 id, const Item* but) const;
     int findBut(const QString& name, const Item* but) const;
     int findCollision() const;
     Item* findInTagByItemType(ItemType type) const;

@@ -4,6 +4,7 @@
 #include "editor/commandreplaceall.h"
 #include "editor/editormodel.h"
 #include "treetext.h"
+#include "writers/writerxml.h"
 
 #include <QAbstractItemModelTester>
 #include <QApplication>
@@ -127,6 +128,7 @@ private Q_SLOTS:
     void moveOntoItselfIsRefused();
     void moveFromAnotherModelIsAPaste();
     void collisions();
+    void negativeValueIsOneQuantity();
     void replaceAndClear();
     void setTagsForgetsHistory();
 };
@@ -274,6 +276,12 @@ void TestEditorModel::setData_data()
         << "1" << 1 << "0x10000" << false << "" << "0x1001";
     QTest::newRow("0x10000 into an enum's value sets it")
         << "1/0/1" << 1 << "0x10000" << true << "Change enum code" << "0x10000";
+    QTest::newRow("negative enum value shown negative, in hex display too")
+        << "1/0/1" << 1 << "-1" << true << "Change enum code" << "-1";
+    QTest::newRow("0xFFFFFFFF stays positive") << "1/0/1" << 1 << "0xFFFFFFFF" << true << "Change enum code"
+                                               << "0xFFFFFFFF";
+    QTest::newRow("enum value below 32 bits is refused") << "1/0/1" << 1 << "-2147483649" << false << ""
+                                                         << "0x1";
     QTest::newRow("negative tag code is out of range") << "1" << 1 << "-1" << false << "" << "0x1001";
     QTest::newRow("text that is no number is refused") << "1" << 1 << "zz" << false << "" << "0x1001";
     QTest::newRow("the same code adds nothing") << "1" << 1 << "0x1001" << true << "" << "0x1001";
@@ -761,6 +769,29 @@ void TestEditorModel::collisions()
     QCOMPARE(f.at("1").data(EditorModel::CollisionRole).toInt(), 0);
     f.stack.undo();
     QCOMPARE(f.at("3").data(EditorModel::CollisionRole).toInt(), int(NameCollision));
+}
+
+void TestEditorModel::negativeValueIsOneQuantity()
+{
+    // The tree stores a typed -1 as the file reader and the item dialog do,
+    // so it saves as -1 and finds the file's -1 as its double.
+    Fixture f(R"(<qrv16>
+  <tag name="Mode" id="0x1001">
+    <enums>
+      <enum name="All" id="-1"/>
+      <enum name="Off" id="0"/>
+      <enum name="Top" id="0xFFFFFFFF"/>
+    </enums>
+  </tag>
+</qrv16>)");
+    QCOMPARE(f.at("0/0/1", 1).data(EditorModel::CollisionRole).toInt(), 0);
+    QVERIFY(f.model.setData(f.at("0/0/1", 1), "-1"));
+    QCOMPARE(f.model.index2item(f.at("0/0/1"))->data().id, ~quint64(0));
+    QCOMPARE(f.at("0/0/1", 1).data().toString(), QString("-1"));
+    QCOMPARE(f.at("0/0/0", 1).data(EditorModel::CollisionRole).toInt(), int(IdCollision));
+    QCOMPARE(f.at("0/0/1", 1).data(EditorModel::CollisionRole).toInt(), int(IdCollision));
+    QCOMPARE(f.at("0/0/2", 1).data(EditorModel::CollisionRole).toInt(), 0);
+    QVERIFY(WriterXml().encode(f.model.root()).contains("<enum name=\"Off\" id=\"-1\"/>"));
 }
 
 void TestEditorModel::replaceAndClear()

@@ -11,13 +11,14 @@ using namespace QRV16;
 
 namespace {
 
-// Siblings for the duplicate checks: tags 0x1001 and 0x1A, enums 0..2.
+// Siblings for the duplicate checks: tags 0x1001 and 0x1A, enums 0..2 and -1.
 const QByteArray tree = R"(<qrv16>
   <tag name="Mode" id="0x1001">
     <enums>
       <enum name="Off" id="0"/>
       <enum name="On" id="1"/>
       <enum name="Auto" id="2"/>
+      <enum name="All" id="-1"/>
     </enums>
   </tag>
   <tag name="Small" id="0x1A"/>
@@ -134,6 +135,9 @@ void TestValidators::number_data()
         << "2" << QValidator::Acceptable << "This number already exists";
     QTest::newRow("own value is no duplicate") << "0" << QValidator::Acceptable << "";
     QTest::newRow("negative") << "-5" << QValidator::Acceptable << "";
+    // One signed 64-bit quantity, as the file reader keeps it.
+    QTest::newRow("-1 is the sibling's -1") << "-1" << QValidator::Acceptable << "This number already exists";
+    QTest::newRow("0xFFFFFFFF is not -1") << "0xFFFFFFFF" << QValidator::Acceptable << "";
     QTest::newRow("8 is no octal digit") << "08" << QValidator::Intermediate << "Non numeric input";
     QTest::newRow("letters") << "abc" << QValidator::Intermediate << "Non numeric input";
     QTest::newRow("only a sign") << "-" << QValidator::Intermediate << "Non numeric input";
