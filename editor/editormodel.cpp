@@ -20,10 +20,23 @@
 #include <QMimeData>
 #include <QUndoStack>
 
+#include <algorithm>
 
 namespace QRV16 {
 
 namespace {
+
+// The children of `parent` from `from` on, taken in order. Taken from the
+// end, so nothing moves: taking the first child each time would shift all
+// the others, quadratic for a long list.
+std::vector<std::unique_ptr<Item>> takeChildren(Item* parent, int from = 0)
+{
+    std::vector<std::unique_ptr<Item>> taken;
+    for (int i = parent->childCount() - 1; i >= from; --i)
+        taken.emplace_back(parent->takeChild(i));
+    std::reverse(taken.begin(), taken.end());
+    return taken;
+}
 
 const QString xmlFormat = QStringLiteral("text/xml");
 const QString textFormat = QStringLiteral("text/plain");
@@ -111,8 +124,8 @@ void sanitize(Item* item, int depth)
         }
         Item** first = ct == ItemType::Bits ? &bits : ct == ItemType::Enums ? &enums : nullptr;
         if (first && *first) {
-            while (c->childCount() > 0)
-                (*first)->appendChild(c->takeChild(0));
+            for (std::unique_ptr<Item>& moved : takeChildren(c))
+                (*first)->appendChild(moved.release());
             item->removeChild(i);
             continue;
         }
@@ -702,8 +715,7 @@ bool EditorModel::insertTrees(const QModelIndex& at, std::unique_ptr<Item> trees
     while (tag && (tag->data().type != ItemType::Tag || tag->isComment()))
         tag = tag->parent();
 
-    while (trees->childCount() > 0) {
-        std::unique_ptr<Item> tree(trees->takeChild(0));
+    for (std::unique_ptr<Item>& tree : takeChildren(trees.get())) {
         const ItemType type = tree->data().type;
         if (isLayout(tree.get())) {
             // Beside the target row, or in the container or root pasted on.
@@ -752,11 +764,11 @@ bool EditorModel::insertTrees(const QModelIndex& at, std::unique_ptr<Item> trees
                 continue;
             Item* existing = tag->findInTagByItemType(type);
             if (Item* pending = plan.pendingList(tag, type)) {
-                while (tree->childCount() > 0)
-                    pending->appendChild(tree->takeChild(0));
+                for (std::unique_ptr<Item>& value : takeChildren(tree.get()))
+                    pending->appendChild(value.release());
             } else if (existing) {
-                while (tree->childCount() > 0)
-                    plan.steps.emplace_back(existing, std::unique_ptr<Item>(tree->takeChild(0)));
+                for (std::unique_ptr<Item>& value : takeChildren(tree.get()))
+                    plan.steps.emplace_back(existing, std::move(value));
             } else {
                 plan.steps.emplace_back(tag, std::move(tree));
             }
@@ -771,19 +783,34 @@ bool EditorModel::insertTrees(const QModelIndex& at, std::unique_ptr<Item> trees
     const bool macro = (plan.steps.size() > 1 || source.isValid()) && m_undo;
     if (macro)
         m_undo->beginMacro(source.isValid() ? moveText(index2item(source)) : tr("Merge data"));
+    // Items bound for consecutive rows of one parent go in as one block.
+    std::vector<std::unique_ptr<Item>> block;
+    Item* blockParent = nullptr;
+    int blockRow = 0;
+    const auto flush = [&] {
+        if (!block.empty())
+            push(new CommandNew(std::move(block), blockRow, blockParent, this,
+                                item2index(blockParent)));
+        block.clear();
+    };
     for (auto& step : plan.steps) {
         Item* parent = step.first;
-        Item* item = step.second.release();
-        int row;
-        if (isContainer(item) && parent->data().type == ItemType::Tag) {
+        if (isContainer(step.second.get()) && parent->data().type == ItemType::Tag) {
+            flush();
             // Bits first, Enums last, whatever else this paste adds.
-            row = item->data().type == ItemType::Bits ? 0 : parent->childCount();
-        } else {
-            row = plan.nextRow(parent);
-            row = qBound(0, row, parent->childCount());
+            const int row = step.second->data().type == ItemType::Bits ? 0 : parent->childCount();
+            push(new CommandNew(step.second.release(), row, parent, this, item2index(parent)));
+            continue;
         }
-        push(new CommandNew(item, row, parent, this, item2index(parent)));
+        const int row = qBound(0, plan.nextRow(parent), parent->childCount() + int(block.size()));
+        if (block.empty() || parent != blockParent || row != blockRow + int(block.size())) {
+            flush();
+            blockParent = parent;
+            blockRow = qBound(0, row, parent->childCount());
+        }
+        block.push_back(std::move(step.second));
     }
+    flush();
     // The source row may have shifted below the inserted ones.
     if (source.isValid())
         push(new CommandDelete(source.row(), index2item(source.parent()), this, source));
@@ -951,23 +978,46 @@ bool EditorModel::dropMimeData(const QMimeData* data, Qt::DropAction action, int
 
 void EditorModel::cmdInsertRow(Item* parent, Item* item, int row)
 {
-    row = qBound(0, row, parent->childCount());
-    beginInsertRows(item2index(parent), row, row);
-    parent->insertChildBefore(row, item);
-    endInsertRows();
-    refreshCollisions(parent, true);
+    std::vector<std::unique_ptr<Item>> items;
+    items.emplace_back(item);
+    cmdInsertRows(parent, std::move(items), row);
 }
 
 Item* EditorModel::cmdTakeRow(Item* parent, int row)
 {
-    if (row < 0 || row >= parent->childCount())
-        return nullptr;
-    beginRemoveRows(item2index(parent), row, row);
-    Item* item = parent->takeChild(row);
-    endRemoveRows();
-    forgetCollisions(item);
+    std::vector<std::unique_ptr<Item>> taken = cmdTakeRows(parent, row, 1);
+    return taken.empty() ? nullptr : taken.front().release();
+}
+
+void EditorModel::cmdInsertRows(Item* parent, std::vector<std::unique_ptr<Item>> items, int row)
+{
+    if (items.empty())
+        return;
+    row = qBound(0, row, parent->childCount());
+    beginInsertRows(item2index(parent), row, row + int(items.size()) - 1);
+    std::vector<std::unique_ptr<Item>> below = takeChildren(parent, row);
+    for (std::unique_ptr<Item>& item : items)
+        parent->appendChild(item.release());
+    for (std::unique_ptr<Item>& item : below)
+        parent->appendChild(item.release());
+    endInsertRows();
     refreshCollisions(parent, true);
-    return item;
+}
+
+std::vector<std::unique_ptr<Item>> EditorModel::cmdTakeRows(Item* parent, int row, int count)
+{
+    if (row < 0 || count < 1 || row + count > parent->childCount())
+        return {};
+    beginRemoveRows(item2index(parent), row, row + count - 1);
+    std::vector<std::unique_ptr<Item>> below = takeChildren(parent, row + count);
+    std::vector<std::unique_ptr<Item>> taken = takeChildren(parent, row);
+    for (std::unique_ptr<Item>& item : below)
+        parent->appendChild(item.release());
+    endRemoveRows();
+    for (const std::unique_ptr<Item>& item : taken)
+        forgetCollisions(item.get());
+    refreshCollisions(parent, true);
+    return taken;
 }
 
 void EditorModel::cmdItemChanged(Item* item)

@@ -8,6 +8,7 @@
 #include <QIcon>
 
 #include <memory>
+#include <vector>
 
 class QMimeData;
 class QUndoCommand;
@@ -83,6 +84,9 @@ public:
     // Change primitives, for the commands only.
     void cmdInsertRow(Item* parent, Item* item, int row);
     Item* cmdTakeRow(Item* parent, int row);
+    // Many rows in one insertion or removal, each in O(rows + rows below).
+    void cmdInsertRows(Item* parent, std::vector<std::unique_ptr<Item>> items, int row);
+    std::vector<std::unique_ptr<Item>> cmdTakeRows(Item* parent, int row, int count);
     void cmdItemChanged(Item* item);
     Item* cmdReplaceTags(Item* root);
     void cmdUndone(const QModelIndex& index);

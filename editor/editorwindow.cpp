@@ -86,6 +86,9 @@ EditorWindow::EditorWindow(QWidget* parent)
     connect(m_undo, &QUndoStack::indexChanged, this, &EditorWindow::onUndoHistoryChanged);
     connect(m_model, &EditorModel::undone, this, &EditorWindow::setCurrentItem);
     connect(m_model, &QAbstractItemModel::rowsInserted, this, &EditorWindow::spanComments);
+    connect(m_view, &QTreeView::expanded, this, [this](const QModelIndex& index) {
+        spanComments(index, 0, m_model->rowCount(index) - 1);
+    });
     connect(m_model, &QAbstractItemModel::modelReset, this, [this] {
         spanComments(QModelIndex(), 0, m_model->rowCount() - 1);
         updateActions();
@@ -771,8 +774,10 @@ void EditorWindow::error(const QString& text)
 
 void EditorWindow::spanComments(const QModelIndex& parent, int first, int last)
 {
-    // Free-standing comments read across the whole row. Walks only what was
-    // inserted or reset; comments sit at most two levels deep.
+    // Free-standing comments read across the whole row. Each change of a
+    // row's span costs the view a search of its rows, so only comments are
+    // spanned, only when their span is not yet right, and only where the
+    // view shows them: rows under a collapsed parent follow when it expands.
     QList<QPair<QModelIndex, QPair<int, int>>> ranges{{parent, {first, last}}};
     while (!ranges.isEmpty()) {
         const auto range = ranges.takeLast();
@@ -780,10 +785,11 @@ void EditorWindow::spanComments(const QModelIndex& parent, int first, int last)
             const QModelIndex index = m_model->index(r, 0, range.first);
             if (!index.isValid())
                 continue;
-            const Item* item = m_model->index2item(index);
-            m_view->setFirstColumnSpanned(r, range.first, item->isComment());
+            const bool comment = m_model->index2item(index)->isComment();
+            if (comment != m_view->isFirstColumnSpanned(r, range.first))
+                m_view->setFirstColumnSpanned(r, range.first, comment);
             const int children = m_model->rowCount(index);
-            if (children > 0)
+            if (children > 0 && m_view->isExpanded(index))
                 ranges.append({index, {0, children - 1}});
         }
     }

@@ -118,6 +118,7 @@ private Q_SLOTS:
     void cutAndUndo();
     void paste_data();
     void paste();
+    void pasteManyIsOneInsertion();
     void hostilePaste_data();
     void hostilePaste();
     void copyPasteRoundTrip();
@@ -570,6 +571,38 @@ void TestEditorModel::paste()
     QCOMPARE(f.shape(), sampleShape);
     f.stack.redo();
     QCOMPARE(f.shape(), shape);
+}
+
+void TestEditorModel::pasteManyIsOneInsertion()
+{
+    // Thousands of tags go in, out and back in as one block each: one
+    // insertion per step keeps paste, undo and redo linear.
+    Fixture f;
+    QByteArray xml = "<qrv16>";
+    for (int i = 0; i < 2000; ++i)
+        xml += "<tag name=\"P" + QByteArray::number(i) + "\" id=\"" + QByteArray::number(0x2000 + i) + "\"/>";
+    xml += "</qrv16>";
+    QSignalSpy inserted(&f.model, &QAbstractItemModel::rowsInserted);
+    QSignalSpy removed(&f.model, &QAbstractItemModel::rowsRemoved);
+    std::unique_ptr<QMimeData> data(xmlData(xml));
+    QVERIFY(f.model.paste(f.at("1"), data.get()));
+    QCOMPARE(f.model.rowCount(), 5 + 2000);
+    QCOMPARE(inserted.size(), 1);
+    QCOMPARE(inserted.at(0).at(1).toInt(), 2);
+    QCOMPARE(inserted.at(0).at(2).toInt(), 2001);
+    // Pasted after the row pasted on, in their order, the rest moved down.
+    QCOMPARE(f.at("2").data().toString(), QString("P0"));
+    QCOMPARE(f.at("2001").data().toString(), QString("P1999"));
+    QCOMPARE(f.at("4").data().toString(), QString("P2"));
+    QCOMPARE(f.model.index2item(f.at("2004"))->data().name, QString("Flags"));
+    QCOMPARE(f.model.index2item(f.at("2004"))->row(), 2004);
+    f.stack.undo();
+    QCOMPARE(removed.size(), 1);
+    QCOMPARE(f.shape(), sampleShape);
+    f.stack.redo();
+    QCOMPARE(inserted.size(), 2);
+    QCOMPARE(f.model.rowCount(), 5 + 2000);
+    QCOMPARE(f.at("2001").data().toString(), QString("P1999"));
 }
 
 void TestEditorModel::hostilePaste_data()

@@ -93,6 +93,7 @@ private Q_SLOTS:
     void closeWithUnsavedChanges();
     void undoSelectsTheChangedRow();
     void clearAllThenUndo();
+    void commentsSpanTheRow();
     void insertIntoEmptyFile();
     void itemDialogMakesOneChange();
     void reloadAfterOutsideChange();
@@ -355,6 +356,44 @@ void TestEditorWindow::clearAllThenUndo()
     action(&w, "m_act_undo")->trigger();
     QCOMPARE(*w.model()->root(), *before);
     QVERIFY(w.undoStack()->isClean());
+}
+
+void TestEditorWindow::commentsSpanTheRow()
+{
+    QFile f(m_path);
+    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(R"(<qrv16>
+  <!-- top -->
+  <tag name="Mode" id="0x1001">
+    <enums>
+      <!-- among values -->
+      <enum name="Off" id="0"/>
+    </enums>
+  </tag>
+</qrv16>
+)");
+    f.close();
+    EditorWindow& w = *m_window;
+    w.initialize(m_path);
+    auto* view = w.findChild<RowTreeView*>("m_view");
+    const QModelIndex tag = w.model()->index(1, 0);
+    const QModelIndex enums = w.model()->index(0, 0, tag);
+    QVERIFY(view->isFirstColumnSpanned(0, QModelIndex()));
+    QVERIFY(!view->isFirstColumnSpanned(1, QModelIndex()));
+    // Spanned once shown, the value beside it not.
+    view->expand(tag);
+    view->expand(enums);
+    QVERIFY(view->isFirstColumnSpanned(0, enums));
+    QVERIFY(!view->isFirstColumnSpanned(1, enums));
+    // Cleared and brought back: spanned again.
+    action(&w, "m_act_new")->trigger();
+    action(&w, "m_act_undo")->trigger();
+    QVERIFY(view->isFirstColumnSpanned(0, QModelIndex()));
+    QVERIFY(!view->isFirstColumnSpanned(1, QModelIndex()));
+    const QModelIndex back = w.model()->index(0, 0, w.model()->index(1, 0));
+    view->expand(w.model()->index(1, 0));
+    view->expand(back);
+    QVERIFY(view->isFirstColumnSpanned(0, back));
 }
 
 void TestEditorWindow::insertIntoEmptyFile()
