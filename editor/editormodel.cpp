@@ -475,6 +475,7 @@ void EditorModel::refreshCollisions(const Item* parent, bool notify)
         if (d.hasId)
             ++ids[d.id];
     }
+    QList<int> changed;
     for (int i = 0; i < count; ++i) {
         const Item* c = parent->child(i);
         const ItemData& d = c->data();
@@ -485,9 +486,22 @@ void EditorModel::refreshCollisions(const Item* parent, bool notify)
             flags |= IdCollision;
         const int old = m_collisions.value(c, -1);
         m_collisions.insert(c, flags);
-        if (notify && old != flags && (old != -1 || flags != NoCollision))
-            Q_EMIT dataChanged(item2index(c, 0), item2index(c, 2));
+        if (old != flags && (old != -1 || flags != NoCollision))
+            changed.append(i);
     }
+    if (!notify || changed.isEmpty())
+        return;
+    // A tree view answers each changed row, or each row of a changed range,
+    // with a walk over its rows: past a few rows (a paste that makes
+    // thousands of doubles) one relayout is far cheaper.
+    if (changed.size() > 16) {
+        const QList<QPersistentModelIndex> parents{item2index(parent)};
+        Q_EMIT layoutAboutToBeChanged(parents);
+        Q_EMIT layoutChanged(parents);
+        return;
+    }
+    for (int row : changed)
+        Q_EMIT dataChanged(item2index(parent->child(row), 0), item2index(parent->child(row), 2));
 }
 
 void EditorModel::forgetCollisions(const Item* subtree)

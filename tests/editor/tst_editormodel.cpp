@@ -603,6 +603,19 @@ void TestEditorModel::pasteManyIsOneInsertion()
     QCOMPARE(inserted.size(), 2);
     QCOMPARE(f.model.rowCount(), 5 + 2000);
     QCOMPARE(f.at("2001").data().toString(), QString("P1999"));
+
+    // Pasted again, every tag has a double: the marks come in one
+    // relayout, not a signal per row that the view would answer with a
+    // walk over all rows.
+    for (int r = 0; r < f.model.rowCount(); ++r)
+        f.at(QString::number(r)).data(EditorModel::CollisionRole);
+    QSignalSpy changed(&f.model, &QAbstractItemModel::dataChanged);
+    QSignalSpy relaid(&f.model, &QAbstractItemModel::layoutChanged);
+    QVERIFY(f.model.paste(f.at("1"), data.get()));
+    QCOMPARE(f.at("2").data(EditorModel::CollisionRole).toInt(), int(NameCollision | IdCollision));
+    QCOMPARE(f.at("4001").data(EditorModel::CollisionRole).toInt(), int(NameCollision | IdCollision));
+    QCOMPARE(changed.size(), 0);
+    QCOMPARE(relaid.size(), 1);
 }
 
 void TestEditorModel::hostilePaste_data()
