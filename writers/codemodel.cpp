@@ -251,6 +251,14 @@ QString CodeModel::dataTypeName(quint16 code)
     return QString();
 }
 
+QString CodeModel::dataTypeLiteral(quint16 code, const char* named, const char* unnamed)
+{
+    const QString name = dataTypeName(code);
+    if (name.isEmpty())
+        return QString::fromLatin1(unnamed).arg(int(dataType(code)));
+    return QString::fromLatin1(named).arg(name);
+}
+
 QString CodeModel::describe(const Item* item)
 {
     if (!item)

@@ -89,6 +89,9 @@ public:
     // The name of the data type of `code` ("Integer", "Point"), empty when
     // the type has none.
     static QString dataTypeName(quint16 code);
+    // The data type of `code` as a literal: `named` with the type's name for
+    // %1, or `unnamed` with its number when it has none.
+    static QString dataTypeLiteral(quint16 code, const char* named, const char* unnamed);
     // How a clash is reported: the name and the two entries, each described
     // by `where` (a line number, a place in the tree).
     static QString clashText(const QString& name, const QString& first, const QString& second);

@@ -90,12 +90,9 @@ bool WriterCpp::writeDefinitions(const Item* root)
         const CodeModel::Tag& tag = model.tags().at(i);
         if (tag.kind != CodeModel::Kind::Definition)
             continue;
-        const QString type = CodeModel::dataTypeName(tag.code);
         out += in + QStringLiteral("constexpr DataType %1 = %2;\n")
                         .arg(names.at(i),
-                             type.isEmpty()
-                                 ? QStringLiteral("DataType(%1)").arg(int(dataType(tag.code)))
-                                 : QStringLiteral("DataType::") + type);
+                             CodeModel::dataTypeLiteral(tag.code, "DataType::%1", "DataType(%1)"));
     }
     out += in + QStringLiteral("} // namespace Type\n");
     write(out);

@@ -168,12 +168,9 @@ bool WriterHeader::writeDefinitions(const Item* root)
         out += QStringLiteral("#define %1 %2 /* %3 */\n")
                    .arg(names.add(prefix + QStringLiteral("TAG_") + tag.name, tag.item), code,
                         tag.typeText());
-        const QString type = CodeModel::dataTypeName(tag.code);
         out += QStringLiteral("#define %1 %2\n")
                    .arg(names.add(prefix + QStringLiteral("TYPE_") + tag.name, tag.item),
-                        type.isEmpty() ? QStringLiteral("0x%1").arg(int(dataType(tag.code)), 2, 16,
-                                                                    QLatin1Char('0'))
-                                       : QStringLiteral("QRV16DT_") + type);
+                        CodeModel::dataTypeLiteral(tag.code, "QRV16DT_%1", "%1"));
         tagSwitch.add(tag.code, code, cString(tag.name));
         if (tag.hasEnums()) {
             NameSwitch enumSwitch(names.add(stem + QStringLiteral("_enum_name"), tag.item),

@@ -92,11 +92,8 @@ bool WriterLua::writeDefinitions(const Item* root)
         const CodeModel::Tag& tag = model.tags().at(i);
         if (tag.kind != CodeModel::Kind::Definition)
             continue;
-        const QString type = CodeModel::dataTypeName(tag.code);
-        out +=
-            i2 + QStringLiteral("%1 = %2,\n")
-                     .arg(names.at(i), type.isEmpty() ? QString::number(int(dataType(tag.code)))
-                                                      : QLatin1Char('"') + type + QLatin1Char('"'));
+        out += i2 + QStringLiteral("%1 = %2,\n")
+                        .arg(names.at(i), CodeModel::dataTypeLiteral(tag.code, "\"%1\"", "%1"));
     }
     out += i1 + QStringLiteral("},\n");
     write(out);
