@@ -62,7 +62,6 @@ bool Writer::save(const QByteArray& bytes, const QString& fileName)
             m_error = out.errorString();
             return false;
         }
-        m_filename.clear();
         return true;
     }
     // The temporary lies in the target's folder, so the rename stays on one
