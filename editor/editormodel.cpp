@@ -166,14 +166,17 @@ struct PastePlan
         return it.value()++;
     }
 
-    // A container of `type` that this paste is about to add to `tag`.
+    // A container of `type` that this paste is about to add to `tag`;
+    // looked up, not searched for, as a paste can hold thousands of steps.
+    QHash<QPair<const Item*, int>, Item*> lists;
     Item* pendingList(const Item* tag, ItemType type) const
     {
-        for (const auto& step : steps) {
-            if (step.first == tag && step.second->data().type == type)
-                return step.second.get();
-        }
-        return nullptr;
+        return lists.value({tag, int(type)});
+    }
+    void addList(Item* tag, std::unique_ptr<Item> list)
+    {
+        lists.insert({tag, int(list->data().type)}, list.get());
+        steps.emplace_back(tag, std::move(list));
     }
 };
 
@@ -770,7 +773,7 @@ bool EditorModel::insertTrees(const QModelIndex& at, std::unique_ptr<Item> trees
             data.type = listType;
             auto container = std::make_unique<Item>(data);
             container->appendChild(tree.release());
-            plan.steps.emplace_back(tag, std::move(container));
+            plan.addList(tag, std::move(container));
             continue;
         }
         if (type == ItemType::Enums || type == ItemType::Bits) {
@@ -784,7 +787,7 @@ bool EditorModel::insertTrees(const QModelIndex& at, std::unique_ptr<Item> trees
                 for (std::unique_ptr<Item>& value : takeChildren(tree.get()))
                     plan.steps.emplace_back(existing, std::move(value));
             } else {
-                plan.steps.emplace_back(tag, std::move(tree));
+                plan.addList(tag, std::move(tree));
             }
             continue;
         }
