@@ -333,7 +333,7 @@ void TestKorv::generateUnreadableDefinitions_data()
     QTest::addColumn<QByteArray>("content"); // empty: no file at all
     QTest::addColumn<QByteArray>("error");
     QTest::newRow("missing") << QByteArray() << QByteArray("Failed to open input file");
-    QTest::newRow("not XML") << QByteArray("just text") << QByteArray(", Line 1, Column 1:\n  Start tag expected.");
+    QTest::newRow("not XML") << QByteArray("just text") << QByteArray(", Line 1, Column 1:\n  (Invalid) This doesn't look like an XML file.");
     QTest::newRow("tag out of range")
         << QByteArray("<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"B\" id=\"0x10000\"/>\n</qrv16>\n")
         << QByteArray(", Line 3, Column 30:\n  (StartElement) Tag out of range");
