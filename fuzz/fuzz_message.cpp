@@ -1,11 +1,17 @@
-// Received bytes: every reader, the collector and the text writer; what the
-// writer prints of a valid message must read back without a crash.
+// Received bytes: every reader, the collector and the text writer. What the
+// writer prints of a valid message reads back, with and without the demo
+// definitions, in every layout, and what it reads back to is a fixed point;
+// a mismatch aborts.
 
+#include "qrv16/item.h"
 #include "qrv16/messagecollector.h"
-#include "qrv16/messageparser.h"
-#include "qrv16/messagewriter.h"
+#include "qrv16/parser.h"
+#include "tests/qrv16/notationproperty.h"
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 
 using namespace QRV16;
 
@@ -24,6 +30,40 @@ static void walk(Message::Iterator it, int depth)
     }
 }
 
+static const TagDataLut* demoTable()
+{
+    static std::unique_ptr<Item> root;
+    static std::unique_ptr<TagDataLut> lut;
+    if (!lut) {
+        Parser parser;
+        if (!parser.parse(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"))) {
+            std::fprintf(stderr, "%s\n", qPrintable(parser.formatError()));
+            std::abort();
+        }
+        root.reset(parser.takeRoot());
+        lut = std::make_unique<TagDataLut>(root.get());
+    }
+    return lut.get();
+}
+
+static void checkNotation(const Message& m)
+{
+    const TextOptions layouts[] = {TextOptions(), TextOptions(MultiLine), TextOptions(Hungarian),
+                                   TextOptions(MultiLine | Hungarian)};
+    for (const TagDataLut* lut : {static_cast<const TagDataLut*>(nullptr), demoTable()}) {
+        for (TextOptions options : layouts) {
+            if (!NotationProperty::namesReadBack(m.topLevelIterator(), lut, options))
+                continue;
+            const QString failure = NotationProperty::check(m, lut, options, false);
+            if (!failure.isEmpty()) {
+                std::fprintf(stderr, "table %s, options %d: %s\n", lut ? "demo" : "none",
+                             int(options), qPrintable(failure));
+                std::abort();
+            }
+        }
+    }
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const QByteArray bytes(reinterpret_cast<const char*>(data), qsizetype(size));
@@ -32,11 +72,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     while (collector.hasMessage()) {
         const Message m = collector.nextMessage();
         walk(m.topLevelIterator(), 0);
-        const QString text = m.toText(nullptr, MultiLine);
-        if (m.isValid()) {
-            MessageParser parser;
-            parser.parse(m.toText());
-        }
+        if (m.isValid())
+            checkNotation(m);
+        else
+            m.toText(nullptr, MultiLine);
     }
     return 0;
 }
