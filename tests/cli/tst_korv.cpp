@@ -33,6 +33,16 @@ Run korv(const QStringList& args, const QByteArray& input = QByteArray())
 
 const QString demo = QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef");
 
+// Writes `content` to `name` in `dir`; the file's path.
+QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content)
+{
+    const QString path = dir.filePath(name);
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly) || f.write(content) != content.size())
+        qFatal("cannot write %s", qPrintable(path));
+    return path;
+}
+
 } // namespace
 
 class TestKorv : public QObject
@@ -175,12 +185,10 @@ void TestKorv::definitionWarnings()
 {
     QFETCH(QStringList, args);
     QTemporaryDir dir;
-    const QString path = dir.filePath("double.qrvdef");
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write("<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
-            "  <tag name=\"B\" id=\"0x1001\"/>\n</qrv16>\n");
-    f.close();
+    const QString path =
+        writeFile(dir, "double.qrvdef",
+                  "<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
+                  "  <tag name=\"B\" id=\"0x1001\"/>\n</qrv16>\n");
     const QStringList withFile = args.mid(0, 1) + QStringList{"-d", path} + args.mid(1);
     const Run loud = korv(withFile);
     QCOMPARE(loud.status, 0);
@@ -285,12 +293,10 @@ void TestKorv::check()
 void TestKorv::checkBrokenFile()
 {
     QTemporaryDir dir;
-    const QString path = dir.filePath("broken.qrvdef");
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write("<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
-            "  <tag name=\"A\" id=\"0x1002\"/>\n  <tag name=\"B\" id=\"0x10000\"/>\n</qrv16>\n");
-    f.close();
+    const QString path = writeFile(
+        dir, "broken.qrvdef",
+        "<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
+        "  <tag name=\"A\" id=\"0x1002\"/>\n  <tag name=\"B\" id=\"0x10000\"/>\n</qrv16>\n");
     const Run r = korv({"check", path});
     QCOMPARE(r.status, 1);
     QVERIFY(r.err.contains(QByteArray("Warning: " + path.toUtf8() + ", Line 4")));

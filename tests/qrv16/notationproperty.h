@@ -82,4 +82,31 @@ inline QString check(const QRV16::Message& m, const QRV16::TagDataLut* lut,
     return QString();
 }
 
+// check() without the table and with `lut`, in all four layouts, skipping
+// the names that cannot read back; empty or the first failure. Counts the
+// layouts checked with the table in `byName` when given.
+inline QString checkEveryLayout(const QRV16::Message& m, const QRV16::TagDataLut* lut, bool exact,
+                                int* byName = nullptr)
+{
+    using QRV16::TextOptions;
+    const TextOptions layouts[] = {TextOptions(), TextOptions(QRV16::MultiLine),
+                                   TextOptions(QRV16::Hungarian),
+                                   TextOptions(QRV16::MultiLine | QRV16::Hungarian)};
+    for (const QRV16::TagDataLut* table : {static_cast<const QRV16::TagDataLut*>(nullptr), lut}) {
+        for (TextOptions options : layouts) {
+            if (!namesReadBack(m.topLevelIterator(), table, options))
+                continue;
+            if (table && byName)
+                ++*byName;
+            const QString failure = check(m, table, options, exact);
+            if (!failure.isEmpty())
+                return QStringLiteral("table %1, options %2: %3")
+                    .arg(QLatin1String(table ? "yes" : "no"))
+                    .arg(int(options))
+                    .arg(failure);
+        }
+    }
+    return QString();
+}
+
 } // namespace NotationProperty

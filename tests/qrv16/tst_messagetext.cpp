@@ -916,9 +916,6 @@ quint32 baseSeed()
     return ok ? seed : 20261124;
 }
 
-const TextOptions allLayouts[] = {TextOptions(), TextOptions(MultiLine), TextOptions(Hungarian),
-                                  TextOptions(MultiLine | Hungarian)};
-
 } // namespace
 
 void TestMessageText::printedMessagesReadBack()
@@ -933,21 +930,10 @@ void TestMessageText::printedMessagesReadBack()
         const Message m = generator.next(&exact);
         QVERIFY2(m.isValid(), qPrintable(QString("seed %1").arg(seed)));
         exactRounds += exact;
-        for (const TagDataLut* lut : std::initializer_list<const TagDataLut*>{nullptr, f.lut.get()}) {
-            for (TextOptions options : allLayouts) {
-                if (!NotationProperty::namesReadBack(m.topLevelIterator(), lut, options))
-                    continue;
-                byName += lut != nullptr;
-                const QString failure = NotationProperty::check(m, lut, options, exact);
-                QVERIFY2(failure.isEmpty(),
-                         qPrintable(QString("seed %1 (QRV16_SEED=%1 reruns it), table %2, options "
-                                            "%3: %4")
-                                        .arg(seed)
-                                        .arg(lut ? "yes" : "no")
-                                        .arg(int(options))
-                                        .arg(failure)));
-            }
-        }
+        const QString failure =
+            NotationProperty::checkEveryLayout(m, f.lut.get(), exact, &byName);
+        QVERIFY2(failure.isEmpty(),
+                 qPrintable(QString("seed %1 (QRV16_SEED=%1 reruns it), %2").arg(seed).arg(failure)));
     }
     // The exceptions stay exceptions: most rounds are checked byte for byte.
     QVERIFY2(exactRounds > 1500, qPrintable(QString::number(exactRounds)));
@@ -970,19 +956,9 @@ void TestMessageText::anyBytesPrintToAFixedPoint()
         bytes[1] = char(length >> 8);
         if (rng.bounded(2))
             bytes[3] = char(0xF0 | (uchar(bytes[3]) & 0x0F));
-        const Message m(bytes);
-        for (const TagDataLut* lut : std::initializer_list<const TagDataLut*>{nullptr, f.lut.get()}) {
-            for (TextOptions options : allLayouts) {
-                if (!NotationProperty::namesReadBack(m.topLevelIterator(), lut, options))
-                    continue;
-                const QString failure = NotationProperty::check(m, lut, options, false);
-                QVERIFY2(failure.isEmpty(), qPrintable(QString("seed %1, table %2, options %3: %4")
-                                                           .arg(seed)
-                                                           .arg(lut ? "yes" : "no")
-                                                           .arg(int(options))
-                                                           .arg(failure)));
-            }
-        }
+        const QString failure = NotationProperty::checkEveryLayout(Message(bytes), f.lut.get(), false);
+        QVERIFY2(failure.isEmpty(),
+                 qPrintable(QString("seed %1 (QRV16_SEED=%1 reruns it), %2").arg(seed).arg(failure)));
     }
 }
 
