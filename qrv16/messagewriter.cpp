@@ -26,6 +26,21 @@ bool sameBytes(const Message::Iterator& it, const Message& canonical)
     return p && q && size == csize && memcmp(p, q, size_t(size)) == 0;
 }
 
+// Whether the payload is the UTF-8 of `text`: bytes that are no UTF-8 print
+// as U+FFFD and would read back changed.
+bool isUtf8Of(const Message::Iterator& it, const QString& text)
+{
+    int size = 0;
+    const char* p = it.getData(&size);
+    int ascii = 0;
+    while (ascii < size && uchar(p[ascii]) < 0x80)
+        ++ascii;
+    if (ascii == size)
+        return true;
+    const QByteArray back = text.toUtf8();
+    return back.size() == size && memcmp(back.constData(), p, size_t(size)) == 0;
+}
+
 // ISO dates, which the parser reads, have four-digit years.
 bool fourDigitYear(const QDate& date)
 {
@@ -218,10 +233,7 @@ QString MessageWriter::valueText(const Message::Iterator& it, const TagData* dat
     }
     case DataType::String: {
         const QString s = it.getString(&ok);
-        // Bytes that are no UTF-8 would print as U+FFFD and read back changed.
-        Message canonical;
-        canonical.appendString(tag, s);
-        if (!ok || !sameBytes(it, canonical))
+        if (!ok || !isUtf8Of(it, s))
             return raw(it);
         return QLatin1Char('"') + escaped(s, QLatin1Char('"')) + QLatin1Char('"');
     }
