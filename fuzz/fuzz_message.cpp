@@ -3,15 +3,13 @@
 // definitions, in every layout, and what it reads back to is a fixed point;
 // a mismatch aborts.
 
-#include "qrv16/item.h"
+#include "fuzz/demotable.h"
 #include "qrv16/messagecollector.h"
-#include "qrv16/parser.h"
 #include "tests/qrv16/notationproperty.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 
 using namespace QRV16;
 
@@ -28,22 +26,6 @@ static void walk(Message::Iterator it, int depth)
         if (ok && depth < 20)
             walk(inner, depth + 1);
     }
-}
-
-static const TagDataLut* demoTable()
-{
-    static std::unique_ptr<Item> root;
-    static std::unique_ptr<TagDataLut> lut;
-    if (!lut) {
-        Parser parser;
-        if (!parser.parse(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"))) {
-            std::fprintf(stderr, "%s\n", qPrintable(parser.formatError()));
-            std::abort();
-        }
-        root.reset(parser.takeRoot());
-        lut = std::make_unique<TagDataLut>(root.get());
-    }
-    return lut.get();
 }
 
 static void checkNotation(const Message& m)
