@@ -17,7 +17,6 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
-#include <QTextStream>
 #include <QXmlStreamReader>
 
 #include <cstdio>
@@ -141,19 +140,34 @@ int loadSingleFile(const QCommandLineParser& p, const char* command, const QStri
 const QCommandLineOption definitionsOption({QStringLiteral("d"), QStringLiteral("definitions")},
                                            QStringLiteral("Tag definitions for names."),
                                            QStringLiteral("FILE.qrvdef"));
+const QCommandLineOption quietOption({QStringLiteral("q"), QStringLiteral("quiet")},
+                                     QStringLiteral("No warnings about the definitions."));
+
+// The -d file of encode and decode, its warnings on stderr unless --quiet:
+// -1 when there is none or it loaded, else the exit status.
+int loadOptionalDefinitions(const QCommandLineParser& p, Definitions* defs)
+{
+    if (!p.isSet(definitionsOption))
+        return -1;
+    return loadDefinitions(p.value(definitionsOption), defs, !p.isSet(quietOption)) ? -1
+                                                                                    : InputFailed;
+}
 
 int encode(const QStringList& args)
 {
     const QString usage = QStringLiteral(
-        "Usage: korv encode [-d FILE.qrvdef] [--raw] [TEXT...]\n"
+        "Usage: korv encode [-d FILE.qrvdef] [--quiet] [--raw] [TEXT...]\n"
         "Parses messages in the text notation and prints each as hexadecimal bytes.\n"
-        "Without TEXT, each line of standard input is parsed.\n\n"
+        "Without TEXT, all of standard input is read as one text of messages: several\n"
+        "on a line and one over several lines both work; an error there prints no bytes.\n\n"
         "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
+        "  -q, --quiet             do not print the warnings of the definitions\n"
         "  --raw                   write the bytes themselves instead of hexadecimal\n"
         "  -h, --help              show this help\n");
     QCommandLineParser p;
     addCommonOptions(p);
     p.addOption(definitionsOption);
+    p.addOption(quietOption);
     const QCommandLineOption rawOption(QStringLiteral("raw"));
     p.addOption(rawOption);
     p.addPositionalArgument(QStringLiteral("TEXT"), QString());
@@ -161,8 +175,8 @@ int encode(const QStringList& args)
         return code;
 
     Definitions defs;
-    if (p.isSet(definitionsOption) && !loadDefinitions(p.value(definitionsOption), &defs, false))
-        return InputFailed;
+    if (const int code = loadOptionalDefinitions(p, &defs); code >= 0)
+        return code;
     QRV16::MessageParser parser(defs.lut.get());
     const bool raw = p.isSet(rawOption);
     int status = Success;
@@ -187,14 +201,15 @@ int encode(const QStringList& args)
         for (int i = 0; i < texts.size(); ++i)
             encodeOne(QStringLiteral("argument %1").arg(i + 1), 1, texts.at(i));
     } else {
-        QTextStream in(stdin);
-        int lineNumber = 0;
-        QString line;
-        while (in.readLineInto(&line)) {
-            ++lineNumber;
-            if (!line.trimmed().isEmpty())
-                encodeOne(QStringLiteral("<stdin>"), lineNumber, line);
+        // One text, as decode --multi-line prints it: elements may span lines.
+        QFile in;
+        if (!in.open(stdin, QIODevice::ReadOnly)) {
+            errorLine(QStringLiteral("<stdin>"), in.errorString());
+            return InputFailed;
         }
+        const QString text = QString::fromUtf8(in.readAll());
+        if (!text.trimmed().isEmpty())
+            encodeOne(QStringLiteral("<stdin>"), 1, text);
     }
     std::fflush(stdout);
     return status;
@@ -203,17 +218,19 @@ int encode(const QStringList& args)
 int decode(const QStringList& args)
 {
     const QString usage = QStringLiteral(
-        "Usage: korv decode [-d FILE.qrvdef] [--multi-line] [--hungarian] [HEX...]\n"
+        "Usage: korv decode [-d FILE.qrvdef] [--quiet] [--multi-line] [--hungarian] [HEX...]\n"
         "Prints messages in the text notation. Each HEX argument holds the bytes of one\n"
         "or more messages (blanks allowed); without HEX, standard input is read as a raw\n"
         "byte stream and cut into messages by their length fields.\n\n"
         "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
+        "  -q, --quiet             do not print the warnings of the definitions\n"
         "  --multi-line            one element per line, nested elements indented\n"
         "  --hungarian             prefix tag names with their type (sName, iCount)\n"
         "  -h, --help              show this help\n");
     QCommandLineParser p;
     addCommonOptions(p);
     p.addOption(definitionsOption);
+    p.addOption(quietOption);
     const QCommandLineOption multiLine(QStringLiteral("multi-line"));
     const QCommandLineOption hungarian(QStringLiteral("hungarian"));
     p.addOption(multiLine);
@@ -223,8 +240,8 @@ int decode(const QStringList& args)
         return code;
 
     Definitions defs;
-    if (p.isSet(definitionsOption) && !loadDefinitions(p.value(definitionsOption), &defs, false))
-        return InputFailed;
+    if (const int code = loadOptionalDefinitions(p, &defs); code >= 0)
+        return code;
     QRV16::TextOptions options;
     if (p.isSet(multiLine))
         options |= QRV16::MultiLine;

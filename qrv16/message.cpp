@@ -2,6 +2,7 @@
 
 #include "qrv16/types.h"
 
+#include <climits>
 #include <cstring>
 
 namespace QRV16 {
@@ -298,7 +299,12 @@ QRect Message::Iterator::getRect(bool* ok) const
     int v[4];
     for (int i = 0; i < 4; ++i)
         v[i] = size == 8 ? int(qint16(readU16(p + 2 * i))) : int(readU32(p + 4 * i));
-    return QRect(v[0], v[1], v[2], v[3]);
+    QRect rect;
+    if (!rectFromGeometry(v[0], v[1], v[2], v[3], &rect)) {
+        if (ok)
+            *ok = false;
+    }
+    return rect;
 }
 
 QList<int> Message::Iterator::getIntList(bool* ok, int width) const
@@ -576,9 +582,22 @@ void Message::appendSize(int tag, const QSize& size)
     appendPair(tag, qMakePair(size.width(), size.height()));
 }
 
+bool rectFromGeometry(int x, int y, int width, int height, QRect* rect)
+{
+    // QRect keeps edges and derives the sides in int: both must fit.
+    const qint64 right = qint64(x) + width - 1;
+    const qint64 bottom = qint64(y) + height - 1;
+    const bool fits = right >= INT_MIN && right <= INT_MAX && bottom >= INT_MIN &&
+                      bottom <= INT_MAX && width != INT_MIN && height != INT_MIN;
+    *rect = fits ? QRect(QPoint(x, y), QPoint(int(right), int(bottom))) : QRect();
+    return fits;
+}
+
 void Message::appendRect(int tag, const QRect& rect)
 {
-    const int v[4] = {rect.left(), rect.top(), rect.width(), rect.height()};
+    // A rectangle spanning more than the int range has a side that wraps.
+    const int v[4] = {rect.left(), rect.top(), int(quint32(qint64(rect.right()) - rect.left() + 1)),
+                      int(quint32(qint64(rect.bottom()) - rect.top() + 1))};
     const bool narrow = fits16(v[0]) && fits16(v[1]) && fits16(v[2]) && fits16(v[3]);
     const int width = narrow ? 2 : 4;
     char buf[16];

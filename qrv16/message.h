@@ -160,4 +160,8 @@ private:
     mutable QByteArray m_deciphered;
 };
 
+// The rectangle at (x, y) of width x height, as the wire format gives it;
+// false and a null rectangle when an edge or a side does not fit an int.
+bool rectFromGeometry(int x, int y, int width, int height, QRect* rect);
+
 } // namespace QRV16

@@ -40,6 +40,43 @@ qint64 integerValue(qint64 v)
     return qint64(qint32(quint32(quint64(v))));
 }
 
+// Numbers as Numbers::to64 reads them, plus what the writer prints in the
+// display modes: "0o17" octal, "0y101" binary, and the sign padded like a
+// digit ("00-5").
+qint64 readInteger(const QString& token, bool* ok)
+{
+    const qint64 v = Numbers::to64(token, ok);
+    if (*ok)
+        return v;
+    QStringView t(token);
+    int zeros = 0;
+    while (zeros < t.size() && t.at(zeros) == QLatin1Char('0'))
+        ++zeros;
+    if (zeros > 0 && zeros < t.size() &&
+        (t.at(zeros) == QLatin1Char('-') || t.at(zeros) == QLatin1Char('+')))
+        return Numbers::to64(t.mid(zeros).toUtf8(), ok);
+    if (t.size() < 3 || t.at(0) != QLatin1Char('0'))
+        return 0;
+    const int base = t.at(1) == QLatin1Char('o') ? 8 : t.at(1) == QLatin1Char('y') ? 2 : 0;
+    if (!base)
+        return 0;
+    quint64 value = 0;
+    for (QChar c : t.mid(2)) {
+        const int d = c.unicode() - '0';
+        if (d < 0 || d >= base || value > (~quint64(0) - quint64(d)) / quint64(base))
+            return 0;
+        value = value * quint64(base) + quint64(d);
+    }
+    *ok = true;
+    return qint64(value);
+}
+
+bool isBracketChar(QChar c)
+{
+    const ushort u = c.unicode();
+    return (u >= '0' && u <= '9') || u == ',' || u == '-' || u == '+' || c.isSpace();
+}
+
 bool parseIntegers(const QString& token, int count, int* values)
 {
     if (token.size() < 2 || !token.startsWith(QLatin1Char('[')) ||
@@ -282,7 +319,11 @@ bool MessageParser::parseBase64(int end)
 bool MessageParser::parseQuoted(int end)
 {
     const int start = m_pos++;
+    // A Binary value takes "\xFF" as the byte FF, everything else as UTF-8.
+    const bool binary = dataType(unsigned(m_tag)) == DataType::Binary;
     QString value;
+    QByteArray bytes;
+    int encoded = 0;
     for (;;) {
         if (m_pos >= end)
             return fail("End of data looking for closing double quote", start, end);
@@ -306,6 +347,11 @@ bool MessageParser::parseQuoted(int end)
             const int hi = m_pos < end ? denibble(m_text.at(m_pos).unicode()) : -1;
             const int lo = m_pos + 1 < end ? denibble(m_text.at(m_pos + 1).unicode()) : -1;
             if (hi >= 0 && lo >= 0) {
+                if (binary) {
+                    bytes += QStringView(value).mid(encoded).toUtf8();
+                    bytes += char(hi * 16 + lo);
+                    encoded = int(value.size()) + 1;
+                }
                 value += QChar(hi * 16 + lo);
                 m_pos += 2;
             } else {
@@ -331,8 +377,9 @@ bool MessageParser::parseQuoted(int end)
             value += e;
         }
     }
-    if (dataType(unsigned(m_tag)) == DataType::Binary) {
-        m_message.appendByteArray(m_tag, value.toUtf8());
+    if (binary) {
+        bytes += QStringView(value).mid(encoded).toUtf8();
+        m_message.appendByteArray(m_tag, bytes);
         return true;
     }
     return decodePlain(value, start);
@@ -341,14 +388,21 @@ bool MessageParser::parseQuoted(int end)
 bool MessageParser::parsePlain(int end)
 {
     const int start = m_pos;
-    if (m_text.at(m_pos) == QLatin1Char('[')) {
-        // Bracketed pairs and rectangles may hold blanks: "[3, 4]".
-        const int close = int(m_text.indexOf(QLatin1Char(']'), m_pos));
-        m_pos = close < 0 || close >= end ? end : close + 1;
-    } else {
-        while (m_pos < end && !m_text.at(m_pos).isSpace() && m_text.at(m_pos) != QLatin1Char(')'))
-            ++m_pos;
+    const DataType type = dataType(unsigned(m_tag));
+    if (m_text.at(m_pos) == QLatin1Char('[') &&
+        (type == DataType::ExtPoint || type == DataType::ExtSize || type == DataType::ExtRect)) {
+        // Bracketed pairs and rectangles may hold blanks: "[3, 4]". Only what
+        // can stand inside is scanned, so an unclosed '[' costs its token.
+        int i = m_pos + 1;
+        while (i < end && isBracketChar(m_text.at(i)))
+            ++i;
+        if (i < end && m_text.at(i) == QLatin1Char(']')) {
+            m_pos = i + 1;
+            return decodePlain(m_text.mid(start, m_pos - start), start);
+        }
     }
+    while (m_pos < end && !m_text.at(m_pos).isSpace() && m_text.at(m_pos) != QLatin1Char(')'))
+        ++m_pos;
     return decodePlain(m_text.mid(start, m_pos - start), start);
 }
 
@@ -375,7 +429,7 @@ bool MessageParser::decodePlain(const QString& token, int start)
         return true;
     }
     case DataType::Integer: {
-        const qint64 v = Numbers::to64(token, &ok);
+        const qint64 v = readInteger(token, &ok);
         if (!ok)
             break;
         m_message.appendInt64(tag, integerValue(v));
@@ -425,7 +479,7 @@ bool MessageParser::decodePlain(const QString& token, int start)
                     bits |= quint64(1) << bit->id;
                 continue;
             }
-            const qint64 v = Numbers::to64(term, &ok);
+            const qint64 v = readInteger(term, &ok);
             if (!ok)
                 return fail("Failed to decode value", start, m_pos);
             bits |= quint64(v);
@@ -454,9 +508,10 @@ bool MessageParser::decodePlain(const QString& token, int start)
     }
     case DataType::ExtRect: {
         int v[4];
-        if (!parseIntegers(token, 4, v))
+        QRect rect;
+        if (!parseIntegers(token, 4, v) || !rectFromGeometry(v[0], v[1], v[2], v[3], &rect))
             break;
-        m_message.appendRect(tag, QRect(v[0], v[1], v[2], v[3]));
+        m_message.appendRect(tag, rect);
         return true;
     }
     default:

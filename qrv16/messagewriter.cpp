@@ -26,6 +26,27 @@ bool sameBytes(const Message::Iterator& it, const Message& canonical)
     return p && q && size == csize && memcmp(p, q, size_t(size)) == 0;
 }
 
+// Whether the payload is the UTF-8 of `text`: bytes that are no UTF-8 print
+// as U+FFFD and would read back changed.
+bool isUtf8Of(const Message::Iterator& it, const QString& text)
+{
+    int size = 0;
+    const char* p = it.getData(&size);
+    int ascii = 0;
+    while (ascii < size && uchar(p[ascii]) < 0x80)
+        ++ascii;
+    if (ascii == size)
+        return true;
+    const QByteArray back = text.toUtf8();
+    return back.size() == size && memcmp(back.constData(), p, size_t(size)) == 0;
+}
+
+// ISO dates, which the parser reads, have four-digit years.
+bool fourDigitYear(const QDate& date)
+{
+    return !date.isValid() || date.year() <= 9999;
+}
+
 QString intList(const QList<int>& values)
 {
     QString s = QStringLiteral("[");
@@ -140,8 +161,12 @@ QString MessageWriter::prettyPrintInteger(qint64 value, const TagData* data) con
 {
     if (!data)
         return QString::number(value);
-    if (const ItemData* e = data->enums.byNumber(quint32(value))) {
-        if (quint64(value) == e->id && !e->name.isEmpty())
+    // Enum values are keyed by 32 bits; a wider payload names one when its
+    // upper half only extends the lower, as "-2" in eight bytes or four.
+    const quint64 upper = quint64(value) >> 32;
+    if (upper == 0 || value == qint64(qint32(value))) {
+        const ItemData* e = data->enums.byNumber(quint32(value));
+        if (e && !e->name.isEmpty())
             return e->name;
     }
     return formatNumber(quint64(value), data->display);
@@ -197,7 +222,10 @@ QString MessageWriter::valueText(const Message::Iterator& it, const TagData* dat
     case DataType::Integer: {
         const int size = it.size();
         const qint64 v = size > 4 ? it.getInt64(&ok) : qint64(quint32(it.getInt(&ok)));
-        return ok ? prettyPrintInteger(v, data) : raw(it);
+        // The parser keeps 32 bits of a number, so wider values go raw.
+        if (!ok || (quint64(v) >> 32 != 0 && v != qint64(qint32(v))))
+            return raw(it);
+        return prettyPrintInteger(v, data);
     }
     case DataType::Bool: {
         const bool v = it.getBool(&ok);
@@ -205,7 +233,7 @@ QString MessageWriter::valueText(const Message::Iterator& it, const TagData* dat
     }
     case DataType::String: {
         const QString s = it.getString(&ok);
-        if (!ok)
+        if (!ok || !isUtf8Of(it, s))
             return raw(it);
         return QLatin1Char('"') + escaped(s, QLatin1Char('"')) + QLatin1Char('"');
     }
@@ -213,7 +241,7 @@ QString MessageWriter::valueText(const Message::Iterator& it, const TagData* dat
         const QDate d = it.getDate(&ok);
         Message canonical;
         canonical.appendDate(tag, d);
-        if (!ok || !sameBytes(it, canonical))
+        if (!ok || !sameBytes(it, canonical) || !fourDigitYear(d))
             return raw(it);
         return d.isValid() ? d.toString(Qt::ISODate) : QStringLiteral("0");
     }
@@ -231,7 +259,7 @@ QString MessageWriter::valueText(const Message::Iterator& it, const TagData* dat
         Message canonical;
         canonical.appendDateTime(tag, dt,
                                  withMs ? Message::MillisecondsAlways : Message::MillisecondsAuto);
-        if (!ok || !sameBytes(it, canonical))
+        if (!ok || !sameBytes(it, canonical) || !fourDigitYear(dt.date()))
             return raw(it);
         if (!dt.isValid())
             return QStringLiteral("0");

@@ -215,7 +215,10 @@ bool Parser::parseElements(Item* parent, int nesting)
                 raiseError(tr("Unexpected end element"));
                 return false;
             }
-            removeTrailingNewlines(parent);
+            // Not trimmed here: a tag's children are sorted afterwards, which
+            // may move a blank line to the end.
+            if (parent->data().type != ItemType::Tag)
+                removeTrailingNewlines(parent);
             return true;
         case EndDocument:
             if (parent) {
@@ -250,13 +253,26 @@ bool Parser::parseElements(Item* parent, int nesting)
             break;
         case Invalid:
         case NoToken:
-            if (!hasError())
-                raiseError(tr("Unexpected end of input"));
+            raiseReaderError(parent);
             return false;
         default:
             raiseStartElementExpectedError();
             return false;
         }
+    }
+}
+
+void Parser::raiseReaderError(const Item* parent)
+{
+    // The file format's own texts where the XML reader's would do; those
+    // differ between library versions.
+    if (!hasError() || error() == PrematureEndOfDocumentError) {
+        if (parent)
+            raiseUnexpectedEndError();
+        else
+            raiseError(tr("Unexpected end of input"));
+    } else if (error() == NotWellFormedError && !parent && !m_root) {
+        raiseError(tr("This doesn't look like an XML file."));
     }
 }
 
@@ -353,8 +369,10 @@ bool Parser::addElement(Item* parent, ItemType type, int nesting)
     m_inherited = inherited;
     if (!ok)
         return false;
-    if (type == ItemType::Tag)
+    if (type == ItemType::Tag) {
         item->sortChildrenByType();
+        removeTrailingNewlines(item.get());
+    }
 
     if (parent) {
         parent->appendChild(item.release());

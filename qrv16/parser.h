@@ -33,6 +33,8 @@ private:
     bool readAttributes(ItemData& data, QString* idText);
     void addLayoutItem(Item* parent, const QString& comment);
     static void removeTrailingNewlines(Item* item);
+    // Replaces the XML reader's own texts with the file format's where one fits.
+    void raiseReaderError(const Item* parent);
 
     std::unique_ptr<Item> m_root;
     QSet<quint64> m_tagCodes;

@@ -34,6 +34,16 @@ Run korv(const QStringList& args, const QByteArray& input = QByteArray())
 
 const QString demo = QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef");
 
+// Writes `content` to `name` in `dir`; the file's path.
+QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content)
+{
+    const QString path = dir.filePath(name);
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly) || f.write(content) != content.size())
+        qFatal("cannot write %s", qPrintable(path));
+    return path;
+}
+
 } // namespace
 
 class TestKorv : public QObject
@@ -43,7 +53,11 @@ private Q_SLOTS:
     void statuses_data();
     void statuses();
     void encodeArguments();
-    void encodeStdinLines();
+    void encodeStdinText_data();
+    void encodeStdinText();
+    void multiLineDecodePipesIntoEncode();
+    void definitionWarnings_data();
+    void definitionWarnings();
     void encodeRaw();
     void errorMarker();
     void decodeArguments_data();
@@ -118,12 +132,78 @@ void TestKorv::encodeArguments()
     QVERIFY(r.err.isEmpty());
 }
 
-void TestKorv::encodeStdinLines()
+void TestKorv::encodeStdinText_data()
 {
-    const Run r = korv({"encode"}, "1001=1\n\n  \n1002=2 1003=3\n101=4\n1004=4\n");
-    QCOMPARE(r.status, 1); // one line failed, the others still went out
-    QCOMPARE(r.out, QByteArray("03 00 01 10 01\n03 00 02 10 02\n03 00 03 10 03\n03 00 04 10 04\n"));
-    QVERIFY(r.err.contains("<stdin>:5:1: error: Tag must have four digits"));
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("out");
+    QTest::addColumn<QByteArray>("err");
+    QTest::newRow("several per line, blank lines between")
+        << QByteArray("1001=1\n\n  \n1002=2 1003=3\n") << 0
+        << QByteArray("03 00 01 10 01\n03 00 02 10 02\n03 00 03 10 03\n") << QByteArray();
+    QTest::newRow("one element over several lines")
+        << QByteArray("F001 = (\n  1001 = 1\n  3001 = \"ab\"\n)\n1002=2") << 0
+        << QByteArray("0D 00 01 F0 03 00 01 10 01 04 00 01 30 61 62\n03 00 02 10 02\n")
+        << QByteArray();
+    QTest::newRow("an error prints no bytes and names its line")
+        << QByteArray("1001=1\n1002=2\n  101=4\n1004=4\n") << 1 << QByteArray()
+        << QByteArray("<stdin>:3:3: error: Tag must have four digits");
+    QTest::newRow("only blanks") << QByteArray(" \n\n") << 0 << QByteArray() << QByteArray();
+}
+
+void TestKorv::encodeStdinText()
+{
+    QFETCH(QByteArray, input);
+    QFETCH(int, status);
+    QFETCH(QByteArray, out);
+    QFETCH(QByteArray, err);
+    const Run r = korv({"encode"}, input);
+    QCOMPARE(r.status, status);
+    QCOMPARE(r.out, out);
+    QVERIFY2(err.isEmpty() ? r.err.isEmpty() : r.err.contains(err), r.err.constData());
+}
+
+void TestKorv::multiLineDecodePipesIntoEncode()
+{
+    const QByteArray hex = "15 00 01 F0 04 00 01 10 DC 05 0B 00 01 C0 07 00 01 30 6E 6F 72 74 68\n";
+    for (const QStringList& options :
+         {QStringList{"--multi-line"}, QStringList{"--multi-line", "--hungarian", "-d", demo}}) {
+        const Run text = korv(QStringList{"decode"} + options + QStringList{hex.trimmed()});
+        QCOMPARE(text.status, 0);
+        QVERIFY(text.out.count('\n') > 2);
+        const Run bytes = korv(QStringList{"encode"} + options.mid(2), text.out);
+        QCOMPARE(bytes.status, 0);
+        QCOMPARE(bytes.out, hex);
+    }
+}
+
+void TestKorv::definitionWarnings_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::newRow("encode") << QStringList{"encode", "1001=5"};
+    QTest::newRow("decode") << QStringList{"decode", "0300011005"};
+}
+
+void TestKorv::definitionWarnings()
+{
+    QFETCH(QStringList, args);
+    QTemporaryDir dir;
+    const QString path =
+        writeFile(dir, "double.qrvdef",
+                  "<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
+                  "  <tag name=\"B\" id=\"0x1001\"/>\n</qrv16>\n");
+    const QStringList withFile = args.mid(0, 1) + QStringList{"-d", path} + args.mid(1);
+    const Run loud = korv(withFile);
+    QCOMPARE(loud.status, 0);
+    QVERIFY2(loud.err.contains(QByteArray("Warning: " + path.toUtf8() + ", Line 4")), loud.err.constData());
+    QVERIFY(loud.err.contains("Double tag code 0x1001"));
+    QVERIFY(!loud.out.isEmpty());
+    for (const char* quiet : {"--quiet", "-q"}) {
+        const Run silent = korv(withFile + QStringList{quiet});
+        QCOMPARE(silent.status, 0);
+        QVERIFY2(silent.err.isEmpty(), silent.err.constData());
+        QCOMPARE(silent.out, loud.out);
+    }
 }
 
 void TestKorv::encodeRaw()
@@ -216,12 +296,10 @@ void TestKorv::check()
 void TestKorv::checkBrokenFile()
 {
     QTemporaryDir dir;
-    const QString path = dir.filePath("broken.qrvdef");
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write("<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
-            "  <tag name=\"A\" id=\"0x1002\"/>\n  <tag name=\"B\" id=\"0x10000\"/>\n</qrv16>\n");
-    f.close();
+    const QString path = writeFile(
+        dir, "broken.qrvdef",
+        "<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
+        "  <tag name=\"A\" id=\"0x1002\"/>\n  <tag name=\"B\" id=\"0x10000\"/>\n</qrv16>\n");
     const Run r = korv({"check", path});
     QCOMPARE(r.status, 1);
     QVERIFY(r.err.contains(QByteArray("Warning: " + path.toUtf8() + ", Line 4")));
@@ -384,7 +462,7 @@ void TestKorv::generateUnreadableDefinitions_data()
     QTest::addColumn<QByteArray>("content"); // empty: no file at all
     QTest::addColumn<QByteArray>("error");
     QTest::newRow("missing") << QByteArray() << QByteArray("Failed to open input file");
-    QTest::newRow("not XML") << QByteArray("just text") << QByteArray(", Line 1, Column 1:\n  Start tag expected.");
+    QTest::newRow("not XML") << QByteArray("just text") << QByteArray(", Line 1, Column 1:\n  (Invalid) This doesn't look like an XML file.");
     QTest::newRow("tag out of range")
         << QByteArray("<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"B\" id=\"0x10000\"/>\n</qrv16>\n")
         << QByteArray(", Line 3, Column 30:\n  (StartElement) Tag out of range");

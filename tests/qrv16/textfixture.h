@@ -22,11 +22,15 @@ inline const char* fixtureDefinitions()
       <enum name="On" id="1"/>
       <enum id="2"/>
       <enum name="Big" id="0xFFFFFFFF"/>
+      <enum name="Minus" id="-2"/>
     </enums>
   </tag>
   <tag name="depth" id="0x1003"/>
   <tag name="Mask" id="0x1004" display="x"/>
   <tag name="Level" id="0x1005" display="4u"/>
+  <tag name="Offset" id="0x1007" display="4d"/>
+  <tag name="Perms" id="0x1008" display="o"/>
+  <tag name="Pins" id="0x1009" display="8y"/>
   <tag name="Payload" id="0x0001"/>
   <tag name="Enabled" id="0x2001"/>
   <tag name="Name" id="0x3001"/>

@@ -131,6 +131,12 @@ void TestDefinitions::layout_data()
         << QByteArray("<qrv16><tag name=\"A\" id=\"1\"><enums><enum name=\"x\" id=\"0\"/>\n\n"
                       "<enum name=\"y\" id=\"1\"/></enums></tag></qrv16>")
         << "R(T:A=1(E(e:x=0 _ e:y=1)))";
+    QTest::newRow("blank between enums and bits gone after the sort")
+        << QByteArray("<qrv16><tag name=\"A\" id=\"1\"><enums/>\n\n<bits/></tag></qrv16>")
+        << "R(T:A=1(B E))";
+    QTest::newRow("blank between bits and enums gone after the sort")
+        << QByteArray("<qrv16><tag name=\"A\" id=\"1\"><bits/>\n\n<enums/></tag></qrv16>")
+        << "R(T:A=1(B E))";
     QTest::newRow("bits sorted before enums")
         << QByteArray("<qrv16><tag name=\"A\" id=\"1\"><enums/><bits/></tag></qrv16>")
         << "R(T:A=1(B E))";
@@ -295,12 +301,17 @@ void TestDefinitions::errors_data()
     QTest::newRow("empty") << QByteArray()
                            << "Error: data, Line 1, Column 0:\n  (Invalid) This doesn't look like an XML file.";
     QTest::newRow("not xml") << QByteArray("hello")
-                             << "Error: data, Line 1, Column 1:\n  Start tag expected.";
+                             << "Error: data, Line 1, Column 1:\n  (Invalid) This doesn't look like an XML file.";
     QTest::newRow("no root") << QByteArray("<?xml version=\"1.0\"?><!-- only a comment -->")
-                             << "Error: data, Line 1, Column 44:\n  Premature end of document.";
+                             << "Error: data, Line 1, Column 44:\n  (Invalid) Unexpected end of input";
     QTest::newRow("cut short")
         << head + "<qrv16><tag name=\"A\" id=\"1\">"
-        << "Error: data, Line 2, Column 28:\n  Premature end of document.";
+        << "Error: data, Line 2, Column 28:\n  (Invalid) Unexpected end of document";
+    QTest::newRow("cut inside a start tag")
+        << head + "<qrv16>\n  <tag name=\"A\" id=\"1\">\n    <enums>\n      <enum na"
+        << "Error: data, Line 5, Column 14:\n  (Invalid) Unexpected end of document";
+    QTest::newRow("cut after the root opens")
+        << head + "<qrv16>\n" << "Error: data, Line 3, Column 0:\n  (Invalid) Unexpected end of document";
     QTest::newRow("unknown root only")
         << head + "<other/>" << "Error: data, Line 2, Column 8:\n  (EndDocument) No decodable data found";
     QTest::newRow("entity reference") << head + "<!DOCTYPE q [<!ENTITY e \"x\">]><qrv16>&e;</qrv16>"

@@ -4,6 +4,8 @@
 #include <QRandomGenerator>
 #include <QtTest>
 
+#include <climits>
+
 using namespace QRV16;
 using Iterator = Message::Iterator;
 
@@ -95,6 +97,8 @@ QVariant readKind(const Iterator& it, const QString& kind, bool* ok)
         return it.getSize(ok);
     if (kind == "rect")
         return it.getRect(ok);
+    if (kind == "variant")
+        return it.get(ok);
     if (kind.startsWith("list"))
         return QVariant::fromValue(it.getIntList(ok, kind.mid(4).toInt()));
     qFatal("unknown kind %s", qPrintable(kind));
@@ -291,6 +295,21 @@ void TestMessage::decode_data()
         << "rect" << "12 00 01 81 FF FF FF FF 00 00 00 00 02 00 00 00 01 00 00 00" << true
         << QVariant(QRect(-1, 0, 2, 1));
     QTest::newRow("empty rect is null") << "rect" << "02 00 01 81" << true << QVariant(QRect());
+    QTest::newRow("rect ending at the int limit")
+        << "rect" << "12 00 01 81 FF FF FF 7F 00 00 00 80 01 00 00 00 01 00 00 00" << true
+        << QVariant(QRect(QPoint(INT_MAX, INT_MIN), QPoint(INT_MAX, INT_MIN)));
+    QTest::newRow("rect past the int limit fails")
+        << "rect" << "12 00 01 81 FF FF FF 7F 00 00 00 00 02 00 00 00 01 00 00 00" << false
+        << QVariant(QRect());
+    QTest::newRow("rect before the int limit fails")
+        << "rect" << "12 00 01 81 00 00 00 80 00 00 00 00 00 00 00 00 01 00 00 00" << false
+        << QVariant(QRect());
+    QTest::newRow("rect with a side of no int fails")
+        << "rect" << "12 00 01 81 01 00 00 00 00 00 00 00 00 00 00 80 01 00 00 00" << false
+        << QVariant(QRect());
+    QTest::newRow("variant of a rect past the limit is invalid")
+        << "variant" << "12 00 01 81 00 00 00 00 FF FF FF 7F 01 00 00 00 02 00 00 00" << false
+        << QVariant();
     QTest::newRow("twelve byte rect fails")
         << "rect" << "0E 00 01 81 00 00 00 00 00 00 00 00 00 00 00 00" << false
         << QVariant(QRect());

@@ -1,9 +1,13 @@
+#include "notationproperty.h"
 #include "textfixture.h"
 
 #include "qrv16/messageparser.h"
 #include "qrv16/messagewriter.h"
 
 #include <QRandomGenerator>
+
+#include <climits>
+#include <iterator>
 
 using namespace QRV16;
 
@@ -37,7 +41,8 @@ private Q_SLOTS:
     void randomRoundTrip();
     void hostileText_data();
     void hostileText();
-    void randomBytesPrintAndReparse();
+    void printedMessagesReadBack();
+    void anyBytesPrintToAFixedPoint();
 
 private:
     Fixture f;
@@ -61,6 +66,21 @@ void TestMessageText::writer_data()
     QTest::newRow("nameless enum value prints its number") << "0300021002" << true << 0
                                                            << "Mode=0x0002";
     QTest::newRow("hex display") << "03000410FF" << true << 0 << "Mask=0xFF";
+    QTest::newRow("enum all ones in four bytes") << "06000210FFFFFFFF" << true << 0 << "Mode=Big";
+    QTest::newRow("enum all ones in eight bytes") << "0A000210FFFFFFFFFFFFFFFF" << true << 0
+                                                  << "Mode=Big";
+    QTest::newRow("negative enum in four bytes") << "06000210FEFFFFFF" << true << 0
+                                                 << "Mode=Minus";
+    QTest::newRow("negative enum in eight bytes") << "0A000210FEFFFFFFFFFFFFFF" << true << 0
+                                                  << "Mode=Minus";
+    QTest::newRow("upper half no extension names nothing") << "0A000210FEFFFFFF00000080" << true
+                                                           << 0 << "Mode=@/v///wAAAIA=";
+    QTest::newRow("beyond 32 bits is raw") << "0700011000000000" "01" << true << 0
+                                           << "Count=@AAAAAAE=";
+    QTest::newRow("octal display") << "0300081008" << true << 0 << "Perms=0o10";
+    QTest::newRow("padded binary display") << "0300091005" << true << 0 << "Pins=0y00000101";
+    QTest::newRow("padded negative display") << "0A000710FBFFFFFFFFFFFFFF" << true << 0
+                                             << "Offset=00-5";
     QTest::newRow("four bytes read unsigned") << "06000110FFFFFFFF" << true << 0
                                               << "Count=4294967295";
     QTest::newRow("eight bytes read signed") << "0A000110FFFFFFFFFFFFFFFF" << true << 0
@@ -78,6 +98,9 @@ void TestMessageText::writer_data()
     QTest::newRow("empty binary") << "02000100" << true << 0 << "Payload=[]";
     QTest::newRow("date") << "040001404" "40E" << true << 0 << "Day=2000-01-01";
     QTest::newRow("date zero") << "0300014000" << true << 0 << "Day=0";
+    QTest::newRow("date past 9999 is raw") << "05000140FFFFFF" << true << 0 << "Day=@////";
+    QTest::newRow("datetime past 9999 is raw") << "0A000160C0C62D0000000000" << true << 0
+                                               << "Stamp=@wMYtAAAAAAA=";
     QTest::newRow("date of four bytes is raw") << "060001400100" "0000" << true << 0
                                                << "Day=@AQAAAA==";
     QTest::newRow("time") << "04000150100E" << true << 0 << "Clock=01:00:00";
@@ -102,6 +125,11 @@ void TestMessageText::writer_data()
     QTest::newRow("wide point with narrow values is raw") << "0A000180010000000100" "0000" << true
                                                           << 0 << "Origin=@AQAAAAEAAAA=";
     QTest::newRow("rect") << "0A0001810100020003000400" << true << 0 << "Area=[1, 2, 3, 4]";
+    QTest::newRow("rect up to the int limit") << "12000181FFFFFF7F000000000100000001000000" << true
+                                              << 0 << "Area=[2147483647, 0, 1, 1]";
+    QTest::newRow("rect past the int limit is raw")
+        << "12000181FFFFFF7F000000000200000001000000" << true << 0
+        << "Area=@////fwAAAAACAAAAAQAAAA==";
     QTest::newRow("size") << "0600018280020001" << true << 0 << "Extent=[640, 256]";
     QTest::newRow("hungarian extended") << "0600018280020001" << true << 1
                                         << "szExtent=[640, 256]";
@@ -235,10 +263,24 @@ void TestMessageText::parser_data()
     QTest::newRow("largest positive four bytes") << "1001=0x7FFFFFFF" << false
                                                  << "06 00 01 10 FF FF FF 7F";
     QTest::newRow("cut to 32 bits") << "1001=0x100000005" << false << "03 00 01 10 05";
+    QTest::newRow("octal as printed") << "1001=0o17" << false << "03 00 01 10 0F";
+    QTest::newRow("binary as printed") << "1001=0y00000101" << false << "03 00 01 10 05";
+    QTest::newRow("padded hex as printed") << "1001=0x000A" << false << "03 00 01 10 0A";
+    QTest::newRow("padded decimal") << "Level=0042" << true << "03 00 05 10 2A";
+    QTest::newRow("padded negative as printed") << "Offset=00-5" << true
+                                                << "0A 00 07 10 FB FF FF FF FF FF FF FF";
+    QTest::newRow("widest octal") << "1001=0o1777777777777777777777" << false
+                                  << "0A 00 01 10 FF FF FF FF FF FF FF FF";
+    QTest::newRow("bits in display forms") << "Flags=0o1|0y100000" << true << "03 00 01 70 21";
+    QTest::newRow("enum name of minus two") << "Mode=Minus" << true
+                                            << "0A 00 02 10 FE FF FF FF FF FF FF FF";
     QTest::newRow("binary number") << "1001=0b101" << false << "03 00 01 10 05";
     QTest::newRow("quoted number") << "1001=\"12\"" << false << "03 00 01 10 0C";
     QTest::newRow("string") << "3001=\"a b\"" << false << "05 00 01 30 61 20 62";
     QTest::newRow("plain string") << "3001=word" << false << "06 00 01 30 77 6F 72 64";
+    QTest::newRow("bracket is an ordinary character") << "F001=(3001=[a 1001=5)" << false
+                                                      << "0D 00 01 F0 04 00 01 30 5B 61 03 00 01 10 05";
+    QTest::newRow("lone bracket string") << "C001=(3001=[)" << false << "07 00 01 C0 03 00 01 30 5B";
     QTest::newRow("empty string") << "3001=\"\"" << false << "02 00 01 30";
     QTest::newRow("hex escape and newline") << "3001=\"\\x41\\n\"" << false << "04 00 01 30 41 0A";
     QTest::newRow("digit and three zeros") << "3001=\"\\1000\"" << false << "03 00 01 30 00";
@@ -249,6 +291,10 @@ void TestMessageText::parser_data()
     QTest::newRow("binary hex") << "0001=00ff" << false << "04 00 01 00 00 FF";
     QTest::newRow("binary empty") << "0001=[]" << false << "02 00 01 00";
     QTest::newRow("binary quoted is utf-8") << "0001=\"\u00e9\"" << false << "04 00 01 00 C3 A9";
+    QTest::newRow("binary hex escape is the byte") << "0001=\"\\xFFa\u00e9\\x00\"" << false
+                                                   << "07 00 01 00 FF 61 C3 A9 00";
+    QTest::newRow("string hex escape is the character") << "3001=\"\\xFF\"" << false
+                                                        << "04 00 01 30 C3 BF";
     QTest::newRow("base64") << "0001=@AP8=" << false << "04 00 01 00 00 FF";
     QTest::newRow("base64 for any type") << "1001=@AP8=" << false << "04 00 01 10 00 FF";
     QTest::newRow("empty base64") << "1001=@" << false << "02 00 01 10";
@@ -343,6 +389,14 @@ void TestMessageText::parserErrors_data()
                                           << 3;
     QTest::newRow("point without brackets") << "8001=3,4" << false << "Failed to decode value"
                                             << 5 << 3;
+    QTest::newRow("rect past the int range") << "8101=[2147483647, 0, 10, 1]" << false
+                                             << "Failed to decode value" << 5 << 22;
+    QTest::newRow("unclosed point") << "8001=[3, 4 1001=5" << false << "Failed to decode value"
+                                    << 5 << 3;
+    QTest::newRow("octal digit out of range") << "1001=0o8" << false << "Failed to decode value"
+                                              << 5 << 3;
+    QTest::newRow("octal beyond 64 bits") << "1001=0o2000000000000000000000" << false
+                                          << "Failed to decode value" << 5 << 24;
     QTest::newRow("rect with three values") << "8101=[1, 2, 3]" << false
                                             << "Failed to decode value" << 5 << 9;
     QTest::newRow("short datetime") << "6001=2020-01-01" << false << "Failed to decode value" << 5
@@ -452,6 +506,14 @@ void TestMessageText::parseList_data()
     QTest::newRow("only blanks") << " \n " << QStringList{} << "Empty data";
     QTest::newRow("failure in the middle") << "1001=1 1002=x 1003=3" << QStringList{}
                                            << "Failed to decode value";
+    QTest::newRow("bracket ends at a blank") << "3001=[WARN 1001=5"
+                                             << QStringList{"07 00 01 30 5B 57 41 52 4E",
+                                                            "03 00 01 10 05"}
+                                             << "";
+    QTest::newRow("point over a line break") << "8001=[3,\n 4] 1001=5"
+                                             << QStringList{"06 00 01 80 03 00 04 00",
+                                                            "03 00 01 10 05"}
+                                             << "";
 }
 
 void TestMessageText::parseList()
@@ -698,12 +760,194 @@ void TestMessageText::hostileText()
     parser.parseList(text);
 }
 
-void TestMessageText::randomBytesPrintAndReparse()
+namespace {
+
+// Builds random messages of every type and nesting, from the builders and
+// from raw payloads, and remembers whether the text must give back m's own
+// bytes (see NotationProperty::check).
+class MessageGenerator
 {
-    // Whatever arrives prints; what prints from a valid message reads back.
-    QRandomGenerator rng(7);
-    int reparsed = 0;
-    for (int round = 0; round < 5000; ++round) {
+public:
+    explicit MessageGenerator(quint32 seed) : m_rng(seed) {}
+
+    Message next(bool* exact)
+    {
+        m_exact = true;
+        Message m;
+        appendElement(m, 0);
+        *exact = m_exact;
+        return m;
+    }
+
+private:
+    int pick(const std::initializer_list<int>& choices)
+    {
+        return *(choices.begin() + m_rng.bounded(int(choices.size())));
+    }
+
+    qint32 anyInt()
+    {
+        switch (m_rng.bounded(4)) {
+        case 0: return qint32(m_rng.bounded(256));
+        case 1: return pick({0, 1, -1, -2, 0x7FFFFFFF, INT_MIN, 0xFFFF, 0x10000});
+        default: return qint32(m_rng.generate()) >> m_rng.bounded(32);
+        }
+    }
+
+    QByteArray anyBytes(int maxSize)
+    {
+        QByteArray b(m_rng.bounded(maxSize + 1), Qt::Uninitialized);
+        for (char& c : b)
+            c = char(m_rng.bounded(4) ? m_rng.bounded(256) : pick({0, 0xFF, '"', '\\'}));
+        return b;
+    }
+
+    QString anyText()
+    {
+        static const char16_t specials[] = {'"', '\\', '(', ')', '[', ']', ' ', '\n', '\t', 0,
+                                            7,   0x7F, 0xFF, 0xE9, 0x20AC, '@', '=', '|'};
+        QString s;
+        for (int i = int(m_rng.bounded(12)); i > 0; --i) {
+            switch (m_rng.bounded(3)) {
+            case 0: s += QChar(specials[m_rng.bounded(int(std::size(specials)))]); break;
+            case 1: s += QChar(char16_t(32 + m_rng.bounded(95))); break;
+            default: s += QChar(char16_t(m_rng.bounded(0xD7FF))); break;
+            }
+        }
+        if (m_rng.bounded(8) == 0)
+            s += QString::fromUcs4(U"\U0001F600");
+        return s;
+    }
+
+    void appendElement(Message& m, int depth)
+    {
+        static const int tags[] = {
+            0x0001, 0x1001, 0x1002, 0x1003, 0x1004, 0x1005, 0x1006, 0x1077, 0x2001, 0x3001,
+            0x3002, 0x3005, 0x4001, 0x5001, 0x6001, 0x7001, 0x7002, 0x9001, 0x8001, 0x8101,
+            0x8201, 0x8077, 0xA001, 0xB001, 0xC001, 0xD001, 0xE001, 0xF001, 0xC077};
+        const int tag = tags[m_rng.bounded(int(std::size(tags)))];
+        const DataType type = dataType(unsigned(tag));
+        if (isNestedTag(tag)) {
+            m.beginMessage(tag);
+            if (depth < 8) {
+                for (int i = int(m_rng.bounded(depth < 2 ? 5 : 3)); i > 0; --i)
+                    appendElement(m, depth + 1);
+            }
+            m.endMessage();
+            return;
+        }
+        if (m_rng.bounded(6) == 0) {
+            // Malformed or unusual payloads print raw or readable, either way
+            // exactly, except numbers wider than their value.
+            const QByteArray raw = anyBytes(type == DataType::ExtRect ? 17 : 9);
+            if (type == DataType::Integer || type == DataType::BitArray ||
+                type == DataType::Bool)
+                m_exact = false;
+            m.appendByteArray(tag, raw);
+            return;
+        }
+        appendValue(m, tag, type);
+    }
+
+    void appendValue(Message& m, int tag, DataType type)
+    {
+        switch (type) {
+        case DataType::Binary: m.appendByteArray(tag, anyBytes(12)); break;
+        case DataType::Integer:
+            switch (m_rng.bounded(2)) {
+            case 0: {
+                const qint32 v = anyInt();
+                m_exact = m_exact && v >= 0; // the four bytes of bit 31 read back as eight
+                m.appendInt(tag, v);
+                break;
+            }
+            default: {
+                const qint64 v = m_rng.bounded(2) ? qint64(anyInt())
+                                                  : qint64(m_rng.generate64()) >> m_rng.bounded(64);
+                // Four bytes with bit 31 set read back as eight.
+                m_exact = m_exact && !(quint64(v) >> 32 == 0 && (v & 0x80000000));
+                m.appendInt64(tag, v);
+                break;
+            }
+            }
+            break;
+        case DataType::Bool: m.appendBool(tag, m_rng.bounded(2)); break;
+        case DataType::String: m.appendString(tag, anyText()); break;
+        case DataType::Date:
+            m.appendDate(tag, QDate(1990, 1, 1).addDays(m_rng.bounded(2) ? m_rng.bounded(40000)
+                                                                         : m_rng.bounded(INT_MAX)));
+            break;
+        case DataType::Time: m.appendTime(tag, QTime(0, 0).addSecs(m_rng.bounded(86400))); break;
+        case DataType::DateTime:
+            m.appendDateTime(
+                tag,
+                QDateTime(QDate(1990, 1, 2).addDays(m_rng.bounded(2) ? m_rng.bounded(40000)
+                                                                     : m_rng.bounded(INT_MAX)),
+                          QTime(0, 0).addMSecs(m_rng.bounded(86400) * 1000 +
+                                               (m_rng.bounded(2) ? m_rng.bounded(1000) : 0))),
+                m_rng.bounded(4) ? Message::MillisecondsAuto : Message::MillisecondsAlways);
+            break;
+        case DataType::BitArray: m.appendInt64(tag, qint64(m_rng.generate64() >> m_rng.bounded(64))); break;
+        case DataType::NetworkAddress: m.appendIPAddress(tag, IPv4(m_rng.generate())); break;
+        case DataType::ExtPoint:
+        case DataType::ExtSize: m.appendPair(tag, qMakePair(int(anyInt()), int(anyInt()))); break;
+        case DataType::ExtRect:
+            if (m_rng.bounded(2)) {
+                m.appendRect(tag, QRect(anyInt() >> 2, anyInt() >> 2, anyInt() >> 2, anyInt() >> 2));
+            } else {
+                // Any four values, edges beyond the int range among them.
+                qint32 v[4] = {anyInt(), anyInt(), anyInt(), anyInt()};
+                m.appendData(tag, v, int(sizeof v));
+            }
+            break;
+        default: m.appendByteArray(tag, anyBytes(9)); break;
+        }
+    }
+
+    QRandomGenerator m_rng;
+    bool m_exact = true;
+};
+
+// A base seed from QRV16_SEED reruns a failure; the failure names its seed.
+quint32 baseSeed()
+{
+    bool ok = false;
+    const quint32 seed = qEnvironmentVariable("QRV16_SEED").toUInt(&ok);
+    return ok ? seed : 20261124;
+}
+
+} // namespace
+
+void TestMessageText::printedMessagesReadBack()
+{
+    const quint32 base = baseSeed();
+    int exactRounds = 0;
+    int byName = 0;
+    for (quint32 round = 0; round < 3000; ++round) {
+        const quint32 seed = base + round;
+        MessageGenerator generator(seed);
+        bool exact = false;
+        const Message m = generator.next(&exact);
+        QVERIFY2(m.isValid(), qPrintable(QString("seed %1").arg(seed)));
+        exactRounds += exact;
+        const QString failure =
+            NotationProperty::checkEveryLayout(m, f.lut.get(), exact, &byName);
+        QVERIFY2(failure.isEmpty(),
+                 qPrintable(QString("seed %1 (QRV16_SEED=%1 reruns it), %2").arg(seed).arg(failure)));
+    }
+    // The exceptions stay exceptions: most rounds are checked byte for byte.
+    QVERIFY2(exactRounds > 1500, qPrintable(QString::number(exactRounds)));
+    QVERIFY2(byName > 6000, qPrintable(QString::number(byName)));
+}
+
+void TestMessageText::anyBytesPrintToAFixedPoint()
+{
+    // Received bytes may hold any payload: the text still reads back, and
+    // what it reads back to is stable.
+    const quint32 base = baseSeed();
+    for (quint32 round = 0; round < 5000; ++round) {
+        const quint32 seed = base + round;
+        QRandomGenerator rng(seed);
         QByteArray bytes(4 + int(rng.bounded(40)), Qt::Uninitialized);
         for (char& c : bytes)
             c = char(rng.bounded(3) ? rng.bounded(16) : rng.bounded(256));
@@ -712,19 +956,10 @@ void TestMessageText::randomBytesPrintAndReparse()
         bytes[1] = char(length >> 8);
         if (rng.bounded(2))
             bytes[3] = char(0xF0 | (uchar(bytes[3]) & 0x0F));
-        const Message m(bytes);
-        for (const TagDataLut* lut : std::initializer_list<const TagDataLut*>{nullptr, f.lut.get()}) {
-            const QString text = m.toText(lut);
-            m.toText(lut, MultiLine | Hungarian);
-            MessageParser parser(lut);
-            const Message back = parser.parse(text);
-            if (parser.hasError())
-                continue; // e.g. a secure tag printed hidden, a stub, an Integer's width
-            ++reparsed;
-            QVERIFY(back.isValid());
-        }
+        const QString failure = NotationProperty::checkEveryLayout(Message(bytes), f.lut.get(), false);
+        QVERIFY2(failure.isEmpty(),
+                 qPrintable(QString("seed %1 (QRV16_SEED=%1 reruns it), %2").arg(seed).arg(failure)));
     }
-    QVERIFY(reparsed > 1000);
 }
 
 QTEST_APPLESS_MAIN(TestMessageText)
