@@ -127,8 +127,16 @@ void TestTools::ensureDirectorySeparator()
 
 void TestTools::paths()
 {
-    QCOMPARE(Tools::appDataPath(), QDir::homePath());
-    QCOMPARE(Tools::documentsPath(), Tools::ensureDirectorySeparator(QDir::homePath()) + "Documents");
+    const QByteArray home = qgetenv("HOME");
+    qputenv("HOME", "/srv/korv-home");
+    const QString documents = Tools::documentsPath();
+    const QString appData = Tools::appDataPath();
+    qputenv("HOME", "/");
+    const QString rootDocuments = Tools::documentsPath();
+    qputenv("HOME", home);
+    QCOMPARE(documents, QStringLiteral("/srv/korv-home/Documents"));
+    QCOMPARE(appData, QStringLiteral("/srv/korv-home"));
+    QCOMPARE(rootDocuments, QStringLiteral("/Documents"));
     QCOMPARE(Tools::allFilesFilter(), QStringLiteral("All Files (*)"));
 }
 
