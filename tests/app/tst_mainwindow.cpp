@@ -66,7 +66,7 @@ QByteArray readFile(const QString& path)
 QStringList lines(const TraceModel& model)
 {
     QStringList out;
-    for (int row = 0; row < model.rowCount(); ++row)
+    for (int row = 0; row < model.lineCount(); ++row)
         out << model.index(row, TraceModel::SourceColumn).data().toString() + QLatin1Char('|') +
                    model.index(row, TraceModel::TextColumn).data().toString();
     return out;
@@ -261,7 +261,7 @@ void TestMainWindow::messageSplitsLines()
     if (!expected.isEmpty())
         QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(0, 0))->color(), ColorText);
     window->message(QStringLiteral("bad"), ColorError, QStringLiteral("Log"));
-    const int last = window->traceModel()->rowCount() - 1;
+    const int last = window->traceModel()->lineCount() - 1;
     QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(last, 0))->color(), ColorError);
     QCOMPARE(lines(*window->traceModel()).constLast(), QStringLiteral("Log|bad"));
 }
@@ -333,7 +333,7 @@ void TestMainWindow::definitionsLoadAndFailKeepsOldTree()
     QVERIFY(writeFile(broken, "<qrv16><tag name=\"X\" id=\"zz\"/></qrv16>"));
     QVERIFY(!window->loadDefinitionFile(broken));
     QCOMPARE(window->definitions(), loaded);
-    const int last = window->traceModel()->rowCount() - 1;
+    const int last = window->traceModel()->lineCount() - 1;
     const TraceItem* line = window->traceModel()->index2item(window->traceModel()->index(last, 0));
     QCOMPARE(line->source(), QStringLiteral("Definitions"));
     QCOMPARE(line->color(), ColorError);
@@ -453,7 +453,7 @@ void TestMainWindow::deleteLineRemovesTheWholeMessage()
     QCOMPARE(lines(*window->traceModel()), QStringList{"Main|after"});
     view->setCurrentIndex(QModelIndex());
     window->onDeleteLine();
-    QCOMPARE(window->traceModel()->rowCount(), 1);
+    QCOMPARE(window->traceModel()->lineCount(), 1);
 }
 
 void TestMainWindow::logWritesRecords()
@@ -504,7 +504,7 @@ void TestMainWindow::logFailureIsReported()
     window->traceModel()->clear();
     QVERIFY(!window->startLog(m_dir.filePath(QStringLiteral("no/such/dir/x.csv"))));
     QVERIFY(!window->isLogging());
-    QCOMPARE(window->traceModel()->rowCount(), 1);
+    QCOMPARE(window->traceModel()->lineCount(), 1);
     QVERIFY(lines(*window->traceModel()).constFirst().startsWith(QLatin1String("Log|")));
     QVERIFY(!window->replayLog(m_dir.filePath(QStringLiteral("missing.csv"))));
 }
