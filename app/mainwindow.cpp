@@ -38,6 +38,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSettings>
 #include <QTimer>
 #include <QToolBar>
@@ -165,6 +166,20 @@ MainWindow::MainWindow(QWidget* parent)
     m_tv_trace->setColumnWidth(TraceModel::AddrColumn, 60);
     m_tv_trace->setColumnWidth(TraceModel::SourceColumn, 100);
     connect(m_model, &TraceModel::appended, this, &MainWindow::onAppended);
+    connect(m_model, &TraceModel::rowsInserted, this, &MainWindow::onTraceInserted);
+    connect(m_tv_trace->verticalScrollBar(), &QScrollBar::valueChanged, this, &MainWindow::onTraceScrolled);
+    connect(m_tv_trace, &QTreeView::pressed, this, [this] { m_following = false; });
+    connect(m_tv_trace->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this](const QItemSelection& selected) {
+                if (!selected.isEmpty())
+                    m_following = false;
+            });
+    // Moving to the newest line (End) follows again.
+    connect(m_tv_trace->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex& current) {
+                if (current.isValid() && !current.parent().isValid() && current.row() == m_model->rowCount() - 1)
+                    m_following = true;
+            });
 
     m_channel1 = new Channel(1, this);
     m_channel2 = new Channel(2, this);
@@ -664,10 +679,20 @@ void MainWindow::onStateChanged2()
     m_channel2->updateStateActions(m_act_connect2, m_act_ssl2);
 }
 
+void MainWindow::onTraceInserted(const QModelIndex& parent)
+{
+    // The current line and the selection stay where the user put them.
+    if (!parent.isValid() && global[AutoScroll] && m_following)
+        m_tv_trace->scrollToBottom();
+}
+
+void MainWindow::onTraceScrolled(int value)
+{
+    m_following = value >= m_tv_trace->verticalScrollBar()->maximum();
+}
+
 void MainWindow::onAppended(const QModelIndex& index)
 {
-    if (global[AutoScroll])
-        m_tv_trace->setCurrentIndex(index);
     if (m_log) {
         m_log->write(m_model->data(index, TraceModel::LogRole).toString().toUtf8());
         m_logflush->start();

@@ -76,6 +76,7 @@ public:
     QString definitionsPath() const { return m_definitionspath; }
     QString bookmarksPath() const { return m_bookmarkspath; }
     bool isLogging() const;
+    bool isFollowing() const { return m_following; }
 
     void message(const QString& text, StyleColor color, const QString& source);
     void message(const QString& text, StyleColor color);
@@ -93,6 +94,10 @@ public Q_SLOTS:
     void onStateChanged1();
     void onStateChanged2();
     void onAppended(const QModelIndex& index);
+    // Auto scroll: a batch of new lines scrolls the view to the bottom while
+    // it follows them.
+    void onTraceInserted(const QModelIndex& parent);
+    void onTraceScrolled(int value);
     void onExpandAll();
     void onCollapseAll();
     void onStyle();
@@ -228,4 +233,7 @@ private:
     std::unique_ptr<QFile> m_log;
     QTimer* m_logflush = nullptr; // Owned (child); made on first use.
     bool m_hidedup = false;       // flag 6 as last shown in the banner
+    // Like a terminal: the view follows new lines until the user scrolls up,
+    // clicks or selects, and again once back at the bottom.
+    bool m_following = true;
 };

@@ -21,6 +21,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -84,6 +85,19 @@ void answerMessageBox(QMessageBox::StandardButton button, bool* asked)
     });
 }
 
+// Adds `count` status lines and waits until the view has them.
+bool addLines(MainWindow* window, int count)
+{
+    TraceModel* model = window->traceModel();
+    QSignalSpy inserted(model, &QAbstractItemModel::rowsInserted);
+    for (int i = 0; i < count; ++i)
+        window->message(QStringLiteral("line %1").arg(model->lineCount()));
+    if (!inserted.wait(2000))
+        return false;
+    QCoreApplication::processEvents();
+    return model->rowCount() == model->lineCount();
+}
+
 } // namespace
 
 class TestMainWindow : public QObject
@@ -120,6 +134,8 @@ private Q_SLOTS:
     void actionsMenusAndToolbar();
     void editorSavesIntoTheTrace();
     void copySelectedLines();
+    void autoScrollFollowsLikeATerminal();
+    void clickedLineStaysCurrentWhileTrafficFlows();
 
 private:
     std::unique_ptr<MainWindow> makeWindow();
@@ -658,6 +674,76 @@ void TestMainWindow::copySelectedLines()
     QCOMPARE(copied.at(1), QStringLiteral("    PumpId = 4"));
     QVERIFY(copied.at(2).endsWith(QStringLiteral("\t\tMain\tlast")));
     QVERIFY(copied.at(3).isEmpty());
+}
+
+void TestMainWindow::autoScrollFollowsLikeATerminal()
+{
+    auto window = makeWindow();
+    window->resize(800, 400);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    QScrollBar* bar = view->verticalScrollBar();
+    const auto topText = [view] { return view->indexAt(QPoint(5, 5)).siblingAtColumn(3).data().toString(); };
+
+    QVERIFY(addLines(window.get(), 200));
+    QVERIFY(bar->maximum() > 0);
+    QCOMPARE(bar->value(), bar->maximum());
+    QVERIFY(window->isFollowing());
+
+    // Scrolled up, the view keeps showing the same lines.
+    bar->setValue(bar->maximum() - 20);
+    const QString top = topText();
+    QVERIFY(addLines(window.get(), 50));
+    QCOMPARE(topText(), top);
+    QVERIFY(bar->value() < bar->maximum());
+
+    // Back at the bottom it follows again.
+    bar->setValue(bar->maximum());
+    QVERIFY(addLines(window.get(), 50));
+    QCOMPARE(bar->value(), bar->maximum());
+
+    // A click stops it; End resumes it.
+    const QModelIndex clicked = view->indexAt(QPoint(5, view->viewport()->height() / 2));
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(clicked).center());
+    QVERIFY(!window->isFollowing());
+    QVERIFY(addLines(window.get(), 50));
+    QVERIFY(bar->value() < bar->maximum());
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_End);
+    QVERIFY(addLines(window.get(), 50));
+    QCOMPARE(bar->value(), bar->maximum());
+
+    // Auto scroll off: no following at all.
+    window->findChild<QAction*>(QStringLiteral("m_act_autoscroll"))->setChecked(false);
+    QVERIFY(addLines(window.get(), 50));
+    QVERIFY(bar->value() < bar->maximum());
+}
+
+void TestMainWindow::clickedLineStaysCurrentWhileTrafficFlows()
+{
+    auto window = makeWindow();
+    window->resize(800, 400);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    window->traceModel()->clear();
+    QVERIFY(addLines(window.get(), 100));
+
+    const QModelIndex clicked = view->indexAt(QPoint(5, view->viewport()->height() / 2));
+    const QString text = clicked.siblingAtColumn(TraceModel::TextColumn).data().toString();
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(clicked).center());
+    QVERIFY(addLines(window.get(), 100));
+
+    QCOMPARE(view->currentIndex().siblingAtColumn(TraceModel::TextColumn).data().toString(), text);
+    const QModelIndexList selected = view->selectionModel()->selectedRows(TraceModel::TextColumn);
+    QCOMPARE(selected.size(), 1);
+    QCOMPARE(selected.constFirst().data().toString(), text);
+    // Delete acts on that line, not on the newest.
+    window->onDeleteLine();
+    const QStringList shown = lines(*window->traceModel());
+    QVERIFY(!shown.contains(QStringLiteral("Main|") + text));
+    QCOMPARE(shown.constLast(), QStringLiteral("Main|line 199"));
 }
 
 QTEST_MAIN(TestMainWindow)
