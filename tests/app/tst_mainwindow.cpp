@@ -1,5 +1,6 @@
 #include "app/channel.h"
 #include "app/mainwindow.h"
+#include "app/replayer.h"
 #include "app/tools.h"
 #include "app/tracemodel.h"
 
@@ -535,15 +536,19 @@ void TestMainWindow::replayLogDecodesAfresh()
     auto window = makeWindow();
     QVERIFY(window->loadDefinitionFile(m_defs));
     window->traceModel()->clear();
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
     QVERIFY(window->replayLog(path));
+    QVERIFY(finished.wait(5000));
+    QCOMPARE(finished.at(0).at(0).toBool(), true);
     TraceModel* model = window->traceModel();
     const QStringList shown = lines(*model);
-    QCOMPARE(shown.size(), 6);
+    QCOMPARE(shown.size(), 7);
     QCOMPARE(shown.at(0), QStringLiteral("|"));
     QVERIFY(shown.at(1).startsWith(QLatin1String("Log|Replay of file ")));
     QVERIFY(shown.contains(QStringLiteral("1|GetStatus=(PumpId=4)")));
     QVERIFY(shown.contains(QStringLiteral("1 Con|Connection established")));
     QVERIFY(shown.contains(QStringLiteral("Main|x, \"quoted\"")));
+    QVERIFY(shown.contains(QStringLiteral("Log|Line 4: unreadable time garbage")));
     QCOMPARE(shown.constLast(), QStringLiteral("|"));
     const int row = int(shown.indexOf(QStringLiteral("1|GetStatus=(PumpId=4)")));
     const TraceItem* line = model->index2item(model->index(row, 0));
@@ -568,7 +573,9 @@ void TestMainWindow::replayHexDumpFeedsTheChannel()
     QVERIFY(window->loadDefinitionFile(m_defs));
     window->findChild<QAction*>(QStringLiteral("m_act_pause"))->setChecked(true);
     window->traceModel()->clear();
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
     QVERIFY(window->replayHexDump(path));
+    QVERIFY(finished.wait(5000));
     const QStringList shown = lines(*window->traceModel());
     QVERIFY2(shown.contains(QStringLiteral("1|PumpId=9")), qPrintable(shown.join(QLatin1Char('\n'))));
     QVERIFY(shown.contains(QStringLiteral("1 Raw|03 00 01 10 07")));
