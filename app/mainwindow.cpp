@@ -412,6 +412,9 @@ void MainWindow::setupUi()
     menuBar()->setCornerWidget(m_lbl_corner, Qt::TopRightCorner);
 
     m_tv_trace->addActions({m_act_copy, m_act_delete_line, m_act_add_separator, m_act_clear_all});
+    // Del belongs to the trace only while it has the focus: the bookmark
+    // panel and the entry line have a Del of their own.
+    m_act_delete_line->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     auto* separator = new QAction(this);
     separator->setSeparator(true);
     m_tv_trace->addAction(separator);

@@ -5,6 +5,7 @@
 #include "app/tracemodel.h"
 
 #include "bookmarks/bookmarklist.h"
+#include "bookmarks/bookmarkwidget.h"
 #include "editor/editormodel.h"
 #include "editor/editorwindow.h"
 #include "connection/connection.h"
@@ -21,6 +22,7 @@
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QListView>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSettings>
@@ -99,6 +101,31 @@ bool addLines(MainWindow* window, int count)
     return model->rowCount() == model->lineCount();
 }
 
+// Whether `action`'s shortcut fires while `focus` has the keyboard focus.
+bool shortcutActive(const QAction* action, const QWidget* focus)
+{
+    const Qt::ShortcutContext context = action->shortcutContext();
+    if (context == Qt::WindowShortcut || context == Qt::ApplicationShortcut)
+        return true;
+    for (const QObject* object : action->associatedObjects()) {
+        const auto* widget = qobject_cast<const QWidget*>(object);
+        // A menu's entries are keys only while the menu is open.
+        if (!widget || qobject_cast<const QMenu*>(widget))
+            continue;
+        if (widget == focus || (context == Qt::WidgetWithChildrenShortcut && widget->isAncestorOf(focus)))
+            return true;
+    }
+    return false;
+}
+
+QStringList warnings;
+
+void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    if (type == QtWarningMsg)
+        warnings << text;
+}
+
 } // namespace
 
 class TestMainWindow : public QObject
@@ -137,6 +164,9 @@ private Q_SLOTS:
     void copySelectedLines();
     void autoScrollFollowsLikeATerminal();
     void clickedLineStaysCurrentWhileTrafficFlows();
+    void everyShortcutHasOneOwner();
+    void deleteKeyGoesToTheFocusedPanel_data();
+    void deleteKeyGoesToTheFocusedPanel();
 
 private:
     std::unique_ptr<MainWindow> makeWindow();
@@ -751,6 +781,73 @@ void TestMainWindow::clickedLineStaysCurrentWhileTrafficFlows()
     const QStringList shown = lines(*window->traceModel());
     QVERIFY(!shown.contains(QStringLiteral("Main|") + text));
     QCOMPARE(shown.constLast(), QStringLiteral("Main|line 199"));
+}
+
+void TestMainWindow::everyShortcutHasOneOwner()
+{
+    auto window = makeWindow();
+    QList<QWidget*> places{window.get()};
+    for (QWidget* widget : window->findChildren<QWidget*>()) {
+        if (widget->focusPolicy() != Qt::NoFocus && !qobject_cast<QMenu*>(widget))
+            places << widget;
+    }
+    const QList<QAction*> actions = window->findChildren<QAction*>();
+    QVERIFY(actions.size() > 30);
+    for (const QWidget* focus : std::as_const(places)) {
+        QMap<QString, QString> owners; // key sequence -> action
+        for (const QAction* action : actions) {
+            for (const QKeySequence& key : action->shortcuts()) {
+                if (key.isEmpty() || !shortcutActive(action, focus))
+                    continue;
+                const QString name = key.toString();
+                const QString owner = action->objectName().isEmpty() ? action->text() : action->objectName();
+                QVERIFY2(!owners.contains(name), qPrintable(QStringLiteral("%1 belongs to %2 and %3 in %4")
+                                                                .arg(name, owners.value(name), owner,
+                                                                     focus->objectName().isEmpty()
+                                                                         ? QString::fromLatin1(focus->metaObject()->className())
+                                                                         : focus->objectName())));
+                owners.insert(name, owner);
+            }
+        }
+    }
+}
+
+void TestMainWindow::deleteKeyGoesToTheFocusedPanel_data()
+{
+    QTest::addColumn<bool>("inPanel");
+    QTest::newRow("bookmark panel: the bookmark goes") << true;
+    QTest::newRow("trace: the line goes") << false;
+}
+
+void TestMainWindow::deleteKeyGoesToTheFocusedPanel()
+{
+    QFETCH(bool, inPanel);
+    const QString path = m_dir.filePath(QStringLiteral("marks.qrvbm"));
+    QVERIFY(writeFile(path, bookmarkFile));
+    auto window = makeWindow();
+    QVERIFY(window->loadBookmarks(path));
+    window->show();
+    QApplication::setActiveWindow(window.get());
+    QVERIFY(QTest::qWaitForWindowActive(window.get()));
+    QVERIFY(addLines(window.get(), 3));
+    const int trace = window->traceModel()->lineCount();
+
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    auto* panel = window->findChild<BookmarkWidget*>()->findChild<QListView*>();
+    QVERIFY(panel);
+    QWidget* focus = inPanel ? static_cast<QWidget*>(panel) : view;
+    QAbstractItemView* list = inPanel ? static_cast<QAbstractItemView*>(panel) : view;
+    list->setCurrentIndex(list->model()->index(0, 0));
+    focus->setFocus();
+    QTRY_VERIFY(focus->hasFocus());
+
+    warnings.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(collectWarnings);
+    QTest::keyClick(focus, Qt::Key_Delete);
+    qInstallMessageHandler(previous);
+    QVERIFY2(warnings.filter(QStringLiteral("Ambiguous")).isEmpty(), qPrintable(warnings.join(QLatin1Char('\n'))));
+    QCOMPARE(window->bookmarks()->count(), inPanel ? 0 : 1);
+    QCOMPARE(window->traceModel()->lineCount(), inPanel ? trace : trace - 1);
 }
 
 QTEST_MAIN(TestMainWindow)
