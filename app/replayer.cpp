@@ -246,34 +246,42 @@ void Replayer::runSlice()
         finish(true);
 }
 
-void Replayer::replayLogRecord(const QString& record)
+bool Replayer::splitRecord(const QString& record, Record* out)
 {
-    const QStringList fields = Tools::splitCSV(record);
-    if (fields.isEmpty())
-        return;
-    if (fields.size() < 3) {
+    out->fields = Tools::splitCSV(record);
+    if (out->fields.isEmpty())
+        return false;
+    if (out->fields.size() < 3) {
         reportBad(tr("not a log record: %1").arg(shortened(record.trimmed())));
-        return;
+        return false;
     }
-    const QDateTime time = recordTime(fields.at(0));
-    if (!time.isValid() && !fields.at(0).isEmpty())
-        reportBad(tr("unreadable time %1").arg(shortened(fields.at(0))));
-    const QString& from = fields.at(1);
-    const QString& text = fields.at(2);
-    const StyleColor color = StyleColor(recordNumber(fields, 3));
-    if (!text.isEmpty()) {
+    out->time = recordTime(out->fields.at(0));
+    if (!out->time.isValid() && !out->fields.at(0).isEmpty())
+        reportBad(tr("unreadable time %1").arg(shortened(out->fields.at(0))));
+    out->color = StyleColor(recordNumber(out->fields, 3));
+    return true;
+}
+
+void Replayer::replayLogRecord(const QString& text)
+{
+    Record record;
+    if (!splitRecord(text, &record))
+        return;
+    const QString& from = record.fields.at(1);
+    const QString& notation = record.fields.at(2);
+    if (!notation.isEmpty()) {
         // The tables of now: definitions loaded during the replay count.
         QRV16::MessageParser parser(m_model->tags());
-        const QList<QRV16::Message> messages = parser.parseList(text);
+        const QList<QRV16::Message> messages = parser.parseList(notation);
         if (!messages.isEmpty() && !parser.hasError()) {
-            const int src = recordNumber(fields, 4);
-            const int dst = recordNumber(fields, 5);
+            const int src = recordNumber(record.fields, 4);
+            const int dst = recordNumber(record.fields, 5);
             for (const QRV16::Message& msg : messages)
-                m_model->append(from, msg, color, time, src, dst);
+                m_model->append(from, msg, record.color, record.time, src, dst);
             return;
         }
     }
-    m_model->append(from, text, color, time);
+    m_model->append(from, notation, record.color, record.time);
 }
 
 Channel* Replayer::channelOf(const QString& source) const
@@ -283,32 +291,24 @@ Channel* Replayer::channelOf(const QString& source) const
     return channel ? channel : m_fallback.data();
 }
 
-void Replayer::replayHexRecord(const QString& record)
+void Replayer::replayHexRecord(const QString& text)
 {
-    const QStringList fields = Tools::splitCSV(record);
-    if (fields.isEmpty())
+    Record record;
+    if (!splitRecord(text, &record))
         return;
-    if (fields.size() < 3) {
-        reportBad(tr("not a log record: %1").arg(shortened(record.trimmed())));
-        return;
-    }
-    const QDateTime time = recordTime(fields.at(0));
-    if (!time.isValid() && !fields.at(0).isEmpty())
-        reportBad(tr("unreadable time %1").arg(shortened(fields.at(0))));
-    const QString& from = fields.at(1);
-    const QString& text = fields.at(2);
-    const StyleColor color = StyleColor(recordNumber(fields, 3));
+    const QString& from = record.fields.at(1);
+    const QString& bytesText = record.fields.at(2);
     const bool byteLine = from.endsWith(QLatin1String(" Con")) || from.endsWith(QLatin1String(" Raw"));
     Channel* target = byteLine ? channelOf(from) : nullptr;
     // Bytes that were sent come back as what they were, not as input.
-    const bool sent = target && color == channelColor(ColorRawTx1, target->number());
+    const bool sent = target && record.color == channelColor(ColorRawTx1, target->number());
     QByteArray bytes;
     if (target && !sent) {
-        switch (parseHexPairs(text, &bytes)) {
-        case HexText::Bytes: target->replay(time, bytes); return;
-        case HexText::Broken: reportBad(tr("not hexadecimal bytes: %1").arg(shortened(text))); return;
+        switch (parseHexPairs(bytesText, &bytes)) {
+        case HexText::Bytes: target->replay(record.time, bytes); return;
+        case HexText::Broken: reportBad(tr("not hexadecimal bytes: %1").arg(shortened(bytesText))); return;
         case HexText::NotHex: break;
         }
     }
-    m_model->append(from, text, color, time);
+    m_model->append(from, bytesText, record.color, record.time);
 }

@@ -3,11 +3,13 @@
 #include "app/stylesettings.h"
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QStringList>
 
 class Channel;
 class QTimer;
@@ -63,8 +65,16 @@ private:
     bool countSlice(const QElapsedTimer& clock);
     enum Read { Line, TooLong, Wait, End };
     Read readRecord(QByteArray* record, const QElapsedTimer& clock);
-    void replayLogRecord(const QString& record);
-    void replayHexRecord(const QString& record);
+    struct Record
+    {
+        QStringList fields; // at least three
+        QDateTime time;
+        StyleColor color = ColorNone;
+    };
+    // False for an empty line and for a bad record, which is reported.
+    bool splitRecord(const QString& text, Record* out);
+    void replayLogRecord(const QString& text);
+    void replayHexRecord(const QString& text);
     void reportBad(const QString& reason);
     void finish(bool completed);
     Channel* channelOf(const QString& source) const;
