@@ -17,15 +17,6 @@ namespace {
 
 const char* const Log = "Log";
 
-// "2011-03-04T10:20:30.045": the first 19 characters, then milliseconds.
-QDateTime recordTime(const QString& field)
-{
-    QDateTime time = QDateTime::fromString(field.left(19), Qt::ISODate);
-    if (time.isValid())
-        time = time.addMSecs(field.mid(20, 3).toInt());
-    return time;
-}
-
 int recordNumber(const QStringList& fields, int index)
 {
     bool ok = false;
@@ -244,6 +235,22 @@ void Replayer::runSlice()
     Q_EMIT progress(done(), total());
     if (!more)
         finish(true);
+}
+
+QDateTime Replayer::recordTime(const QString& field)
+{
+    // "2011-03-04T10:20:30.045": the first 19 characters, then milliseconds.
+    // Records come many to a second: the second is converted once.
+    const QStringView second = QStringView(field).left(19);
+    if (second != m_timeSecond) {
+        m_timeSecond = second.toString();
+        const QDateTime time = QDateTime::fromString(m_timeSecond, Qt::ISODate);
+        m_timeSecondValid = time.isValid();
+        m_timeSecondMs = m_timeSecondValid ? time.toMSecsSinceEpoch() : 0;
+    }
+    if (!m_timeSecondValid)
+        return QDateTime();
+    return QDateTime::fromMSecsSinceEpoch(m_timeSecondMs + QStringView(field).mid(20, 3).toInt());
 }
 
 bool Replayer::splitRecord(const QString& record, Record* out)

@@ -71,6 +71,7 @@ private:
         QDateTime time;
         StyleColor color = ColorNone;
     };
+    QDateTime recordTime(const QString& field);
     // False for an empty line and for a bad record, which is reported.
     bool splitRecord(const QString& text, Record* out);
     void replayLogRecord(const QString& text);
@@ -93,4 +94,7 @@ private:
     qint64 m_counted = 0;    // lines counted so far
     qint64 m_bad = 0;
     qint64 m_lineNumber = 0; // physical line, for the reports
+    QString m_timeSecond;        // the last record's time to the second
+    qint64 m_timeSecondMs = 0;
+    bool m_timeSecondValid = false;
 };

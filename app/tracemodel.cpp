@@ -453,14 +453,16 @@ bool TraceModel::hasChildren(const QModelIndex& parent) const
 {
     if (parent.column() > 0)
         return false;
-    const TraceItem* item = itemOrRoot(parent);
-    if (item == m_root.get())
+    if (!parent.isValid())
         return m_published > 0;
-    // A view asks this of every line it lays out: answer without building
-    // the child lines.
-    if (item->hasPendingChildren())
-        return item->message()->end > item->message()->start;
-    return item->childCount() > 0;
+    if (parent.model() != this)
+        return false;
+    // A view asks this of every line it lays out: answered from the root's
+    // list when the line is a top-level one, without touching the line.
+    const TraceItem* root = m_root.get();
+    if (root->child(parent.row()) == parent.internalPointer())
+        return root->childHasChildren(parent.row());
+    return static_cast<const TraceItem*>(parent.internalPointer())->hasChildLines();
 }
 
 int TraceModel::columnCount(const QModelIndex&) const

@@ -131,6 +131,7 @@ private Q_SLOTS:
     void linesBetweenBatchesArriveTogether();
     void batchesAreFiftyMillisecondsApart();
     void waitingLineCanBeCountedAndRemoved();
+    void hasChildrenWithoutBuildingThem();
     void separatorPainting_data();
     void separatorPainting();
 
@@ -823,6 +824,37 @@ void TestTraceModel::waitingLineCanBeCountedAndRemoved()
     QCOMPARE(model.rowCount(), 9);
     QCOMPARE(text(model, 8), QStringLiteral("ping (2)"));
     QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::hasChildrenWithoutBuildingThem()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    model.appendSeparator();
+    model.append(QStringLiteral("Main"), QStringLiteral("status"), ColorText, base);
+    model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base);
+    model.append(QStringLiteral("1"), QRV16::Message(QByteArray()), ColorMessageRx1, base);
+    TraceItem* plain = new TraceItem(TraceData(QStringLiteral("Main"), ColorText, QStringLiteral("x"), base));
+    model.append(plain);
+    model.flush();
+
+    QVERIFY(!model.hasChildren(model.index(0, 0)));
+    QVERIFY(!model.hasChildren(model.index(1, 0)));
+    const QModelIndex message = model.index(2, 0);
+    QVERIFY(model.hasChildren(message));
+    QVERIFY(model.index2item(message)->hasPendingChildren()); // not built by asking
+    QVERIFY(!model.hasChildren(model.index(3, 0)));
+    // Nested lists have children, plain elements none.
+    const QModelIndex reply = model.index(0, 0, message);
+    QVERIFY(model.hasChildren(reply));
+    QVERIFY(!model.hasChildren(model.index(0, 0, reply)));
+    QVERIFY(model.hasChildren(model.index(1, 0, reply)));
+    // A line that gets a child afterwards says so.
+    QVERIFY(!model.hasChildren(model.index(4, 0)));
+    plain->appendChild(new TraceItem(TraceData(QString(), ColorText, QStringLiteral("y"), base)));
+    QVERIFY(model.hasChildren(model.index(4, 0)));
+    // Attached last: it walks the tree and builds every child line.
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
 }
 
 void TestTraceModel::separatorPainting_data()
