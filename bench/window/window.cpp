@@ -223,10 +223,13 @@ void BM_ReceiveLine(benchmark::State& state)
     const QByteArray& message = state.range(1) ? r.typical : r.small;
     const QByteArray burst = message.repeated(Burst);
     double cpu = 0;
+    int batches = 0;
+    const auto counting = QObject::connect(r.model(), &QAbstractItemModel::rowsInserted, [&batches] { ++batches; });
     for (auto _ : state) {
         // Each burst lands on a trace of the size measured.
         state.PauseTiming();
         r.fill(int(state.range(0)), message);
+        batches = 0;
         state.ResumeTiming();
         const qint64 target = r.appended + Burst;
         const double before = processCpuSeconds();
@@ -239,7 +242,9 @@ void BM_ReceiveLine(benchmark::State& state)
             return;
         }
     }
+    QObject::disconnect(counting);
     state.counters["cpu_us/line"] = cpu * 1e6 / (double(state.iterations()) * Burst);
+    state.counters["batches"] = batches; // of the last burst
     state.counters["lines"] = double(r.model()->lineCount());
     state.SetLabel(state.range(1) ? "20 elements" : "5 bytes");
 }
