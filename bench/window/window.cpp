@@ -245,6 +245,7 @@ void BM_ReceiveLine(benchmark::State& state)
     QObject::disconnect(counting);
     state.counters["cpu_us/line"] = cpu * 1e6 / (double(state.iterations()) * Burst);
     state.counters["batches"] = batches; // of the last burst
+    state.counters["bytes"] = double(message.size());
     state.counters["lines"] = double(r.model()->lineCount());
     state.SetLabel(state.range(1) ? "20 elements" : "5 bytes");
 }
