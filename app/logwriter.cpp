@@ -25,7 +25,8 @@ QString LogWriter::fileName() const
 
 bool LogWriter::open(const QString& path, QString* error)
 {
-    if (m_file && QFileInfo(m_file->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath())
+    if (m_file &&
+        QFileInfo(m_file->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath())
         return true;
     if (QFile::exists(path))
         QFile::remove(path);
@@ -57,8 +58,9 @@ void LogWriter::write(const QModelIndex& index)
     const QByteArray record = m_model->data(index, TraceModel::LogRole).toString().toUtf8();
     if (m_file->write(record) != record.size()) {
         if (!m_failing)
-            Q_EMIT message(tr("Could not write to %1: %2")
-                               .arg(QDir::toNativeSeparators(m_file->fileName()), m_file->errorString()));
+            Q_EMIT message(
+                tr("Could not write to %1: %2")
+                    .arg(QDir::toNativeSeparators(m_file->fileName()), m_file->errorString()));
         m_failing = true;
         return;
     }

@@ -118,7 +118,8 @@ MainWindow::MainWindow(QWidget* parent)
     m_tv_trace->setColumnWidth(TraceModel::AddrColumn, 60);
     m_tv_trace->setColumnWidth(TraceModel::SourceColumn, 100);
     m_logwriter = new LogWriter(m_model, this);
-    connect(m_logwriter, &LogWriter::message, this, [this](const QString& text) { message(text, ColorError, source(Log)); });
+    connect(m_logwriter, &LogWriter::message, this,
+            [this](const QString& text) { message(text, ColorError, source(Log)); });
     m_replayer = new Replayer(m_model, this);
     connect(m_replayer, &Replayer::message, this,
             [this](const QString& text, StyleColor color) { message(text, color, source(Log)); });

@@ -112,7 +112,8 @@ bool Replayer::start(const QString& path, Mode mode)
     m_skipping = false;
     m_model->appendSeparator();
     const QString native = QDir::toNativeSeparators(path);
-    Q_EMIT message(mode == LogFile ? tr("Replay of file %1").arg(native) : tr("Replay hex dump of file %1").arg(native),
+    Q_EMIT message(mode == LogFile ? tr("Replay of file %1").arg(native)
+                                   : tr("Replay hex dump of file %1").arg(native),
                    ColorText);
     m_slice->start();
     return true;
@@ -122,9 +123,11 @@ void Replayer::cancel()
 {
     if (!isRunning())
         return;
-    Q_EMIT message(m_mode == LogFile ? tr("Replay cancelled after %1 of %2 lines").arg(m_lines).arg(m_lineTotal)
-                                     : tr("Replay cancelled after %1 of %2 bytes").arg(m_file.pos()).arg(m_file.size()),
-                   ColorText);
+    Q_EMIT message(
+        m_mode == LogFile
+            ? tr("Replay cancelled after %1 of %2 lines").arg(m_lines).arg(m_lineTotal)
+            : tr("Replay cancelled after %1 of %2 bytes").arg(m_file.pos()).arg(m_file.size()),
+        ColorText);
     finish(false);
 }
 
@@ -149,7 +152,6 @@ bool Replayer::countSlice(const QElapsedTimer& clock)
 {
     constexpr qint64 Block = 1 << 20;
     QByteArray block(Block, Qt::Uninitialized);
-    bool lastEndsLine = true;
     while (clock.elapsed() < SliceMilliseconds) {
         const qint64 n = m_file.read(block.data(), Block);
         if (n <= 0) {
@@ -157,11 +159,11 @@ bool Replayer::countSlice(const QElapsedTimer& clock)
             m_counting = false;
             return m_file.seek(0);
         }
-        for (const char* p = block.constData(), *end = p + n; (p = static_cast<const char*>(std::memchr(p, '\n', size_t(end - p)))); ++p)
+        for (const char *p = block.constData(), *end = p + n;
+             (p = static_cast<const char*>(std::memchr(p, '\n', size_t(end - p)))); ++p)
             ++m_counted;
-        lastEndsLine = block.at(n - 1) == '\n';
         // A last line without a line feed counts too.
-        if (m_file.atEnd() && !lastEndsLine)
+        if (m_file.atEnd() && block.at(n - 1) != '\n')
             ++m_counted;
     }
     return true;
@@ -305,16 +307,22 @@ void Replayer::replayHexRecord(const QString& text)
         return;
     const QString& from = record.fields.at(1);
     const QString& bytesText = record.fields.at(2);
-    const bool byteLine = from.endsWith(QLatin1String(" Con")) || from.endsWith(QLatin1String(" Raw"));
+    const bool byteLine =
+        from.endsWith(QLatin1String(" Con")) || from.endsWith(QLatin1String(" Raw"));
     Channel* target = byteLine ? channelOf(from) : nullptr;
     // Bytes that were sent come back as what they were, not as input.
     const bool sent = target && record.color == channelColor(ColorRawTx1, target->number());
     QByteArray bytes;
     if (target && !sent) {
         switch (parseHexPairs(bytesText, &bytes)) {
-        case HexText::Bytes: target->replay(record.time, bytes); return;
-        case HexText::Broken: reportBad(tr("not hexadecimal bytes: %1").arg(shortened(bytesText))); return;
-        case HexText::NotHex: break;
+        case HexText::Bytes:
+            target->replay(record.time, bytes);
+            return;
+        case HexText::Broken:
+            reportBad(tr("not hexadecimal bytes: %1").arg(shortened(bytesText)));
+            return;
+        case HexText::NotHex:
+            break;
         }
     }
     m_model->append(from, bytesText, record.color, record.time);

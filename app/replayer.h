@@ -94,7 +94,7 @@ private:
     qint64 m_counted = 0;    // lines counted so far
     qint64 m_bad = 0;
     qint64 m_lineNumber = 0; // physical line, for the reports
-    QString m_timeSecond;        // the last record's time to the second
+    QString m_timeSecond;    // the last record's time to the second
     qint64 m_timeSecondMs = 0;
     bool m_timeSecondValid = false;
 };

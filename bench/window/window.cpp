@@ -44,7 +44,7 @@
 namespace {
 
 constexpr int Burst = 1000;
-constexpr int FloodRate = 20000;   // messages per second
+constexpr int FloodRate = 20000; // messages per second
 constexpr int FloodSeconds = 10;
 constexpr int ReplayLines = 1000000;
 
@@ -67,7 +67,8 @@ double residentMiB()
     if (!statm.open(QIODevice::ReadOnly))
         return 0;
     const QList<QByteArray> fields = statm.readAll().split(' ');
-    return fields.size() > 1 ? double(fields.at(1).toLongLong()) * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0)
+    return fields.size() > 1 ? double(fields.at(1).toLongLong()) * double(sysconf(_SC_PAGESIZE)) /
+                                   (1024.0 * 1024.0)
                              : 0;
 }
 
@@ -108,7 +109,7 @@ struct Rig
     QTemporaryDir dir;
     std::unique_ptr<MainWindow> window;
     int peer = -1;
-    QByteArray small; // 5 bytes
+    QByteArray small;   // 5 bytes
     QByteArray typical; // 20 elements
     double emptyMiB = 0;
     qint64 appended = 0; // channel 1's lines
@@ -151,10 +152,13 @@ struct Rig
             qFatal("peer cannot connect");
         if (!spinUntil([&] { return channel->connection()->isConnected(); }, 10000))
             qFatal("channel 1 not connected");
-        QObject::connect(window->traceModel(), &TraceModel::appended, window.get(), [this](const QModelIndex& index) {
-            if (index.siblingAtColumn(TraceModel::SourceColumn).data().toString() == QLatin1String("1"))
-                ++appended;
-        });
+        QObject::connect(
+            window->traceModel(), &TraceModel::appended, window.get(),
+            [this](const QModelIndex& index) {
+                if (index.siblingAtColumn(TraceModel::SourceColumn).data().toString() ==
+                    QLatin1String("1"))
+                    ++appended;
+            });
         window->traceModel()->clear();
         settle();
         emptyMiB = residentMiB();
@@ -182,7 +186,8 @@ struct Rig
     // Waits until `count` more lines of channel 1 are in the view.
     bool arrive(qint64 target)
     {
-        const bool ok = spinUntil([&] { return appended >= target && model()->pendingCount() == 0; });
+        const bool ok =
+            spinUntil([&] { return appended >= target && model()->pendingCount() == 0; });
         settle();
         return ok;
     }
@@ -224,7 +229,8 @@ void BM_ReceiveLine(benchmark::State& state)
     const QByteArray burst = message.repeated(Burst);
     double cpu = 0;
     int batches = 0;
-    const auto counting = QObject::connect(r.model(), &QAbstractItemModel::rowsInserted, [&batches] { ++batches; });
+    const auto counting =
+        QObject::connect(r.model(), &QAbstractItemModel::rowsInserted, [&batches] { ++batches; });
     for (auto _ : state) {
         // Each burst lands on a trace of the size measured.
         state.PauseTiming();
@@ -313,7 +319,8 @@ void BM_Flood(benchmark::State& state)
         state.counters["empty_MiB"] = r.emptyMiB;
         state.counters["full_MiB"] = afterFirst;
         state.counters["KiB/line"] = (afterFirst - r.emptyMiB) * 1024.0 / TraceModel::DefaultLimit;
-        state.counters["2nd_flood_%"] = (afterSecond - afterFirst) * 100.0 / (afterFirst - r.emptyMiB);
+        state.counters["2nd_flood_%"] =
+            (afterSecond - afterFirst) * 100.0 / (afterFirst - r.emptyMiB);
     }
 }
 
@@ -350,8 +357,8 @@ void BM_ReplayLog(benchmark::State& state)
         QByteArray lines;
         const QDateTime start(QDate(2026, 11, 22), QTime(8, 0));
         for (int i = 0; i < ReplayLines; ++i) {
-            lines += start.addMSecs(i).toString(Qt::ISODateWithMs).toLatin1() + ",\"1\",\"PumpId=" +
-                     QByteArray::number(i % 1000) + "\",7,,\n";
+            lines += start.addMSecs(i).toString(Qt::ISODateWithMs).toLatin1() +
+                     ",\"1\",\"PumpId=" + QByteArray::number(i % 1000) + "\",7,,\n";
             if (lines.size() > (1 << 20)) {
                 file.write(lines);
                 lines.clear();

@@ -53,7 +53,8 @@ void TestLogWriter::everyLineInArrivalOrderBeforeTheViewsHearOfIt()
     QVERIFY(writer.open(path));
     // Out of order by a little: the trace sorts them, the log keeps arrival.
     for (int i = 0; i < count; ++i)
-        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i % 2 ? i - 10 : i));
+        model.append(QStringLiteral("1"), QString::number(i), ColorText,
+                     base.addMSecs(i % 2 ? i - 10 : i));
     // A batch as large as the limit is delivered at once.
     if (count < limit)
         QCOMPARE(model.rowCount(), 0);
@@ -63,7 +64,8 @@ void TestLogWriter::everyLineInArrivalOrderBeforeTheViewsHearOfIt()
     QCOMPARE(records.size(), count + 1);
     QVERIFY(records.constLast().isEmpty());
     for (int i = 0; i < count; ++i) {
-        const QByteArray time = base.addMSecs(i % 2 ? i - 10 : i).toString(Qt::ISODateWithMs).toLatin1();
+        const QByteArray time =
+            base.addMSecs(i % 2 ? i - 10 : i).toString(Qt::ISODateWithMs).toLatin1();
         QCOMPARE(records.at(i), time + ",\"1\",\"" + QByteArray::number(i) + "\",1,,");
     }
 }

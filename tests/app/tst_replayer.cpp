@@ -97,14 +97,16 @@ void TestReplayer::init()
     MainWindow::global[MainWindow::Decode] = true;
     m_model = std::make_unique<TraceModel>();
     m_model->setTags(m_tags.get());
-    m_tester = std::make_unique<QAbstractItemModelTester>(m_model.get(),
-                                                          QAbstractItemModelTester::FailureReportingMode::QtTest);
+    m_tester = std::make_unique<QAbstractItemModelTester>(
+        m_model.get(), QAbstractItemModelTester::FailureReportingMode::QtTest);
     m_channel1 = std::make_unique<Channel>(1);
     m_channel1->setModel(m_model.get());
     m_replayer = std::make_unique<Replayer>(m_model.get());
     m_replayer->setChannels(m_channel1.get(), nullptr, m_channel1.get());
     QObject::connect(m_replayer.get(), &Replayer::message, m_model.get(),
-                     [this](const QString& text, StyleColor color) { m_model->append(QStringLiteral("Log"), text, color); });
+                     [this](const QString& text, StyleColor color) {
+                         m_model->append(QStringLiteral("Log"), text, color);
+                     });
 }
 
 void TestReplayer::cleanup()
@@ -115,7 +117,8 @@ void TestReplayer::cleanup()
     m_model.reset();
 }
 
-void TestReplayer::run(Replayer::Mode mode, const QByteArray& content, QStringList* shown, bool* completed)
+void TestReplayer::run(Replayer::Mode mode, const QByteArray& content, QStringList* shown,
+                       bool* completed)
 {
     const QString path = m_dir.filePath(QStringLiteral("replay.csv"));
     QVERIFY(writeFile(path, content));
@@ -145,7 +148,8 @@ void TestReplayer::badRecordsAreReportedOnce_data()
         << int(Replayer::LogFile) << QByteArray(goodRecord) + QByteArray(1048577, ',')
         << QStringList{"Line 2: longer than 1048576 bytes, skipped"} << 1;
     QTest::newRow("odd characters in a byte line")
-        << int(Replayer::HexDump) << QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 0G\",3,,\n")
+        << int(Replayer::HexDump)
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 0G\",3,,\n")
         << QStringList{"Line 1: not hexadecimal bytes: 03 00 0G"} << 0;
     QStringList hundred;
     for (int i = 1; i <= Replayer::ReportLimit; ++i)
@@ -168,7 +172,8 @@ void TestReplayer::badRecordsAreReportedOnce()
     QVERIFY(completed);
     QStringList reported;
     for (const QString& line : std::as_const(shown)) {
-        if (line.startsWith(QLatin1String("Log|")) && !line.startsWith(QLatin1String("Log|Replay ")))
+        if (line.startsWith(QLatin1String("Log|")) &&
+            !line.startsWith(QLatin1String("Log|Replay ")))
             reported << line.mid(4);
     }
     QCOMPARE(reported, errors);
@@ -220,7 +225,8 @@ void TestReplayer::cancelStopsAtOnce()
     const qint64 done = m_replayer->done();
     QVERIFY(done < 200000);
     const QStringList shown = lines(*m_model);
-    QCOMPARE(shown.at(shown.size() - 2), QStringLiteral("Log|Replay cancelled after %1 of 200000 lines").arg(done));
+    QCOMPARE(shown.at(shown.size() - 2),
+             QStringLiteral("Log|Replay cancelled after %1 of 200000 lines").arg(done));
     QCOMPARE(shown.constLast(), QStringLiteral("|"));
     const int count = m_model->lineCount();
     QTest::qWait(100);
