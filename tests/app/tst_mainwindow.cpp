@@ -23,6 +23,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QListView>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSettings>
@@ -159,6 +160,7 @@ private Q_SLOTS:
     void logFailureIsReported();
     void replayLogDecodesAfresh();
     void replayHexDumpFeedsTheChannel();
+    void replayDialogCancels();
     void actionsMenusAndToolbar();
     void editorSavesIntoTheTrace();
     void copySelectedLines();
@@ -617,6 +619,27 @@ void TestMainWindow::replayHexDumpFeedsTheChannel()
              QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30, 50)));
     // The pause is back as the action says.
     QVERIFY(MainWindow::global[MainWindow::Pause]);
+}
+
+void TestMainWindow::replayDialogCancels()
+{
+    const QString path = m_dir.filePath(QStringLiteral("long.csv"));
+    QVERIFY(writeFile(path, QByteArray("2011-03-04T10:20:30.045,\"Main\",\"x\",1,,\n").repeated(300000)));
+    auto window = makeWindow();
+    auto* play = window->findChild<QAction*>(QStringLiteral("m_act_log_play"));
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
+    QVERIFY(window->replayLog(path));
+    QVERIFY(!play->isEnabled());
+    auto* dialog = window->findChild<QProgressDialog*>(QStringLiteral("m_dlg_replay"));
+    QVERIFY(dialog);
+    QTRY_VERIFY(window->replayer()->done() > 0);
+    QVERIFY(dialog->labelText().endsWith(QLatin1String(" of 300000 lines")));
+    dialog->findChild<QPushButton*>()->click();
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished.at(0).at(0).toBool(), false);
+    QVERIFY(play->isEnabled());
+    QTRY_VERIFY(!window->findChild<QProgressDialog*>(QStringLiteral("m_dlg_replay")));
+    QVERIFY(lines(*window->traceModel()).filter(QStringLiteral("Log|Replay cancelled after")).size() == 1);
 }
 
 void TestMainWindow::actionsMenusAndToolbar()

@@ -67,6 +67,7 @@ private Q_SLOTS:
     void cancelStopsAtOnce();
     void missingFileIsReported();
     void secondReplayWaits();
+    void hexDumpProgressCountsBytes();
 
 private:
     void run(Replayer::Mode mode, const QByteArray& content, QStringList* shown, bool* completed);
@@ -254,6 +255,20 @@ void TestReplayer::secondReplayWaits()
     QCOMPARE(m_replayer->mode(), Replayer::LogFile);
     QVERIFY(finished.wait(5000));
     QCOMPARE(m_model->lineCount(), 2 + 1 + 10 + 1);
+}
+
+void TestReplayer::hexDumpProgressCountsBytes()
+{
+    const QByteArray dump = QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 01 10 04\",3,,\n").repeated(50);
+    const QString path = m_dir.filePath(QStringLiteral("dump.csv"));
+    QVERIFY(writeFile(path, dump));
+    QSignalSpy progress(m_replayer.get(), &Replayer::progress);
+    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
+    QVERIFY(m_replayer->start(path, Replayer::HexDump));
+    QVERIFY(finished.wait(5000));
+    QCOMPARE(progress.constLast().at(0).toLongLong(), qint64(dump.size()));
+    QCOMPARE(progress.constLast().at(1).toLongLong(), qint64(dump.size()));
+    QCOMPARE(int(lines(*m_model).count(QStringLiteral("1|PumpId=4"))), 50);
 }
 
 QTEST_MAIN(TestReplayer)
