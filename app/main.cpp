@@ -1,10 +1,12 @@
 #include "app/mainwindow.h"
+#include "app/tools.h"
 
 #include <QApplication>
 #include <QIcon>
 
 int main(int argc, char** argv)
 {
+    Tools::pinTimeZone();
     auto* application = new QApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("korvgui"));
     QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));

@@ -1,6 +1,8 @@
 #include "app/mainwindow.h"
 
 #include "app/channel.h"
+#include "app/logwriter.h"
+#include "app/replayer.h"
 #include "app/styledialog.h"
 #include "app/tools.h"
 #include "app/tracedelegate.h"
@@ -37,7 +39,9 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QProgressDialog>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSettings>
 #include <QTimer>
 #include <QToolBar>
@@ -67,8 +71,6 @@ const char* const Bookmarks = "Bookmarks";
 const char* const Log = "Log";
 
 constexpr int HistoryLimit = 100;
-// A longer line of a log or dump is read in pieces, never whole.
-constexpr qint64 LineLimit = 1048576;
 
 QString source(const char* name)
 {
@@ -94,55 +96,6 @@ const Toggle toggles[] = {
     {MainWindow::LinkChannels, "MainWindow/LinkChannels", true},
 };
 
-// "2011-03-04T10:20:30.045": the first 19 characters, then milliseconds.
-QDateTime recordTime(const QString& field)
-{
-    QDateTime time = QDateTime::fromString(field.left(19), Qt::ISODate);
-    if (time.isValid())
-        time = time.addMSecs(field.mid(20, 3).toInt());
-    return time;
-}
-
-int recordNumber(const QStringList& fields, int index)
-{
-    bool ok = false;
-    const int value = fields.value(index).toInt(&ok);
-    return ok ? value : -1;
-}
-
-int nibble(QChar c)
-{
-    const ushort u = c.unicode();
-    if (u >= '0' && u <= '9')
-        return int(u - '0');
-    if (u >= 'a' && u <= 'f')
-        return int(u - 'a' + 10);
-    if (u >= 'A' && u <= 'F')
-        return int(u - 'A' + 10);
-    return -1;
-}
-
-// Pairs of hexadecimal digits with white space between them; false for
-// anything else, so that a status text is not taken for bytes.
-bool parseHexPairs(const QString& text, QByteArray* bytes)
-{
-    bytes->clear();
-    bytes->reserve(text.size() / 2);
-    for (int i = 0; i < text.size();) {
-        if (text.at(i).isSpace()) {
-            ++i;
-            continue;
-        }
-        const int high = nibble(text.at(i));
-        const int low = i + 1 < text.size() ? nibble(text.at(i + 1)) : -1;
-        if (high < 0 || low < 0)
-            return false;
-        bytes->append(char(high << 4 | low));
-        i += 2;
-    }
-    return !bytes->isEmpty();
-}
-
 QString errnoText()
 {
     return Tools::systemErrorString(errno);
@@ -164,7 +117,28 @@ MainWindow::MainWindow(QWidget* parent)
     m_tv_trace->setColumnWidth(TraceModel::TimeColumn, 190);
     m_tv_trace->setColumnWidth(TraceModel::AddrColumn, 60);
     m_tv_trace->setColumnWidth(TraceModel::SourceColumn, 100);
-    connect(m_model, &TraceModel::appended, this, &MainWindow::onAppended);
+    m_logwriter = new LogWriter(m_model, this);
+    connect(m_logwriter, &LogWriter::message, this,
+            [this](const QString& text) { message(text, ColorError, source(Log)); });
+    m_replayer = new Replayer(m_model, this);
+    connect(m_replayer, &Replayer::message, this,
+            [this](const QString& text, StyleColor color) { message(text, color, source(Log)); });
+    connect(m_replayer, &Replayer::progress, this, &MainWindow::onReplayProgress);
+    connect(m_replayer, &Replayer::finished, this, &MainWindow::onReplayFinished);
+    connect(m_model, &TraceModel::rowsInserted, this, &MainWindow::onTraceInserted);
+    connect(m_tv_trace->verticalScrollBar(), &QScrollBar::valueChanged, this, &MainWindow::onTraceScrolled);
+    connect(m_tv_trace, &QTreeView::pressed, this, [this] { m_following = false; });
+    connect(m_tv_trace->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this](const QItemSelection& selected) {
+                if (!selected.isEmpty())
+                    m_following = false;
+            });
+    // Moving to the newest line (End) follows again.
+    connect(m_tv_trace->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex& current) {
+                if (current.isValid() && !current.parent().isValid() && current.row() == m_model->rowCount() - 1)
+                    m_following = true;
+            });
 
     m_channel1 = new Channel(1, this);
     m_channel2 = new Channel(2, this);
@@ -173,6 +147,7 @@ MainWindow::MainWindow(QWidget* parent)
     m_channel1->setLinkedChannel(m_channel2);
     m_channel2->setLinkedChannel(m_channel1);
     m_target = m_channel1;
+    m_replayer->setChannels(m_channel1, m_channel2, m_target);
     connect(m_channel1, &Channel::stateChanged, this, &MainWindow::onStateChanged1);
     connect(m_channel2, &Channel::stateChanged, this, &MainWindow::onStateChanged2);
     connectActions();
@@ -438,6 +413,9 @@ void MainWindow::setupUi()
     menuBar()->setCornerWidget(m_lbl_corner, Qt::TopRightCorner);
 
     m_tv_trace->addActions({m_act_copy, m_act_delete_line, m_act_add_separator, m_act_clear_all});
+    // Del belongs to the trace only while it has the focus: the bookmark
+    // panel and the entry line have a Del of their own.
+    m_act_delete_line->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     auto* separator = new QAction(this);
     separator->setSeparator(true);
     m_tv_trace->addAction(separator);
@@ -664,14 +642,16 @@ void MainWindow::onStateChanged2()
     m_channel2->updateStateActions(m_act_connect2, m_act_ssl2);
 }
 
-void MainWindow::onAppended(const QModelIndex& index)
+void MainWindow::onTraceInserted(const QModelIndex& parent)
 {
-    if (global[AutoScroll])
-        m_tv_trace->setCurrentIndex(index);
-    if (m_log) {
-        m_log->write(m_model->data(index, TraceModel::LogRole).toString().toUtf8());
-        m_logflush->start();
-    }
+    // The current line and the selection stay where the user put them.
+    if (!parent.isValid() && global[AutoScroll] && m_following)
+        m_tv_trace->scrollToBottom();
+}
+
+void MainWindow::onTraceScrolled(int value)
+{
+    m_following = value >= m_tv_trace->verticalScrollBar()->maximum();
 }
 
 void MainWindow::onExpandAll()
@@ -1052,7 +1032,7 @@ void MainWindow::onEditDefinitions()
 
 bool MainWindow::isLogging() const
 {
-    return m_log != nullptr;
+    return m_logwriter->isOpen();
 }
 
 QString MainWindow::logDialogPath() const
@@ -1078,24 +1058,18 @@ void MainWindow::onLogStart()
 
 bool MainWindow::startLog(const QString& path)
 {
-    if (m_log && QFileInfo(m_log->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath())
+    const bool same = m_logwriter->isOpen() &&
+                      QFileInfo(m_logwriter->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath();
+    if (same)
         return true;
-    if (QFile::exists(path))
-        QFile::remove(path);
-    auto file = std::make_unique<QFile>(path);
-    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
-        message(file->errorString(), ColorError, source(Log));
+    if (m_logwriter->isOpen())
+        onLogStop();
+    QString error;
+    if (!m_logwriter->open(path, &error)) {
+        message(error, ColorError, source(Log));
         return false;
     }
     rememberPath("MainWindow/LastLogPath", path);
-    onLogStop();
-    if (!m_logflush) {
-        m_logflush = new QTimer(this);
-        m_logflush->setInterval(1000);
-        m_logflush->setSingleShot(true);
-        connect(m_logflush, &QTimer::timeout, this, &MainWindow::onLogFlush);
-    }
-    m_log = std::move(file);
     message(tr("Logging to %1").arg(QDir::toNativeSeparators(path)), source(Log));
     setLogActions(true);
     return true;
@@ -1103,23 +1077,18 @@ bool MainWindow::startLog(const QString& path)
 
 void MainWindow::onLogStop()
 {
-    if (m_log) {
+    if (m_logwriter && m_logwriter->isOpen()) {
         // Said while the file is open, so that the log records its own end.
-        if (m_model)
-            message(tr("Stopped logging to %1").arg(QDir::toNativeSeparators(m_log->fileName())), source(Log));
-        m_log->close();
-        m_log.reset();
+        message(tr("Stopped logging to %1").arg(QDir::toNativeSeparators(m_logwriter->fileName())), source(Log));
+        m_logwriter->close();
     }
-    if (m_logflush)
-        m_logflush->stop();
     if (m_act_log_start)
         setLogActions(false);
 }
 
 void MainWindow::onLogFlush()
 {
-    if (m_log)
-        m_log->flush();
+    m_logwriter->flush();
 }
 
 void MainWindow::onLogPlay()
@@ -1135,33 +1104,7 @@ void MainWindow::onLogPlay()
 
 bool MainWindow::replayLog(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        message(file.errorString(), ColorError, source(Log));
-        return false;
-    }
-    m_model->appendSeparator();
-    message(tr("Replay of file %1").arg(QDir::toNativeSeparators(path)), source(Log));
-    QRV16::MessageParser parser(m_tags.get());
-    while (!file.atEnd()) {
-        const QString line = QString::fromUtf8(file.readLine(LineLimit));
-        const QStringList fields = Tools::splitCSV(line);
-        if (fields.isEmpty())
-            continue;
-        const QDateTime time = recordTime(fields.value(0));
-        const QString from = fields.value(1);
-        const QString text = fields.value(2);
-        const StyleColor color = StyleColor(recordNumber(fields, 3));
-        const QList<QRV16::Message> messages = text.isEmpty() ? QList<QRV16::Message>() : parser.parseList(text);
-        if (messages.isEmpty() || parser.hasError()) {
-            m_model->append(from, text, color, time);
-            continue;
-        }
-        for (const QRV16::Message& msg : messages)
-            m_model->append(from, msg, color, time, recordNumber(fields, 4), recordNumber(fields, 5));
-    }
-    m_model->appendSeparator();
-    return true;
+    return startReplay(path, Replayer::LogFile);
 }
 
 void MainWindow::onLogPlayHex()
@@ -1177,44 +1120,52 @@ void MainWindow::onLogPlayHex()
 
 bool MainWindow::replayHexDump(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        message(file.errorString(), ColorError, source(Log));
+    return startReplay(path, Replayer::HexDump);
+}
+
+bool MainWindow::startReplay(const QString& path, int mode)
+{
+    m_replayer->setChannels(m_channel1, m_channel2, m_target);
+    if (!m_replayer->start(path, Replayer::Mode(mode)))
         return false;
-    }
-    m_model->appendSeparator();
-    message(tr("Replay hex dump of file %1").arg(QDir::toNativeSeparators(path)), source(Log));
-    // A paused display would drop every replayed byte: pause is lifted for
-    // the replay, and the action's state is taken again afterwards.
-    global[Pause] = false;
-    QPointer<MainWindow> alive(this);
-    QByteArray bytes;
-    while (!file.atEnd()) {
-        const QStringList fields = Tools::splitCSV(QString::fromUtf8(file.readLine(LineLimit)));
-        if (!fields.isEmpty()) {
-            const QDateTime time = recordTime(fields.value(0));
-            const QString from = fields.value(1);
-            const QString text = fields.value(2);
-            const StyleColor color = StyleColor(recordNumber(fields, 3));
-            const bool byteLine = from.endsWith(QLatin1String(" Con")) || from.endsWith(QLatin1String(" Raw"));
-            Channel* target = channel(from.section(QLatin1Char(' '), 0, 0).toInt());
-            if (!target)
-                target = m_target;
-            // Bytes that were sent come back as what they were, not as input.
-            const bool sent = color == channelColor(ColorRawTx1, target->number());
-            if (byteLine && !sent && parseHexPairs(text, &bytes))
-                target->replay(time, bytes);
-            else
-                m_model->append(from, text, color, time);
-        }
-        // Long replays keep the window alive.
-        QCoreApplication::processEvents();
-        if (!alive)
-            return false;
-    }
-    m_model->appendSeparator();
-    updateToggles();
+    m_act_log_play->setEnabled(false);
+    m_act_log_play_hex->setEnabled(false);
+    // Not modal: the trace stays live and usable while the file plays.
+    m_replaydialog = new QProgressDialog(this);
+    m_replaydialog->setObjectName(QStringLiteral("m_dlg_replay"));
+    m_replaydialog->setWindowTitle(mode == Replayer::LogFile ? tr("Replay log") : tr("Replay hex dump"));
+    m_replaydialog->setLabelText(tr("Replaying %1").arg(QDir::toNativeSeparators(path)));
+    m_replaydialog->setAutoClose(false);
+    m_replaydialog->setAutoReset(false);
+    m_replaydialog->setMinimumDuration(300);
+    m_replaydialog->setRange(0, 0);
+    connect(m_replaydialog, &QProgressDialog::canceled, m_replayer, &Replayer::cancel);
     return true;
+}
+
+void MainWindow::onReplayProgress(qint64 done, qint64 total)
+{
+    if (!m_replaydialog)
+        return;
+    const bool lines = m_replayer->mode() == Replayer::LogFile;
+    if (total <= 0) {
+        m_replaydialog->setRange(0, 0);
+        return;
+    }
+    // Per mille: byte counts overflow an int.
+    m_replaydialog->setRange(0, 1000);
+    m_replaydialog->setValue(int(qMin<qint64>(1000, done * 1000 / total)));
+    m_replaydialog->setLabelText(lines ? tr("%1 of %2 lines").arg(done).arg(total)
+                                       : tr("%1 of %2 bytes").arg(done).arg(total));
+}
+
+void MainWindow::onReplayFinished()
+{
+    delete m_replaydialog.data();
+    m_act_log_play->setEnabled(true);
+    m_act_log_play_hex->setEnabled(true);
+    if (m_replayer->mode() == Replayer::HexDump)
+        updateToggles();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)

@@ -17,7 +17,10 @@ class QAction;
 class QComboBox;
 class QDockWidget;
 class QFile;
+class LogWriter;
 class QLabel;
+class QProgressDialog;
+class Replayer;
 class QMenu;
 class QModelIndex;
 class QPushButton;
@@ -76,6 +79,8 @@ public:
     QString definitionsPath() const { return m_definitionspath; }
     QString bookmarksPath() const { return m_bookmarkspath; }
     bool isLogging() const;
+    bool isFollowing() const { return m_following; }
+    Replayer* replayer() const { return m_replayer; }
 
     void message(const QString& text, StyleColor color, const QString& source);
     void message(const QString& text, StyleColor color);
@@ -92,7 +97,10 @@ public Q_SLOTS:
     void onGo2();
     void onStateChanged1();
     void onStateChanged2();
-    void onAppended(const QModelIndex& index);
+    // Auto scroll: a batch of new lines scrolls the view to the bottom while
+    // it follows them.
+    void onTraceInserted(const QModelIndex& parent);
+    void onTraceScrolled(int value);
     void onExpandAll();
     void onCollapseAll();
     void onStyle();
@@ -128,10 +136,13 @@ public Q_SLOTS:
     void setTags(QRV16::Item* root);
     void about();
 
-    // The log and replay steps without their file dialogs.
+    // The log and replay steps without their file dialogs. A replay runs
+    // on from the event loop; replayer() tells when it is done.
     bool startLog(const QString& path);
     bool replayLog(const QString& path);
     bool replayHexDump(const QString& path);
+    void onReplayProgress(qint64 done, qint64 total);
+    void onReplayFinished();
 
 Q_SIGNALS:
     void globalsChanged();
@@ -151,6 +162,7 @@ private:
     void setLogActions(bool logging);
     QString logDialogPath() const;
     void rememberPath(const char* key, const QString& path);
+    bool startReplay(const QString& path, int mode);
 
     // Form; owned by the window through Qt's parent chain.
     QWidget* m_central_widget = nullptr;
@@ -225,7 +237,11 @@ private:
     QPointer<BookmarkEditor> m_bookmarkeditor;
     QPointer<StyleDialog> m_styledialog;
     QPointer<QWidget> m_editor;
-    std::unique_ptr<QFile> m_log;
-    QTimer* m_logflush = nullptr; // Owned (child); made on first use.
+    LogWriter* m_logwriter = nullptr; // Owned (child).
+    Replayer* m_replayer = nullptr;   // Owned (child).
+    QPointer<QProgressDialog> m_replaydialog;
     bool m_hidedup = false;       // flag 6 as last shown in the banner
+    // Like a terminal: the view follows new lines until the user scrolls up,
+    // clicks or selects, and again once back at the bottom.
+    bool m_following = true;
 };

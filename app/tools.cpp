@@ -206,4 +206,10 @@ QString systemErrorString()
     return systemErrorString(errno);
 }
 
+void pinTimeZone()
+{
+    if (qEnvironmentVariableIsEmpty("TZ"))
+        qputenv("TZ", ":/etc/localtime");
+}
+
 } // namespace Tools

@@ -40,12 +40,23 @@ TraceData TraceItem::data() const
 
 TraceItem::~TraceItem()
 {
-    qDeleteAll(m_children);
+    for (const Slot& slot : std::as_const(m_children))
+        delete slot.item;
 }
 
 TraceItem* TraceItem::child(int row) const
 {
-    return row >= 0 && row < m_children.size() ? m_children.at(row) : nullptr;
+    return row >= 0 && row < m_children.size() ? m_children.at(row).item : nullptr;
+}
+
+bool TraceItem::childHasChildren(int row) const
+{
+    return row >= 0 && row < m_children.size() && m_children.at(row).hasChildren;
+}
+
+bool TraceItem::hasChildLines() const
+{
+    return !m_children.isEmpty() || (m_message && m_message->end > m_message->start);
 }
 
 int TraceItem::row() const
@@ -65,10 +76,14 @@ void TraceItem::insertBefore(int row, TraceItem* child)
     row = qBound(0, row, int(m_children.size()));
     child->m_parent = this;
     child->m_sequence = m_base + row;
-    m_children.insert(row, child);
+    m_children.insert(row, Slot{child, child->hasChildLines()});
+    if (m_parent && m_children.size() == 1) {
+        Slot& mine = m_parent->m_children[this->row()];
+        mine.hasChildren = true;
+    }
     // Lines go in near the end, so this touches few items.
     for (qsizetype i = row + 1; i < m_children.size(); ++i)
-        ++m_children.at(i)->m_sequence;
+        ++m_children.at(i).item->m_sequence;
 }
 
 void TraceItem::remove(int row, int count)
@@ -81,10 +96,10 @@ void TraceItem::remove(int row, int count)
         return;
     }
     for (int i = row; i < row + count; ++i)
-        delete m_children.at(i);
+        delete m_children.at(i).item;
     m_children.remove(row, count);
     for (qsizetype i = row; i < m_children.size(); ++i)
-        m_children.at(i)->m_sequence -= count;
+        m_children.at(i).item->m_sequence -= count;
 }
 
 void TraceItem::removeFirst(int count)
@@ -93,7 +108,7 @@ void TraceItem::removeFirst(int count)
     if (count <= 0)
         return;
     for (int i = 0; i < count; ++i)
-        delete m_children.at(i);
+        delete m_children.at(i).item;
     // QList drops leading elements by moving its begin, without copying.
     m_children.remove(0, count);
     m_base += count;
@@ -102,4 +117,6 @@ void TraceItem::removeFirst(int count)
 void TraceItem::setMessage(const MessageRange& range)
 {
     m_message = std::make_unique<MessageRange>(range);
+    if (m_parent && hasChildLines())
+        m_parent->m_children[row()].hasChildren = true;
 }

@@ -55,6 +55,11 @@ public:
     TraceItem* parent() const { return m_parent; }
     TraceItem* child(int row) const;
     int childCount() const { return int(m_children.size()); }
+    // Whether the child at `row` has or will build child lines, answered
+    // from this item's list without touching the child: a view asks it of
+    // every row it lays out.
+    bool childHasChildren(int row) const;
+    bool hasChildLines() const;
     int row() const;
 
     // Take ownership of `child`.
@@ -77,7 +82,12 @@ private:
     int m_src;
     int m_dst;
     TraceItem* m_parent = nullptr;
-    QList<TraceItem*> m_children; // Owned.
+    struct Slot
+    {
+        TraceItem* item; // Owned.
+        bool hasChildren;
+    };
+    QList<Slot> m_children;
     qint64 m_sequence = 0;        // row + the parent's m_base
     qint64 m_base = 0;            // sequence number of the first child
     std::unique_ptr<MessageRange> m_message;

@@ -7,6 +7,7 @@
 
 #include <QFontMetrics>
 #include <QSize>
+#include <QTimer>
 
 namespace {
 
@@ -114,26 +115,82 @@ QModelIndex TraceModel::insert(TraceItem* item, bool announce)
             row = i;
         }
     }
-
-    beginInsertRows(QModelIndex(), row, row);
-    root->insertBefore(row, item);
-    m_originKnown = false;
-    endInsertRows();
-
-    const int surplus = root->childCount() - m_limit;
-    if (surplus > 0) {
-        const bool survives = row >= surplus;
-        beginRemoveRows(QModelIndex(), 0, surplus - 1);
-        root->removeFirst(surplus);
-        endRemoveRows();
-        if (!survives)
-            return QModelIndex();
+    // The next batch drops the lines over the limit from the top; a line
+    // among them would only come and go.
+    if (row < n + 1 - m_limit) {
+        delete item;
+        return QModelIndex();
     }
+
+    if (row < m_published) {
+        // Sorted in among lines the views know: they must hear of it now.
+        beginInsertRows(QModelIndex(), row, row);
+        root->insertBefore(row, item);
+        ++m_published;
+        m_originKnown = false;
+        endInsertRows();
+    } else {
+        root->insertBefore(row, item);
+        m_originKnown = false;
+    }
+    if (pendingCount() >= qMin(MaxPendingLines, m_limit))
+        flush();
+    else
+        scheduleFlush();
 
     const QModelIndex index = createIndex(item->row(), 0, item);
     if (announce)
         Q_EMIT appended(index);
     return index;
+}
+
+void TraceModel::scheduleFlush()
+{
+    if (pendingCount() == 0 && lineCount() <= m_limit)
+        return;
+    if (!m_flushTimer) {
+        m_flushTimer = new QTimer(this);
+        m_flushTimer->setSingleShot(true);
+        connect(m_flushTimer, &QTimer::timeout, this, &TraceModel::flush);
+    }
+    if (m_flushTimer->isActive())
+        return;
+    const qint64 since = m_sinceFlush.isValid() ? m_sinceFlush.elapsed() : qint64(BatchMilliseconds);
+    // A zero interval still waits for the next event-loop turn.
+    m_flushTimer->start(int(qBound(qint64(0), qint64(BatchMilliseconds) - since, qint64(BatchMilliseconds))));
+}
+
+void TraceModel::flush()
+{
+    if (m_flushTimer)
+        m_flushTimer->stop();
+    m_sinceFlush.start();
+    TraceItem* root = m_root.get();
+    // Waiting lines never outnumber the limit, so the surplus is all known.
+    const int surplus = qMin(root->childCount() - m_limit, m_published);
+    if (surplus > 0) {
+        beginRemoveRows(QModelIndex(), 0, surplus - 1);
+        root->removeFirst(surplus);
+        m_published -= surplus;
+        m_originKnown = false;
+        endRemoveRows();
+    }
+    const int first = m_published;
+    const int count = root->childCount() - first;
+    if (count <= 0)
+        return;
+    beginInsertRows(QModelIndex(), first, first + count - 1);
+    m_published += count;
+    endInsertRows();
+}
+
+bool TraceModel::isPublished(const TraceItem* item) const
+{
+    if (!item)
+        return false;
+    while (item->parent() && item->parent() != m_root.get())
+        item = item->parent();
+    return item->parent() && item->row() < m_published;
 }
 
 QModelIndex TraceModel::appendSeparator()
@@ -145,6 +202,8 @@ void TraceModel::removeItem(TraceItem* parent, int row, int count)
 {
     beginRemoveRows(item2index(parent), row, row + count - 1);
     parent->remove(row, count);
+    if (parent == m_root.get())
+        m_published -= count;
     m_originKnown = false;
     endRemoveRows();
 }
@@ -154,6 +213,9 @@ void TraceModel::remove(const QModelIndex& index)
     TraceItem* item = index2item(index);
     if (!item)
         return;
+    // Views can only be told of removing a line they know.
+    if (!isPublished(item))
+        flush();
     removeItem(item->parent(), item->row(), 1);
 }
 
@@ -162,8 +224,9 @@ bool TraceModel::removeRows(int row, int count, const QModelIndex& parent)
     if (parent.isValid() && parent.model() != this)
         return false;
     TraceItem* item = itemOrRoot(parent);
-    populate(item);
-    if (row < 0 || count <= 0 || row + count > item->childCount())
+    if (item != m_root.get() && !isPublished(item))
+        flush();
+    if (row < 0 || count <= 0 || row + count > rowCount(parent))
         return false;
     removeItem(item, row, count);
     return true;
@@ -173,7 +236,10 @@ void TraceModel::clear()
 {
     beginResetModel();
     m_root = std::make_unique<TraceItem>(rootData());
+    m_published = 0;
     m_originKnown = false;
+    if (m_flushTimer)
+        m_flushTimer->stop();
     endResetModel();
 }
 
@@ -207,6 +273,8 @@ void TraceModel::update(const QModelIndex& index, const QString& text)
     if (!item)
         return;
     item->setText(text);
+    if (!isPublished(item))
+        return;
     const int row = item->row();
     Q_EMIT dataChanged(createIndex(row, 0, item), createIndex(row, ColumnCount - 1, item));
 }
@@ -225,14 +293,9 @@ void TraceModel::setStyle(const StyleSettings* style)
 
 void TraceModel::setLimit(int lines)
 {
+    flush();
     m_limit = qMax(lines, 1);
-    const int surplus = m_root->childCount() - m_limit;
-    if (surplus > 0) {
-        beginRemoveRows(QModelIndex(), 0, surplus - 1);
-        m_root->removeFirst(surplus);
-        m_originKnown = false;
-        endRemoveRows();
-    }
+    flush();
 }
 
 qint64 TraceModel::origin() const
@@ -359,6 +422,8 @@ QModelIndex TraceModel::index(int row, int column, const QModelIndex& parent) co
         return QModelIndex();
     if (parent.isValid() && parent.model() != this)
         return QModelIndex();
+    // Waiting lines have indexes too, beyond rowCount(): the model keeps
+    // persistent indexes to them in step as lines come and go.
     TraceItem* item = itemOrRoot(parent);
     populate(item);
     TraceItem* child = item->child(row);
@@ -378,8 +443,26 @@ int TraceModel::rowCount(const QModelIndex& parent) const
     if (parent.column() > 0)
         return 0;
     TraceItem* item = itemOrRoot(parent);
+    if (item == m_root.get())
+        return m_published;
     populate(item);
     return item->childCount();
+}
+
+bool TraceModel::hasChildren(const QModelIndex& parent) const
+{
+    if (parent.column() > 0)
+        return false;
+    if (!parent.isValid())
+        return m_published > 0;
+    if (parent.model() != this)
+        return false;
+    // A view asks this of every line it lays out: answered from the root's
+    // list when the line is a top-level one, without touching the line.
+    const TraceItem* root = m_root.get();
+    if (root->child(parent.row()) == parent.internalPointer())
+        return root->childHasChildren(parent.row());
+    return static_cast<const TraceItem*>(parent.internalPointer())->hasChildLines();
 }
 
 int TraceModel::columnCount(const QModelIndex&) const

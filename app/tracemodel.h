@@ -8,6 +8,7 @@
 
 #include <QAbstractItemModel>
 #include <QDateTime>
+#include <QElapsedTimer>
 
 #include <memory>
 
@@ -15,9 +16,12 @@ namespace QRV16 {
 class TagDataLut;
 }
 
+class QTimer;
+
 // The trace: status, raw byte and message lines in time order, at most
 // limit() of them, message lines with their decoded elements as child lines.
-// Every call a view makes is O(1) at any number of lines.
+// Every call a view makes is O(1) at any number of lines. Views learn of new
+// lines in batches (see flush()); appended() reports each line at once.
 class TraceModel : public QAbstractItemModel
 {
     Q_OBJECT
@@ -31,6 +35,12 @@ public:
     static constexpr int ScanLines = 100;
     // ... and only past lines less than this much later than itself.
     static constexpr qint64 ScanMilliseconds = 2000;
+    // Views hear of new lines at most this often, and never within the
+    // event-loop turn that added them ...
+    static constexpr int BatchMilliseconds = 50;
+    // ... unless this many wait: a loop that never returns to the event
+    // loop must not hold more than limit() plus a batch.
+    static constexpr int MaxPendingLines = 10000;
 
     explicit TraceModel(QObject* parent = nullptr);
     ~TraceModel() override;
@@ -43,7 +53,8 @@ public:
     QModelIndex append(const QString& source, const QRV16::Message& msg, StyleColor color,
                        QDateTime time, int src = -1, int dst = -1);
     // Takes ownership; returns the line's index, invalid when the line did
-    // not stay (null, or pushed out by the limit at once).
+    // not stay (null, or pushed out by the limit at once). The index is
+    // valid for data(), count() and update() before views know the row.
     QModelIndex append(TraceItem* item);
     QModelIndex appendSeparator();
     // A status line that is still growing: appended() waits until
@@ -74,7 +85,13 @@ public:
 
     int limit() const { return m_limit; }
     void setLimit(int lines);
+    // All lines, those views do not know yet included.
     int lineCount() const { return m_root->childCount(); }
+    // Lines waiting for the next batch.
+    int pendingCount() const { return m_root->childCount() - m_published; }
+    // Tells views of the waiting lines now: drops the lines over the limit
+    // in one removal and adds the new ones in one insertion.
+    void flush();
 
     QString timestamp(const QDateTime& time) const;
     static QString logData(const TraceData& data);
@@ -89,6 +106,7 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation,
                         int role = Qt::DisplayRole) const override;
     Qt::ItemFlags flags(const QModelIndex& index) const override;
+    bool hasChildren(const QModelIndex& parent = QModelIndex()) const override;
 
 Q_SIGNALS:
     void appended(const QModelIndex& index);
@@ -106,6 +124,8 @@ private:
     QVariant fontData(int column) const;
     QVariant highlightData(const TraceItem* item, int role) const;
     void removeItem(TraceItem* parent, int row, int count);
+    void scheduleFlush();
+    bool isPublished(const TraceItem* item) const;
 
     std::unique_ptr<TraceItem> m_root;
     int m_limit = DefaultLimit;
@@ -113,6 +133,11 @@ private:
     const StyleSettings* m_style = nullptr; // Not owned.
     const QRV16::TagDataLut* m_tags = nullptr; // Not owned.
     int m_rowHeight = 32;
+    // Top-level lines that views know: the first m_published children of
+    // the root. The rest wait for flush().
+    int m_published = 0;
+    QTimer* m_flushTimer = nullptr; // Owned (child).
+    QElapsedTimer m_sinceFlush;
     // Time of the first timed line, for relative time stamps; recomputed
     // after the lines change.
     mutable qint64 m_origin = TraceItem::NoStamp;

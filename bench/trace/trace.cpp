@@ -121,6 +121,7 @@ void appendLines(benchmark::State& state, bool outOfOrder)
                           QDateTime::fromMSecsSinceEpoch(ms), 1, 2);
         }
         state.PauseTiming();
+        model->flush();
         if (model->lineCount() != cap)
             state.SkipWithError("the model does not hold its limit");
         model.reset();

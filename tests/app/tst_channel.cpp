@@ -55,7 +55,7 @@ QString source(const TraceModel& model, int row)
 QStringList lines(const TraceModel& model)
 {
     QStringList out;
-    for (int row = 0; row < model.rowCount(); ++row)
+    for (int row = 0; row < model.lineCount(); ++row)
         out << source(model, row) + QLatin1Char('|') + text(model, row);
     return out;
 }
@@ -166,8 +166,8 @@ void TestChannel::unparsableTextGivesErrLineAndSendsNothing_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("error");
     QTest::newRow("three digits are a name, not a code") << QStringLiteral("101=5") << QStringLiteral("Tag 101 not defined");
-    QTest::newRow("unknown name") << QStringLiteral("NoSuchTag=1") << QString();
-    QTest::newRow("second element bad") << QStringLiteral("1001=1 1001=x") << QString();
+    QTest::newRow("unknown name") << QStringLiteral("NoSuchTag=1") << QStringLiteral("Tag NoSuchTag not defined");
+    QTest::newRow("second element bad") << QStringLiteral("1001=1 1001=x") << QStringLiteral("Failed to decode value");
 }
 
 void TestChannel::unparsableTextGivesErrLineAndSendsNothing()
@@ -176,11 +176,9 @@ void TestChannel::unparsableTextGivesErrLineAndSendsNothing()
     QFETCH(QString, error);
     QSignalSpy appended(m_channel.get(), &Channel::appended);
     QVERIFY(!m_channel->sendMessage(text));
-    QCOMPARE(m_model->rowCount(), 1);
+    QCOMPARE(m_model->lineCount(), 1);
     QCOMPARE(source(*m_model, 0), QStringLiteral("1 Err"));
-    QVERIFY(!text.isEmpty());
-    if (!error.isEmpty())
-        QCOMPARE(::text(*m_model, 0), error);
+    QCOMPARE(::text(*m_model, 0), error);
     QCOMPARE(m_model->index2item(m_model->index(0, 0))->color(), ColorError);
     QCOMPARE(appended.count(), 1);
     QVERIFY(m_sent.isEmpty());
@@ -262,7 +260,7 @@ void TestChannel::hideDuplicatesOnReceiveNeedsSameAddresses()
     const QByteArray bytes = bytesOf(QStringLiteral("1001=3"), nullptr);
     m_channel->receive(5, 0, bytes);
     m_channel->receive(secondSrc, secondDst, bytes);
-    QCOMPARE(m_model->rowCount(), lineCount);
+    QCOMPARE(m_model->lineCount(), lineCount);
     if (lineCount == 1)
         QCOMPARE(text(*m_model, 0), QStringLiteral("PumpId=3 (2)"));
     QCOMPARE(m_model->index(0, TraceModel::AddrColumn).data().toString(), QStringLiteral("5 -> 0"));
@@ -286,7 +284,7 @@ void TestChannel::pauseLosesBytesAndHalfMessages()
     MainWindow::global[MainWindow::Pause] = true;
     m_channel->receive(-1, -1, first.mid(5));
     m_channel->receive(-1, -1, second);
-    QCOMPARE(m_model->rowCount(), 0);
+    QCOMPARE(m_model->lineCount(), 0);
     MainWindow::global[MainWindow::Pause] = false;
     m_channel->receive(-1, -1, second);
     QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=2")});
@@ -315,7 +313,7 @@ void TestChannel::hexDumps()
         QVERIFY(m_channel->sendMessage(notation));
     else
         m_channel->receive(-1, -1, bytesOf(notation, nullptr));
-    QCOMPARE(m_model->rowCount(), 3);
+    QCOMPARE(m_model->lineCount(), 3);
     QStringList dump;
     for (int row = 0; row < 3; ++row) {
         if (source(*m_model, row) == QLatin1String("1 Hex")) {
@@ -398,11 +396,11 @@ void TestChannel::tracerLineIsReplacedUntilNext()
 void TestChannel::tracerLineWaitsForTheFlags()
 {
     m_channel->onTrace(QStringLiteral("hidden"));
-    QCOMPARE(m_model->rowCount(), 0);
+    QCOMPARE(m_model->lineCount(), 0);
     MainWindow::global[MainWindow::TraceMessageBytes] = true;
     MainWindow::global[MainWindow::Pause] = true;
     m_channel->onTrace(QStringLiteral("paused"));
-    QCOMPARE(m_model->rowCount(), 0);
+    QCOMPARE(m_model->lineCount(), 0);
     MainWindow::global[MainWindow::Pause] = false;
     m_channel->onTrace(QStringLiteral("shown"));
     QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1 Trace|shown")});
@@ -412,7 +410,7 @@ void TestChannel::replayStampsTheRecordedTime()
 {
     const QDateTime recorded(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
     m_channel->replay(recorded, bytesOf(QStringLiteral("1001=9"), nullptr));
-    QCOMPARE(m_model->rowCount(), 1);
+    QCOMPARE(m_model->lineCount(), 1);
     QCOMPARE(m_model->index2item(m_model->index(0, 0))->time(), recorded);
     QVERIFY(!m_model->replayTime().isValid());
     m_channel->receive(-1, -1, bytesOf(QStringLiteral("1001=8"), nullptr));

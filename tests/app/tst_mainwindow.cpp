@@ -1,9 +1,11 @@
 #include "app/channel.h"
 #include "app/mainwindow.h"
+#include "app/replayer.h"
 #include "app/tools.h"
 #include "app/tracemodel.h"
 
 #include "bookmarks/bookmarklist.h"
+#include "bookmarks/bookmarkwidget.h"
 #include "editor/editormodel.h"
 #include "editor/editorwindow.h"
 #include "connection/connection.h"
@@ -20,7 +22,10 @@
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QListView>
+#include <QProgressDialog>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -66,7 +71,7 @@ QByteArray readFile(const QString& path)
 QStringList lines(const TraceModel& model)
 {
     QStringList out;
-    for (int row = 0; row < model.rowCount(); ++row)
+    for (int row = 0; row < model.lineCount(); ++row)
         out << model.index(row, TraceModel::SourceColumn).data().toString() + QLatin1Char('|') +
                    model.index(row, TraceModel::TextColumn).data().toString();
     return out;
@@ -82,6 +87,44 @@ void answerMessageBox(QMessageBox::StandardButton button, bool* asked)
         *asked = true;
         box->button(button)->click();
     });
+}
+
+// Adds `count` status lines and waits until the view has them.
+bool addLines(MainWindow* window, int count)
+{
+    TraceModel* model = window->traceModel();
+    QSignalSpy inserted(model, &QAbstractItemModel::rowsInserted);
+    for (int i = 0; i < count; ++i)
+        window->message(QStringLiteral("line %1").arg(model->lineCount()));
+    if (!inserted.wait(2000))
+        return false;
+    QCoreApplication::processEvents();
+    return model->rowCount() == model->lineCount();
+}
+
+// Whether `action`'s shortcut fires while `focus` has the keyboard focus.
+bool shortcutActive(const QAction* action, const QWidget* focus)
+{
+    const Qt::ShortcutContext context = action->shortcutContext();
+    if (context == Qt::WindowShortcut || context == Qt::ApplicationShortcut)
+        return true;
+    for (const QObject* object : action->associatedObjects()) {
+        const auto* widget = qobject_cast<const QWidget*>(object);
+        // A menu's entries are keys only while the menu is open.
+        if (!widget || qobject_cast<const QMenu*>(widget))
+            continue;
+        if (widget == focus || (context == Qt::WidgetWithChildrenShortcut && widget->isAncestorOf(focus)))
+            return true;
+    }
+    return false;
+}
+
+QStringList warnings;
+
+void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    if (type == QtWarningMsg)
+        warnings << text;
 }
 
 } // namespace
@@ -117,9 +160,15 @@ private Q_SLOTS:
     void logFailureIsReported();
     void replayLogDecodesAfresh();
     void replayHexDumpFeedsTheChannel();
+    void replayDialogCancels();
     void actionsMenusAndToolbar();
     void editorSavesIntoTheTrace();
     void copySelectedLines();
+    void autoScrollFollowsLikeATerminal();
+    void clickedLineStaysCurrentWhileTrafficFlows();
+    void everyShortcutHasOneOwner();
+    void deleteKeyGoesToTheFocusedPanel_data();
+    void deleteKeyGoesToTheFocusedPanel();
 
 private:
     std::unique_ptr<MainWindow> makeWindow();
@@ -261,7 +310,7 @@ void TestMainWindow::messageSplitsLines()
     if (!expected.isEmpty())
         QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(0, 0))->color(), ColorText);
     window->message(QStringLiteral("bad"), ColorError, QStringLiteral("Log"));
-    const int last = window->traceModel()->rowCount() - 1;
+    const int last = window->traceModel()->lineCount() - 1;
     QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(last, 0))->color(), ColorError);
     QCOMPARE(lines(*window->traceModel()).constLast(), QStringLiteral("Log|bad"));
 }
@@ -333,7 +382,7 @@ void TestMainWindow::definitionsLoadAndFailKeepsOldTree()
     QVERIFY(writeFile(broken, "<qrv16><tag name=\"X\" id=\"zz\"/></qrv16>"));
     QVERIFY(!window->loadDefinitionFile(broken));
     QCOMPARE(window->definitions(), loaded);
-    const int last = window->traceModel()->rowCount() - 1;
+    const int last = window->traceModel()->lineCount() - 1;
     const TraceItem* line = window->traceModel()->index2item(window->traceModel()->index(last, 0));
     QCOMPARE(line->source(), QStringLiteral("Definitions"));
     QCOMPARE(line->color(), ColorError);
@@ -453,7 +502,7 @@ void TestMainWindow::deleteLineRemovesTheWholeMessage()
     QCOMPARE(lines(*window->traceModel()), QStringList{"Main|after"});
     view->setCurrentIndex(QModelIndex());
     window->onDeleteLine();
-    QCOMPARE(window->traceModel()->rowCount(), 1);
+    QCOMPARE(window->traceModel()->lineCount(), 1);
 }
 
 void TestMainWindow::logWritesRecords()
@@ -504,7 +553,7 @@ void TestMainWindow::logFailureIsReported()
     window->traceModel()->clear();
     QVERIFY(!window->startLog(m_dir.filePath(QStringLiteral("no/such/dir/x.csv"))));
     QVERIFY(!window->isLogging());
-    QCOMPARE(window->traceModel()->rowCount(), 1);
+    QCOMPARE(window->traceModel()->lineCount(), 1);
     QVERIFY(lines(*window->traceModel()).constFirst().startsWith(QLatin1String("Log|")));
     QVERIFY(!window->replayLog(m_dir.filePath(QStringLiteral("missing.csv"))));
 }
@@ -519,15 +568,19 @@ void TestMainWindow::replayLogDecodesAfresh()
     auto window = makeWindow();
     QVERIFY(window->loadDefinitionFile(m_defs));
     window->traceModel()->clear();
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
     QVERIFY(window->replayLog(path));
+    QVERIFY(finished.wait(5000));
+    QCOMPARE(finished.at(0).at(0).toBool(), true);
     TraceModel* model = window->traceModel();
     const QStringList shown = lines(*model);
-    QCOMPARE(shown.size(), 6);
+    QCOMPARE(shown.size(), 7);
     QCOMPARE(shown.at(0), QStringLiteral("|"));
     QVERIFY(shown.at(1).startsWith(QLatin1String("Log|Replay of file ")));
     QVERIFY(shown.contains(QStringLiteral("1|GetStatus=(PumpId=4)")));
     QVERIFY(shown.contains(QStringLiteral("1 Con|Connection established")));
     QVERIFY(shown.contains(QStringLiteral("Main|x, \"quoted\"")));
+    QVERIFY(shown.contains(QStringLiteral("Log|Line 4: unreadable time garbage")));
     QCOMPARE(shown.constLast(), QStringLiteral("|"));
     const int row = int(shown.indexOf(QStringLiteral("1|GetStatus=(PumpId=4)")));
     const TraceItem* line = model->index2item(model->index(row, 0));
@@ -552,7 +605,9 @@ void TestMainWindow::replayHexDumpFeedsTheChannel()
     QVERIFY(window->loadDefinitionFile(m_defs));
     window->findChild<QAction*>(QStringLiteral("m_act_pause"))->setChecked(true);
     window->traceModel()->clear();
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
     QVERIFY(window->replayHexDump(path));
+    QVERIFY(finished.wait(5000));
     const QStringList shown = lines(*window->traceModel());
     QVERIFY2(shown.contains(QStringLiteral("1|PumpId=9")), qPrintable(shown.join(QLatin1Char('\n'))));
     QVERIFY(shown.contains(QStringLiteral("1 Raw|03 00 01 10 07")));
@@ -564,6 +619,27 @@ void TestMainWindow::replayHexDumpFeedsTheChannel()
              QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30, 50)));
     // The pause is back as the action says.
     QVERIFY(MainWindow::global[MainWindow::Pause]);
+}
+
+void TestMainWindow::replayDialogCancels()
+{
+    const QString path = m_dir.filePath(QStringLiteral("long.csv"));
+    QVERIFY(writeFile(path, QByteArray("2011-03-04T10:20:30.045,\"Main\",\"x\",1,,\n").repeated(300000)));
+    auto window = makeWindow();
+    auto* play = window->findChild<QAction*>(QStringLiteral("m_act_log_play"));
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
+    QVERIFY(window->replayLog(path));
+    QVERIFY(!play->isEnabled());
+    auto* dialog = window->findChild<QProgressDialog*>(QStringLiteral("m_dlg_replay"));
+    QVERIFY(dialog);
+    QTRY_VERIFY(window->replayer()->done() > 0);
+    QVERIFY(dialog->labelText().endsWith(QLatin1String(" of 300000 lines")));
+    dialog->findChild<QPushButton*>()->click();
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished.at(0).at(0).toBool(), false);
+    QVERIFY(play->isEnabled());
+    QTRY_VERIFY(!window->findChild<QProgressDialog*>(QStringLiteral("m_dlg_replay")));
+    QVERIFY(lines(*window->traceModel()).filter(QStringLiteral("Log|Replay cancelled after")).size() == 1);
 }
 
 void TestMainWindow::actionsMenusAndToolbar()
@@ -658,6 +734,143 @@ void TestMainWindow::copySelectedLines()
     QCOMPARE(copied.at(1), QStringLiteral("    PumpId = 4"));
     QVERIFY(copied.at(2).endsWith(QStringLiteral("\t\tMain\tlast")));
     QVERIFY(copied.at(3).isEmpty());
+}
+
+void TestMainWindow::autoScrollFollowsLikeATerminal()
+{
+    auto window = makeWindow();
+    window->resize(800, 400);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    QScrollBar* bar = view->verticalScrollBar();
+    const auto topText = [view] { return view->indexAt(QPoint(5, 5)).siblingAtColumn(3).data().toString(); };
+
+    QVERIFY(addLines(window.get(), 200));
+    QVERIFY(bar->maximum() > 0);
+    QCOMPARE(bar->value(), bar->maximum());
+    QVERIFY(window->isFollowing());
+
+    // Scrolled up, the view keeps showing the same lines.
+    bar->setValue(bar->maximum() - 20);
+    const QString top = topText();
+    QVERIFY(addLines(window.get(), 50));
+    QCOMPARE(topText(), top);
+    QVERIFY(bar->value() < bar->maximum());
+
+    // Back at the bottom it follows again.
+    bar->setValue(bar->maximum());
+    QVERIFY(addLines(window.get(), 50));
+    QCOMPARE(bar->value(), bar->maximum());
+
+    // A click stops it; End resumes it.
+    const QModelIndex clicked = view->indexAt(QPoint(5, view->viewport()->height() / 2));
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(clicked).center());
+    QVERIFY(!window->isFollowing());
+    QVERIFY(addLines(window.get(), 50));
+    QVERIFY(bar->value() < bar->maximum());
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_End);
+    QVERIFY(addLines(window.get(), 50));
+    QCOMPARE(bar->value(), bar->maximum());
+
+    // Auto scroll off: no following at all.
+    window->findChild<QAction*>(QStringLiteral("m_act_autoscroll"))->setChecked(false);
+    QVERIFY(addLines(window.get(), 50));
+    QVERIFY(bar->value() < bar->maximum());
+}
+
+void TestMainWindow::clickedLineStaysCurrentWhileTrafficFlows()
+{
+    auto window = makeWindow();
+    window->resize(800, 400);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    window->traceModel()->clear();
+    QVERIFY(addLines(window.get(), 100));
+
+    const QModelIndex clicked = view->indexAt(QPoint(5, view->viewport()->height() / 2));
+    const QString text = clicked.siblingAtColumn(TraceModel::TextColumn).data().toString();
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(clicked).center());
+    QVERIFY(addLines(window.get(), 100));
+
+    QCOMPARE(view->currentIndex().siblingAtColumn(TraceModel::TextColumn).data().toString(), text);
+    const QModelIndexList selected = view->selectionModel()->selectedRows(TraceModel::TextColumn);
+    QCOMPARE(selected.size(), 1);
+    QCOMPARE(selected.constFirst().data().toString(), text);
+    // Delete acts on that line, not on the newest.
+    window->onDeleteLine();
+    const QStringList shown = lines(*window->traceModel());
+    QVERIFY(!shown.contains(QStringLiteral("Main|") + text));
+    QCOMPARE(shown.constLast(), QStringLiteral("Main|line 199"));
+}
+
+void TestMainWindow::everyShortcutHasOneOwner()
+{
+    auto window = makeWindow();
+    QList<QWidget*> places{window.get()};
+    for (QWidget* widget : window->findChildren<QWidget*>()) {
+        if (widget->focusPolicy() != Qt::NoFocus && !qobject_cast<QMenu*>(widget))
+            places << widget;
+    }
+    const QList<QAction*> actions = window->findChildren<QAction*>();
+    QVERIFY(actions.size() > 30);
+    for (const QWidget* focus : std::as_const(places)) {
+        QMap<QString, QString> owners; // key sequence -> action
+        for (const QAction* action : actions) {
+            for (const QKeySequence& key : action->shortcuts()) {
+                if (key.isEmpty() || !shortcutActive(action, focus))
+                    continue;
+                const QString name = key.toString();
+                const QString owner = action->objectName().isEmpty() ? action->text() : action->objectName();
+                QVERIFY2(!owners.contains(name), qPrintable(QStringLiteral("%1 belongs to %2 and %3 in %4")
+                                                                .arg(name, owners.value(name), owner,
+                                                                     focus->objectName().isEmpty()
+                                                                         ? QString::fromLatin1(focus->metaObject()->className())
+                                                                         : focus->objectName())));
+                owners.insert(name, owner);
+            }
+        }
+    }
+}
+
+void TestMainWindow::deleteKeyGoesToTheFocusedPanel_data()
+{
+    QTest::addColumn<bool>("inPanel");
+    QTest::newRow("bookmark panel: the bookmark goes") << true;
+    QTest::newRow("trace: the line goes") << false;
+}
+
+void TestMainWindow::deleteKeyGoesToTheFocusedPanel()
+{
+    QFETCH(bool, inPanel);
+    const QString path = m_dir.filePath(QStringLiteral("marks.qrvbm"));
+    QVERIFY(writeFile(path, bookmarkFile));
+    auto window = makeWindow();
+    QVERIFY(window->loadBookmarks(path));
+    window->show();
+    QApplication::setActiveWindow(window.get());
+    QVERIFY(QTest::qWaitForWindowActive(window.get()));
+    QVERIFY(addLines(window.get(), 3));
+    const int trace = window->traceModel()->lineCount();
+
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    auto* panel = window->findChild<BookmarkWidget*>()->findChild<QListView*>();
+    QVERIFY(panel);
+    QWidget* focus = inPanel ? static_cast<QWidget*>(panel) : view;
+    QAbstractItemView* list = inPanel ? static_cast<QAbstractItemView*>(panel) : view;
+    list->setCurrentIndex(list->model()->index(0, 0));
+    focus->setFocus();
+    QTRY_VERIFY(focus->hasFocus());
+
+    warnings.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(collectWarnings);
+    QTest::keyClick(focus, Qt::Key_Delete);
+    qInstallMessageHandler(previous);
+    QVERIFY2(warnings.filter(QStringLiteral("Ambiguous")).isEmpty(), qPrintable(warnings.join(QLatin1Char('\n'))));
+    QCOMPARE(window->bookmarks()->count(), inPanel ? 0 : 1);
+    QCOMPARE(window->traceModel()->lineCount(), inPanel ? trace : trace - 1);
 }
 
 QTEST_MAIN(TestMainWindow)

@@ -50,6 +50,8 @@ private Q_SLOTS:
     void ensureDirectorySeparator();
     void paths();
     void systemErrorString();
+    void pinTimeZone_data();
+    void pinTimeZone();
     void geometryRoundTrip();
     void restoreGeometry_data();
     void restoreGeometry();
@@ -127,9 +129,44 @@ void TestTools::ensureDirectorySeparator()
 
 void TestTools::paths()
 {
-    QCOMPARE(Tools::appDataPath(), QDir::homePath());
-    QCOMPARE(Tools::documentsPath(), Tools::ensureDirectorySeparator(QDir::homePath()) + "Documents");
+    const QByteArray home = qgetenv("HOME");
+    qputenv("HOME", "/srv/korv-home");
+    const QString documents = Tools::documentsPath();
+    const QString appData = Tools::appDataPath();
+    qputenv("HOME", "/");
+    const QString rootDocuments = Tools::documentsPath();
+    qputenv("HOME", home);
+    QCOMPARE(documents, QStringLiteral("/srv/korv-home/Documents"));
+    QCOMPARE(appData, QStringLiteral("/srv/korv-home"));
+    QCOMPARE(rootDocuments, QStringLiteral("/Documents"));
     QCOMPARE(Tools::allFilesFilter(), QStringLiteral("All Files (*)"));
+}
+
+void TestTools::pinTimeZone_data()
+{
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<QByteArray>("after");
+    QTest::newRow("unset names the zone file") << QByteArray() << QByteArray(":/etc/localtime");
+    QTest::newRow("a zone of the user's stays") << QByteArray("Europe/Stockholm") << QByteArray("Europe/Stockholm");
+}
+
+void TestTools::pinTimeZone()
+{
+    QFETCH(QByteArray, before);
+    QFETCH(QByteArray, after);
+    const QByteArray saved = qgetenv("TZ");
+    const bool wasSet = qEnvironmentVariableIsSet("TZ");
+    if (before.isNull())
+        qunsetenv("TZ");
+    else
+        qputenv("TZ", before);
+    Tools::pinTimeZone();
+    const QByteArray result = qgetenv("TZ");
+    if (wasSet)
+        qputenv("TZ", saved);
+    else
+        qunsetenv("TZ");
+    QCOMPARE(result, after);
 }
 
 void TestTools::systemErrorString()

@@ -127,6 +127,11 @@ private Q_SLOTS:
     void styleSetsRowHeightFontsAndColours();
     void headers();
     void modelTester();
+    void linesBetweenBatchesArriveTogether_data();
+    void linesBetweenBatchesArriveTogether();
+    void batchesAreFiftyMillisecondsApart();
+    void waitingLineCanBeCountedAndRemoved();
+    void hasChildrenWithoutBuildingThem();
     void separatorPainting_data();
     void separatorPainting();
 
@@ -175,11 +180,13 @@ void TestTraceModel::insertionOrder()
         else
             model.append(QStringLiteral("1"), QStringLiteral("old"), ColorText, base.addMSecs(ms));
     }
+    model.flush();
     QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
     QSignalSpy appended(&model, &TraceModel::appended);
     QSignalSpy layout(&model, &QAbstractItemModel::layoutChanged);
     const QModelIndex index =
         model.append(QStringLiteral("1"), QStringLiteral("new"), ColorText, base.addMSecs(offset));
+    model.flush();
 
     QCOMPARE(index.row(), row);
     QCOMPARE(text(model, row), QStringLiteral("new"));
@@ -211,6 +218,7 @@ void TestTraceModel::scanStopsAfterHundredLines()
     for (int i = 0; i < later; ++i)
         model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(1000));
     const QModelIndex index = model.append(QStringLiteral("2"), QStringLiteral("early"), ColorText, base);
+    model.flush();
     QCOMPARE(index.row(), row);
     QCOMPARE(text(model, row), QStringLiteral("early"));
     QVERIFY(rowsConsistent(model));
@@ -222,12 +230,14 @@ void TestTraceModel::hundredThousandAndFirstLineRemovesOldest()
     QCOMPARE(model.limit(), 100000);
     for (int i = 0; i < 100000; ++i)
         model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
     QCOMPARE(model.rowCount(), 100000);
 
     QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
     QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
-    const QModelIndex last =
+    const QPersistentModelIndex last =
         model.append(QStringLiteral("1"), QStringLiteral("100000"), ColorText, base.addMSecs(100000));
+    model.flush();
 
     QCOMPARE(model.rowCount(), 100000);
     QCOMPARE(removed.count(), 1);
@@ -247,6 +257,7 @@ void TestTraceModel::lineOutsideLimitIsNotAnnounced()
     model.setLimit(3);
     for (int i = 0; i < 3; ++i)
         model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
     QSignalSpy appended(&model, &TraceModel::appended);
 
     // Sorted in before all three, it is the oldest and goes at once.
@@ -359,6 +370,7 @@ void TestTraceModel::repeatCounting()
     model.append(QStringLiteral("1"), QStringLiteral("before"), ColorText, base);
     const QModelIndex index = model.append(QStringLiteral("1"), original, ColorText, base.addMSecs(1));
     model.append(QStringLiteral("1"), QStringLiteral("after"), ColorText, base.addMSecs(2));
+    model.flush();
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
     for (const QString& expected : counted) {
         model.count(index);
@@ -487,6 +499,7 @@ void TestTraceModel::messageLines()
     StyleSettings style;
     model.setStyle(&style);
     const QModelIndex index = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
+    model.flush();
     QCOMPARE(index.siblingAtColumn(TraceModel::TextColumn).data().toString(), line);
     QCOMPARE(index.siblingAtColumn(TraceModel::SourceColumn).data().toString(), QStringLiteral("1"));
 
@@ -511,6 +524,7 @@ void TestTraceModel::childLinesKeepTheFlagsOfTheirLine()
     TraceModel model;
     model.setTags(m_lut.get());
     const QModelIndex index = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
+    model.flush();
     // The child lines are built only now, after the flags changed.
     MainWindow::global[MainWindow::Decode] = false;
     MainWindow::global[MainWindow::HungarianNotation] = true;
@@ -540,6 +554,7 @@ void TestTraceModel::malformedMessageDoesNotCrash()
     for (const QByteArray& bytes : inputs) {
         const QModelIndex index =
             model.append(QStringLiteral("1"), QRV16::Message(bytes), ColorMessageRx1, base);
+        model.flush();
         QVERIFY(index.isValid());
         QStringList tree;
         walk(model, index, 0, &tree);
@@ -557,6 +572,7 @@ void TestTraceModel::removeAndRenumber()
     model.setLimit(6);
     for (int i = 0; i < 8; ++i)
         model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
     QVERIFY(rowsConsistent(model));
     QCOMPARE(text(model, 0), QStringLiteral("2"));
 
@@ -578,11 +594,13 @@ void TestTraceModel::removeAndRenumber()
     // A line sorted in after removals still finds its row.
     const QModelIndex late = model.append(QStringLiteral("1"), QStringLiteral("6.5"), ColorText,
                                           base.addMSecs(6));
+    model.flush();
     QCOMPARE(late.row(), 1);
     QVERIFY(rowsConsistent(model));
 
     // A child line goes with its own row only.
     const QModelIndex message = model.append(QStringLiteral("1"), statusReply(), ColorText, base.addSecs(9));
+    model.flush();
     const QModelIndex reply = model.index(0, 0, message);
     model.remove(model.index(0, 0, reply));
     QCOMPARE(text(model, 0, reply), QStringLiteral("Pumps"));
@@ -602,6 +620,7 @@ void TestTraceModel::updateSignalsOneRow()
     TraceModel model;
     model.append(QStringLiteral("1"), QStringLiteral("a"), ColorText, base);
     const QModelIndex index = model.append(QStringLiteral("1"), QStringLiteral("b"), ColorText, base);
+    model.flush();
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
     model.update(index, QStringLiteral("b, updated: \u00e9"));
     QCOMPARE(text(model, 1), QStringLiteral("b, updated: \u00e9"));
@@ -654,6 +673,7 @@ void TestTraceModel::headers()
     QCOMPARE(model.headerData(0, Qt::Vertical).toInt(), 1);
     QCOMPARE(model.headerData(41, Qt::Vertical).toInt(), 42);
     model.append(QStringLiteral("1"), QStringLiteral("x"), ColorText, base);
+    model.flush();
     QCOMPARE(model.flags(model.index(0, 3)), Qt::ItemIsEnabled | Qt::ItemIsSelectable);
 }
 
@@ -671,6 +691,8 @@ void TestTraceModel::modelTester()
         case 1: model.appendSeparator(); break;
         default: model.append(QStringLiteral("2 Con"), QString::number(i), ColorText, time);
         }
+        if (i % 3 == 0)
+            model.flush();
         if (QTest::currentTestFailed())
             return;
         if (i % 11 == 0) {
@@ -693,7 +715,146 @@ void TestTraceModel::modelTester()
     model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base);
     model.setLimit(1);
     model.append(QStringLiteral("1"), QStringLiteral("last"), ColorText, base.addSecs(1));
+    model.flush();
     QCOMPARE(model.rowCount(), 1);
+}
+
+void TestTraceModel::linesBetweenBatchesArriveTogether_data()
+{
+    QTest::addColumn<int>("existing");
+    QTest::addColumn<int>("added");
+    QTest::addColumn<int>("limit");
+    QTest::addColumn<int>("removed");
+
+    QTest::newRow("into an empty trace") << 0 << 500 << 100000 << 0;
+    QTest::newRow("behind lines already shown") << 20 << 300 << 100000 << 0;
+    QTest::newRow("over the limit: one removal at the top") << 100 << 250 << 300 << 50;
+    QTest::newRow("a batch nearly as large as the limit") << 40 << 45 << 50 << 35;
+}
+
+void TestTraceModel::linesBetweenBatchesArriveTogether()
+{
+    QFETCH(int, existing);
+    QFETCH(int, added);
+    QFETCH(int, limit);
+    QFETCH(int, removed);
+
+    TraceModel model;
+    model.setLimit(limit);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    for (int i = 0; i < existing; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    QSignalSpy removals(&model, &QAbstractItemModel::rowsRemoved);
+    QSignalSpy appended(&model, &TraceModel::appended);
+    for (int i = existing; i < existing + added; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+
+    // Every line is reported at once, in order, for the log ...
+    QCOMPARE(appended.count(), added);
+    for (int i = 0; i < added; ++i)
+        QCOMPARE(model.data(appended.at(i).at(0).value<QModelIndex>(), TraceModel::LogRole)
+                     .toString()
+                     .section(QLatin1Char(','), 2, 2),
+                 QLatin1Char('"') + QString::number(existing + i) + QLatin1Char('"'));
+    // ... while views hear of them only once the event loop turns.
+    QCOMPARE(inserted.count(), 0);
+    QCOMPARE(model.rowCount(), existing);
+    QVERIFY(inserted.wait(1000));
+    QCOMPARE(inserted.count(), 1);
+    QCOMPARE(removals.count(), removed > 0 ? 1 : 0);
+    if (removed > 0) {
+        QCOMPARE(removals.at(0).at(1).toInt(), 0);
+        QCOMPARE(removals.at(0).at(2).toInt(), removed - 1);
+    }
+    const int shown = existing + added - removed;
+    QCOMPARE(model.rowCount(), shown);
+    QCOMPARE(inserted.at(0).at(1).toInt(), existing - removed);
+    QCOMPARE(inserted.at(0).at(2).toInt(), shown - 1);
+    for (int row = 0; row < shown; ++row)
+        QCOMPARE(text(model, row), QString::number(removed + row));
+    QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::batchesAreFiftyMillisecondsApart()
+{
+    TraceModel model;
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    model.append(QStringLiteral("1"), QStringLiteral("first"), ColorText, base);
+    // Long after the last batch: the next event-loop turn delivers it.
+    QCoreApplication::processEvents();
+    QCOMPARE(inserted.count(), 1);
+
+    QElapsedTimer clock;
+    clock.start();
+    model.append(QStringLiteral("1"), QStringLiteral("second"), ColorText, base.addMSecs(1));
+    QCoreApplication::processEvents();
+    QCOMPARE(inserted.count(), 1);
+    QVERIFY(inserted.wait(1000));
+    QVERIFY2(clock.elapsed() >= TraceModel::BatchMilliseconds - 5, qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(model.rowCount(), 2);
+}
+
+void TestTraceModel::waitingLineCanBeCountedAndRemoved()
+{
+    TraceModel model;
+    model.setLimit(10);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    for (int i = 0; i < 10; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
+    const QPersistentModelIndex kept =
+        model.append(QStringLiteral("1"), QStringLiteral("ping"), ColorText, base.addMSecs(10));
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    model.count(kept);
+    QCOMPARE(changed.count(), 0); // no view knows the row yet
+    // One line sorted in among the shown ones moves the waiting line too.
+    model.append(QStringLiteral("1"), QStringLiteral("late"), ColorText, base.addMSecs(4));
+    QCOMPARE(kept.row(), 11);
+    model.flush();
+    QCOMPARE(kept.row(), 9);
+    QCOMPARE(text(model, 9), QStringLiteral("ping (2)"));
+
+    const QPersistentModelIndex gone =
+        model.append(QStringLiteral("1"), QStringLiteral("gone"), ColorText, base.addMSecs(20));
+    model.remove(gone);
+    QVERIFY(!gone.isValid());
+    // Removing it delivered the batch first, which pushed out the oldest.
+    QCOMPARE(model.rowCount(), 9);
+    QCOMPARE(text(model, 8), QStringLiteral("ping (2)"));
+    QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::hasChildrenWithoutBuildingThem()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    model.appendSeparator();
+    model.append(QStringLiteral("Main"), QStringLiteral("status"), ColorText, base);
+    model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base);
+    model.append(QStringLiteral("1"), QRV16::Message(QByteArray()), ColorMessageRx1, base);
+    TraceItem* plain = new TraceItem(TraceData(QStringLiteral("Main"), ColorText, QStringLiteral("x"), base));
+    model.append(plain);
+    model.flush();
+
+    QVERIFY(!model.hasChildren(model.index(0, 0)));
+    QVERIFY(!model.hasChildren(model.index(1, 0)));
+    const QModelIndex message = model.index(2, 0);
+    QVERIFY(model.hasChildren(message));
+    QVERIFY(model.index2item(message)->hasPendingChildren()); // not built by asking
+    QVERIFY(!model.hasChildren(model.index(3, 0)));
+    // Nested lists have children, plain elements none.
+    const QModelIndex reply = model.index(0, 0, message);
+    QVERIFY(model.hasChildren(reply));
+    QVERIFY(!model.hasChildren(model.index(0, 0, reply)));
+    QVERIFY(model.hasChildren(model.index(1, 0, reply)));
+    // A line that gets a child afterwards says so.
+    QVERIFY(!model.hasChildren(model.index(4, 0)));
+    plain->appendChild(new TraceItem(TraceData(QString(), ColorText, QStringLiteral("y"), base)));
+    QVERIFY(model.hasChildren(model.index(4, 0)));
+    // Attached last: it walks the tree and builds every child line.
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
 }
 
 void TestTraceModel::separatorPainting_data()

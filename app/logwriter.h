@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+class QFile;
+class QModelIndex;
+class QTimer;
+class TraceModel;
+
+// Writes every line the trace model reports to a CSV log file as it
+// arrives, in order, and flushes a second after the last write instead of
+// per line.
+class LogWriter : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr int FlushMilliseconds = 1000;
+
+    // Listens to the model's appended(); the model must outlive the writer.
+    explicit LogWriter(TraceModel* model, QObject* parent = nullptr);
+    ~LogWriter() override;
+
+    // Replaces any file of that name; the open log itself is kept as it is.
+    // False with the file's error text in `error`.
+    bool open(const QString& path, QString* error = nullptr);
+    void close();
+    bool isOpen() const { return m_file != nullptr; }
+    QString fileName() const;
+
+public Q_SLOTS:
+    void write(const QModelIndex& index);
+    void flush();
+
+Q_SIGNALS:
+    // A write that failed, said once until a write succeeds again.
+    void message(const QString& text);
+
+private:
+    TraceModel* m_model; // Not owned.
+    std::unique_ptr<QFile> m_file;
+    QTimer* m_flushTimer; // Owned (child).
+    bool m_failing = false;
+};

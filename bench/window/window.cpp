@@ -1,0 +1,414 @@
+// The main window at scale, offscreen with the view shown and auto scroll
+// on: channel 1 listens on loopback and a peer thread writes to it. Reports
+// the CPU per received line at three trace sizes, the event-loop latency and
+// resident memory under a 20,000 message/s flood at the line limit, and a
+// replay of a 1,000,000-line log.
+
+#include "bench/korvbench.h"
+
+#include "app/channel.h"
+#include "app/mainwindow.h"
+#include "app/replayer.h"
+#include "app/tools.h"
+#include "app/tracemodel.h"
+
+#include "connection/connection.h"
+#include "connection/connectionsettings.h"
+#include "qrv16/message.h"
+#include "qrv16/messageparser.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QScrollBar>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QTreeView>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr int Burst = 1000;
+constexpr int FloodRate = 20000; // messages per second
+constexpr int FloodSeconds = 10;
+constexpr int ReplayLines = 1000000;
+
+const char typicalText[] =
+    "StatusReport=(StationName=\"PS-4 north basin\" Pumps=(PumpId=1 PumpMode=2 Running=true "
+    "FlowRate=1240 Pressure=2150 Temperature=412 MotorCurrent=8450 RunHours=9120345) WellLevel=183 "
+    "FirmwareVersion=33619975 ResultCode=Ok PumpId=2 FlowRate=900 Pressure=2000 Temperature=400 "
+    "MotorCurrent=8000 Running=false)";
+
+double processCpuSeconds()
+{
+    timespec ts{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) + double(ts.tv_nsec) * 1e-9;
+}
+
+double residentMiB()
+{
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> fields = statm.readAll().split(' ');
+    return fields.size() > 1 ? double(fields.at(1).toLongLong()) * double(sysconf(_SC_PAGESIZE)) /
+                                   (1024.0 * 1024.0)
+                             : 0;
+}
+
+// Sleeps in the event loop between events: a busy loop would be counted as
+// the window's CPU.
+bool spinUntil(const std::function<bool()>& done, int timeoutMs = 120000)
+{
+    QTimer heartbeat;
+    heartbeat.start(20);
+    QElapsedTimer clock;
+    clock.start();
+    while (!done()) {
+        if (clock.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+void settle()
+{
+    for (int i = 0; i < 3; ++i)
+        QCoreApplication::processEvents();
+}
+
+double percentile(std::vector<double> values, double p)
+{
+    if (values.empty())
+        return 0;
+    std::sort(values.begin(), values.end());
+    const size_t at = std::min(values.size() - 1, size_t(p * double(values.size())));
+    return values[at];
+}
+
+// The window with channel 1 listening and a peer socket connected to it.
+struct Rig
+{
+    QTemporaryDir dir;
+    std::unique_ptr<MainWindow> window;
+    int peer = -1;
+    QByteArray small;   // 5 bytes
+    QByteArray typical; // 20 elements
+    double emptyMiB = 0;
+    qint64 appended = 0; // channel 1's lines
+
+    Rig()
+    {
+        QStandardPaths::setTestModeEnabled(true);
+        QSettings().clear();
+        window = std::make_unique<MainWindow>();
+        window->resize(1100, 720);
+        window->show();
+        // Past the deferred start-up, which connects both channels.
+        QElapsedTimer wait;
+        wait.start();
+        spinUntil([&] { return wait.elapsed() > 400; });
+        if (!window->loadDefinitionFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")))
+            qFatal("no definitions");
+        QRV16::MessageParser parser(window->tags());
+        small = parser.parse(QStringLiteral("PumpId=7")).bytes();
+        typical = parser.parse(QString::fromLatin1(typicalText)).bytes();
+        if (parser.hasError() || small.size() != 5)
+            qFatal("messages: %s", qPrintable(parser.errorMessage()));
+
+        Channel* channel = window->channel(1);
+        ConnectionSettings server;
+        server.setMode(ConnectionSettings::ServerMode);
+        server.setServerAddress(QStringLiteral("127.0.0.1"));
+        server.setServerPort(0);
+        channel->setSettings(server);
+        channel->connect();
+        const auto* listener = qobject_cast<const QTcpServer*>(channel->connection()->connection());
+        if (!listener || !listener->isListening())
+            qFatal("channel 1 does not listen");
+        peer = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(listener->serverPort());
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (::connect(peer, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+            qFatal("peer cannot connect");
+        if (!spinUntil([&] { return channel->connection()->isConnected(); }, 10000))
+            qFatal("channel 1 not connected");
+        QObject::connect(
+            window->traceModel(), &TraceModel::appended, window.get(),
+            [this](const QModelIndex& index) {
+                if (index.siblingAtColumn(TraceModel::SourceColumn).data().toString() ==
+                    QLatin1String("1"))
+                    ++appended;
+            });
+        window->traceModel()->clear();
+        settle();
+        emptyMiB = residentMiB();
+    }
+
+    ~Rig()
+    {
+        if (peer >= 0)
+            ::close(peer);
+    }
+
+    TraceModel* model() const { return window->traceModel(); }
+
+    // Fills the trace with `lines` lines of `message`, as received.
+    void fill(int lines, const QByteArray& message)
+    {
+        model()->clear();
+        const QRV16::Message msg(message);
+        for (int i = 0; i < lines; ++i)
+            model()->append(QStringLiteral("1"), msg, ColorMessageRx1, QDateTime(), -1, -1);
+        model()->flush();
+        settle();
+    }
+
+    // Waits until `count` more lines of channel 1 are in the view.
+    bool arrive(qint64 target)
+    {
+        const bool ok =
+            spinUntil([&] { return appended >= target && model()->pendingCount() == 0; });
+        settle();
+        return ok;
+    }
+
+    void writeAll(const QByteArray& bytes) const
+    {
+        qsizetype done = 0;
+        while (done < bytes.size()) {
+            const ssize_t n = ::write(peer, bytes.constData() + done, size_t(bytes.size() - done));
+            if (n <= 0)
+                return;
+            done += n;
+        }
+    }
+};
+
+Rig& rig()
+{
+    static int argc = 1;
+    static char name[] = "bench_window";
+    static char* argv[] = {name, nullptr};
+    static QApplication* app = [] {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        Tools::pinTimeZone(); // as main() does
+        QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
+        QCoreApplication::setApplicationName(QStringLiteral("korvgui-bench"));
+        return new QApplication(argc, argv);
+    }();
+    Q_UNUSED(app);
+    // Never destroyed, like the application: the window must not outlive it.
+    static Rig* r = new Rig;
+    return *r;
+}
+
+void BM_ReceiveLine(benchmark::State& state)
+{
+    Rig& r = rig();
+    const QByteArray& message = state.range(1) ? r.typical : r.small;
+    const QByteArray burst = message.repeated(Burst);
+    double cpu = 0;
+    int batches = 0;
+    const auto counting =
+        QObject::connect(r.model(), &QAbstractItemModel::rowsInserted, [&batches] { ++batches; });
+    for (auto _ : state) {
+        // Each burst lands on a trace of the size measured.
+        state.PauseTiming();
+        r.fill(int(state.range(0)), message);
+        batches = 0;
+        state.ResumeTiming();
+        const qint64 target = r.appended + Burst;
+        const double before = processCpuSeconds();
+        std::thread peer([&] { r.writeAll(burst); });
+        const bool ok = r.arrive(target);
+        peer.join();
+        cpu += processCpuSeconds() - before;
+        if (!ok) {
+            state.SkipWithError("lines lost");
+            return;
+        }
+    }
+    QObject::disconnect(counting);
+    state.counters["cpu_us/line"] = cpu * 1e6 / (double(state.iterations()) * Burst);
+    state.counters["batches"] = batches; // of the last burst
+    state.counters["bytes"] = double(message.size());
+    state.counters["lines"] = double(r.model()->lineCount());
+    state.SetLabel(state.range(1) ? "20 elements" : "5 bytes");
+}
+
+// One flood at the line limit; the event-loop latency as a 10 ms timer's
+// lateness.
+struct FloodResult
+{
+    std::vector<double> lateness;
+    double receivedPerSecond = 0;
+};
+
+FloodResult flood(Rig& r)
+{
+    FloodResult result;
+    QElapsedTimer clock;
+    QTimer tick;
+    tick.setTimerType(Qt::PreciseTimer);
+    tick.setInterval(10);
+    qint64 last = 0;
+    QObject::connect(&tick, &QTimer::timeout, [&] {
+        const qint64 now = clock.nsecsElapsed();
+        result.lateness.push_back(double(now - last) / 1e6 - 10.0);
+        last = now;
+    });
+    std::atomic<bool> done{false};
+    const qint64 start = r.appended;
+    // 20 messages per millisecond, on an absolute schedule.
+    const QByteArray slot = r.typical.repeated(FloodRate / 1000);
+    clock.start();
+    last = clock.nsecsElapsed();
+    tick.start();
+    std::thread peer([&] {
+        const auto begin = std::chrono::steady_clock::now();
+        for (int ms = 0; ms < FloodSeconds * 1000; ++ms) {
+            std::this_thread::sleep_until(begin + std::chrono::milliseconds(ms));
+            r.writeAll(slot);
+        }
+        done = true;
+    });
+    spinUntil([&] { return done.load(); });
+    peer.join();
+    tick.stop();
+    const double seconds = double(clock.nsecsElapsed()) / 1e9;
+    result.receivedPerSecond = double(r.appended - start) / seconds;
+    // Whatever is still on its way arrives before the next measurement.
+    r.arrive(start + qint64(FloodRate) * FloodSeconds);
+    return result;
+}
+
+void BM_Flood(benchmark::State& state)
+{
+    Rig& r = rig();
+    r.fill(TraceModel::DefaultLimit, r.typical);
+    for (auto _ : state) {
+        const FloodResult first = flood(r);
+        const double afterFirst = residentMiB();
+        const FloodResult second = flood(r);
+        const double afterSecond = residentMiB();
+        state.counters["p50_ms"] = percentile(first.lateness, 0.50);
+        state.counters["p99_ms"] = percentile(first.lateness, 0.99);
+        state.counters["max_ms"] = percentile(first.lateness, 1.0);
+        state.counters["rx_msg/s"] = first.receivedPerSecond;
+        state.counters["p99_2nd_ms"] = percentile(second.lateness, 0.99);
+        state.counters["empty_MiB"] = r.emptyMiB;
+        state.counters["full_MiB"] = afterFirst;
+        state.counters["KiB/line"] = (afterFirst - r.emptyMiB) * 1024.0 / TraceModel::DefaultLimit;
+        state.counters["2nd_flood_%"] =
+            (afterSecond - afterFirst) * 100.0 / (afterFirst - r.emptyMiB);
+    }
+}
+
+// Repaints of the trace, for the longest gap between two.
+class PaintClock : public QObject
+{
+public:
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint) {
+            const qint64 now = clock.elapsed();
+            if (last >= 0)
+                longest = std::max(longest, now - last);
+            last = now;
+            ++paints;
+        }
+        return false;
+    }
+
+    QElapsedTimer clock;
+    qint64 last = -1;
+    qint64 longest = 0;
+    int paints = 0;
+};
+
+void BM_ReplayLog(benchmark::State& state)
+{
+    Rig& r = rig();
+    const QString path = r.dir.filePath(QStringLiteral("replay.csv"));
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly))
+            qFatal("cannot write the log");
+        QByteArray lines;
+        const QDateTime start(QDate(2026, 11, 22), QTime(8, 0));
+        for (int i = 0; i < ReplayLines; ++i) {
+            lines += start.addMSecs(i).toString(Qt::ISODateWithMs).toLatin1() +
+                     ",\"1\",\"PumpId=" + QByteArray::number(i % 1000) + "\",7,,\n";
+            if (lines.size() > (1 << 20)) {
+                file.write(lines);
+                lines.clear();
+            }
+        }
+        file.write(lines);
+    }
+    auto* view = r.window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    for (auto _ : state) {
+        r.model()->clear();
+        settle();
+        PaintClock paints;
+        view->viewport()->installEventFilter(&paints);
+        bool finished = false;
+        const auto connection = QObject::connect(r.window->replayer(), &Replayer::finished,
+                                                 [&finished] { finished = true; });
+        QElapsedTimer clock;
+        clock.start();
+        const double cpuBefore = processCpuSeconds();
+        paints.clock.start();
+        const double before = residentMiB();
+        if (!r.window->replayLog(path)) {
+            state.SkipWithError("replay did not start");
+            return;
+        }
+        spinUntil([&] { return finished; }, 600000);
+        const double seconds = double(clock.nsecsElapsed()) / 1e9;
+        view->viewport()->removeEventFilter(&paints);
+        QObject::disconnect(connection);
+        state.counters["lines/s"] = ReplayLines / seconds;
+        // Lines per second of CPU: the machine may be shared.
+        state.counters["lines/cpu_s"] = ReplayLines / (processCpuSeconds() - cpuBefore);
+        state.counters["max_paint_gap_ms"] = double(paints.longest);
+        state.counters["paints"] = paints.paints;
+        state.counters["rss_growth_MiB"] = residentMiB() - before;
+    }
+}
+
+} // namespace
+
+BENCHMARK(BM_ReceiveLine)
+    ->Args({1000, 0})
+    ->Args({10000, 0})
+    ->Args({100000, 0})
+    ->Args({1000, 1})
+    ->Args({10000, 1})
+    ->Args({100000, 1})
+    ->Iterations(5)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Flood)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ReplayLog)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+KORV_BENCH_MAIN("BM_ReceiveLine/1000/0/iterations:5")
