@@ -1,6 +1,7 @@
 #include "connection/connection.h"
 
 #include "connection/bistrace.h"
+#include "libserial/serportdeviceinfo.h"
 #include "libserial/serserialport.h"
 
 #include <QHostAddress>
@@ -252,12 +253,13 @@ void Connection::connect()
     if (m_serialport) {
         if (m_serialport->isOpen())
             return;
-        if (!m_serialport->open(QIODevice::ReadWrite)) {
+        if (!m_serialport->open(QIODevice::ReadWrite) && !(m_reconnecting && openSameAdapter())) {
             reportFailure(tr("Open: %1").arg(m_serialport->errorString()));
             scheduleReconnect();
             return;
         }
         stopReconnect();
+        m_serialnumber = SerPortDeviceInfo::find(m_serialport->device()).serialNumber();
         Q_EMIT message(tr("Port %1 opened").arg(m_serialport->device()) + bisModeText());
         if (bisActive() && m_bismode == ConnectionSettings::BiSSlaveMode && m_sourceaddress < 0)
             Q_EMIT message(tr("Set the BiS address of this slave: no query will be answered"));
@@ -754,6 +756,28 @@ void Connection::onSerialHangUp(const QString& reason)
     setConnected(false);
     if (m_wantup)
         scheduleReconnect();
+}
+
+bool Connection::openSameAdapter()
+{
+    // A USB adapter plugged back into another socket may get another name;
+    // its serial number stays.
+    if (m_serialnumber.isEmpty())
+        return false;
+    SerPortDeviceInfo::rescan();
+    const QList<SerPortDeviceInfo> devices = SerPortDeviceInfo::devices();
+    for (const SerPortDeviceInfo& device : devices) {
+        if (device.serialNumber() != m_serialnumber || device.name() == m_serialport->device())
+            continue;
+        const QString oldName = m_serialport->device();
+        m_serialport->setDevice(device.name());
+        if (m_serialport->open(QIODevice::ReadWrite)) {
+            Q_EMIT message(tr("Adapter %1 found again as %2").arg(m_serialnumber, device.name()));
+            return true;
+        }
+        m_serialport->setDevice(oldName);
+    }
+    return false;
 }
 
 void Connection::scheduleReconnect()

@@ -129,6 +129,7 @@ private:
     bool bisActive() const;
     void stopTraffic();
     void scheduleReconnect();
+    bool openSameAdapter();
     void stopReconnect();
     // Reports text unless it repeats the last failure of a reconnect.
     void reportFailure(const QString& text);
@@ -170,4 +171,6 @@ private:
     bool m_wantup = false;
     int m_retrydelay = 0;
     QString m_lastfailure;
+    // Of the USB adapter last opened, to find it under another name.
+    QString m_serialnumber;
 };

@@ -2,6 +2,7 @@
 // comes back, the far end reads slowly or not at all, rates outside the
 // table. The far end is a pseudo-terminal.
 
+#include "libserial/serportdeviceinfo.h"
 #include "tests/connection/testsupport.h"
 
 #include <QFile>
@@ -68,6 +69,7 @@ private Q_SLOTS:
     void withoutReconnectAHungUpPortStaysClosed();
     void reconnectsWhenTheDeviceComesBack();
     void toggleStopsReconnecting();
+    void reconnectFindsTheAdapterUnderAnotherName();
     void slowReaderGetsEverythingInOrder();
     void fullOutputBufferRefusesWithAMessage();
     void freeRateFromTheSettings();
@@ -181,6 +183,44 @@ void TestConnectionSerial::toggleStopsReconnecting()
     const int seen = int(log.messages.size());
     QTest::qWait(1500);
     QCOMPARE(log.messages.size(), seen);
+}
+
+void TestConnectionSerial::reconnectFindsTheAdapterUnderAnotherName()
+{
+    // Two names for the device list, as the kernel would give an adapter
+    // in one USB socket and then in another.
+    Pty first;
+    Pty second;
+    QVERIFY(first.isValid() && second.isValid());
+    const int flags = SerPortDeviceInfo::Serial | SerPortDeviceInfo::Usb | SerPortDeviceInfo::AddedByName;
+    SerPortDeviceInfo before(QStringLiteral("ttyKORVUSB0"), first.path(), QStringLiteral("USB Serial port"),
+                             QString(), flags);
+    before.setUsbIdentity(QStringLiteral("0403:6001"), QStringLiteral("A50285BI"));
+    SerPortDeviceInfo::replaceItem(before);
+
+    Connection connection;
+    Recorder log(&connection);
+    ConnectionSettings settings = serialSettings(QStringLiteral("ttyKORVUSB0"), 0);
+    settings.setReconnect(true);
+    connection.setSettings(settings);
+    connection.connect();
+    QVERIFY(connection.isConnected());
+
+    first.hangUp();
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Device disconnected")), Timeout);
+    // Gone from its old place, back in a new one.
+    SerPortDeviceInfo::replaceItem(SerPortDeviceInfo(before.name(), QStringLiteral("/dev/null/gone"),
+                                                     before.description(), QString(), flags));
+    SerPortDeviceInfo after(QStringLiteral("ttyKORVUSB1"), second.path(), QStringLiteral("USB Serial port"),
+                            QString(), flags);
+    after.setUsbIdentity(QStringLiteral("0403:6001"), QStringLiteral("A50285BI"));
+    SerPortDeviceInfo::replaceItem(after);
+
+    QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), 3000);
+    QVERIFY(log.hasMessage(QStringLiteral("Adapter A50285BI found again as ttyKORVUSB1")));
+    QCOMPARE(connection.serialPortDeviceName(), QStringLiteral("ttyKORVUSB1"));
+    connection.send("same adapter");
+    QCOMPARE(second.read(), QByteArray("same adapter"));
 }
 
 void TestConnectionSerial::slowReaderGetsEverythingInOrder()
