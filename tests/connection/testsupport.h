@@ -43,6 +43,15 @@ inline ConnectionSettings clientSettings(quint16 port)
     return settings;
 }
 
+// Bytes whose order shows: a counter with a slower one mixed in.
+inline QByteArray pattern(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < size; ++i)
+        bytes[i] = char((i * 7 + i / 251) & 0xFF);
+    return bytes;
+}
+
 // A serial link at 115200 bps; bisMode 0 leaves BiS off.
 inline ConnectionSettings serialSettings(const QString& port, int bisMode, int source = -1, int destination = -1)
 {

@@ -26,15 +26,6 @@ qint64 cpuMicroseconds()
            + usage.ru_stime.tv_usec;
 }
 
-// Bytes whose order shows: a running counter.
-QByteArray countingBytes(int size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (int i = 0; i < size; ++i)
-        bytes[i] = char(i * 7 + i / 251);
-    return bytes;
-}
-
 QByteArray joined(const QList<QByteArray>& parts)
 {
     QByteArray all;
@@ -231,7 +222,7 @@ void TestConnectionSerial::slowReaderGetsEverythingInOrder()
     Recorder log(&connection);
     connection.setSettings(serialSettings(line.name(), 0));
     connection.connect();
-    const QByteArray data = countingBytes(256 * 1024);
+    const QByteArray data = pattern(256 * 1024);
     for (int at = 0; at < data.size(); at += 16 * 1024)
         connection.send(data.mid(at, 16 * 1024));
     // A pseudo-terminal holds a few KiB: the rest waits in the connection
@@ -257,7 +248,7 @@ void TestConnectionSerial::fullOutputBufferRefusesWithAMessage()
     connection.connect();
     // Nobody reads: the buffer fills to its limit, then blocks are refused
     // whole, with a message each.
-    const QByteArray data = countingBytes(int(Connection::OutputLimit) + 256 * 1024);
+    const QByteArray data = pattern(int(Connection::OutputLimit) + 256 * 1024);
     const int block = 64 * 1024;
     int accepted = 0;
     for (int at = 0; at < data.size(); at += block) {

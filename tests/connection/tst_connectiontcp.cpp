@@ -22,14 +22,6 @@ namespace {
 
 constexpr int Timeout = 20000;
 
-QByteArray pattern(qsizetype size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (qsizetype i = 0; i < size; ++i)
-        bytes[i] = char((i * 7 + i / 251) & 0xFF);
-    return bytes;
-}
-
 // Up and listening on a free loopback port.
 bool startServer(Connection& server, const ConnectionSettings& settings)
 {
