@@ -532,19 +532,25 @@ void Connection::onSslErrors(const QList<QSslError>& errors)
 void Connection::loadSslConfig()
 {
     m_sslconfig = QSslConfiguration::defaultConfiguration();
+    // Said at the first attempt; a reconnect every few seconds would
+    // repeat it for ever.
+    const auto say = [this](const QString& text) {
+        if (!m_reconnecting)
+            Q_EMIT message(text);
+    };
     if (!m_settings.sslEnabled()) {
-        Q_EMIT message(tr("SSL mode disabled"));
+        say(tr("SSL mode disabled"));
         return;
     }
     const QSslKey key = m_settings.loadPrivateKey();
-    Q_EMIT message(tr("Load private key: %1").arg(key.isNull() ? tr("FAIL") : tr("ok")));
+    say(tr("Load private key: %1").arg(key.isNull() ? tr("FAIL") : tr("ok")));
     const QSslCertificate certificate = m_settings.loadLocalCertificate();
-    Q_EMIT message(tr("Load local certificate: %1").arg(certificate.isNull() ? tr("FAIL") : tr("ok")));
+    say(tr("Load local certificate: %1").arg(certificate.isNull() ? tr("FAIL") : tr("ok")));
     // Without a directory of its own the system's CA store verifies.
     QList<QSslCertificate> authorities;
     if (!m_settings.caCertificateDirectory().isEmpty()) {
         authorities = m_settings.loadCACertificates();
-        Q_EMIT message(tr("Load CA certificates: %1 loaded").arg(authorities.size()));
+        say(tr("Load CA certificates: %1 loaded").arg(authorities.size()));
     } else {
         authorities = QSslConfiguration::systemCaCertificates();
     }
@@ -553,7 +559,7 @@ void Connection::loadSslConfig()
     m_sslconfig.setLocalCertificate(certificate);
     m_sslconfig.setPeerVerifyMode(QSslSocket::PeerVerifyMode(m_settings.peerVerifyMode()));
     m_sslconfig.setProtocol(QSsl::SecureProtocols);
-    Q_EMIT message(tr("SSL mode enabled"));
+    say(tr("SSL mode enabled"));
 }
 
 void Connection::onReadyRead()

@@ -204,9 +204,15 @@ void pSerUnixSerialPort::close()
 void pSerUnixSerialPort::shutdown()
 {
     pSerUnixSerialPortData* data = d();
-    delete data->notifier;
+    // Deferred: a port may be closed from a slot that one of its notifiers
+    // is still signalling.
+    for (QSocketNotifier* notifier : {data->notifier, data->writeNotifier}) {
+        if (notifier) {
+            notifier->setEnabled(false);
+            notifier->deleteLater();
+        }
+    }
     data->notifier = nullptr;
-    delete data->writeNotifier;
     data->writeNotifier = nullptr;
     if (data->fd >= 0)
         ::close(data->fd);

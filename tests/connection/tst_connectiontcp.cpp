@@ -570,6 +570,7 @@ void TestConnectionTcp::clientReconnectsWithBackoff()
     // Attempts at 0, 1 and 3 seconds; the same refusal is said once.
     QTest::qWait(3600);
     QCOMPARE(log.count(QStringLiteral("Connection error: Connection refused")), 1);
+    QCOMPARE(log.count(QStringLiteral("SSL mode disabled")), 1);
     QCOMPARE(attempts.size(), 3);
     QVERIFY2(attempts.at(2) - attempts.at(1) > attempts.at(1) - attempts.at(0) + 500,
              qPrintable(QStringLiteral("%1 %2 %3").arg(attempts.at(0)).arg(attempts.at(1)).arg(attempts.at(2))));
