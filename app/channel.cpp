@@ -64,7 +64,7 @@ Channel::Channel(int number, QWidget* parent)
       m_hexRx(channelColor(ColorHexRx1, number)),
       m_hexTx(channelColor(ColorHexTx1, number))
 {
-    m_settings.restoreFromSettings(settingsGroup(number));
+    m_settings.restoreFromSettings(settingsGroup(number), &m_settingsWarnings);
     QObject::connect(m_connection, &Connection::message, this, &Channel::connectionMessage);
     QObject::connect(m_connection, &Connection::blockStarted, this, &Channel::blockStarted);
     QObject::connect(m_connection, &Connection::rawReceived, this, &Channel::rawReceive);
@@ -101,6 +101,12 @@ void Channel::setModel(TraceModel* model)
     m_model = model;
     clearLastData();
     m_pendingTrace = QPersistentModelIndex();
+    // Found before there was a trace to show them in.
+    if (m_model) {
+        for (const QString& warning : std::as_const(m_settingsWarnings))
+            appendLine(m_label + QLatin1String(" Con"), warning, ColorError);
+        m_settingsWarnings.clear();
+    }
 }
 
 void Channel::setColors(StyleColor rawRx, StyleColor rawTx, StyleColor messageRx, StyleColor messageTx,
@@ -171,19 +177,35 @@ bool Channel::sendMessage(const QString& text)
         appendLine(m_label + QLatin1String(" Err"), parser.errorMessage(), ColorError);
         return false;
     }
+    if (!linkUp())
+        return false;
     for (const QRV16::Message& message : messages)
         sendMessage(message);
     return true;
 }
 
+bool Channel::linkUp()
+{
+    if (m_connection->isConnected())
+        return true;
+    // Traced in the sent colour, it would look as if it had left.
+    appendLine(m_label + QLatin1String(" Err"), tr("Not connected: nothing sent"), ColorError);
+    return false;
+}
+
 void Channel::sendMessage(const QRV16::Message& message)
 {
+    if (!linkUp())
+        return;
     const QByteArray& bytes = message.bytes();
     if (flag(MainWindow::HideDuplicates) && bytes == m_lastTx && !tooOld(m_lastTxLine)) {
         m_model->count(m_lastTxLine);
     } else {
         m_lastTx = bytes;
-        m_lastTxLine = traceMessage(m_connection->sourceAddress(), m_connection->destinationAddress(), message,
+        // Bus addresses mean something only on a BiS link.
+        const bool bus = m_settings.mode() == ConnectionSettings::SerialMode && m_settings.bisEnabled();
+        m_lastTxLine = traceMessage(bus ? m_connection->sourceAddress() : -1,
+                                    bus ? m_connection->destinationAddress() : -1, message,
                                     m_messageTx);
     }
     send(bytes);
@@ -191,6 +213,8 @@ void Channel::sendMessage(const QRV16::Message& message)
 
 void Channel::send(const QByteArray& bytes)
 {
+    if (!linkUp())
+        return;
     if (flag(MainWindow::TraceMessageBytes))
         memdump(m_label + QLatin1String(" Hex"), bytes, m_hexTx);
     m_connection->send(bytes);

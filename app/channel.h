@@ -10,6 +10,7 @@
 #include <QDateTime>
 #include <QObject>
 #include <QPersistentModelIndex>
+#include <QStringList>
 
 class Connection;
 class QAction;
@@ -93,11 +94,15 @@ private:
     void announce(const QModelIndex& index);
     void traceRaw(const QByteArray& bytes, StyleColor color);
     bool busTraceMode() const;
+    // False, with an " Err" line, when there is no link to send on.
+    bool linkUp();
     QWidget* parentWidget() const;
 
     const int m_number;
     const QString m_label;
     ConnectionSettings m_settings;
+    // Stored values that were out of range, until a trace shows them.
+    QStringList m_settingsWarnings;
     Connection* m_connection; // Owned.
     QRV16::MessageCollector m_collector;
     TraceModel* m_model = nullptr; // Not owned.

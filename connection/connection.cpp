@@ -1,6 +1,7 @@
 #include "connection/connection.h"
 
 #include "connection/bistrace.h"
+#include "libserial/serportdeviceinfo.h"
 #include "libserial/serserialport.h"
 
 #include <QHostAddress>
@@ -12,6 +13,9 @@
 
 #include <cmath>
 #include <cstdarg>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -29,6 +33,23 @@ QString peerText(const QHostAddress& address, quint16 port)
 bool isAnyAddress(const QString& text)
 {
     return text.isEmpty() || text.compare(QLatin1String("any"), Qt::CaseInsensitive) == 0;
+}
+
+// A peer that vanishes without closing (cable pulled, host off) is noticed
+// after about 10 + 3 x 5 seconds instead of never.
+void setKeepAlive(QAbstractSocket* socket)
+{
+    const int fd = int(socket->socketDescriptor());
+    if (fd < 0)
+        return;
+    const int on = 1;
+    const int idle = 10;
+    const int interval = 5;
+    const int probes = 3;
+    ::setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &idle, sizeof idle);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &interval, sizeof interval);
+    ::setsockopt(fd, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
 }
 
 } // namespace
@@ -50,14 +71,18 @@ void ServerWrapper::incomingConnection(qintptr descriptor)
 
 Connection::Connection(QObject* parent)
     : QObject(parent)
+    , m_reconnecttimer(new QTimer(this))
 {
+    m_reconnecttimer->setSingleShot(true);
+    QObject::connect(m_reconnecttimer, &QTimer::timeout, this, &Connection::onReconnect);
 }
 
 Connection::~Connection()
 {
     // Children would otherwise signal into a half-destroyed object while
     // QObject deletes them.
-    const QList<QObject*> transports = {m_serialport, m_socket, m_server, m_retransmittimer, m_bistrace};
+    const QList<QObject*> transports = {m_serialport, m_socket, m_server, m_retransmittimer, m_reconnecttimer,
+                                        m_bistrace};
     for (QObject* object : transports) {
         if (object) {
             QObject::disconnect(object, nullptr, this, nullptr);
@@ -181,6 +206,8 @@ void Connection::prepareSerialConnection()
         return;
     }
     QObject::connect(m_serialport, &QIODevice::readyRead, this, &Connection::onReadyRead);
+    QObject::connect(m_serialport, &SerSerialPort::readyWrite, this, &Connection::writeSerial);
+    QObject::connect(m_serialport, &SerSerialPort::hungUp, this, &Connection::onSerialHangUp);
     m_serialport->setSpeed(m_settings.serialSpeed());
     m_serialport->setHandshake(m_settings.serialHandshake());
     m_serialport->setRTS(false);
@@ -209,6 +236,7 @@ void Connection::setSocket(QSslSocket* socket)
     QObject::connect(socket, &QAbstractSocket::disconnected, this, &Connection::networkDisconnected);
     QObject::connect(socket, &QAbstractSocket::errorOccurred, this, &Connection::networkError);
     QObject::connect(socket, &QSslSocket::encrypted, this, &Connection::onEncrypted);
+    QObject::connect(socket, &QSslSocket::sslErrors, this, &Connection::onSslErrors);
 }
 
 void Connection::setConnected(bool on)
@@ -221,14 +249,20 @@ void Connection::setConnected(bool on)
 
 void Connection::connect()
 {
+    m_wantup = true;
     if (m_serialport) {
         if (m_serialport->isOpen())
             return;
-        if (!m_serialport->open(QIODevice::ReadWrite)) {
-            Q_EMIT message(tr("Open: %1").arg(m_serialport->errorString()));
+        if (!m_serialport->open(QIODevice::ReadWrite) && !(m_reconnecting && openSameAdapter())) {
+            reportFailure(tr("Open: %1").arg(m_serialport->errorString()));
+            scheduleReconnect();
             return;
         }
+        stopReconnect();
+        m_serialnumber = SerPortDeviceInfo::find(m_serialport->device()).serialNumber();
         Q_EMIT message(tr("Port %1 opened").arg(m_serialport->device()) + bisModeText());
+        if (bisActive() && m_bismode == ConnectionSettings::BiSSlaveMode && m_sourceaddress < 0)
+            Q_EMIT message(tr("Set the BiS address of this slave: no query will be answered"));
         // Wakes up devices that watch the control lines.
         m_serialport->setDTR(true);
         m_serialport->setRTS(true);
@@ -267,25 +301,47 @@ void Connection::connect()
     }
 }
 
-void Connection::disconnect()
+void Connection::stopTraffic()
 {
     m_queue.clear();
     dropPending();
-    if (m_retransmittimer) {
-        // May run inside the timer's own timeout signal.
+    // Stopped, not deleted: the next connect needs it again.
+    if (m_retransmittimer)
         m_retransmittimer->stop();
-        QObject::disconnect(m_retransmittimer, nullptr, this, nullptr);
-        m_retransmittimer->deleteLater();
-        m_retransmittimer = nullptr;
-    }
+    m_serialout.clear();
+    m_serialoutpos = 0;
+    if (m_serialport)
+        m_serialport->setWriteNotification(false);
+}
+
+void Connection::disconnect()
+{
+    m_wantup = false;
+    const bool wasReconnecting = m_reconnecting;
+    stopReconnect();
+    if (wasReconnecting)
+        Q_EMIT message(tr("Reconnecting stopped"));
+    stopTraffic();
     if (m_serialport && m_serialport->isOpen()) {
         m_serialport->close();
         Q_EMIT message(tr("Serial port closed"));
         setConnected(false);
     }
-    if (m_socket && m_socket->state() != QAbstractSocket::UnconnectedState) {
-        flushOutput();
-        m_socket->disconnectFromHost();
+    if (m_socket) {
+        switch (m_socket->state()) {
+        case QAbstractSocket::UnconnectedState:
+            break;
+        case QAbstractSocket::HostLookupState:
+        case QAbstractSocket::ConnectingState:
+            // The system would go on trying for minutes.
+            m_socket->abort();
+            Q_EMIT message(tr("Connection attempt cancelled"));
+            break;
+        default:
+            flushOutput();
+            m_socket->disconnectFromHost();
+            break;
+        }
     }
     if (m_server) {
         m_server->close();
@@ -300,7 +356,8 @@ void Connection::disconnect()
 
 void Connection::toggleConnected()
 {
-    if (isListening() || isConnected())
+    const bool attempting = m_reconnecting || (m_socket && m_socket->state() != QAbstractSocket::UnconnectedState);
+    if (isListening() || isConnected() || attempting)
         disconnect();
     else
         connect();
@@ -311,7 +368,7 @@ void Connection::close()
     disconnect();
     // Deferred deletion: close() may be called from a slot that one of
     // these objects is signalling.
-    const QList<QObject*> transports = {m_serialport, m_socket, m_server, m_bistrace};
+    const QList<QObject*> transports = {m_serialport, m_socket, m_server, m_retransmittimer, m_bistrace};
     for (QObject* object : transports) {
         if (object) {
             QObject::disconnect(object, nullptr, this, nullptr);
@@ -321,6 +378,7 @@ void Connection::close()
     m_serialport = nullptr;
     m_socket = nullptr;
     m_server = nullptr;
+    m_retransmittimer = nullptr;
     m_bistrace = nullptr;
     m_peeraddress.clear();
     m_peerport = 0;
@@ -331,6 +389,8 @@ void Connection::networkConnected()
 {
     if (sender() != m_socket)
         return;
+    stopReconnect();
+    setKeepAlive(m_socket);
     Q_EMIT message(tr("Connection established") + bisModeText());
     if (m_settings.sslEnabled())
         startEncryption(m_mode == ConnectionSettings::ServerMode);
@@ -343,6 +403,8 @@ void Connection::networkDisconnected()
         return;
     Q_EMIT message(tr("Connection closed"));
     handleDisconnect();
+    if (m_wantup)
+        scheduleReconnect();
 }
 
 void Connection::networkError(QAbstractSocket::SocketError serr)
@@ -352,8 +414,17 @@ void Connection::networkError(QAbstractSocket::SocketError serr)
     // The disconnected signal follows and reports it.
     if (serr == QAbstractSocket::RemoteHostClosedError)
         return;
-    Q_EMIT message(tr("Connection error: %1").arg(m_socket->errorString()));
+    // A link that was up and failed (keepalive probes unanswered, reset)
+    // is lost; one that never came up is an error of the attempt.
+    const bool handshake = serr == QAbstractSocket::SslHandshakeFailedError || serr == QAbstractSocket::SslInternalError
+                           || serr == QAbstractSocket::SslInvalidUserDataError;
+    if (m_connected && !handshake)
+        Q_EMIT message(tr("Connection lost: %1").arg(m_socket->errorString()));
+    else
+        reportFailure(tr("Connection error: %1").arg(m_socket->errorString()));
     handleDisconnect();
+    if (m_wantup)
+        scheduleReconnect();
 }
 
 void Connection::handleDisconnect()
@@ -413,6 +484,7 @@ void Connection::newNetworkConnection()
     Q_EMIT message(replaced ? tr("Connection replaced by incoming connection from %1").arg(peer)
                             : tr("Incoming connection from %1").arg(peer));
     setSocket(socket);
+    setKeepAlive(socket);
     if (m_settings.sslEnabled())
         startEncryption(true);
     setConnected(true);
@@ -439,28 +511,55 @@ void Connection::onEncrypted()
     Q_EMIT stateChanged();
 }
 
+void Connection::onSslErrors(const QList<QSslError>& errors)
+{
+    if (sender() != m_socket)
+        return;
+    // Without verification the errors are ignored and the link goes on.
+    const QSslSocket::PeerVerifyMode verify = m_socket->peerVerifyMode();
+    if (verify == QSslSocket::VerifyNone || verify == QSslSocket::QueryPeer)
+        return;
+    // The handshake then fails with one generic line; these say why.
+    for (const QSslError& error : errors) {
+        QString text = error.errorString();
+        const QSslCertificate certificate = error.certificate();
+        if (!certificate.isNull())
+            text += QLatin1String(" (") + certificate.subjectDisplayName() + QLatin1Char(')');
+        Q_EMIT message(tr("TLS error: %1").arg(text));
+    }
+}
+
 void Connection::loadSslConfig()
 {
     m_sslconfig = QSslConfiguration::defaultConfiguration();
+    // Said at the first attempt; a reconnect every few seconds would
+    // repeat it for ever.
+    const auto say = [this](const QString& text) {
+        if (!m_reconnecting)
+            Q_EMIT message(text);
+    };
     if (!m_settings.sslEnabled()) {
-        Q_EMIT message(tr("SSL mode disabled"));
+        say(tr("SSL mode disabled"));
         return;
     }
     const QSslKey key = m_settings.loadPrivateKey();
-    Q_EMIT message(tr("Load private key: %1").arg(key.isNull() ? tr("FAIL") : tr("ok")));
+    say(tr("Load private key: %1").arg(key.isNull() ? tr("FAIL") : tr("ok")));
     const QSslCertificate certificate = m_settings.loadLocalCertificate();
-    Q_EMIT message(tr("Load local certificate: %1").arg(certificate.isNull() ? tr("FAIL") : tr("ok")));
+    say(tr("Load local certificate: %1").arg(certificate.isNull() ? tr("FAIL") : tr("ok")));
+    // Without a directory of its own the system's CA store verifies.
     QList<QSslCertificate> authorities;
     if (!m_settings.caCertificateDirectory().isEmpty()) {
         authorities = m_settings.loadCACertificates();
-        Q_EMIT message(tr("Load CA certificates: %1 loaded").arg(authorities.size()));
+        say(tr("Load CA certificates: %1 loaded").arg(authorities.size()));
+    } else {
+        authorities = QSslConfiguration::systemCaCertificates();
     }
+    m_sslconfig.setCaCertificates(authorities);
     m_sslconfig.setPrivateKey(key);
     m_sslconfig.setLocalCertificate(certificate);
-    m_sslconfig.setCaCertificates(authorities);
     m_sslconfig.setPeerVerifyMode(QSslSocket::PeerVerifyMode(m_settings.peerVerifyMode()));
     m_sslconfig.setProtocol(QSsl::SecureProtocols);
-    Q_EMIT message(tr("SSL mode enabled"));
+    say(tr("SSL mode enabled"));
 }
 
 void Connection::onReadyRead()
@@ -554,6 +653,11 @@ void Connection::send(const QByteArray& data)
     const bool master = m_bismode == ConnectionSettings::BiSMasterMode;
     if (!master && m_bismode != ConnectionSettings::BiSSlaveMode)
         return;
+    // Unset is -1, which would go out as FF FF FF FF.
+    if (master && m_destinationaddress < 0) {
+        Q_EMIT message(tr("Set the BiS address of the destination: nothing sent"));
+        return;
+    }
     if (responsePending()) {
         if (m_queue.size() >= QueueLimit) {
             Q_EMIT message(tr("Queue overflow"));
@@ -587,9 +691,16 @@ void Connection::send(const QByteArray& data)
 void Connection::rawSend(const QByteArray& data)
 {
     if (m_serialport) {
-        Q_EMIT rawSent(data);
-        if (m_serialport->isOpen())
-            m_serialport->write(data);
+        if (!m_serialport->isOpen() || data.isEmpty())
+            return;
+        if (m_serialout.size() - m_serialoutpos + data.size() > OutputLimit) {
+            Q_EMIT message(tr("Output buffer full (%1 KiB waiting for the device): %2 bytes not sent")
+                               .arg((m_serialout.size() - m_serialoutpos) / 1024)
+                               .arg(data.size()));
+            return;
+        }
+        m_serialout += data;
+        writeSerial();
         return;
     }
     if (!m_socket)
@@ -611,6 +722,108 @@ void Connection::flushOutput()
         m_socket->write(m_pendingoutput.constData(), m_pendingoutput.size());
     // Keeps the capacity for the next turn.
     m_pendingoutput.resize(0);
+}
+
+void Connection::writeSerial()
+{
+    while (m_serialport && m_serialport->isOpen() && m_serialoutpos < m_serialout.size()) {
+        const qint64 written =
+            m_serialport->write(m_serialout.constData() + m_serialoutpos, m_serialout.size() - m_serialoutpos);
+        if (written <= 0)
+            break;
+        // Advanced before the signal: a receiver may send more right away.
+        const QByteArray chunk = m_serialout.mid(m_serialoutpos, written);
+        m_serialoutpos += written;
+        Q_EMIT rawSent(chunk);
+    }
+    if (!m_serialport || !m_serialport->isOpen())
+        return;
+    if (m_serialoutpos >= m_serialout.size()) {
+        m_serialout.resize(0);
+        m_serialoutpos = 0;
+        m_serialport->setWriteNotification(false);
+        return;
+    }
+    // Compacted rarely: only once the written part outweighs the rest.
+    if (m_serialoutpos > m_serialout.size() / 2) {
+        m_serialout.remove(0, m_serialoutpos);
+        m_serialoutpos = 0;
+    }
+    m_serialport->setWriteNotification(true);
+}
+
+void Connection::onSerialHangUp(const QString& reason)
+{
+    if (!m_serialport || !m_serialport->isOpen())
+        return;
+    stopTraffic();
+    m_serialport->close();
+    Q_EMIT message(reason);
+    setConnected(false);
+    if (m_wantup)
+        scheduleReconnect();
+}
+
+bool Connection::openSameAdapter()
+{
+    // A USB adapter plugged back into another socket may get another name;
+    // its serial number stays.
+    if (m_serialnumber.isEmpty())
+        return false;
+    SerPortDeviceInfo::rescan();
+    const QList<SerPortDeviceInfo> devices = SerPortDeviceInfo::devices();
+    for (const SerPortDeviceInfo& device : devices) {
+        if (device.serialNumber() != m_serialnumber || device.name() == m_serialport->device())
+            continue;
+        const QString oldName = m_serialport->device();
+        m_serialport->setDevice(device.name());
+        if (m_serialport->open(QIODevice::ReadWrite)) {
+            Q_EMIT message(tr("Adapter %1 found again as %2").arg(m_serialnumber, device.name()));
+            return true;
+        }
+        m_serialport->setDevice(oldName);
+    }
+    return false;
+}
+
+void Connection::scheduleReconnect()
+{
+    if (!m_settings.reconnect())
+        return;
+    if (m_mode == ConnectionSettings::SerialMode && m_serialport) {
+        m_retrydelay = SerialRetryInterval;
+    } else if (m_mode == ConnectionSettings::ClientMode && m_socket) {
+        m_retrydelay = m_retrydelay == 0 ? 1000 : qMin(2 * m_retrydelay, ClientRetryLimit);
+    } else {
+        return;
+    }
+    m_reconnecting = true;
+    m_reconnecttimer->start(m_retrydelay);
+}
+
+void Connection::stopReconnect()
+{
+    m_reconnecttimer->stop();
+    m_reconnecting = false;
+    m_retrydelay = 0;
+    m_lastfailure.clear();
+}
+
+void Connection::reportFailure(const QString& text)
+{
+    if (m_reconnecting && text == m_lastfailure)
+        return;
+    m_lastfailure = text;
+    Q_EMIT message(text);
+}
+
+void Connection::onReconnect()
+{
+    if (m_serialport && m_serialport->isOpen())
+        return;
+    if (m_socket && m_socket->state() != QAbstractSocket::UnconnectedState)
+        return;
+    connect();
 }
 
 void Connection::onRetransmit()

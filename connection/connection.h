@@ -11,6 +11,7 @@
 #include "connection/connectionsettings.h"
 
 #include <QAbstractSocket>
+#include <QSslError>
 #include <QByteArray>
 #include <QList>
 #include <QObject>
@@ -42,6 +43,12 @@ public:
     static constexpr qint64 ReadChunk = 65536;
     // The type of every frame this side sends.
     static constexpr unsigned FrameType = 34;
+    // Serial output waiting for a slow device; more is refused.
+    static constexpr qsizetype OutputLimit = 1 << 20;
+    // Retry interval for a serial device that went away, and the longest
+    // wait between attempts of a TCP client.
+    static constexpr int SerialRetryInterval = 1000;
+    static constexpr int ClientRetryLimit = 30000;
 
     explicit Connection(QObject* parent = nullptr);
     ~Connection() override;
@@ -94,6 +101,10 @@ private Q_SLOTS:
     void onRetransmit();
     void onQrv16(int src, int dst, const QByteArray& data);
     void flushOutput();
+    void writeSerial();
+    void onSerialHangUp(const QString& reason);
+    void onSslErrors(const QList<QSslError>& errors);
+    void onReconnect();
 
 private:
     void dataReceived(unsigned src, unsigned type, const void* data, unsigned len) override;
@@ -116,6 +127,12 @@ private:
     void loadSslConfig();
     void setConnected(bool on);
     bool bisActive() const;
+    void stopTraffic();
+    void scheduleReconnect();
+    bool openSameAdapter();
+    void stopReconnect();
+    // Reports text unless it repeats the last failure of a reconnect.
+    void reportFailure(const QString& text);
 
     int m_mode = -1;
     int m_bismode = ConnectionSettings::BiSTraceMode;
@@ -130,6 +147,7 @@ private:
     QSslSocket* m_socket = nullptr;        // Owned.
     ServerWrapper* m_server = nullptr;     // Owned.
     QTimer* m_retransmittimer = nullptr;   // Owned; BiS master only.
+    QTimer* m_reconnecttimer = nullptr;    // Owned.
     BiSTrace* m_bistrace = nullptr;        // Owned; made on first use.
 
     bool m_connected = false;
@@ -144,4 +162,15 @@ private:
     QByteArray m_pendingoutput;
     bool m_flushposted = false;
     QSslConfiguration m_sslconfig;
+    // Serial output not yet taken by the device, from m_serialoutpos on.
+    QByteArray m_serialout;
+    qsizetype m_serialoutpos = 0;
+    // Reconnecting after a fault; the last failure it reported.
+    bool m_reconnecting = false;
+    // The user wants the link up: faults then lead to reconnecting.
+    bool m_wantup = false;
+    int m_retrydelay = 0;
+    QString m_lastfailure;
+    // Of the USB adapter last opened, to find it under another name.
+    QString m_serialnumber;
 };

@@ -1,9 +1,11 @@
 #include "connection/connectionsettings.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QSettings>
 
 #include <array>
+#include <climits>
 
 namespace {
 
@@ -41,6 +43,27 @@ QByteArray readCapped(const QString& path)
     return file.read(0x400000);
 }
 
+// The number stored under key when it lies in min..max; otherwise fallback,
+// with a warning unless the key is absent.
+int checkedNumber(const QSettings& settings, const QString& key, int min, int max, int fallback,
+                  QStringList* warnings)
+{
+    const QVariant value = settings.value(key);
+    if (!value.isValid())
+        return fallback;
+    bool ok = false;
+    const qlonglong number = value.toString().trimmed().toLongLong(&ok);
+    if (ok && number >= min && number <= max)
+        return int(number);
+    if (warnings) {
+        *warnings << QCoreApplication::translate("ConnectionSettings",
+                                                 "Settings %1/%2: \"%3\" is out of range, using %4")
+                         .arg(settings.group(), key, value.toString())
+                         .arg(fallback);
+    }
+    return fallback;
+}
+
 } // namespace
 
 void ConnectionSettings::saveToSettings(const QString& group) const
@@ -66,6 +89,7 @@ void ConnectionSettings::saveToSettings(const QString& group) const
     settings.setValue(QStringLiteral("ClientPort"), uint(m_clientport));
     settings.setValue(QStringLiteral("ServerAddress"), m_serveraddress);
     settings.setValue(QStringLiteral("ServerPort"), uint(m_serverport));
+    settings.setValue(QStringLiteral("Reconnect"), m_reconnect);
     settings.beginGroup(QStringLiteral("SSL"));
     settings.setValue(QStringLiteral("Enabled"), m_sslenabled);
     settings.setValue(QStringLiteral("PrivateKeyFile"), m_privatekeyfile);
@@ -78,7 +102,7 @@ void ConnectionSettings::saveToSettings(const QString& group) const
     settings.endGroup();
 }
 
-void ConnectionSettings::restoreFromSettings(const QString& group)
+void ConnectionSettings::restoreFromSettings(const QString& group, QStringList* warnings)
 {
     QSettings settings;
     settings.beginGroup(group);
@@ -87,15 +111,18 @@ void ConnectionSettings::restoreFromSettings(const QString& group)
     m_bisenabled = settings.value(QStringLiteral("BiSEnabled"), false).toBool();
     m_sourceaddress = int(settings.value(QStringLiteral("BiSSourceAddress"), -1).toUInt());
     m_destinationaddress = int(settings.value(QStringLiteral("BiSDestinationAddress"), -1).toUInt());
-    m_tries = int(settings.value(QStringLiteral("BiSTries"), DefaultTries).toUInt());
-    m_timeout = int(settings.value(QStringLiteral("BiSTimeout"), DefaultTimeout).toUInt());
+    m_tries = checkedNumber(settings, QStringLiteral("BiSTries"), 1, MaximumTries, DefaultTries, warnings);
+    m_timeout = checkedNumber(settings, QStringLiteral("BiSTimeout"), MinimumTimeout, INT_MAX, DefaultTimeout,
+                              warnings);
     m_serialport = settings.value(QStringLiteral("SerialPort"), m_serialport).toString();
-    m_serialspeed = int(settings.value(QStringLiteral("SerialSpeed"), m_serialspeed).toUInt());
+    if (settings.contains(QStringLiteral("SerialSpeed")))
+        m_serialspeed = checkedNumber(settings, QStringLiteral("SerialSpeed"), 1, INT_MAX, DefaultSpeed, warnings);
     m_serialhandshake = int(settings.value(QStringLiteral("SerialHandshake"), m_serialhandshake).toUInt());
     m_clientaddress = settings.value(QStringLiteral("ClientAddress"), m_clientaddress).toString();
     m_clientport = int(settings.value(QStringLiteral("ClientPort"), m_clientport).toUInt());
     m_serveraddress = settings.value(QStringLiteral("ServerAddress"), m_serveraddress).toString();
     m_serverport = int(settings.value(QStringLiteral("ServerPort"), m_serverport).toUInt());
+    m_reconnect = settings.value(QStringLiteral("Reconnect"), false).toBool();
     settings.beginGroup(QStringLiteral("SSL"));
     m_sslenabled = settings.value(QStringLiteral("Enabled"), false).toBool();
     m_privatekeyfile = settings.value(QStringLiteral("PrivateKeyFile"), m_privatekeyfile).toString();

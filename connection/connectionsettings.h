@@ -7,6 +7,7 @@
 
 #include <QList>
 #include <QSslCertificate>
+#include <QStringList>
 #include <QSslKey>
 #include <QString>
 
@@ -20,9 +21,15 @@ public:
     static constexpr int DefaultTries = 5;
     static constexpr int DefaultTimeout = 1000;
     static constexpr int DefaultPort = 10000;
+    static constexpr int DefaultSpeed = 9600;
+    // Shorter answer time-outs only spend every try at once.
+    static constexpr int MinimumTimeout = 10;
+    static constexpr int MaximumTries = 100;
 
     void saveToSettings(const QString& group) const;
-    void restoreFromSettings(const QString& group);
+    // A stored speed, time-out or try count out of range falls back to its
+    // default; warnings, if given, gets one line for each.
+    void restoreFromSettings(const QString& group, QStringList* warnings = nullptr);
 
     // Null key or certificate when the file cannot be read or parsed.
     static QSslKey loadPrivateKey(const QString& path);
@@ -83,6 +90,10 @@ public:
     int peerVerifyMode() const { return m_peerverifymode; }
     void setPeerVerifyMode(int mode) { m_peerverifymode = mode; }
 
+    // Opens the link again after the device or the peer went away.
+    bool reconnect() const { return m_reconnect; }
+    void setReconnect(bool on) { m_reconnect = on; }
+
 private:
     int m_mode = DisabledMode;
     int m_bismode = BiSMasterMode;
@@ -92,7 +103,7 @@ private:
     int m_tries = DefaultTries;
     int m_timeout = DefaultTimeout;
     QString m_serialport;
-    int m_serialspeed = 9600;
+    int m_serialspeed = DefaultSpeed;
     int m_serialhandshake = NoHandshake;
     QString m_clientaddress = QStringLiteral("localhost");
     int m_clientport = DefaultPort;
@@ -103,4 +114,5 @@ private:
     QString m_localcertificatefile;
     QString m_cacertificatedirectory;
     int m_peerverifymode = 0;
+    bool m_reconnect = false;
 };

@@ -3,6 +3,7 @@
 #include "connection/certificatedialog.h"
 #include "connection/portchooser.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
@@ -103,9 +104,14 @@ ConnectionSettingsDialog::ConnectionSettingsDialog(QWidget* parent)
     connect(buttons, &QDialogButtonBox::accepted, this, &ConnectionSettingsDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
 
+    m_ck_reconnect = new QCheckBox(tr("Reconnect automatically"), this);
+    m_ck_reconnect->setToolTip(tr("Open the port again when the device comes back; "
+                                  "a TCP client tries again after a growing pause of up to 30 s"));
+
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_grp_mode);
     layout->addWidget(m_stk_pages);
+    layout->addWidget(m_ck_reconnect);
     layout->addWidget(createSslGroup());
     layout->addStretch(1);
     layout->addWidget(buttons);
@@ -141,7 +147,10 @@ QWidget* ConnectionSettingsDialog::createSerialPage()
     m_cb_speed->setInsertPolicy(QComboBox::NoInsert);
     m_cb_speed->addItems({QStringLiteral("300"), QStringLiteral("1200"), QStringLiteral("2400"),
                           QStringLiteral("4800"), QStringLiteral("9600"), QStringLiteral("19200"),
-                          QStringLiteral("38400"), QStringLiteral("57600"), QStringLiteral("115200")});
+                          QStringLiteral("38400"), QStringLiteral("57600"), QStringLiteral("115200"),
+                          // Rates of USB adapters and field buses; any other can be typed.
+                          QStringLiteral("230400"), QStringLiteral("250000"), QStringLiteral("460800"),
+                          QStringLiteral("500000"), QStringLiteral("921600"), QStringLiteral("1000000")});
     m_cb_speed->setValidator(new QIntValidator(1, 4000000, m_cb_speed));
     m_cb_handshake = new QComboBox(page);
     m_cb_handshake->addItem(tr("None"), int(ConnectionSettings::NoHandshake));
@@ -157,8 +166,9 @@ QWidget* ConnectionSettingsDialog::createSerialPage()
     m_sb_destination = new QSpinBox(m_grp_bis);
     for (QSpinBox* address : {m_sb_source, m_sb_destination}) {
         address->setRange(-1, INT_MAX);
+        address->setSpecialValueText(tr("not set"));
         address->setValue(-1);
-        address->setToolTip(tr("-1 stands for any address"));
+        address->setToolTip(tr("Not set: a master or slave needs it; in the trace role it stands for any address"));
     }
     m_sb_tries = new QSpinBox(m_grp_bis);
     m_sb_tries->setRange(1, 25);
@@ -179,7 +189,14 @@ QWidget* ConnectionSettingsDialog::createSerialPage()
     bisLayout->addRow(tr("Timeout:"), m_sb_timeout);
 
     auto* layout = new QFormLayout(page);
-    layout->addRow(tr("Serial port:"), m_cb_port);
+    m_pb_refresh = new QPushButton(tr("Refresh"), page);
+    m_pb_refresh->setToolTip(tr("Read the list of serial devices again"));
+    connect(m_pb_refresh, &QPushButton::clicked, m_cb_port, &PortChooser::refresh);
+    QWidget* portRow = withButtons(page, m_cb_port, {m_pb_refresh});
+    layout->addRow(tr("Serial port:"), portRow);
+    // The label leads to the chooser, not to the row around it.
+    if (auto* label = qobject_cast<QLabel*>(layout->labelForField(portRow)))
+        label->setBuddy(m_cb_port);
     layout->addRow(tr("Speed:"), m_cb_speed);
     layout->addRow(tr("Handshake:"), m_cb_handshake);
     layout->addRow(m_grp_bis);
@@ -297,6 +314,7 @@ void ConnectionSettingsDialog::setSettings(const ConnectionSettings& settings)
     m_le_cadir->setText(settings.caCertificateDirectory());
     const int verify = m_cb_verify->findData(settings.peerVerifyMode());
     m_cb_verify->setCurrentIndex(verify >= 0 ? verify : 0);
+    m_ck_reconnect->setChecked(settings.reconnect());
 }
 
 void ConnectionSettingsDialog::getSettings(ConnectionSettings* settings) const
@@ -344,6 +362,7 @@ void ConnectionSettingsDialog::getSettings(ConnectionSettings* settings) const
     settings->setLocalCertificateFile(m_le_certfile->text().trimmed());
     settings->setCaCertificateDirectory(m_le_cadir->text().trimmed());
     settings->setPeerVerifyMode(m_cb_verify->currentData().toInt());
+    settings->setReconnect(m_ck_reconnect->isChecked());
 }
 
 void ConnectionSettingsDialog::accept()
@@ -351,6 +370,23 @@ void ConnectionSettingsDialog::accept()
     // Text typed into a spin box counts even without leaving the field.
     for (QAbstractSpinBox* box : findChildren<QAbstractSpinBox*>())
         box->interpretText();
+    if (m_rb_serial->isChecked()) {
+        bool speedOk = false;
+        const int speed = m_cb_speed->currentText().trimmed().toInt(&speedOk);
+        if (!speedOk || speed <= 0) {
+            refuse(tr("The speed must be a positive number of bits per second."));
+            return;
+        }
+        // An unset address would go on the bus as FF FF FF FF.
+        if (m_grp_bis->isChecked() && m_rb_master->isChecked() && m_sb_destination->value() < 0) {
+            refuse(tr("Set the BiS address of the destination."));
+            return;
+        }
+        if (m_grp_bis->isChecked() && m_rb_slave->isChecked() && m_sb_source->value() < 0) {
+            refuse(tr("Set the BiS address of this slave."));
+            return;
+        }
+    }
     QDialog::accept();
 }
 
@@ -367,6 +403,7 @@ void ConnectionSettingsDialog::showMode(int mode)
     // BiS framing runs on serial links only, TLS on network links only.
     m_grp_bis->setEnabled(page == SerialPage);
     m_grp_ssl->setEnabled(page == ClientPage || page == ServerPage);
+    m_ck_reconnect->setEnabled(page == SerialPage || page == ClientPage);
 }
 
 void ConnectionSettingsDialog::onModeDisabled()

@@ -11,6 +11,7 @@
 #include <QDialog>
 
 class PortChooser;
+class QCheckBox;
 class QComboBox;
 class QDoubleSpinBox;
 class QGroupBox;
@@ -60,8 +61,10 @@ private:
     QRadioButton* m_rb_client;
     QRadioButton* m_rb_server;
     QStackedWidget* m_stk_pages;
+    QCheckBox* m_ck_reconnect = nullptr;
 
     PortChooser* m_cb_port = nullptr;
+    QPushButton* m_pb_refresh = nullptr;
     QComboBox* m_cb_speed = nullptr;
     QComboBox* m_cb_handshake = nullptr;
     QGroupBox* m_grp_bis = nullptr;

@@ -30,6 +30,8 @@ void PortChooser::refresh()
 {
     const QString current = currentText();
     clear();
+    // Adapters come and go while the program runs.
+    SerPortDeviceInfo::rescan();
     const QList<SerPortDeviceInfo> devices = SerPortDeviceInfo::devices();
     for (const SerPortDeviceInfo& device : devices) {
         // The item text is what the edit field takes, so the description
@@ -38,6 +40,10 @@ void PortChooser::refresh()
         QString tip = device.description() + QLatin1String(" (") + device.path() + QLatin1Char(')');
         if (!device.info().isEmpty())
             tip += QLatin1Char('\n') + device.info();
+        if (!device.usbId().isEmpty())
+            tip += QLatin1Char('\n') + tr("USB ID %1").arg(device.usbId());
+        if (!device.serialNumber().isEmpty())
+            tip += QLatin1Char('\n') + tr("Serial number %1").arg(device.serialNumber());
         setItemData(count() - 1, tip, Qt::ToolTipRole);
     }
     setCurrentIndex(-1);

@@ -2,6 +2,8 @@
 
 // An editable combo box over the list of serial devices: the known devices
 // are offered with their descriptions, and any other name can be typed.
+// The list is read again each time it opens, so adapters plugged in later
+// appear.
 
 #include <QComboBox>
 
@@ -14,7 +16,7 @@ public:
     // The device name ("ttyUSB0"), as chosen or typed.
     QString portName() const;
     void setPortName(const QString& name);
-    // Reads the device list again, keeping the current text.
+    // Reads the device tree again, keeping the current text.
     void refresh();
 
     void showPopup() override;

@@ -4,6 +4,7 @@
 #include "libserial/serportdeviceinfo.h"
 
 #include <QFile>
+#include <QMetaObject>
 #include <QSocketNotifier>
 
 #include <cerrno>
@@ -22,6 +23,9 @@ struct pSerUnixSerialPortData : pSerSerialPortData
     // What every setter edits and applies.
     termios current{};
     QSocketNotifier* notifier = nullptr; // owned through the port (QObject parent)
+    QSocketNotifier* writeNotifier = nullptr; // same; made on first use
+    // The device went away; nothing is watched until the next open.
+    bool hungUp = false;
 };
 
 namespace {
@@ -35,6 +39,62 @@ void setRate(termios& settings, int code)
 QString systemError(int error)
 {
     return QString::fromLocal8Bit(std::strerror(error));
+}
+
+// Errors after which the device is gone rather than busy.
+bool isHangUp(int error)
+{
+    return error == EIO || error == ENXIO || error == ENODEV;
+}
+
+// Rates outside the table go to the driver as a number. glibc's termios has
+// another layout than the kernel's, hence this copy of the kernel's.
+struct KernelTermios
+{
+    tcflag_t c_iflag;
+    tcflag_t c_oflag;
+    tcflag_t c_cflag;
+    tcflag_t c_lflag;
+    cc_t c_line;
+    cc_t c_cc[19];
+    speed_t c_ispeed;
+    speed_t c_ospeed;
+};
+constexpr tcflag_t FreeRate = 0010000;
+constexpr int SpeedRefused = -1;
+
+int freeSpeed(int speed)
+{
+    return speed > 0 && pSerBPS::int2bps(speed) < 0 ? speed : 0;
+}
+
+// 0, errno, or SpeedRefused when the driver took another rate than asked.
+int writeLine(int fd, const termios& settings, int speed)
+{
+    if (speed <= 0)
+        return tcsetattr(fd, TCSANOW, &settings) == 0 ? 0 : errno;
+#if defined(__linux__)
+    KernelTermios line{};
+    line.c_iflag = settings.c_iflag;
+    line.c_oflag = settings.c_oflag;
+    line.c_cflag = (settings.c_cflag & ~tcflag_t(CBAUD | (CBAUD << 16))) | FreeRate | (FreeRate << 16);
+    line.c_lflag = settings.c_lflag;
+    line.c_line = settings.c_line;
+    std::memcpy(line.c_cc, settings.c_cc, sizeof line.c_cc);
+    line.c_ispeed = speed_t(speed);
+    line.c_ospeed = speed_t(speed);
+    if (ioctl(fd, _IOW('T', 0x2B, KernelTermios), &line) != 0)
+        return errno == EINVAL ? SpeedRefused : errno;
+    KernelTermios taken{};
+    if (ioctl(fd, _IOR('T', 0x2A, KernelTermios), &taken) != 0)
+        return errno;
+    // Drivers round to what their divider can make; 2% is what a UART
+    // still understands.
+    const double ratio = double(taken.c_ospeed) / speed;
+    return ratio > 0.98 && ratio < 1.02 ? 0 : SpeedRefused;
+#else
+    return SpeedRefused;
+#endif
 }
 
 } // namespace
@@ -62,8 +122,9 @@ bool pSerUnixSerialPort::open(OpenMode mode)
 
     const QString name = device();
     QString path = SerPortDeviceInfo::deviceName(name);
+    // A full path such as /dev/serial/by-id/... is taken as it is.
     if (path.isEmpty())
-        path = QStringLiteral("/dev/") + name;
+        path = name.startsWith(QLatin1Char('/')) ? name : QStringLiteral("/dev/") + name;
 
     pSerUnixSerialPortData* data = d();
     // O_NOCTTY: a port must never become the program's controlling terminal.
@@ -79,22 +140,22 @@ bool pSerUnixSerialPort::open(OpenMode mode)
         data->current.c_oflag = 0;
         data->current.c_lflag = 0;
         data->current.c_cflag = CS8 | CREAD | HUPCL | CLOCAL;
-        if (speed() > 0) {
-            const int code = pSerBPS::int2bps(speed());
-            if (code < 0) {
-                error = EINVAL;
-            } else {
-                setRate(data->current, code);
-            }
-        }
-        if (error == 0 && tcsetattr(data->fd, TCSANOW, &data->current) != 0)
-            error = errno;
+        // A read that returns 0 then means the device hung up, never that
+        // it merely has nothing yet.
+        data->current.c_cc[VMIN] = 1;
+        data->current.c_cc[VTIME] = 0;
+        const int code = pSerBPS::int2bps(speed());
+        if (code >= 0)
+            setRate(data->current, code);
+        error = writeLine(data->fd, data->current, freeSpeed(speed()));
     }
     if (error != 0) {
-        setErrorString(systemError(error));
+        setErrorString(error == SpeedRefused ? tr("Speed %1 not supported by %2").arg(speed()).arg(path)
+                                             : systemError(error));
         shutdown();
         return false;
     }
+    data->hungUp = false;
 
     setHandshake(handshake());
     setParity(parity());
@@ -119,8 +180,7 @@ bool pSerUnixSerialPort::open(OpenMode mode)
         entry = SerPortDeviceInfo(name, QStringLiteral("/dev/") + name, tr("USB Serial port"),
                                   QString(), 0xA003);
     } else {
-        entry = SerPortDeviceInfo(name, QStringLiteral("/dev/") + name, tr("Serial port"),
-                                  QString(), 0xA001);
+        entry = SerPortDeviceInfo(name, path, tr("Serial port"), QString(), 0xA001);
     }
     SerPortDeviceInfo::replaceItem(entry);
 
@@ -144,8 +204,16 @@ void pSerUnixSerialPort::close()
 void pSerUnixSerialPort::shutdown()
 {
     pSerUnixSerialPortData* data = d();
-    delete data->notifier;
+    // Deferred: a port may be closed from a slot that one of its notifiers
+    // is still signalling.
+    for (QSocketNotifier* notifier : {data->notifier, data->writeNotifier}) {
+        if (notifier) {
+            notifier->setEnabled(false);
+            notifier->deleteLater();
+        }
+    }
     data->notifier = nullptr;
+    data->writeNotifier = nullptr;
     if (data->fd >= 0)
         ::close(data->fd);
     data->fd = -1;
@@ -153,9 +221,54 @@ void pSerUnixSerialPort::shutdown()
 
 void pSerUnixSerialPort::startWaitForEvent()
 {
-    if (d()->notifier)
+    if (d()->notifier && !d()->hungUp)
         d()->notifier->setEnabled(true);
     m_data->readyReadSignalled = false;
+}
+
+void pSerUnixSerialPort::hangUp(int error)
+{
+    pSerUnixSerialPortData* data = d();
+    if (data->hungUp)
+        return;
+    data->hungUp = true;
+    // A hung-up descriptor stays readable for ever: watching it would spin.
+    if (data->notifier)
+        data->notifier->setEnabled(false);
+    if (data->writeNotifier)
+        data->writeNotifier->setEnabled(false);
+    const QString reason = error == 0 || isHangUp(error) ? tr("Device disconnected") : systemError(error);
+    setErrorString(reason);
+    // Queued: the owner closes the port in answer, which it must not do
+    // inside a read or write.
+    QMetaObject::invokeMethod(
+        this,
+        [this, reason] {
+            if (isOpen())
+                Q_EMIT hungUp(reason);
+        },
+        Qt::QueuedConnection);
+}
+
+void pSerUnixSerialPort::setWriteNotification(bool on)
+{
+    pSerUnixSerialPortData* data = d();
+    if (data->fd < 0 || data->hungUp)
+        return;
+    if (!data->writeNotifier) {
+        if (!on)
+            return;
+        data->writeNotifier = new QSocketNotifier(data->fd, QSocketNotifier::Write, this);
+        connect(data->writeNotifier, &QSocketNotifier::activated, this, &pSerUnixSerialPort::onTxReady);
+    }
+    data->writeNotifier->setEnabled(on);
+}
+
+void pSerUnixSerialPort::onTxReady()
+{
+    if (d()->writeNotifier)
+        d()->writeNotifier->setEnabled(false);
+    Q_EMIT readyWrite();
 }
 
 void pSerUnixSerialPort::onRxReady()
@@ -167,8 +280,15 @@ void pSerUnixSerialPort::onRxReady()
 
 qint64 pSerUnixSerialPort::readData(char* data, qint64 maxSize)
 {
+    if (d()->fd < 0 || maxSize <= 0)
+        return 0;
     const ssize_t count = ::read(d()->fd, data, size_t(maxSize));
     const int error = errno;
+    if (count == 0 || (count < 0 && error != EAGAIN && error != EINTR)) {
+        hangUp(count == 0 ? 0 : error);
+        m_data->readyReadSignalled = false;
+        return count;
+    }
     startWaitForEvent();
     if (count < 0) {
         setErrorString(systemError(error));
@@ -179,12 +299,19 @@ qint64 pSerUnixSerialPort::readData(char* data, qint64 maxSize)
 
 qint64 pSerUnixSerialPort::writeData(const char* data, qint64 maxSize)
 {
-    const ssize_t count = ::write(d()->fd, data, size_t(maxSize));
-    if (count < 0) {
-        setErrorString(systemError(errno));
+    if (d()->fd < 0)
         return -1;
-    }
-    return count;
+    const ssize_t count = ::write(d()->fd, data, size_t(maxSize));
+    if (count >= 0)
+        return count;
+    const int error = errno;
+    // A full output queue is no error: the writer waits for readyWrite().
+    if (error == EAGAIN || error == EINTR)
+        return 0;
+    if (isHangUp(error))
+        hangUp(error);
+    setErrorString(systemError(error));
+    return -1;
 }
 
 bool pSerUnixSerialPort::waitForReadyRead(int msecs)
@@ -230,11 +357,15 @@ bool pSerUnixSerialPort::waitFor(bool forWrite, int msecs)
     return true;
 }
 
-void pSerUnixSerialPort::applySettings(const void* settings)
+bool pSerUnixSerialPort::applySettings(const void* settings)
 {
     const auto* wanted = static_cast<const termios*>(settings);
-    if (tcsetattr(d()->fd, TCSANOW, wanted) == 0)
-        d()->current = *wanted;
+    // Every write carries the free rate along, or it would fall back to
+    // the table rate left in the flags.
+    if (writeLine(d()->fd, *wanted, freeSpeed(speed())) != 0)
+        return false;
+    d()->current = *wanted;
+    return true;
 }
 
 void pSerUnixSerialPort::setSpeed(int speed)

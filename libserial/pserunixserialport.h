@@ -29,6 +29,7 @@ public:
     int setRTS(bool on) override;
     int setDTR(bool on) override;
     int setBRK(bool on) override;
+    void setWriteNotification(bool on) override;
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override;
@@ -36,12 +37,14 @@ protected:
 
 private Q_SLOTS:
     void onRxReady();
+    void onTxReady();
 
 private:
     pSerUnixSerialPortData* d() const;
     void shutdown();
     void startWaitForEvent();
     bool waitFor(bool forWrite, int msecs);
-    void applySettings(const void* settings);
+    bool applySettings(const void* settings);
+    void hangUp(int error);
     int setModemLine(int line, bool on);
 };

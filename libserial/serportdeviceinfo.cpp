@@ -30,21 +30,26 @@ QString readLine(const QString& path)
     return QString::fromUtf8(file.readLine(256)).trimmed();
 }
 
-// The USB device above an interface holds the product strings; walk up
-// until a directory has them, without leaving the device tree.
-QString usbProduct(const QString& devicePath, const QString& root)
+// The USB device above an interface holds the product strings and ids;
+// walk up until a directory has them, without leaving the device tree.
+QString usbDevice(const QString& devicePath, const QString& root)
 {
     QDir dir(devicePath);
     while (dir.absolutePath().startsWith(root) && dir.absolutePath() != root) {
-        const QString product = readLine(dir.filePath(QStringLiteral("product")));
-        if (!product.isEmpty()) {
-            const QString maker = readLine(dir.filePath(QStringLiteral("manufacturer")));
-            return maker.isEmpty() ? product : maker + QLatin1Char(' ') + product;
-        }
+        if (QFileInfo::exists(dir.filePath(QStringLiteral("idVendor")))
+            || QFileInfo::exists(dir.filePath(QStringLiteral("product"))))
+            return dir.absolutePath();
         if (!dir.cdUp())
             break;
     }
     return QString();
+}
+
+QString usbProduct(const QString& usbPath)
+{
+    const QString product = readLine(usbPath + QStringLiteral("/product"));
+    const QString maker = readLine(usbPath + QStringLiteral("/manufacturer"));
+    return maker.isEmpty() || product.isEmpty() ? product : maker + QLatin1Char(' ') + product;
 }
 
 // "ttyS10" sorts after "ttyS9".
@@ -81,13 +86,20 @@ QList<SerPortDeviceInfo> scan(const QString& sysfsRoot)
             QFileInfo(entry + QStringLiteral("/device/driver")).canonicalFilePath().section(QLatin1Char('/'), -1);
         const bool usb = devicePath.contains(QLatin1String("/usb"));
         if (usb) {
-            QString info = usbProduct(devicePath, root);
+            const QString usbPath = usbDevice(devicePath, root);
+            QString info = usbPath.isEmpty() ? QString() : usbProduct(usbPath);
             if (info.isEmpty())
                 info = driver;
-            found.append(SerPortDeviceInfo(
-                name, QStringLiteral("/dev/") + name,
-                QCoreApplication::translate("SerPortDeviceInfo", "USB Serial port"), info,
-                SerPortDeviceInfo::Serial | SerPortDeviceInfo::Usb));
+            SerPortDeviceInfo entry(name, QStringLiteral("/dev/") + name,
+                                    QCoreApplication::translate("SerPortDeviceInfo", "USB Serial port"), info,
+                                    SerPortDeviceInfo::Serial | SerPortDeviceInfo::Usb);
+            if (!usbPath.isEmpty()) {
+                const QString vendor = readLine(usbPath + QStringLiteral("/idVendor"));
+                const QString product = readLine(usbPath + QStringLiteral("/idProduct"));
+                entry.setUsbIdentity(vendor.isEmpty() ? QString() : vendor + QLatin1Char(':') + product,
+                                     readLine(usbPath + QStringLiteral("/serial")));
+            }
+            found.append(entry);
         } else {
             found.append(SerPortDeviceInfo(
                 name, QStringLiteral("/dev/") + name,

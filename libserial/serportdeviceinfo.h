@@ -33,6 +33,16 @@ public:
     QString info() const { return m_info; }
     int flags() const { return m_flags; }
     void setFlags(int flags) { m_flags = flags; }
+    // Of a USB adapter: "vendor:product" in hex and the serial number it
+    // reports; empty when unknown. The serial number tells two adapters of
+    // the same kind apart.
+    QString usbId() const { return m_usbid; }
+    QString serialNumber() const { return m_serialnumber; }
+    void setUsbIdentity(const QString& usbId, const QString& serialNumber)
+    {
+        m_usbid = usbId;
+        m_serialnumber = serialNumber;
+    }
 
     // The list, read from the device tree on first use.
     static QList<SerPortDeviceInfo> devices();
@@ -54,4 +64,6 @@ private:
     QString m_description;
     QString m_info;
     int m_flags = 0;
+    QString m_usbid;
+    QString m_serialnumber;
 };

@@ -85,6 +85,10 @@ void SerSerialPort::causeReadyRead()
     Q_EMIT readyRead();
 }
 
+void SerSerialPort::setWriteNotification(bool /*on*/)
+{
+}
+
 QString SerSerialPort::device() const
 {
     return m_data->device;

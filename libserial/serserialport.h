@@ -2,7 +2,9 @@
 
 // A serial device as a sequential QIODevice with speed, handshake, parity
 // and modem-line control. Reads are driven by the event loop: readyRead()
-// comes once, then again only after the reader has read.
+// comes once, then again only after the reader has read. A device that goes
+// away (adapter unplugged, far end of a pty closed) emits hungUp() once and
+// is no longer watched, so it never wakes the loop again.
 
 #include "libserial/pserbps.h"
 
@@ -45,6 +47,9 @@ public:
     virtual int setDTR(bool on);
     virtual int setBRK(bool on);
     virtual void causeReadyRead();
+    // While on, readyWrite() comes once each time the device can take more
+    // output; writes never block, so a writer with a backlog waits for it.
+    virtual void setWriteNotification(bool on);
 
     QString device() const;
     int speed() const;
@@ -57,6 +62,11 @@ public:
     int getDSR() const { return modemStatus() & ModemDsr; }
     int getRI() const { return modemStatus() & ModemRi; }
     int getCD() const { return modemStatus() & ModemCd; }
+
+Q_SIGNALS:
+    void readyWrite();
+    // reason: "Device disconnected" or the system's text for the error.
+    void hungUp(const QString& reason);
 
 protected:
     SerSerialPort(std::unique_ptr<pSerSerialPortData> data, QObject* parent);

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -38,7 +39,34 @@ public:
 
     bool isValid() const { return m_master >= 0 && m_name.startsWith(QLatin1String("pts/")); }
     QString name() const { return m_name; }
+    QString path() const { return QStringLiteral("/dev/") + m_name; }
     int masterFd() const { return m_master; }
+
+    // The far end goes away, as an unplugged adapter does.
+    void hangUp()
+    {
+        if (m_master >= 0)
+            ::close(m_master);
+        m_master = -1;
+    }
+
+    // The output rate in bits per second, free rates included; glibc's
+    // termios does not carry them, the kernel's does.
+    int outputSpeed() const
+    {
+        struct
+        {
+            tcflag_t flags[4];
+            cc_t line;
+            cc_t cc[19];
+            speed_t ispeed;
+            speed_t ospeed;
+        } kernel{};
+        static_assert(sizeof kernel == 44, "the kernel's termios2");
+        if (ioctl(m_master, _IOR('T', 0x2A, decltype(kernel)), &kernel) != 0)
+            return -1;
+        return int(kernel.ospeed);
+    }
 
     // The line settings as the far end sees them.
     termios settings() const

@@ -8,6 +8,7 @@
 #include "qrv16/messageparser.h"
 #include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/pty.h"
 
 #include <QAbstractItemModelTester>
 #include <QAction>
@@ -71,14 +72,13 @@ bool sameImage(const QIcon& icon, const QString& resource)
     return icon.pixmap(24).toImage() == QIcon(resource).pixmap(24).toImage();
 }
 
-// Settings for a channel that has a socket but is not connected: sends go
-// through rawSent without a peer.
-ConnectionSettings idleClient()
+// Settings for a serial link to a pseudo-terminal whose far end nobody
+// reads: it opens at once, and small sends go through rawSent.
+ConnectionSettings openLine(const QString& port)
 {
     ConnectionSettings settings;
-    settings.setMode(ConnectionSettings::ClientMode);
-    settings.setClientAddress(QStringLiteral("127.0.0.1"));
-    settings.setClientPort(1);
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setSerialPort(port);
     return settings;
 }
 
@@ -119,6 +119,11 @@ private Q_SLOTS:
     void sslInformationDialog();
     void linkRelaysToTheOtherChannel_data();
     void linkRelaysToTheOtherChannel();
+    void notConnectedGivesErrLineAndSendsNothing_data();
+    void notConnectedGivesErrLineAndSendsNothing();
+    void sentAddressesOnlyOnBis_data();
+    void sentAddressesOnlyOnBis();
+    void storedValuesOutOfRangeAreReported();
 
 private:
     std::unique_ptr<QRV16::Item> m_root;
@@ -127,6 +132,7 @@ private:
     std::unique_ptr<QAbstractItemModelTester> m_tester;
     std::unique_ptr<Channel> m_channel;
     QByteArray m_sent;
+    std::unique_ptr<korvtest::Pty> m_line;
 };
 
 void TestChannel::initTestCase()
@@ -148,8 +154,11 @@ void TestChannel::init()
     m_tester = std::make_unique<QAbstractItemModelTester>(m_model.get(),
                                                           QAbstractItemModelTester::FailureReportingMode::QtTest);
     m_channel = std::make_unique<Channel>(1);
+    m_line = std::make_unique<korvtest::Pty>();
+    m_channel->setSettings(openLine(m_line->name()));
+    m_channel->connect();
+    // After the link's own lines: the tests see only what they cause.
     m_channel->setModel(m_model.get());
-    m_channel->setSettings(idleClient());
     m_sent.clear();
     connect(m_channel->connection(), &Connection::rawSent, this, [this](const QByteArray& b) { m_sent += b; });
 }
@@ -157,6 +166,7 @@ void TestChannel::init()
 void TestChannel::cleanup()
 {
     m_channel.reset();
+    m_line.reset();
     m_tester.reset();
     m_model.reset();
 }
@@ -186,8 +196,6 @@ void TestChannel::unparsableTextGivesErrLineAndSendsNothing()
 
 void TestChannel::sentMessageIsTracedAndSent()
 {
-    ConnectionSettings settings = idleClient();
-    m_channel->setSettings(settings);
     QVERIFY(m_channel->sendMessage(QStringLiteral("GetStatus=(PumpId=2) 1001=7")));
     QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("1|GetStatus=(PumpId=2)"), QStringLiteral("1|PumpId=7")}));
     QCOMPARE(m_sent, bytesOf(QStringLiteral("D001=(1001=2)"), nullptr) + bytesOf(QStringLiteral("1001=7"), nullptr));
@@ -603,6 +611,90 @@ void TestChannel::linkRelaysToTheOtherChannel()
     // Relayed bytes are not traced as sent on the other channel.
     QCOMPARE(lines(*m_model).filter(QStringLiteral("2|")), QStringList());
     other.setModel(nullptr);
+}
+
+void TestChannel::notConnectedGivesErrLineAndSendsNothing_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<QString>("what");
+    QTest::newRow("typed text after a disconnect") << "disconnect" << "text";
+    QTest::newRow("a message after a disconnect") << "disconnect" << "message";
+    QTest::newRow("bytes after a disconnect") << "disconnect" << "bytes";
+    QTest::newRow("typed text after the device went") << "hang up" << "text";
+}
+
+void TestChannel::notConnectedGivesErrLineAndSendsNothing()
+{
+    QFETCH(QString, how);
+    QFETCH(QString, what);
+    if (how == QLatin1String("disconnect"))
+        m_channel->disconnect();
+    else
+        m_line->hangUp();
+    QTRY_VERIFY(!m_channel->connection()->isConnected());
+    const int before = m_model->rowCount();
+
+    const QString notation = QStringLiteral("GetStatus=(PumpId=2)");
+    if (what == QLatin1String("text"))
+        QVERIFY(!m_channel->sendMessage(notation));
+    else if (what == QLatin1String("message"))
+        m_channel->sendMessage(QRV16::MessageParser(m_tags.get()).parse(notation));
+    else
+        m_channel->send(bytesOf(notation, m_tags.get()));
+
+    QCOMPARE(lines(*m_model).mid(before), QStringList({QStringLiteral("1 Err|Not connected: nothing sent")}));
+    QCOMPARE(m_model->index2item(m_model->index(before, 0))->color(), ColorError);
+    QVERIFY(m_sent.isEmpty());
+    if (how == QLatin1String("disconnect"))
+        QVERIFY(m_line->read(50).isEmpty());
+}
+
+void TestChannel::sentAddressesOnlyOnBis_data()
+{
+    QTest::addColumn<bool>("bis");
+    QTest::addColumn<int>("src");
+    QTest::addColumn<int>("dst");
+    QTest::newRow("plain serial link shows none") << false << -1 << -1;
+    QTest::newRow("BiS master shows its addresses") << true << 0 << 9;
+}
+
+void TestChannel::sentAddressesOnlyOnBis()
+{
+    QFETCH(bool, bis);
+    QFETCH(int, src);
+    QFETCH(int, dst);
+    ConnectionSettings settings = openLine(m_line->name());
+    settings.setBisEnabled(bis);
+    settings.setBisMode(ConnectionSettings::BiSMasterMode);
+    settings.setSourceAddress(0);
+    settings.setDestinationAddress(9);
+    m_channel->setSettings(settings);
+    QVERIFY(m_channel->connection()->isConnected());
+    const int before = m_model->rowCount();
+    QVERIFY(m_channel->sendMessage(QStringLiteral("GetStatus=()")));
+    QCOMPARE(lines(*m_model).mid(before), QStringList({QStringLiteral("1|GetStatus=()")}));
+    const TraceItem* line = m_model->index2item(m_model->index(before, 0));
+    QCOMPARE(line->src(), src);
+    QCOMPARE(line->dst(), dst);
+    QVERIFY(!m_sent.isEmpty());
+}
+
+void TestChannel::storedValuesOutOfRangeAreReported()
+{
+    QSettings().setValue(QStringLiteral("Connection2/BiSTimeout"), 0);
+    QSettings().setValue(QStringLiteral("Connection2/SerialSpeed"), QStringLiteral("fast"));
+    Channel channel(2);
+    QCOMPARE(channel.settings().timeout(), 1000);
+    QCOMPARE(channel.settings().serialSpeed(), 9600);
+    const int before = m_model->rowCount();
+    channel.setModel(m_model.get());
+    QCOMPARE(lines(*m_model).mid(before),
+             QStringList({QStringLiteral("2 Con|Settings Connection2/BiSTimeout: \"0\" is out of range, using 1000"),
+                          QStringLiteral("2 Con|Settings Connection2/SerialSpeed: \"fast\" is out of range, using 9600")}));
+    QCOMPARE(m_model->index2item(m_model->index(before, 0))->color(), ColorError);
+    // Said once, not again with the next trace.
+    channel.setModel(m_model.get());
+    QCOMPARE(m_model->rowCount(), before + 2);
 }
 
 QTEST_MAIN(TestChannel)

@@ -11,6 +11,7 @@
 #include "connection/connection.h"
 #include "qrv16/item.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/pty.h"
 
 #include <QAction>
 #include <QApplication>
@@ -36,6 +37,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -174,6 +176,8 @@ private:
     std::unique_ptr<MainWindow> makeWindow();
     QTemporaryDir m_dir;
     QString m_defs;
+    // The far ends of the channels' links, kept until the test ends.
+    std::vector<std::unique_ptr<korvtest::Pty>> m_lines;
 };
 
 void TestMainWindow::initTestCase()
@@ -194,12 +198,24 @@ void TestMainWindow::init()
 void TestMainWindow::cleanup()
 {
     QSettings().clear();
+    m_lines.clear();
 }
 
 std::unique_ptr<MainWindow> TestMainWindow::makeWindow()
 {
     auto window = std::make_unique<MainWindow>();
     // Keep the deferred start-up from connecting channels behind the test's back.
+    // Both channels get an open link, since a channel that is not connected
+    // sends nothing; the settings store is left as it was.
+    for (int number : {1, 2}) {
+        m_lines.push_back(std::make_unique<korvtest::Pty>());
+        ConnectionSettings settings;
+        settings.setMode(ConnectionSettings::SerialMode);
+        settings.setSerialPort(m_lines.back()->name());
+        window->channel(number)->connection()->setSettings(settings);
+        window->channel(number)->connection()->connect();
+    }
+    window->traceModel()->clear();
     return window;
 }
 
@@ -393,7 +409,8 @@ void TestMainWindow::definitionsLoadAndFailKeepsOldTree()
 void TestMainWindow::definitionsFromSettingsAtStart()
 {
     QSettings().setValue(QStringLiteral("MainWindow/LastDefinitionsPath"), m_defs);
-    auto window = makeWindow();
+    // Channels as configured (not at all): the start-up tries to connect them.
+    auto window = std::make_unique<MainWindow>();
     QCOMPARE(window->definitionsPath(), m_defs);
     QVERIFY(!window->tags());
     // Loaded a moment after the window is up.

@@ -43,6 +43,30 @@ inline ConnectionSettings clientSettings(quint16 port)
     return settings;
 }
 
+// Bytes whose order shows: a counter with a slower one mixed in.
+inline QByteArray pattern(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < size; ++i)
+        bytes[i] = char((i * 7 + i / 251) & 0xFF);
+    return bytes;
+}
+
+// A serial link at 115200 bps; bisMode 0 leaves BiS off.
+inline ConnectionSettings serialSettings(const QString& port, int bisMode, int source = -1, int destination = -1)
+{
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setSerialPort(port);
+    settings.setSerialSpeed(115200);
+    settings.setBisEnabled(bisMode != 0);
+    if (bisMode != 0)
+        settings.setBisMode(bisMode);
+    settings.setSourceAddress(source);
+    settings.setDestinationAddress(destination);
+    return settings;
+}
+
 // Settings with every field away from its default.
 inline ConnectionSettings everythingChanged()
 {
@@ -66,6 +90,7 @@ inline ConnectionSettings everythingChanged()
     s.setLocalCertificateFile(QStringLiteral("/etc/korv/cert.pem"));
     s.setCaCertificateDirectory(QStringLiteral("/etc/korv/ca/"));
     s.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    s.setReconnect(true);
     return s;
 }
 

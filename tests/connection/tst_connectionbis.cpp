@@ -14,20 +14,6 @@ namespace {
 
 constexpr int Timeout = 20000;
 
-ConnectionSettings serialSettings(const QString& port, int bisMode, int source = -1, int destination = -1)
-{
-    ConnectionSettings settings;
-    settings.setMode(ConnectionSettings::SerialMode);
-    settings.setSerialPort(port);
-    settings.setSerialSpeed(115200);
-    settings.setBisEnabled(bisMode != 0);
-    if (bisMode != 0)
-        settings.setBisMode(bisMode);
-    settings.setSourceAddress(source);
-    settings.setDestinationAddress(destination);
-    return settings;
-}
-
 } // namespace
 
 class TestConnectionBis : public QObject
@@ -39,6 +25,9 @@ private Q_SLOTS:
     void masterRetransmitsThenTimesOut();
     void timeoutMovesOnToTheNextQueuedBlock();
     void queueOverflowDisconnects();
+    void masterRetriesAfterLinkCycles_data();
+    void masterRetriesAfterLinkCycles();
+    void masterWithoutDestinationSendsNothing();
     void slaveAnswersDuplicateQueryWithoutSecondDelivery();
     void traceModeFiltersAndSendsNothing_data();
     void traceModeFiltersAndSendsNothing();
@@ -195,6 +184,68 @@ void TestConnectionBis::queueOverflowDisconnects()
     QCOMPARE(log.sent.size(), 1);
 }
 
+void TestConnectionBis::masterRetriesAfterLinkCycles_data()
+{
+    QTest::addColumn<int>("toggles");
+    QTest::addColumn<bool>("overflow");
+    QTest::newRow("fresh link") << 0 << false;
+    QTest::newRow("after two disconnect cycles") << 2 << false;
+    QTest::newRow("after a queue overflow") << 0 << true;
+    QTest::newRow("after an overflow and a cycle") << 1 << true;
+}
+
+void TestConnectionBis::masterRetriesAfterLinkCycles()
+{
+    QFETCH(int, toggles);
+    QFETCH(bool, overflow);
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection master;
+    Recorder log(&master);
+    ConnectionSettings settings = serialSettings(line.name(), ConnectionSettings::BiSMasterMode, -1, 5);
+    settings.setTries(3);
+    settings.setTimeout(20);
+    master.setSettings(settings);
+    master.connect();
+    if (overflow) {
+        for (int i = 0; i <= Connection::QueueLimit + 1; ++i)
+            master.send(QByteArray::number(i));
+        QVERIFY(log.hasMessage(QStringLiteral("Queue overflow")));
+        QVERIFY(!master.isConnected());
+        master.connect();
+    }
+    for (int i = 0; i < toggles; ++i) {
+        master.toggleConnected();
+        QVERIFY(!master.isConnected());
+        master.toggleConnected();
+        QVERIFY(master.isConnected());
+    }
+    line.read(50);
+    log.sent.clear();
+
+    master.send("query");
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Response timeout")), Timeout);
+    QCOMPARE(splitFrames(line.read()).size(), 3);
+    QCOMPARE(log.sent.size(), 3);
+    // And the queue moves on after the time-out.
+    master.send("next");
+    QCOMPARE(log.sent.size(), 4);
+}
+
+void TestConnectionBis::masterWithoutDestinationSendsNothing()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection master;
+    Recorder log(&master);
+    master.setSettings(serialSettings(line.name(), ConnectionSettings::BiSMasterMode));
+    master.connect();
+    master.send("to nobody");
+    QVERIFY(log.sent.isEmpty());
+    QVERIFY(line.read(100).isEmpty());
+    QCOMPARE(log.messages.constLast(), QStringLiteral("Set the BiS address of the destination: nothing sent"));
+}
+
 void TestConnectionBis::slaveAnswersDuplicateQueryWithoutSecondDelivery()
 {
     Pty line;
@@ -254,19 +305,30 @@ void TestConnectionBis::traceModeFiltersAndSendsNothing()
     QVERIFY(line.isValid());
     Connection tracer;
     Recorder log(&tracer);
-    QSignalSpy traceText(&tracer, qOverload<const QString&>(&Connection::trace));
-    QSignalSpy traceLines(&tracer, &Connection::traceNext);
+    // Each line as it stood when it was complete.
+    QStringList lines;
+    QString current;
+    QObject::connect(&tracer, qOverload<const QString&>(&Connection::trace), &tracer,
+                     [&current](const QString& text) { current = text; });
+    QObject::connect(&tracer, &Connection::traceNext, &tracer, [&] { lines << current; });
     tracer.setSettings(serialSettings(line.name(), ConnectionSettings::BiSTraceMode, source, destination));
     tracer.connect();
     QCOMPARE(log.messages.constFirst(), QStringLiteral("Port %1 opened (BiS Trace)").arg(line.name()));
 
     FrameBuilder three(3);
     FrameBuilder four(4);
-    QVERIFY(line.write(three.query(5, "a") + four.query(5, "b") + three.query(6, "c") + "noise"));
+    // One statement each: the sequence numbers follow the order of building.
+    const QByteArray a = three.query(5, "a");
+    const QByteArray b = four.query(5, "b");
+    const QByteArray c = three.query(6, "c");
+    QVERIFY(line.write(a + b + c + "noise"));
     // Every frame ends a trace line, whether it passes the filters or not.
-    QTRY_VERIFY_WITH_TIMEOUT(traceLines.size() >= 3, Timeout);
+    // The trace shows the whole bus; the filters only choose the blocks.
+    QTRY_COMPARE_WITH_TIMEOUT(current, QStringLiteral("noise 6E 6F 69 73 65"), Timeout);
+    QCOMPARE(lines, QStringList({QStringLiteral("query ctl 89 type 34 seq 01 dst 5 src 3 | 61 | CRC ok | end"),
+                                 QStringLiteral("query ctl 89 type 34 seq 01 dst 5 src 4 | 62 | CRC ok | end"),
+                                 QStringLiteral("query ctl 89 type 34 seq 02 dst 6 src 3 | 63 | CRC ok | end")}));
     QCOMPARE(log.blocks, passed);
-    QVERIFY(traceText.size() >= 3);
 
     tracer.send("must stay quiet");
     QVERIFY(log.sent.isEmpty());

@@ -37,6 +37,7 @@ void compareAll(const ConnectionSettings& a, const ConnectionSettings& b)
     QCOMPARE(a.localCertificateFile(), b.localCertificateFile());
     QCOMPARE(a.caCertificateDirectory(), b.caCertificateDirectory());
     QCOMPARE(a.peerVerifyMode(), b.peerVerifyMode());
+    QCOMPARE(a.reconnect(), b.reconnect());
 }
 
 bool writeFile(const QString& path, const QByteArray& data)
@@ -66,6 +67,8 @@ private Q_SLOTS:
     void unknownTextKeepsField_data();
     void unknownTextKeepsField();
     void obsoleteAddressKeyIsRemoved();
+    void corruptValuesFallBackWithAWarning_data();
+    void corruptValuesFallBackWithAWarning();
     void builtinKeyAndCertificate();
     void keyFiles_data();
     void keyFiles();
@@ -181,6 +184,7 @@ void TestConnectionSettings::emptyGroupGivesDefaults()
     QCOMPARE(settings.bisEnabled(), false);
     QCOMPARE(settings.sslEnabled(), false);
     QCOMPARE(settings.peerVerifyMode(), 0);
+    QCOMPARE(settings.reconnect(), false);
     // Everything else stays as it was.
     ConnectionSettings expected = everythingChanged();
     expected.setTries(5);
@@ -190,6 +194,7 @@ void TestConnectionSettings::emptyGroupGivesDefaults()
     expected.setBisEnabled(false);
     expected.setSslEnabled(false);
     expected.setPeerVerifyMode(0);
+    expected.setReconnect(false);
     compareAll(settings, expected);
 }
 
@@ -228,6 +233,58 @@ void TestConnectionSettings::obsoleteAddressKeyIsRemoved()
     QVERIFY(!store.contains(QStringLiteral("Channel/BiSAddress")));
     QVERIFY(store.contains(QStringLiteral("Channel/BiSSourceAddress")));
     QCOMPARE(store.value(QStringLiteral("Elsewhere/BiSAddress")).toInt(), 6);
+}
+
+void TestConnectionSettings::corruptValuesFallBackWithAWarning_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QVariant>("stored");
+    QTest::addColumn<int>("restored"); // -1: the stored value is kept
+    QTest::newRow("speed that is not a number") << "SerialSpeed" << QVariant("fast") << 9600;
+    QTest::newRow("speed 0") << "SerialSpeed" << QVariant(0) << 9600;
+    QTest::newRow("negative speed") << "SerialSpeed" << QVariant(-300) << 9600;
+    QTest::newRow("free speed is fine") << "SerialSpeed" << QVariant(250000) << -1;
+    QTest::newRow("time-out 0") << "BiSTimeout" << QVariant(0) << 1000;
+    QTest::newRow("time-out 9 ms") << "BiSTimeout" << QVariant(9) << 1000;
+    QTest::newRow("time-out 10 ms is fine") << "BiSTimeout" << QVariant(10) << -1;
+    QTest::newRow("time-out as text") << "BiSTimeout" << QVariant("soon") << 1000;
+    QTest::newRow("tries 0") << "BiSTries" << QVariant(0) << 5;
+    QTest::newRow("tries 101") << "BiSTries" << QVariant(101) << 5;
+    QTest::newRow("tries 100 is fine") << "BiSTries" << QVariant(100) << -1;
+    QTest::newRow("tries 1 is fine") << "BiSTries" << QVariant(1) << -1;
+}
+
+void TestConnectionSettings::corruptValuesFallBackWithAWarning()
+{
+    QFETCH(QString, key);
+    QFETCH(QVariant, stored);
+    QFETCH(int, restored);
+    everythingChanged().saveToSettings(QStringLiteral("Corrupt"));
+    QSettings().setValue(QStringLiteral("Corrupt/") + key, stored);
+    ConnectionSettings settings;
+    QStringList warnings;
+    settings.restoreFromSettings(QStringLiteral("Corrupt"), &warnings);
+    const int value = key == QLatin1String("SerialSpeed") ? settings.serialSpeed()
+                      : key == QLatin1String("BiSTimeout") ? settings.timeout()
+                                                           : settings.tries();
+    if (restored < 0) {
+        QCOMPARE(value, stored.toInt());
+        QVERIFY(warnings.isEmpty());
+    } else {
+        QCOMPARE(value, restored);
+        QCOMPARE(warnings, QStringList({QStringLiteral("Settings Corrupt/%1: \"%2\" is out of range, using %3")
+                                            .arg(key, stored.toString())
+                                            .arg(restored)}));
+    }
+    // The other values are untouched.
+    ConnectionSettings expected = everythingChanged();
+    if (key == QLatin1String("SerialSpeed"))
+        expected.setSerialSpeed(value);
+    else if (key == QLatin1String("BiSTimeout"))
+        expected.setTimeout(value);
+    else
+        expected.setTries(value);
+    compareAll(settings, expected);
 }
 
 void TestConnectionSettings::builtinKeyAndCertificate()

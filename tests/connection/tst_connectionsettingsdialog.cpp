@@ -161,6 +161,10 @@ private Q_SLOTS:
     void viewServerCertificate();
     void certificateViewerShowsSession();
     void portChooserListsDevices();
+    void unsetAddressesShowNotSet();
+    void acceptRefusesWhatCannotWork_data();
+    void acceptRefusesWhatCannotWork();
+    void refreshFindsAdaptersPluggedInLater();
 
 private:
     QTemporaryDir m_files;
@@ -231,7 +235,8 @@ void TestConnectionSettingsDialog::fixedChoices()
     settings.setMode(ConnectionSettings::SerialMode);
     dialog.setSettings(settings);
     QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Speed:")))),
-             QStringList({"300", "1200", "2400", "4800", "9600", "19200", "38400", "57600", "115200"}));
+             QStringList({"300", "1200", "2400", "4800", "9600", "19200", "38400", "57600", "115200", "230400",
+                          "250000", "460800", "500000", "921600", "1000000"}));
     QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Handshake:")))),
              QStringList({"None", "RTS/CTS", "Xon/Xoff"}));
     QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Client verification:")))),
@@ -295,6 +300,7 @@ void TestConnectionSettingsDialog::settingsRoundTrip()
     QCOMPARE(back.localCertificateFile(), s.localCertificateFile());
     QCOMPARE(back.caCertificateDirectory(), s.caCertificateDirectory());
     QCOMPARE(back.peerVerifyMode(), s.peerVerifyMode());
+    QCOMPARE(back.reconnect(), s.reconnect());
 
     // An empty listen address is shown as "any" and comes back empty.
     s.setServerAddress(QString());
@@ -405,6 +411,7 @@ void TestConnectionSettingsDialog::timeoutIsStoredInMilliseconds()
     settings.setMode(ConnectionSettings::SerialMode);
     settings.setBisEnabled(true);
     settings.setBisMode(ConnectionSettings::BiSMasterMode);
+    settings.setDestinationAddress(5);
     dialog.setSettings(settings);
     dialog.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dialog));
@@ -543,7 +550,7 @@ void TestConnectionSettingsDialog::portChooserListsDevices()
 {
     SerPortDeviceInfo::replaceItem(SerPortDeviceInfo(QStringLiteral("ttyKORV7"), QStringLiteral("/dev/ttyKORV7"),
                                                      QStringLiteral("Test port"), QString(),
-                                                     SerPortDeviceInfo::Serial));
+                                                     SerPortDeviceInfo::Serial | SerPortDeviceInfo::AddedByName));
     PortChooser chooser;
     QVERIFY(chooser.isEditable());
     QVERIFY(items(&chooser).contains(QStringLiteral("ttyKORV7")));
@@ -567,6 +574,123 @@ void TestConnectionSettingsDialog::portChooserListsDevices()
     QTest::keyClicks(port->lineEdit(), QStringLiteral("ttyUSB9"));
     dialog.getSettings(&settings);
     QCOMPARE(settings.serialPort(), QStringLiteral("ttyUSB9"));
+}
+
+void TestConnectionSettingsDialog::unsetAddressesShowNotSet()
+{
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setBisEnabled(true);
+    settings.setBisMode(ConnectionSettings::BiSTraceMode);
+    settings.setDestinationAddress(7);
+    dialog.setSettings(settings);
+    auto* source = qobject_cast<QSpinBox*>(field(dialog, QStringLiteral("Source Address:")));
+    auto* destination = qobject_cast<QSpinBox*>(field(dialog, QStringLiteral("Destination Address:")));
+    QVERIFY(source && destination);
+    QCOMPARE(source->text(), QStringLiteral("not set"));
+    QCOMPARE(destination->text(), QStringLiteral("7"));
+    // Stepping down from 0 comes back to "not set" and stores -1.
+    destination->setValue(0);
+    destination->stepDown();
+    QCOMPARE(destination->text(), QStringLiteral("not set"));
+    ConnectionSettings chosen;
+    dialog.getSettings(&chosen);
+    QCOMPARE(chosen.destinationAddress(), -1);
+}
+
+void TestConnectionSettingsDialog::acceptRefusesWhatCannotWork_data()
+{
+    QTest::addColumn<int>("role");
+    QTest::addColumn<int>("source");
+    QTest::addColumn<int>("destination");
+    QTest::addColumn<QString>("speed");
+    QTest::addColumn<QString>("refusal"); // empty: accepted
+    const int master = ConnectionSettings::BiSMasterMode;
+    const int slave = ConnectionSettings::BiSSlaveMode;
+    const int tracer = ConnectionSettings::BiSTraceMode;
+    QTest::newRow("master without destination") << master << 3 << -1 << "9600"
+                                                << "Set the BiS address of the destination.";
+    QTest::newRow("master with destination") << master << -1 << 5 << "9600" << QString();
+    QTest::newRow("slave without its address") << slave << -1 << 5 << "9600" << "Set the BiS address of this slave.";
+    QTest::newRow("slave with its address") << slave << 0 << -1 << "9600" << QString();
+    QTest::newRow("tracer: unset means any") << tracer << -1 << -1 << "9600" << QString();
+    QTest::newRow("speed 0") << tracer << -1 << -1 << "0"
+                             << "The speed must be a positive number of bits per second.";
+    QTest::newRow("no speed at all") << tracer << -1 << -1 << ""
+                                     << "The speed must be a positive number of bits per second.";
+    QTest::newRow("free speed") << tracer << -1 << -1 << "250000" << QString();
+}
+
+void TestConnectionSettingsDialog::acceptRefusesWhatCannotWork()
+{
+    QFETCH(int, role);
+    QFETCH(int, source);
+    QFETCH(int, destination);
+    QFETCH(QString, speed);
+    QFETCH(QString, refusal);
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setBisEnabled(true);
+    settings.setBisMode(role);
+    settings.setSourceAddress(source);
+    settings.setDestinationAddress(destination);
+    dialog.setSettings(settings);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    auto* speedBox = qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Speed:")));
+    QVERIFY(speedBox);
+    speedBox->lineEdit()->clear();
+    QTest::keyClicks(speedBox->lineEdit(), speed);
+
+    QString shown;
+    ModalDriver driver({readMessage(&shown)});
+    dialog.accept();
+    QCOMPARE(shown, refusal);
+    QCOMPARE(dialog.result(), refusal.isEmpty() ? int(QDialog::Accepted) : int(QDialog::Rejected));
+    QCOMPARE(dialog.isVisible(), !refusal.isEmpty());
+}
+
+void TestConnectionSettingsDialog::refreshFindsAdaptersPluggedInLater()
+{
+    QTemporaryDir tree;
+    QVERIFY(QDir(tree.path()).mkpath(QStringLiteral("class/tty")));
+    SerPortDeviceInfo::setSysfsRoot(tree.path());
+    SerPortDeviceInfo::rescan();
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    dialog.setSettings(settings);
+    auto* port = qobject_cast<PortChooser*>(field(dialog, QStringLiteral("Serial port:")));
+    QVERIFY(port);
+    QVERIFY(!items(port).contains(QStringLiteral("ttyUSB4")));
+
+    // An adapter is plugged in while the dialog is open.
+    const QString usb = QStringLiteral("devices/pci0000:00/usb1/1-4");
+    QVERIFY(QDir(tree.path()).mkpath(usb + QStringLiteral("/1-4:1.0/ttyUSB4")));
+    QVERIFY(QDir(tree.path()).mkpath(QStringLiteral("class/tty/ttyUSB4")));
+    QVERIFY(QFile::link(tree.filePath(usb + QStringLiteral("/1-4:1.0/ttyUSB4")),
+                        tree.filePath(QStringLiteral("class/tty/ttyUSB4/device"))));
+    const QList<QPair<QString, QByteArray>> attributes = {{QStringLiteral("idVendor"), "0403\n"},
+                                                          {QStringLiteral("idProduct"), "6001\n"},
+                                                          {QStringLiteral("serial"), "A50285BI\n"},
+                                                          {QStringLiteral("manufacturer"), "FTDI\n"},
+                                                          {QStringLiteral("product"), "FT232R USB UART\n"}};
+    for (const auto& attribute : attributes)
+        QVERIFY(writeFile(tree.filePath(usb + QLatin1Char('/') + attribute.first), attribute.second));
+
+    auto* refresh = child<QPushButton>(dialog, QStringLiteral("Refresh"));
+    QVERIFY(refresh);
+    refresh->click();
+    const int index = port->findText(QStringLiteral("ttyUSB4"));
+    QVERIFY(index >= 0);
+    QCOMPARE(port->itemData(index, Qt::ToolTipRole).toString(),
+             QStringLiteral("USB Serial port (/dev/ttyUSB4)\nFTDI FT232R USB UART\nUSB ID 0403:6001\n"
+                            "Serial number A50285BI"));
+
+    SerPortDeviceInfo::setSysfsRoot(QStringLiteral("/sys"));
+    SerPortDeviceInfo::rescan();
 }
 
 QTEST_MAIN(TestConnectionSettingsDialog)

@@ -10,19 +10,17 @@
 #include <QTcpSocket>
 #include <QtTest>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <vector>
+
 using namespace korvtest;
 
 namespace {
 
 constexpr int Timeout = 20000;
-
-QByteArray pattern(qsizetype size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (qsizetype i = 0; i < size; ++i)
-        bytes[i] = char((i * 7 + i / 251) & 0xFF);
-    return bytes;
-}
 
 // Up and listening on a free loopback port.
 bool startServer(Connection& server, const ConnectionSettings& settings)
@@ -30,6 +28,64 @@ bool startServer(Connection& server, const ConnectionSettings& settings)
     server.setSettings(settings);
     server.connect();
     return server.isListening();
+}
+
+// A loopback port that takes no more connections and drops further
+// attempts unanswered: its listen queue is full. Attempts to it stay in
+// the connecting state for minutes.
+class FullBacklog
+{
+public:
+    FullBacklog()
+    {
+        m_listener = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        if (::bind(m_listener, reinterpret_cast<sockaddr*>(&address), length) != 0 || ::listen(m_listener, 0) != 0
+            || ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+            return;
+        m_port = ntohs(address.sin_port);
+        // Fill the queue until an attempt hangs.
+        for (int i = 0; i < 16; ++i) {
+            const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+            m_fillers.push_back(fd);
+            ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+            pollfd p{fd, POLLOUT, 0};
+            if (::poll(&p, 1, 300) == 0) {
+                m_full = true;
+                return;
+            }
+        }
+    }
+    ~FullBacklog()
+    {
+        for (int fd : m_fillers)
+            ::close(fd);
+        if (m_listener >= 0)
+            ::close(m_listener);
+    }
+    FullBacklog(const FullBacklog&) = delete;
+    FullBacklog& operator=(const FullBacklog&) = delete;
+
+    bool isFull() const { return m_full; }
+    quint16 port() const { return m_port; }
+
+private:
+    int m_listener = -1;
+    quint16 m_port = 0;
+    bool m_full = false;
+    std::vector<int> m_fillers;
+};
+
+int socketOption(const QAbstractSocket* socket, int level, int option)
+{
+    int value = -1;
+    socklen_t length = sizeof value;
+    if (::getsockopt(int(socket->socketDescriptor()), level, option, &value, &length) != 0)
+        return -1;
+    return value;
 }
 
 } // namespace
@@ -50,6 +106,12 @@ private Q_SLOTS:
     void networkLinkIgnoresBiS();
     void tlsBothSidesEncrypt();
     void tlsVerifyingClientRejectsSelfSignedServer();
+    void cancelWhileConnecting_data();
+    void cancelWhileConnecting();
+    void keepAliveOnBothSides();
+    void tlsExpiredCertificateIsNamed();
+    void verifyWithoutCaDirectoryUsesSystemStore();
+    void clientReconnectsWithBackoff();
 };
 
 void TestConnectionTcp::clientAndServerExchangeBytes()
@@ -367,6 +429,163 @@ void TestConnectionTcp::tlsVerifyingClientRejectsSelfSignedServer()
     QTest::qWait(100);
     QVERIFY(clientLog.blocks.isEmpty());
     QVERIFY(serverLog.blocks.isEmpty());
+}
+
+void TestConnectionTcp::cancelWhileConnecting_data()
+{
+    QTest::addColumn<bool>("byToggle");
+    QTest::newRow("toggle") << true;
+    QTest::newRow("disconnect") << false;
+}
+
+void TestConnectionTcp::cancelWhileConnecting()
+{
+    QFETCH(bool, byToggle);
+    FullBacklog silent;
+    if (!silent.isFull())
+        QSKIP("the system answers every attempt; no silent address to try");
+    Connection client;
+    Recorder log(&client);
+    client.setSettings(clientSettings(silent.port()));
+    client.connect();
+    QTest::qWait(300);
+    QCOMPARE(client.socket()->state(), QAbstractSocket::ConnectingState);
+
+    QElapsedTimer clock;
+    clock.start();
+    if (byToggle)
+        client.toggleConnected();
+    else
+        client.disconnect();
+    QCOMPARE(client.socket()->state(), QAbstractSocket::UnconnectedState);
+    QVERIFY(clock.elapsed() < 100);
+    QCOMPARE(log.messages.constLast(), QStringLiteral("Connection attempt cancelled"));
+    QTest::qWait(100);
+    QVERIFY(!client.isConnected());
+    QVERIFY(log.messagesStartingWith(QStringLiteral("Connection error")).isEmpty());
+
+    // A new attempt can start at once.
+    client.toggleConnected();
+    QCOMPARE(client.socket()->state(), QAbstractSocket::ConnectingState);
+    client.toggleConnected();
+    QCOMPARE(log.count(QStringLiteral("Connection attempt cancelled")), 2);
+}
+
+void TestConnectionTcp::keepAliveOnBothSides()
+{
+    Connection server;
+    Connection client;
+    QVERIFY(startServer(server, serverSettings()));
+    client.setSettings(clientSettings(listeningPort(server)));
+    client.connect();
+    QTRY_VERIFY_WITH_TIMEOUT(server.isConnected() && client.isConnected(), Timeout);
+    for (const QAbstractSocket* socket : {static_cast<QAbstractSocket*>(client.socket()),
+                                          static_cast<QAbstractSocket*>(server.socket())}) {
+        QCOMPARE(socketOption(socket, SOL_SOCKET, SO_KEEPALIVE), 1);
+        QCOMPARE(socketOption(socket, IPPROTO_TCP, TCP_KEEPIDLE), 10);
+        QCOMPARE(socketOption(socket, IPPROTO_TCP, TCP_KEEPINTVL), 5);
+        QCOMPARE(socketOption(socket, IPPROTO_TCP, TCP_KEEPCNT), 3);
+    }
+}
+
+void TestConnectionTcp::tlsExpiredCertificateIsNamed()
+{
+#ifndef KORV_EXPIRED_CERT_DIR
+    QSKIP("built without openssl: no expired certificate");
+#else
+    const QString dir = QStringLiteral(KORV_EXPIRED_CERT_DIR);
+    Connection server;
+    Connection client;
+    Recorder serverLog(&server);
+    Recorder clientLog(&client);
+    ConnectionSettings settings = serverSettings();
+    settings.setSslEnabled(true);
+    settings.setPrivateKeyFile(dir + QStringLiteral("/key.pem"));
+    settings.setLocalCertificateFile(dir + QStringLiteral("/cert.pem"));
+    QVERIFY(startServer(server, settings));
+    QVERIFY(serverLog.hasMessage(QStringLiteral("Load private key: ok")));
+    QVERIFY(serverLog.hasMessage(QStringLiteral("Load local certificate: ok")));
+
+    // The client trusts the certificate itself: what is left is its age.
+    ConnectionSettings clientSide = clientSettings(listeningPort(server));
+    clientSide.setSslEnabled(true);
+    clientSide.setCaCertificateDirectory(dir + QStringLiteral("/ca"));
+    clientSide.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    client.setSettings(clientSide);
+    client.connect();
+    QTRY_VERIFY_WITH_TIMEOUT(!clientLog.messagesStartingWith(QStringLiteral("Connection error: ")).isEmpty(), Timeout);
+    const QString expired = QSslError(QSslError::CertificateExpired).errorString();
+    QVERIFY2(clientLog.hasMessage(QStringLiteral("TLS error: %1 (korvgui-expired)").arg(expired)),
+             qPrintable(clientLog.messages.join(QLatin1Char('\n'))));
+    // Each error comes before the line that ends the attempt.
+    const int errorLine = clientLog.indexOf(QStringLiteral("TLS error: %1 (korvgui-expired)").arg(expired));
+    const int endLine = clientLog.indexOf(clientLog.messagesStartingWith(QStringLiteral("Connection error: ")).constFirst());
+    QVERIFY(errorLine < endLine);
+    QVERIFY(!clientLog.hasMessage(QStringLiteral("Encryption activated")));
+    QTRY_VERIFY_WITH_TIMEOUT(!client.isConnected(), Timeout);
+#endif
+}
+
+void TestConnectionTcp::verifyWithoutCaDirectoryUsesSystemStore()
+{
+    const QList<QSslCertificate> system = QSslConfiguration::systemCaCertificates();
+    if (system.isEmpty())
+        QSKIP("no system CA store on this machine");
+    Connection server;
+    Connection client;
+    ConnectionSettings settings = serverSettings();
+    settings.setSslEnabled(true);
+    QVERIFY(startServer(server, settings));
+    ConnectionSettings clientSide = clientSettings(listeningPort(server));
+    clientSide.setSslEnabled(true);
+    clientSide.setPeerVerifyMode(QSslSocket::VerifyPeer);
+    client.setSettings(clientSide);
+    client.connect();
+    QTRY_VERIFY_WITH_TIMEOUT(client.isConnected(), Timeout);
+    QCOMPARE(client.socket()->sslConfiguration().caCertificates().size(), system.size());
+}
+
+void TestConnectionTcp::clientReconnectsWithBackoff()
+{
+    quint16 port = 0;
+    {
+        QTcpServer gone;
+        QVERIFY(gone.listen(QHostAddress::LocalHost, 0));
+        port = gone.serverPort();
+    }
+    Connection client;
+    Recorder log(&client);
+    ConnectionSettings settings = clientSettings(port);
+    settings.setReconnect(true);
+    client.setSettings(settings);
+    QElapsedTimer clock;
+    clock.start();
+    QList<qint64> attempts;
+    QObject::connect(client.socket(), &QAbstractSocket::stateChanged, &client,
+                     [&](QAbstractSocket::SocketState state) {
+                         if (state == QAbstractSocket::ConnectingState)
+                             attempts << clock.elapsed();
+                     });
+    client.connect();
+    // Attempts at 0, 1 and 3 seconds; the same refusal is said once.
+    QTest::qWait(3600);
+    QCOMPARE(log.count(QStringLiteral("Connection error: Connection refused")), 1);
+    QCOMPARE(log.count(QStringLiteral("SSL mode disabled")), 1);
+    QCOMPARE(attempts.size(), 3);
+    QVERIFY2(attempts.at(2) - attempts.at(1) > attempts.at(1) - attempts.at(0) + 500,
+             qPrintable(QStringLiteral("%1 %2 %3").arg(attempts.at(0)).arg(attempts.at(1)).arg(attempts.at(2))));
+
+    Connection server;
+    QVERIFY(startServer(server, serverSettings(port)));
+    QTRY_VERIFY_WITH_TIMEOUT(client.isConnected(), 6000);
+    QTRY_VERIFY_WITH_TIMEOUT(server.isConnected(), Timeout);
+
+    // The peer goes: the client comes back by itself.
+    server.disconnect();
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Connection closed")), Timeout);
+    server.connect();
+    QTRY_VERIFY_WITH_TIMEOUT(client.isConnected() && server.isConnected(), 5000);
+    QCOMPARE(log.count(QStringLiteral("Connection established")), 2);
 }
 
 QTEST_GUILESS_MAIN(TestConnectionTcp)

@@ -39,6 +39,9 @@ public:
         // A USB adapter that names itself, and one that does not.
         file(pci + QStringLiteral("/1-2/product"), "FT232R USB UART\n");
         file(pci + QStringLiteral("/1-2/manufacturer"), "FTDI\n");
+        file(pci + QStringLiteral("/1-2/idVendor"), "0403\n");
+        file(pci + QStringLiteral("/1-2/idProduct"), "6001\n");
+        file(pci + QStringLiteral("/1-2/serial"), "A50285BI\n");
         dir(pci + QStringLiteral("/1-2/1-2:1.0/ttyUSB0"));
         link(pci + QStringLiteral("/1-2/1-2:1.0/ttyUSB0/driver"), QStringLiteral("bus/usb-serial/drivers/ftdi_sio"));
         dir(QStringLiteral("class/tty/ttyUSB0"));
@@ -70,9 +73,12 @@ private:
 
 QString describe(const SerPortDeviceInfo& e)
 {
-    return QStringLiteral("%1|%2|%3|%4|%5")
-        .arg(e.name(), e.path(), e.description(), e.info())
-        .arg(e.flags(), 4, 16, QLatin1Char('0'));
+    QString text = QStringLiteral("%1|%2|%3|%4|%5")
+                       .arg(e.name(), e.path(), e.description(), e.info())
+                       .arg(e.flags(), 4, 16, QLatin1Char('0'));
+    if (!e.usbId().isEmpty() || !e.serialNumber().isEmpty())
+        text += QLatin1Char('|') + e.usbId() + QLatin1Char('|') + e.serialNumber();
+    return text;
 }
 
 } // namespace
@@ -114,7 +120,7 @@ void TestSerPortDeviceInfo::enumeration()
         "ttyS0|/dev/ttyS0|Serial port|serial8250|0001",
         "ttyS2|/dev/ttyS2|Serial port|serial8250|0001",
         "ttyS10|/dev/ttyS10|Serial port|serial8250|0001",
-        "ttyUSB0|/dev/ttyUSB0|USB Serial port|FTDI FT232R USB UART|0003",
+        "ttyUSB0|/dev/ttyUSB0|USB Serial port|FTDI FT232R USB UART|0003|0403:6001|A50285BI",
     };
     QCOMPARE(got, expected);
 }

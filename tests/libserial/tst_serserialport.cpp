@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cerrno>
@@ -14,6 +15,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -31,6 +33,14 @@ QString systemText(int error)
     return QString::fromLocal8Bit(std::strerror(error));
 }
 
+qint64 cpuMicroseconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return qint64(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000 + usage.ru_utime.tv_usec
+           + usage.ru_stime.tv_usec;
+}
+
 } // namespace
 
 class TestSerSerialPort : public QObject
@@ -41,7 +51,9 @@ private Q_SLOTS:
     void speedTable();
     void newPortSetsDeviceAndParent();
     void opensRaw8BitAtStoredSpeed();
-    void unknownSpeedFailsOpen();
+    void freeRatesOpen_data();
+    void freeRatesOpen();
+    void freeRateSurvivesOtherSettings();
     void missingDeviceFailsOpen();
     void speedWhileOpen();
     void handshake_data();
@@ -57,6 +69,10 @@ private Q_SLOTS:
     void modeWithoutReadOrWrite();
     void closeAndReopen();
     void storedModemLines();
+    void hangUpIsReportedOnceWithoutSpinning_data();
+    void hangUpIsReportedOnceWithoutSpinning();
+    void fullDeviceTakesNothingAndSaysWhenWritable();
+    void fullPathIsOpenedAsItIs();
 };
 
 void TestSerSerialPort::speedTable_data()
@@ -108,19 +124,47 @@ void TestSerSerialPort::opensRaw8BitAtStoredSpeed()
     QCOMPARE(int(t.c_oflag), 0);
 }
 
-void TestSerSerialPort::unknownSpeedFailsOpen()
+void TestSerSerialPort::freeRatesOpen_data()
+{
+    QTest::addColumn<int>("speed");
+    QTest::newRow("1000, far below the table's top") << 1000;
+    QTest::newRow("250000, a common bus rate") << 250000;
+    QTest::newRow("921600") << 921600;
+    QTest::newRow("1000000") << 1000000;
+    QTest::newRow("table rate 57600 still by code") << 57600;
+}
+
+void TestSerSerialPort::freeRatesOpen()
+{
+    QFETCH(int, speed);
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    port.setSpeed(speed);
+    QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
+    QCOMPARE(pty.outputSpeed(), speed);
+    QCOMPARE(port.speed(), speed);
+    QCOMPARE(port.write("x"), qint64(1));
+    QCOMPARE(pty.read(), QByteArray("x"));
+}
+
+void TestSerSerialPort::freeRateSurvivesOtherSettings()
 {
     Pty pty;
     QVERIFY(pty.isValid());
     pSerUnixSerialPort port;
     port.setDevice(pty.name());
-    port.setSpeed(1000);
-    const int before = openDescriptors();
-    QVERIFY(!port.open(QIODevice::ReadWrite));
-    QVERIFY(!port.isOpen());
-    QCOMPARE(port.errorString(), systemText(EINVAL));
-    QCOMPARE(openDescriptors(), before);
-    QCOMPARE(port.speed(), 1000);
+    port.setSpeed(250000);
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    port.setHandshake(SerSerialPort::RtsCts);
+    port.setParity(SerSerialPort::OddParity);
+    QCOMPARE(pty.outputSpeed(), 250000);
+    QVERIFY(pty.settings().c_cflag & CRTSCTS);
+    port.setSpeed(19200);
+    termios t = pty.settings();
+    QCOMPARE(int(cfgetospeed(&t)), int(B19200));
+    QCOMPARE(pty.outputSpeed(), 19200);
 }
 
 void TestSerSerialPort::missingDeviceFailsOpen()
@@ -143,11 +187,9 @@ void TestSerSerialPort::speedWhileOpen()
     port.setSpeed(115200);
     termios t = pty.settings();
     QCOMPARE(int(cfgetospeed(&t)), int(B115200));
-    // An unknown rate is stored but leaves the line as it was.
     port.setSpeed(1000);
     QCOMPARE(port.speed(), 1000);
-    t = pty.settings();
-    QCOMPARE(int(cfgetospeed(&t)), int(B115200));
+    QCOMPARE(pty.outputSpeed(), 1000);
 }
 
 void TestSerSerialPort::handshake_data()
@@ -191,13 +233,14 @@ void TestSerSerialPort::handshake()
 void TestSerSerialPort::parity_data()
 {
     // A pseudo-terminal keeps PARODD but always clears PARENB, so only the
-    // odd bit can be seen from the far end.
+    // odd bit can be seen from the far end: each row starts from odd and
+    // checks that bit, which tells odd from the rest but not even from none.
     QTest::addColumn<int>("parity");
     QTest::addColumn<bool>("odd");
-    QTest::newRow("none") << 0 << false;
-    QTest::newRow("even") << 1 << false;
-    QTest::newRow("odd") << 2 << true;
-    QTest::newRow("unknown value means none") << 7 << false;
+    QTest::newRow("odd to none clears the odd bit") << 0 << false;
+    QTest::newRow("odd to even clears the odd bit") << 1 << false;
+    QTest::newRow("odd stays odd") << 2 << true;
+    QTest::newRow("odd to an unknown value clears the odd bit") << 7 << false;
 }
 
 void TestSerSerialPort::parity()
@@ -285,10 +328,9 @@ void TestSerSerialPort::waitForReadyRead()
     Pty pty;
     QVERIFY(pty.isValid());
     pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    port.setSpeed(1000);
+    port.setDevice(QStringLiteral("no-such-tty-here"));
     QVERIFY(!port.open(QIODevice::ReadWrite)); // leaves an error text behind
-    port.setSpeed(9600);
+    port.setDevice(pty.name());
     QVERIFY(port.open(QIODevice::ReadWrite));
 
     // 250 is taken as 0 s and 250 microseconds, not a quarter second.
@@ -387,6 +429,102 @@ void TestSerSerialPort::storedModemLines()
     QCOMPARE(port.modemStatus() & (1 | 4 | 64), 1 | 4);
     port.setDTR(false);
     QCOMPARE(port.getDTR(), 0);
+}
+
+void TestSerSerialPort::hangUpIsReportedOnceWithoutSpinning_data()
+{
+    // The kernel drops unread input at a hang-up, so what was sent before
+    // is read before the far end goes.
+    QTest::addColumn<QByteArray>("before");
+    QTest::newRow("idle line") << QByteArray();
+    QTest::newRow("after traffic") << QByteArray("last words");
+}
+
+void TestSerSerialPort::hangUpIsReportedOnceWithoutSpinning()
+{
+    QFETCH(QByteArray, before);
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    // A reader as the connection is: it reads whenever told to.
+    QByteArray got;
+    int wakeUps = 0;
+    QObject::connect(&port, &QIODevice::readyRead, &port, [&] {
+        ++wakeUps;
+        got += port.readAll();
+    });
+    QSignalSpy hungUp(&port, &SerSerialPort::hungUp);
+    QVERIFY(pty.write(before));
+    QTRY_COMPARE_WITH_TIMEOUT(got, before, 2000);
+    pty.hangUp();
+    QVERIFY(hungUp.wait(2000));
+    QCOMPARE(got, before);
+    QCOMPARE(hungUp.constFirst().constFirst().toString(), QStringLiteral("Device disconnected"));
+    QCOMPARE(port.errorString(), QStringLiteral("Device disconnected"));
+
+    wakeUps = 0;
+    const qint64 cpuBefore = cpuMicroseconds();
+    QTest::qWait(300);
+    const qint64 cpuUsed = cpuMicroseconds() - cpuBefore;
+    QVERIFY2(wakeUps < 10, qPrintable(QString::number(wakeUps)));
+    QVERIFY2(cpuUsed < 100000, qPrintable(QStringLiteral("%1 us of CPU while idle").arg(cpuUsed)));
+    QCOMPARE(hungUp.size(), 1);
+
+    port.close();
+    QVERIFY(!port.isOpen());
+}
+
+void TestSerSerialPort::fullDeviceTakesNothingAndSaysWhenWritable()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    QVERIFY(port.open(QIODevice::ReadWrite));
+    const QByteArray chunk(4096, 'z');
+    qint64 taken = 0;
+    // Nobody reads the far end, so the line fills up; the kernel moves
+    // bytes on a little later, so it is full once a pause frees nothing.
+    for (int round = 0; round < 100; ++round) {
+        qint64 written = 0;
+        while ((written = port.write(chunk)) > 0)
+            taken += written;
+        QCOMPARE(written, qint64(0)); // full is no error
+        QTest::qWait(30);
+        if ((written = port.write(chunk)) == 0)
+            break;
+        taken += written;
+    }
+    QVERIFY(taken > 0);
+
+    QSignalSpy writable(&port, &SerSerialPort::readyWrite);
+    port.setWriteNotification(true);
+    QTest::qWait(100);
+    QCOMPARE(writable.size(), 0);
+    QByteArray drained;
+    while (drained.size() < taken && !writable.size()) {
+        drained += pty.read(20);
+        QCoreApplication::processEvents();
+    }
+    QVERIFY(writable.size() > 0 || writable.wait(2000));
+    QCOMPARE(writable.size(), 1); // once, until asked again
+    QVERIFY(port.write(chunk) > 0);
+}
+
+void TestSerSerialPort::fullPathIsOpenedAsItIs()
+{
+    Pty pty;
+    QVERIFY(pty.isValid());
+    QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("by-id-adapter"));
+    QVERIFY(QFile::link(pty.path(), link));
+    pSerUnixSerialPort port;
+    port.setDevice(link);
+    QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
+    QCOMPARE(port.write("via the link"), qint64(12));
+    QCOMPARE(pty.read(), QByteArray("via the link"));
 }
 
 QTEST_GUILESS_MAIN(TestSerSerialPort)

@@ -1,0 +1,89 @@
+// A TCP peer that vanishes without closing, as a pulled cable or a host
+// switched off does. The test runs in a network namespace of its own, whose
+// loopback it takes down: packets then go nowhere and only the keepalive
+// probes can notice. Without the right to make a namespace it skips.
+
+#include "tests/connection/testsupport.h"
+
+#include <QtTest>
+
+#include <cstring>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+using namespace korvtest;
+
+namespace {
+
+bool setLoopbackUp(bool up)
+{
+    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+    if (fd < 0)
+        return false;
+    ifreq request{};
+    std::strncpy(request.ifr_name, "lo", IFNAMSIZ - 1);
+    bool ok = ::ioctl(fd, SIOCGIFFLAGS, &request) == 0;
+    if (ok) {
+        if (up)
+            request.ifr_flags |= IFF_UP;
+        else
+            request.ifr_flags &= ~IFF_UP;
+        ok = ::ioctl(fd, SIOCSIFFLAGS, &request) == 0;
+    }
+    ::close(fd);
+    return ok;
+}
+
+} // namespace
+
+class TestConnectionPeerLoss : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void vanishedPeerIsLostWithinHalfAMinute();
+
+private:
+    bool m_isolated = false;
+};
+
+void TestConnectionPeerLoss::initTestCase()
+{
+    // The whole process moves; no other test shares this executable.
+    m_isolated = ::unshare(CLONE_NEWNET) == 0 && setLoopbackUp(true);
+}
+
+void TestConnectionPeerLoss::vanishedPeerIsLostWithinHalfAMinute()
+{
+    if (!m_isolated)
+        QSKIP("no network namespace of our own: the loopback cannot be cut");
+    Connection server;
+    Connection client;
+    Recorder serverLog(&server);
+    Recorder clientLog(&client);
+    server.setSettings(serverSettings());
+    server.connect();
+    QVERIFY(server.isListening());
+    client.setSettings(clientSettings(listeningPort(server)));
+    client.connect();
+    QTRY_VERIFY_WITH_TIMEOUT(client.isConnected() && server.isConnected(), 10000);
+    client.send("ping");
+    QTRY_COMPARE_WITH_TIMEOUT(serverLog.bytes, QByteArray("ping"), 10000);
+
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(setLoopbackUp(false));
+    // 10 s idle, then 3 probes 5 s apart: about 25 s.
+    QTRY_VERIFY_WITH_TIMEOUT(!clientLog.messagesStartingWith(QStringLiteral("Connection lost: ")).isEmpty(), 40000);
+    QTRY_VERIFY_WITH_TIMEOUT(!serverLog.messagesStartingWith(QStringLiteral("Connection lost: ")).isEmpty(), 10000);
+    QVERIFY2(clock.elapsed() > 20000, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY(!client.isConnected());
+    QVERIFY(!server.isConnected());
+    QVERIFY(server.isListening());
+    setLoopbackUp(true);
+}
+
+QTEST_GUILESS_MAIN(TestConnectionPeerLoss)
+#include "tst_connectionpeerloss.moc"

@@ -1,0 +1,304 @@
+// Serial links when the real world intervenes: the device goes away and
+// comes back, the far end reads slowly or not at all, rates outside the
+// table. The far end is a pseudo-terminal.
+
+#include "libserial/serportdeviceinfo.h"
+#include "tests/connection/testsupport.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <sys/resource.h>
+
+using namespace korvtest;
+
+namespace {
+
+constexpr int Timeout = 20000;
+
+qint64 cpuMicroseconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return qint64(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000 + usage.ru_utime.tv_usec
+           + usage.ru_stime.tv_usec;
+}
+
+QByteArray joined(const QList<QByteArray>& parts)
+{
+    QByteArray all;
+    for (const QByteArray& part : parts)
+        all += part;
+    return all;
+}
+
+// Reads the far end a little at a time until want bytes came or time is up.
+QByteArray readSlowly(const Pty& line, qsizetype want)
+{
+    QByteArray got;
+    QElapsedTimer clock;
+    clock.start();
+    while (got.size() < want && clock.elapsed() < Timeout) {
+        char buffer[1024];
+        const ssize_t n = ::read(line.masterFd(), buffer, sizeof buffer);
+        if (n > 0)
+            got.append(buffer, int(n));
+        QTest::qWait(1);
+    }
+    return got;
+}
+
+} // namespace
+
+class TestConnectionSerial : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void hangUpClosesAndReportsOnce();
+    void withoutReconnectAHungUpPortStaysClosed();
+    void reconnectsWhenTheDeviceComesBack();
+    void toggleStopsReconnecting();
+    void reconnectFindsTheAdapterUnderAnotherName();
+    void slowReaderGetsEverythingInOrder();
+    void fullOutputBufferRefusesWithAMessage();
+    void freeRateFromTheSettings();
+    void closedPortSendsAndTracesNothing();
+};
+
+void TestConnectionSerial::hangUpClosesAndReportsOnce()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection connection;
+    Recorder log(&connection);
+    connection.setSettings(serialSettings(line.name(), 0));
+    connection.connect();
+    QVERIFY(connection.isConnected());
+    QVERIFY(line.write("before"));
+    QTRY_COMPARE_WITH_TIMEOUT(log.bytes, QByteArray("before"), Timeout);
+
+    log.events.clear();
+    line.hangUp();
+    QTRY_VERIFY_WITH_TIMEOUT(!connection.isConnected(), Timeout);
+    QCOMPARE(log.events, QStringList({QStringLiteral("Device disconnected"), QStringLiteral("state")}));
+
+    const qint64 cpuBefore = cpuMicroseconds();
+    QTest::qWait(300);
+    const qint64 cpuUsed = cpuMicroseconds() - cpuBefore;
+    QVERIFY2(cpuUsed < 100000, qPrintable(QStringLiteral("%1 us of CPU while idle").arg(cpuUsed)));
+    QCOMPARE(log.events.size(), 2);
+    // Sending now finds no link; nothing is claimed as sent.
+    connection.send("into the void");
+    QVERIFY(log.sent.isEmpty());
+}
+
+void TestConnectionSerial::withoutReconnectAHungUpPortStaysClosed()
+{
+    QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("adapter"));
+    Pty first;
+    QVERIFY(QFile::link(first.path(), link));
+    Connection connection;
+    Recorder log(&connection);
+    connection.setSettings(serialSettings(link, 0));
+    connection.connect();
+    QVERIFY(connection.isConnected());
+    first.hangUp();
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Device disconnected")), Timeout);
+    Pty second;
+    QVERIFY(QFile::remove(link));
+    QVERIFY(QFile::link(second.path(), link));
+    QTest::qWait(1500);
+    QVERIFY(!connection.isConnected());
+    QCOMPARE(log.messages.constLast(), QStringLiteral("Device disconnected"));
+}
+
+void TestConnectionSerial::reconnectsWhenTheDeviceComesBack()
+{
+    // The device node is reached through a link, as /dev/serial/by-id is:
+    // it goes away with the device and comes back for the new one.
+    QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("adapter"));
+    Pty first;
+    QVERIFY(first.isValid());
+    QVERIFY(QFile::link(first.path(), link));
+    Connection connection;
+    Recorder log(&connection);
+    ConnectionSettings settings = serialSettings(link, 0);
+    settings.setReconnect(true);
+    connection.setSettings(settings);
+    connection.connect();
+    QVERIFY(connection.isConnected());
+
+    first.hangUp();
+    QVERIFY(QFile::remove(link));
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Device disconnected")), Timeout);
+    // Retried every second; the failure is the same each time and said once.
+    QTest::qWait(2600);
+    QCOMPARE(log.count(QStringLiteral("Open: No such file or directory")), 1);
+    QVERIFY(!connection.isConnected());
+
+    Pty second;
+    QVERIFY(second.isValid());
+    QVERIFY(QFile::link(second.path(), link));
+    QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), 3000);
+    QCOMPARE(log.count(QStringLiteral("Port %1 opened").arg(link)), 2);
+    QVERIFY(second.write("back again"));
+    QTRY_COMPARE_WITH_TIMEOUT(log.bytes, QByteArray("back again"), Timeout);
+    connection.send("hello");
+    QCOMPARE(second.read(), QByteArray("hello"));
+
+    // A second loss is reported again, not swallowed as a repeat.
+    second.hangUp();
+    QTRY_COMPARE_WITH_TIMEOUT(log.count(QStringLiteral("Device disconnected")), 2, Timeout);
+}
+
+void TestConnectionSerial::toggleStopsReconnecting()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection connection;
+    Recorder log(&connection);
+    ConnectionSettings settings = serialSettings(line.name(), 0);
+    settings.setReconnect(true);
+    connection.setSettings(settings);
+    connection.connect();
+    line.hangUp();
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Device disconnected")), Timeout);
+    // The user gives up: the toggle stops the attempts instead of starting
+    // one more.
+    connection.toggleConnected();
+    QCOMPARE(log.messages.constLast(), QStringLiteral("Reconnecting stopped"));
+    const int seen = int(log.messages.size());
+    QTest::qWait(1500);
+    QCOMPARE(log.messages.size(), seen);
+}
+
+void TestConnectionSerial::reconnectFindsTheAdapterUnderAnotherName()
+{
+    // Two names for the device list, as the kernel would give an adapter
+    // in one USB socket and then in another.
+    Pty first;
+    Pty second;
+    QVERIFY(first.isValid() && second.isValid());
+    const int flags = SerPortDeviceInfo::Serial | SerPortDeviceInfo::Usb | SerPortDeviceInfo::AddedByName;
+    SerPortDeviceInfo before(QStringLiteral("ttyKORVUSB0"), first.path(), QStringLiteral("USB Serial port"),
+                             QString(), flags);
+    before.setUsbIdentity(QStringLiteral("0403:6001"), QStringLiteral("A50285BI"));
+    SerPortDeviceInfo::replaceItem(before);
+
+    Connection connection;
+    Recorder log(&connection);
+    ConnectionSettings settings = serialSettings(QStringLiteral("ttyKORVUSB0"), 0);
+    settings.setReconnect(true);
+    connection.setSettings(settings);
+    connection.connect();
+    QVERIFY(connection.isConnected());
+
+    first.hangUp();
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Device disconnected")), Timeout);
+    // Gone from its old place, back in a new one.
+    SerPortDeviceInfo::replaceItem(SerPortDeviceInfo(before.name(), QStringLiteral("/dev/null/gone"),
+                                                     before.description(), QString(), flags));
+    SerPortDeviceInfo after(QStringLiteral("ttyKORVUSB1"), second.path(), QStringLiteral("USB Serial port"),
+                            QString(), flags);
+    after.setUsbIdentity(QStringLiteral("0403:6001"), QStringLiteral("A50285BI"));
+    SerPortDeviceInfo::replaceItem(after);
+
+    QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), 3000);
+    QVERIFY(log.hasMessage(QStringLiteral("Adapter A50285BI found again as ttyKORVUSB1")));
+    QCOMPARE(connection.serialPortDeviceName(), QStringLiteral("ttyKORVUSB1"));
+    connection.send("same adapter");
+    QCOMPARE(second.read(), QByteArray("same adapter"));
+}
+
+void TestConnectionSerial::slowReaderGetsEverythingInOrder()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection connection;
+    Recorder log(&connection);
+    connection.setSettings(serialSettings(line.name(), 0));
+    connection.connect();
+    const QByteArray data = pattern(256 * 1024);
+    for (int at = 0; at < data.size(); at += 16 * 1024)
+        connection.send(data.mid(at, 16 * 1024));
+    // A pseudo-terminal holds a few KiB: the rest waits in the connection
+    // and is not yet reported as sent.
+    QVERIFY(joined(log.sent).size() < data.size());
+    QVERIFY(data.startsWith(joined(log.sent)));
+
+    const QByteArray got = readSlowly(line, data.size());
+    QCOMPARE(got.size(), data.size());
+    QVERIFY(got == data);
+    QTRY_COMPARE_WITH_TIMEOUT(joined(log.sent).size(), data.size(), Timeout);
+    QVERIFY(joined(log.sent) == data);
+    QVERIFY(log.messages.filter(QStringLiteral("not sent")).isEmpty());
+}
+
+void TestConnectionSerial::fullOutputBufferRefusesWithAMessage()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection connection;
+    Recorder log(&connection);
+    connection.setSettings(serialSettings(line.name(), 0));
+    connection.connect();
+    // Nobody reads: the buffer fills to its limit, then blocks are refused
+    // whole, with a message each.
+    const QByteArray data = pattern(int(Connection::OutputLimit) + 256 * 1024);
+    const int block = 64 * 1024;
+    int accepted = 0;
+    for (int at = 0; at < data.size(); at += block) {
+        const int before = int(log.messages.size());
+        connection.send(data.mid(at, block));
+        if (log.messages.size() == before)
+            accepted = at + block;
+    }
+    const QStringList refused = log.messagesStartingWith(QStringLiteral("Output buffer full"));
+    QVERIFY(!refused.isEmpty());
+    QVERIFY2(refused.constFirst().endsWith(QStringLiteral(": 65536 bytes not sent")), qPrintable(refused.constFirst()));
+    QVERIFY(accepted >= Connection::OutputLimit);
+
+    const QByteArray got = readSlowly(line, accepted);
+    QCOMPARE(got.size(), accepted);
+    QVERIFY(got == data.left(accepted));
+    QTRY_COMPARE_WITH_TIMEOUT(joined(log.sent).size(), accepted, Timeout);
+    // Room again: a new block goes out.
+    connection.send("after the jam");
+    QCOMPARE(line.read(), QByteArray("after the jam"));
+}
+
+void TestConnectionSerial::freeRateFromTheSettings()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection connection;
+    Recorder log(&connection);
+    ConnectionSettings settings = serialSettings(line.name(), 0);
+    settings.setSerialSpeed(921600);
+    connection.setSettings(settings);
+    connection.connect();
+    QCOMPARE(log.messages, QStringList({QStringLiteral("Port %1 opened").arg(line.name())}));
+    QCOMPARE(line.outputSpeed(), 921600);
+}
+
+void TestConnectionSerial::closedPortSendsAndTracesNothing()
+{
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection connection;
+    Recorder log(&connection);
+    connection.setSettings(serialSettings(line.name(), 0));
+    connection.send("not open yet");
+    QVERIFY(log.sent.isEmpty());
+    connection.connect();
+    connection.send("open");
+    QCOMPARE(log.sent, QList<QByteArray>({"open"}));
+    QCOMPARE(line.read(), QByteArray("open"));
+}
+
+QTEST_GUILESS_MAIN(TestConnectionSerial)
+#include "tst_connectionserial.moc"
