@@ -632,7 +632,7 @@ void TestChannel::notConnectedGivesErrLineAndSendsNothing()
     else
         m_line->hangUp();
     QTRY_VERIFY(!m_channel->connection()->isConnected());
-    const int before = m_model->rowCount();
+    const int before = m_model->lineCount();
 
     const QString notation = QStringLiteral("GetStatus=(PumpId=2)");
     if (what == QLatin1String("text"))
@@ -670,7 +670,7 @@ void TestChannel::sentAddressesOnlyOnBis()
     settings.setDestinationAddress(9);
     m_channel->setSettings(settings);
     QVERIFY(m_channel->connection()->isConnected());
-    const int before = m_model->rowCount();
+    const int before = m_model->lineCount();
     QVERIFY(m_channel->sendMessage(QStringLiteral("GetStatus=()")));
     QCOMPARE(lines(*m_model).mid(before), QStringList({QStringLiteral("1|GetStatus=()")}));
     const TraceItem* line = m_model->index2item(m_model->index(before, 0));
@@ -686,7 +686,7 @@ void TestChannel::storedValuesOutOfRangeAreReported()
     Channel channel(2);
     QCOMPARE(channel.settings().timeout(), 1000);
     QCOMPARE(channel.settings().serialSpeed(), 9600);
-    const int before = m_model->rowCount();
+    const int before = m_model->lineCount();
     channel.setModel(m_model.get());
     QCOMPARE(lines(*m_model).mid(before),
              QStringList({QStringLiteral("2 Con|Settings Connection2/BiSTimeout: \"0\" is out of range, using 1000"),
