@@ -694,7 +694,7 @@ void TestChannel::storedValuesOutOfRangeAreReported()
     QCOMPARE(m_model->index2item(m_model->index(before, 0))->color(), ColorError);
     // Said once, not again with the next trace.
     channel.setModel(m_model.get());
-    QCOMPARE(m_model->rowCount(), before + 2);
+    QCOMPARE(m_model->lineCount(), before + 2);
 }
 
 QTEST_MAIN(TestChannel)
