@@ -1,5 +1,6 @@
 #include "connection/bistrace.h"
 
+#include "connection/ansitext.h"
 #include "connection/bisprotocol.h"
 #include "connection/crc.h"
 
@@ -58,7 +59,11 @@ void BiSTrace::showLine()
     if (m_line.size() == m_shownline)
         return;
     m_shownline = m_line.size();
-    Q_EMIT trace(m_line);
+    // A noise line is one coloured run that is still growing.
+    if (m_noisecount > 0)
+        Q_EMIT trace(m_line + AnsiText::reset());
+    else
+        Q_EMIT trace(m_line);
 }
 
 void BiSTrace::receiveByte(unsigned char byte)
@@ -96,11 +101,11 @@ void BiSTrace::receiveByte(unsigned char byte)
     switch (m_state) {
     case Control:
         m_addressmode = byte & 3u;
-        m_line += (QStringLiteral(" ctl %1 type %2").arg(hexByte(byte)).arg(byte >> 2));
+        AnsiText::append(m_line, AnsiText::Marker, QStringLiteral(" ctl %1 type %2").arg(hexByte(byte)).arg(byte >> 2));
         m_state = Sequence;
         break;
     case Sequence:
-        m_line += (QStringLiteral(" seq %1").arg(hexByte(byte)));
+        AnsiText::append(m_line, AnsiText::Sequence, QStringLiteral(" seq %1").arg(hexByte(byte)));
         m_destination = 0;
         m_source = 0;
         m_addressbytes = 0;
@@ -119,9 +124,10 @@ void BiSTrace::receiveByte(unsigned char byte)
             m_source |= quint32(byte) << (8 * (m_addressbytes - width));
         ++m_addressbytes;
         if (m_addressbytes == width) {
-            m_line += (QStringLiteral(" dst %1").arg(m_destination));
+            AnsiText::append(m_line, AnsiText::Address, QStringLiteral(" dst %1").arg(m_destination));
         } else if (m_addressbytes == 2 * width) {
-            m_line += (QStringLiteral(" src %1 |").arg(m_source));
+            AnsiText::append(m_line, AnsiText::Address, QStringLiteral(" src %1").arg(m_source));
+            m_line += QStringLiteral(" |");
             m_state = Data;
         }
         break;
@@ -152,8 +158,8 @@ void BiSTrace::startFrame(unsigned char marker)
     m_data.clear();
     m_shown = 0;
     m_lineopen = true;
-    m_line += (marker == BiSProtocol::QueryStart ? QStringLiteral("query")
-                                                   : QStringLiteral("answer"));
+    AnsiText::append(m_line, AnsiText::Marker,
+                     marker == BiSProtocol::QueryStart ? QStringLiteral("query") : QStringLiteral("answer"));
 }
 
 void BiSTrace::endFrame()
@@ -165,16 +171,22 @@ void BiSTrace::endFrame()
     const qsizetype payloadSize = m_data.size() - 2;
     showPayload(payloadSize);
     if (payloadSize == 0)
-        m_line += (QStringLiteral(" no data"));
+        AnsiText::append(m_line, AnsiText::Payload, QStringLiteral(" no data"));
     const QByteArray payload = m_data.left(payloadSize);
     if (m_crc == 0) {
-        m_line += (QStringLiteral(" | CRC ok | end"));
+        m_line += QStringLiteral(" | ");
+        AnsiText::append(m_line, AnsiText::Good, QStringLiteral("CRC ok"));
+        m_line += QStringLiteral(" | ");
+        AnsiText::append(m_line, AnsiText::Marker, QStringLiteral("end"));
     } else {
         const auto* tail = reinterpret_cast<const unsigned char*>(m_data.constData()) + payloadSize;
         const unsigned received = (unsigned(tail[0]) << 8) | tail[1];
         const unsigned expected = CRC::crc16(0, CRC::crc16(0, m_crcbeforetail[1]));
-        m_line += (QStringLiteral(" | CRC BAD %1, expected %2 | end")
-                         .arg(hexWord(received), hexWord(expected)));
+        m_line += QStringLiteral(" | ");
+        AnsiText::append(m_line, AnsiText::Bad,
+                         QStringLiteral("CRC BAD %1, expected %2").arg(hexWord(received), hexWord(expected)));
+        m_line += QStringLiteral(" | ");
+        AnsiText::append(m_line, AnsiText::Marker, QStringLiteral("end"));
     }
     endLine();
     m_state = Idle;
@@ -186,7 +198,8 @@ void BiSTrace::endFrame()
 void BiSTrace::abortFrame(const QString& reason)
 {
     showPayload(m_data.size());
-    m_line += (QStringLiteral(" | ") + reason);
+    m_line += QStringLiteral(" | ");
+    AnsiText::append(m_line, AnsiText::Bad, reason);
     endLine();
     m_state = Idle;
     m_escapecount = 0;
@@ -200,7 +213,7 @@ void BiSTrace::showPayload(qsizetype upTo)
     text.reserve(int(3 * (upTo - m_shown)));
     for (; m_shown < upTo; ++m_shown)
         text += QLatin1Char(' ') + hexByte(quint8(m_data.at(m_shown)));
-    m_line += (text);
+    AnsiText::append(m_line, AnsiText::Payload, text);
 }
 
 void BiSTrace::noise(unsigned char byte)
@@ -210,10 +223,10 @@ void BiSTrace::noise(unsigned char byte)
     if (!m_lineopen) {
         m_lineopen = true;
         m_noisecount = 0;
-        m_line += (QStringLiteral("noise"));
+        m_line += AnsiText::start(AnsiText::Noise) + QStringLiteral("noise");
     }
     ++m_noisecount;
-    m_line += (QLatin1Char(' ') + hexByte(byte));
+    m_line += QLatin1Char(' ') + hexByte(byte);
 }
 
 void BiSTrace::endLine()

@@ -1,3 +1,4 @@
+#include "connection/ansitext.h"
 #include "connection/bisprotocol.h"
 #include "connection/bistrace.h"
 
@@ -17,7 +18,8 @@ struct Printout
 {
     explicit Printout(BiSTrace& trace)
     {
-        QObject::connect(&trace, &BiSTrace::trace, [this](const QString& line) {
+        QObject::connect(&trace, &BiSTrace::trace, [this](const QString& colored) {
+            const QString line = AnsiText::strip(colored);
             // Each report repeats the line so far and adds to it.
             if (!line.startsWith(open) || line == open)
                 badReports << line;
@@ -74,6 +76,8 @@ private Q_SLOTS:
     void overlongFrame();
     void longNoiseIsSplit();
     void reset();
+    void rolesHaveTheirColours_data();
+    void rolesHaveTheirColours();
     void randomBytes();
 };
 
@@ -196,6 +200,53 @@ void TestBiSTrace::reset()
     QVERIFY(out.frames.isEmpty());
     QCOMPARE(out.lines, QStringList{"query ctl 89 type 34 seq 01 dst 5 src 0 |"});
     QCOMPARE(out.open, QStringLiteral("noise 02 A8 9B 93"));
+}
+
+void TestBiSTrace::rolesHaveTheirColours_data()
+{
+    QTest::addColumn<QString>("fragment");
+    QTest::addColumn<int>("role");
+    QTest::newRow("query marker") << "query" << int(AnsiText::Marker);
+    QTest::newRow("control byte") << "ctl 89" << int(AnsiText::Marker);
+    QTest::newRow("sequence number") << "seq 02" << int(AnsiText::Sequence);
+    QTest::newRow("destination") << "dst 5" << int(AnsiText::Address);
+    QTest::newRow("source") << "src 0" << int(AnsiText::Address);
+    QTest::newRow("payload") << "93 04" << int(AnsiText::Payload);
+    QTest::newRow("good crc") << "CRC ok" << int(AnsiText::Good);
+    QTest::newRow("bad crc") << "CRC BAD" << int(AnsiText::Bad);
+    QTest::newRow("cut frame") << "cut" << int(AnsiText::Bad);
+    QTest::newRow("noise") << "noise 00 FF" << int(AnsiText::Noise);
+}
+
+// Each part of a frame is painted in its role's colour: what a reader of the
+// trace tells frames apart by.
+void TestBiSTrace::rolesHaveTheirColours()
+{
+    QFETCH(QString, fragment);
+    QFETCH(int, role);
+    BiSTrace trace;
+    QStringList colored;
+    QObject::connect(&trace, &BiSTrace::trace, [&](const QString& line) { colored << line; });
+    trace.receive(hex(recording));
+
+    QList<AnsiText::Run> expected;
+    const QString sample = AnsiText::parse(AnsiText::colored(AnsiText::Role(role), fragment), &expected);
+    QCOMPARE(sample, fragment);
+    bool found = false;
+    for (const QString& line : std::as_const(colored)) {
+        QList<AnsiText::Run> runs;
+        const QString plain = AnsiText::parse(line, &runs);
+        const qsizetype at = plain.indexOf(fragment);
+        if (at < 0)
+            continue;
+        for (const AnsiText::Run& run : std::as_const(runs)) {
+            if (run.start <= at && at + fragment.size() <= run.start + run.length) {
+                QCOMPARE(run.format, expected.at(0).format);
+                found = true;
+            }
+        }
+    }
+    QVERIFY2(found, qPrintable(fragment));
 }
 
 // Random bytes with many markers and escapes, cut into random chunks: the
