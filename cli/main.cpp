@@ -1,5 +1,9 @@
 // korv: the message format on the command line, for scripts and firmware CI.
 
+#include "connection/ansitext.h"
+#include "connection/bistrace.h"
+#include "connection/ltd16trace.h"
+#include "connection/ltdtrace.h"
 #include "qrv16/item.h"
 #include "qrv16/messagecollector.h"
 #include "qrv16/messageparser.h"
@@ -493,6 +497,94 @@ int generate(const QStringList& args)
     return Success;
 }
 
+// Prints the lines of a trace printer as they complete; coloured only where
+// a person reads them.
+template <typename Printer>
+int printTrace(Printer& printer, QFile& input)
+{
+    const bool coloured = isatty(STDOUT_FILENO) && qEnvironmentVariableIsEmpty("NO_COLOR");
+    QString current;
+    QObject::connect(&printer, &Printer::trace, [&](const QString& line) { current = line; });
+    QObject::connect(&printer, &Printer::next, [&] {
+        out((coloured ? current : AnsiText::strip(current)) + QLatin1Char('\n'));
+        current.clear();
+    });
+    QByteArray chunk(64 * 1024, Qt::Uninitialized);
+    for (;;) {
+        const qint64 n = input.read(chunk.data(), chunk.size());
+        if (n < 0) {
+            errorLine(input.fileName(), input.errorString());
+            printer.reset();
+            return InputFailed;
+        }
+        if (n == 0)
+            break;
+        printer.receive(chunk.constData(), unsigned(n));
+        std::fflush(stdout);
+    }
+    printer.reset();
+    return Success;
+}
+
+int trace(const QStringList& args)
+{
+    const QString usage = QStringLiteral(
+        "Usage: korv trace --bis|--ltd|--ltd16 [-d FILE.qrvdef] [FILE]\n"
+        "Prints captured bytes as a listener on the line reads them: BiS frames, or\n"
+        "elements of the 8-bit or 16-bit framing. Reads FILE, or standard input.\n"
+        "Coloured on a terminal, plain when piped or when NO_COLOR is set.\n\n"
+        "  --bis                   BiS frames: markers, addresses, payload, CRC verdict\n"
+        "  --ltd                   elements with a 1-byte length and a 1-byte tag\n"
+        "  --ltd16                 elements with a 2-byte length and a 2-byte tag\n"
+        "  -d, --definitions FILE  tag definitions: names of tags and values\n"
+        "  -h, --help              show this help\n");
+    QCommandLineParser p;
+    addCommonOptions(p);
+    p.addOption(definitionsOption);
+    const QCommandLineOption bisOption(QStringLiteral("bis"));
+    const QCommandLineOption ltdOption(QStringLiteral("ltd"));
+    const QCommandLineOption ltd16Option(QStringLiteral("ltd16"));
+    p.addOptions({bisOption, ltdOption, ltd16Option});
+    p.addPositionalArgument(QStringLiteral("FILE"), QString());
+    if (const int code = parseArguments(p, args, usage); code >= 0)
+        return code;
+    const int chosen = int(p.isSet(bisOption)) + int(p.isSet(ltdOption)) + int(p.isSet(ltd16Option));
+    if (chosen != 1 || p.positionalArguments().size() > 1) {
+        errorLine(QStringLiteral("korv"), chosen != 1 ? QStringLiteral("choose one of --bis, --ltd and --ltd16")
+                                                      : QStringLiteral("trace takes at most one file"));
+        err(usage);
+        return UsageError;
+    }
+
+    Definitions defs;
+    if (p.isSet(definitionsOption) && !loadDefinitions(p.value(definitionsOption), &defs, true))
+        return InputFailed;
+    QFile input;
+    if (p.positionalArguments().isEmpty()) {
+        if (!input.open(stdin, QIODevice::ReadOnly)) {
+            errorLine(QStringLiteral("korv"), input.errorString());
+            return InputFailed;
+        }
+    } else {
+        input.setFileName(p.positionalArguments().constFirst());
+        if (!input.open(QIODevice::ReadOnly)) {
+            errorLine(input.fileName(), input.errorString());
+            return InputFailed;
+        }
+    }
+    if (p.isSet(bisOption)) {
+        BiSTrace printer;
+        return printTrace(printer, input);
+    }
+    std::unique_ptr<ElementTrace> printer;
+    if (p.isSet(ltdOption))
+        printer = std::make_unique<LTDTrace>();
+    else
+        printer = std::make_unique<LTD16Trace>();
+    printer->setDefinitions(defs.lut.get());
+    return printTrace(*printer, input);
+}
+
 const char* const mainUsage =
     "Usage: korv COMMAND [OPTIONS] [ARGUMENTS]\n"
     "The QRV16 message format on the command line.\n\n"
@@ -500,7 +592,8 @@ const char* const mainUsage =
     "  encode    text notation to message bytes\n"
     "  decode    message bytes to text notation\n"
     "  check     read a tag definitions file and report its problems\n"
-    "  generate  C, C++, Lua or C# source from a tag definitions file\n\n"
+    "  generate  C, C++, Lua or C# source from a tag definitions file\n"
+    "  trace     captured BiS or element bytes as annotated lines\n\n"
     "  korv COMMAND --help   help on one command\n"
     "  korv --version        the program's version\n\n"
     "Exit status: 0 success, 1 an input failed, 2 usage error.\n";
@@ -537,6 +630,8 @@ int main(int argc, char** argv)
         return check(args);
     if (command == QLatin1String("generate"))
         return generate(args);
+    if (command == QLatin1String("trace"))
+        return trace(args);
     errorLine(QStringLiteral("korv"), QStringLiteral("unknown command \"%1\"").arg(command));
     err(QString::fromLatin1(mainUsage));
     return UsageError;

@@ -213,7 +213,15 @@ void BiSTrace::showPayload(qsizetype upTo)
     text.reserve(int(3 * (upTo - m_shown)));
     for (; m_shown < upTo; ++m_shown)
         text += QLatin1Char(' ') + hexByte(quint8(m_data.at(m_shown)));
-    AnsiText::append(m_line, AnsiText::Payload, text);
+    // Bytes shown one chunk at a time still make one coloured run.
+    if (m_payloadrunend == m_line.size() && m_payloadrunend > 0) {
+        m_line.chop(AnsiText::reset().size());
+        m_line += text;
+        m_line += AnsiText::reset();
+    } else {
+        AnsiText::append(m_line, AnsiText::Payload, text);
+    }
+    m_payloadrunend = m_line.size();
 }
 
 void BiSTrace::noise(unsigned char byte)
@@ -234,6 +242,7 @@ void BiSTrace::endLine()
     showLine();
     m_line.clear();
     m_shownline = 0;
+    m_payloadrunend = 0;
     m_lineopen = false;
     m_noisecount = 0;
     Q_EMIT next();

@@ -64,4 +64,6 @@ private:
     QString m_line;
     // Length of the line when it was last shown.
     qsizetype m_shownline = 0;
+    // Where the last run of payload bytes ends in the line.
+    qsizetype m_payloadrunend = 0;
 };
