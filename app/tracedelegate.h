@@ -1,9 +1,13 @@
 #pragma once
 
+#include "connection/ansitext.h"
+
+#include <QColor>
 #include <QStyledItemDelegate>
 
 // Paints separator lines (no text, no child lines) as a dotted rule across
-// the row; every other line as usual.
+// the row, and the lines of the trace printers in their colours; every other
+// line as usual.
 class TraceDelegate : public QStyledItemDelegate
 {
     Q_OBJECT
@@ -14,6 +18,15 @@ public:
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override;
 
+    // The colour of a printer's colour index (0..15) that reads on this
+    // background: darker shades on a light one, the terminal's on a dark one.
+    static QColor ansiColor(int index, const QColor& background);
+
     // The indent of the rule at the row's two ends.
     static constexpr int Indent = 4;
+
+private:
+    void paintRule(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;
+    void paintColored(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index,
+                      const QString& text) const;
 };

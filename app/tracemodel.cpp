@@ -1,6 +1,7 @@
 #include "app/tracemodel.h"
 
 #include "app/mainwindow.h"
+#include "connection/ansitext.h"
 
 #include "qrv16/messagewriter.h"
 #include "qrv16/tagdatalut.h"
@@ -337,7 +338,7 @@ QString TraceModel::logData(const TraceData& data)
     out += QLatin1Char(',');
     appendQuoted(out, data.source);
     out += QLatin1Char(',');
-    appendQuoted(out, data.text);
+    appendQuoted(out, AnsiText::hasEscapes(data.text) ? AnsiText::strip(data.text) : data.text);
     out += QLatin1Char(',');
     appendNumber(out, data.color);
     out += QLatin1Char(',');
@@ -490,7 +491,17 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
                            (item->dst() >= 0 ? QStringLiteral(" -> ") + QString::number(item->dst())
                                              : QString()));
         case SourceColumn: return item->source();
-        case TextColumn: return item->text();
+        case TextColumn: {
+            const QString text = item->text();
+            return AnsiText::hasEscapes(text) ? AnsiText::strip(text) : text;
+        }
+        }
+        return QVariant();
+    case AnsiTextRole:
+        if (index.column() == TextColumn) {
+            const QString text = item->text();
+            if (AnsiText::hasEscapes(text))
+                return text;
         }
         return QVariant();
     case Qt::ToolTipRole:

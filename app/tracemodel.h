@@ -30,6 +30,10 @@ public:
     enum Column { TimeColumn = 0, AddrColumn, SourceColumn, TextColumn, ColumnCount };
     // The line's record for the log file.
     static constexpr int LogRole = Qt::UserRole;
+    // The text column with the colour escape sequences of the trace printers,
+    // for the delegate; invalid for lines without them. Every other role and
+    // the log carry the text without them.
+    static constexpr int AnsiTextRole = Qt::UserRole + 1;
     static constexpr int DefaultLimit = 100000;
     // A line is sorted in among at most this many last lines ...
     static constexpr int ScanLines = 100;
