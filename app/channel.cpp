@@ -3,9 +3,12 @@
 #include "app/mainwindow.h"
 #include "app/tracemodel.h"
 
+#include "connection/bistrace.h"
 #include "connection/certificatedialog.h"
 #include "connection/connection.h"
 #include "connection/connectionsettingsdialog.h"
+#include "connection/ltd16trace.h"
+#include "connection/ltdtrace.h"
 #include "libserial/serserialport.h"
 #include "qrv16/messageparser.h"
 
@@ -74,6 +77,7 @@ Channel::Channel(int number, QWidget* parent)
     QObject::connect(m_connection, &Connection::traceNext, this, &Channel::onTraceNext);
     QObject::connect(m_connection, &Connection::stateChanged, this, &Channel::stateChanged);
     m_connection->setSettings(m_settings);
+    choosePrinter();
 }
 
 Channel::~Channel()
@@ -94,6 +98,67 @@ void Channel::setSettings(const ConnectionSettings& settings)
     m_settings = settings;
     m_settings.saveToSettings(settingsGroup(m_number));
     m_connection->setSettings(m_settings);
+    choosePrinter();
+}
+
+void Channel::choosePrinter()
+{
+    if (m_settings.rawPrinter() == m_printerkind)
+        return;
+    resetPrinter();
+    delete m_bisprinter;
+    delete m_elementprinter;
+    m_bisprinter = nullptr;
+    m_elementprinter = nullptr;
+    m_printerkind = m_settings.rawPrinter();
+    switch (m_printerkind) {
+    case ConnectionSettings::BiSPrinter:
+        m_bisprinter = new BiSTrace(this);
+        QObject::connect(m_bisprinter, &BiSTrace::trace, this, &Channel::onPrinterLine);
+        QObject::connect(m_bisprinter, &BiSTrace::next, this, &Channel::onPrinterNext);
+        break;
+    case ConnectionSettings::LTDPrinter:
+    case ConnectionSettings::LTD16Printer:
+        if (m_printerkind == ConnectionSettings::LTDPrinter)
+            m_elementprinter = new LTDTrace(this);
+        else
+            m_elementprinter = new LTD16Trace(this);
+        QObject::connect(m_elementprinter, &ElementTrace::trace, this, &Channel::onPrinterLine);
+        QObject::connect(m_elementprinter, &ElementTrace::next, this, &Channel::onPrinterNext);
+        break;
+    default:
+        m_printerkind = ConnectionSettings::HexPrinter;
+        break;
+    }
+}
+
+void Channel::resetPrinter()
+{
+    if (m_bisprinter)
+        m_bisprinter->reset();
+    if (m_elementprinter)
+        m_elementprinter->reset();
+}
+
+void Channel::onPrinterLine(const QString& text)
+{
+    if (!m_model)
+        return;
+    if (m_pendingPrinterLine.isValid()) {
+        m_model->update(m_pendingPrinterLine, text);
+        return;
+    }
+    m_pendingPrinterLine = m_model->appendUnannounced(m_label + QLatin1String(" Raw"), text, m_rawRx);
+}
+
+void Channel::onPrinterNext()
+{
+    const QModelIndex line = m_pendingPrinterLine;
+    m_pendingPrinterLine = QPersistentModelIndex();
+    if (line.isValid() && m_model) {
+        m_model->announce(line);
+        Q_EMIT appended(line);
+    }
 }
 
 void Channel::setModel(TraceModel* model)
@@ -101,6 +166,7 @@ void Channel::setModel(TraceModel* model)
     m_model = model;
     clearLastData();
     m_pendingTrace = QPersistentModelIndex();
+    m_pendingPrinterLine = QPersistentModelIndex();
     // Found before there was a trace to show them in.
     if (m_model) {
         for (const QString& warning : std::as_const(m_settingsWarnings))
@@ -304,7 +370,23 @@ void Channel::traceRaw(const QByteArray& bytes, StyleColor color)
 
 void Channel::rawReceive(const QByteArray& bytes)
 {
-    traceRaw(bytes, m_rawRx);
+    if (m_printerkind == ConnectionSettings::HexPrinter) {
+        traceRaw(bytes, m_rawRx);
+        return;
+    }
+    if (!flag(MainWindow::TraceRaw) || bytes.isEmpty())
+        return;
+    if (flag(MainWindow::Pause)) {
+        // What arrives after the pause does not continue the frame before it.
+        resetPrinter();
+        return;
+    }
+    if (m_elementprinter)
+        m_elementprinter->setDefinitions(m_model ? m_model->tags() : nullptr);
+    if (m_bisprinter)
+        m_bisprinter->receive(bytes);
+    else if (m_elementprinter)
+        m_elementprinter->receive(bytes);
 }
 
 void Channel::rawSend(const QByteArray& bytes)

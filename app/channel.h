@@ -12,7 +12,9 @@
 #include <QPersistentModelIndex>
 #include <QStringList>
 
+class BiSTrace;
 class Connection;
+class ElementTrace;
 class QAction;
 class QWidget;
 class TraceModel;
@@ -81,6 +83,8 @@ public Q_SLOTS:
     void rawSend(const QByteArray& bytes);
     void onTrace(const QString& text);
     void onTraceNext();
+    void onPrinterLine(const QString& text);
+    void onPrinterNext();
 
     void disturb();
     void showSslInformation();
@@ -93,6 +97,9 @@ private:
     QModelIndex appendLine(const QString& source, const QString& text, StyleColor color);
     void announce(const QModelIndex& index);
     void traceRaw(const QByteArray& bytes, StyleColor color);
+    // The annotating printer of received bytes that the settings choose.
+    void choosePrinter();
+    void resetPrinter();
     bool busTraceMode() const;
     // False, with an " Err" line, when there is no link to send on.
     bool linkUp();
@@ -126,4 +133,10 @@ private:
 
     // The tracer's line while it is still being built.
     QPersistentModelIndex m_pendingTrace;
+
+    // At most one of them, owned, when received bytes are not shown as hex.
+    BiSTrace* m_bisprinter = nullptr;
+    ElementTrace* m_elementprinter = nullptr;
+    int m_printerkind = ConnectionSettings::HexPrinter;
+    QPersistentModelIndex m_pendingPrinterLine;
 };

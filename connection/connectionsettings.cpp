@@ -14,6 +14,8 @@ const std::array<QLatin1String, 4> modeNames = {QLatin1String("Disabled"), QLati
 // Index 0 is unused: BiS modes count from 1.
 const std::array<QLatin1String, 4> bisModeNames = {QLatin1String(), QLatin1String("Master"),
                                                    QLatin1String("Slave"), QLatin1String("Trace")};
+const std::array<QLatin1String, 4> rawPrinterNames = {QLatin1String("Hex"), QLatin1String("BiS"),
+                                                      QLatin1String("LTD"), QLatin1String("LTD16")};
 
 template <std::size_t N>
 int indexOf(const std::array<QLatin1String, N>& names, const QString& text, int fallback)
@@ -90,6 +92,7 @@ void ConnectionSettings::saveToSettings(const QString& group) const
     settings.setValue(QStringLiteral("ServerAddress"), m_serveraddress);
     settings.setValue(QStringLiteral("ServerPort"), uint(m_serverport));
     settings.setValue(QStringLiteral("Reconnect"), m_reconnect);
+    settings.setValue(QStringLiteral("RawPrinter"), nameOf(rawPrinterNames, m_rawprinter));
     settings.beginGroup(QStringLiteral("SSL"));
     settings.setValue(QStringLiteral("Enabled"), m_sslenabled);
     settings.setValue(QStringLiteral("PrivateKeyFile"), m_privatekeyfile);
@@ -123,6 +126,7 @@ void ConnectionSettings::restoreFromSettings(const QString& group, QStringList* 
     m_serveraddress = settings.value(QStringLiteral("ServerAddress"), m_serveraddress).toString();
     m_serverport = int(settings.value(QStringLiteral("ServerPort"), m_serverport).toUInt());
     m_reconnect = settings.value(QStringLiteral("Reconnect"), false).toBool();
+    m_rawprinter = indexOf(rawPrinterNames, settings.value(QStringLiteral("RawPrinter")).toString(), HexPrinter);
     settings.beginGroup(QStringLiteral("SSL"));
     m_sslenabled = settings.value(QStringLiteral("Enabled"), false).toBool();
     m_privatekeyfile = settings.value(QStringLiteral("PrivateKeyFile"), m_privatekeyfile).toString();

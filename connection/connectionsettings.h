@@ -17,6 +17,9 @@ public:
     enum Mode { DisabledMode = 0, SerialMode = 1, ClientMode = 2, ServerMode = 3 };
     enum BiSMode { BiSMasterMode = 1, BiSSlaveMode = 2, BiSTraceMode = 3 };
     enum Handshake { NoHandshake = 0, RtsCtsHandshake = 1, XonXoffHandshake = 2 };
+    // How the trace shows raw received bytes: hexadecimal, or through one
+    // of the annotating printers.
+    enum RawPrinter { HexPrinter = 0, BiSPrinter = 1, LTDPrinter = 2, LTD16Printer = 3 };
 
     static constexpr int DefaultTries = 5;
     static constexpr int DefaultTimeout = 1000;
@@ -90,6 +93,9 @@ public:
     int peerVerifyMode() const { return m_peerverifymode; }
     void setPeerVerifyMode(int mode) { m_peerverifymode = mode; }
 
+    int rawPrinter() const { return m_rawprinter; }
+    void setRawPrinter(int printer) { m_rawprinter = printer; }
+
     // Opens the link again after the device or the peer went away.
     bool reconnect() const { return m_reconnect; }
     void setReconnect(bool on) { m_reconnect = on; }
@@ -115,4 +121,5 @@ private:
     QString m_cacertificatedirectory;
     int m_peerverifymode = 0;
     bool m_reconnect = false;
+    int m_rawprinter = HexPrinter;
 };

@@ -108,10 +108,23 @@ ConnectionSettingsDialog::ConnectionSettingsDialog(QWidget* parent)
     m_ck_reconnect->setToolTip(tr("Open the port again when the device comes back; "
                                   "a TCP client tries again after a growing pause of up to 30 s"));
 
+    m_cb_rawprinter = new QComboBox(this);
+    m_cb_rawprinter->addItem(tr("Hexadecimal"), int(ConnectionSettings::HexPrinter));
+    m_cb_rawprinter->addItem(tr("BiS frames"), int(ConnectionSettings::BiSPrinter));
+    m_cb_rawprinter->addItem(tr("Elements, 8-bit length and tag (LTD)"), int(ConnectionSettings::LTDPrinter));
+    m_cb_rawprinter->addItem(tr("Elements, 16-bit length and tag (LTD16)"), int(ConnectionSettings::LTD16Printer));
+    m_cb_rawprinter->setToolTip(tr("How raw received bytes are shown while the trace shows raw bytes"));
+    auto* printerRow = new QHBoxLayout;
+    auto* printerLabel = new QLabel(tr("Show received bytes as:"), this);
+    printerLabel->setBuddy(m_cb_rawprinter);
+    printerRow->addWidget(printerLabel);
+    printerRow->addWidget(m_cb_rawprinter, 1);
+
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_grp_mode);
     layout->addWidget(m_stk_pages);
     layout->addWidget(m_ck_reconnect);
+    layout->addLayout(printerRow);
     layout->addWidget(createSslGroup());
     layout->addStretch(1);
     layout->addWidget(buttons);
@@ -315,6 +328,8 @@ void ConnectionSettingsDialog::setSettings(const ConnectionSettings& settings)
     const int verify = m_cb_verify->findData(settings.peerVerifyMode());
     m_cb_verify->setCurrentIndex(verify >= 0 ? verify : 0);
     m_ck_reconnect->setChecked(settings.reconnect());
+    const int printer = m_cb_rawprinter->findData(settings.rawPrinter());
+    m_cb_rawprinter->setCurrentIndex(printer >= 0 ? printer : 0);
 }
 
 void ConnectionSettingsDialog::getSettings(ConnectionSettings* settings) const
@@ -363,6 +378,7 @@ void ConnectionSettingsDialog::getSettings(ConnectionSettings* settings) const
     settings->setCaCertificateDirectory(m_le_cadir->text().trimmed());
     settings->setPeerVerifyMode(m_cb_verify->currentData().toInt());
     settings->setReconnect(m_ck_reconnect->isChecked());
+    settings->setRawPrinter(m_cb_rawprinter->currentData().toInt());
 }
 
 void ConnectionSettingsDialog::accept()

@@ -62,6 +62,7 @@ private:
     QRadioButton* m_rb_server;
     QStackedWidget* m_stk_pages;
     QCheckBox* m_ck_reconnect = nullptr;
+    QComboBox* m_cb_rawprinter = nullptr;
 
     PortChooser* m_cb_port = nullptr;
     QPushButton* m_pb_refresh = nullptr;

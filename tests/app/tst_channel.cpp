@@ -2,6 +2,7 @@
 #include "app/mainwindow.h"
 #include "app/tracemodel.h"
 
+#include "connection/ansitext.h"
 #include "connection/certificatedialog.h"
 #include "connection/connection.h"
 #include "qrv16/item.h"
@@ -124,6 +125,8 @@ private Q_SLOTS:
     void sentAddressesOnlyOnBis_data();
     void sentAddressesOnlyOnBis();
     void storedValuesOutOfRangeAreReported();
+    void rawPrinterFromTheSettings_data();
+    void rawPrinterFromTheSettings();
 
 private:
     std::unique_ptr<QRV16::Item> m_root;
@@ -695,6 +698,62 @@ void TestChannel::storedValuesOutOfRangeAreReported()
     // Said once, not again with the next trace.
     channel.setModel(m_model.get());
     QCOMPARE(m_model->lineCount(), before + 2);
+}
+
+void TestChannel::rawPrinterFromTheSettings_data()
+{
+    QTest::addColumn<int>("printer");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QStringList>("raw");
+    const QByteArray getStatus = QByteArray::fromHex("0700 01D0 0300 0110 02");
+    QTest::newRow("hex, as before") << int(ConnectionSettings::HexPrinter) << getStatus
+                                    << QStringList{"1 Raw|07 00 01 D0", "1 Raw|03 00 01 10 02"};
+    QTest::newRow("16-bit elements, named")
+        << int(ConnectionSettings::LTD16Printer) << getStatus
+        << QStringList{"1 Raw|len 0007 tag D001 GetStatus Request", "1 Raw|  len 0003 tag 1001 PumpId Integer | 02 = 2"};
+    QTest::newRow("8-bit elements") << int(ConnectionSettings::LTDPrinter) << QByteArray::fromHex("04D1 0211 02")
+                                    << QStringList{"1 Raw|len 04 tag D1 GetStatus Request",
+                                                   "1 Raw|  len 02 tag 11 PumpId Integer | 02 = 2"};
+    QTest::newRow("BiS frames") << int(ConnectionSettings::BiSPrinter)
+                                << QByteArray::fromHex("91 89 01 05 00 01 02 A8 9B 93")
+                                << QStringList{"1 Raw|query ctl 89 type 34 seq 01 dst 5 src 0 | 01 02 | CRC ok | end"};
+}
+
+// Received bytes in two chunks; the printer's line grows in place and ends
+// as one trace line per element, in the raw colour, with no escape bytes in
+// its text or its log record.
+void TestChannel::rawPrinterFromTheSettings()
+{
+    QFETCH(int, printer);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QStringList, raw);
+    MainWindow::global[MainWindow::TraceRaw] = true;
+    ConnectionSettings settings = openLine(m_line->name());
+    settings.setRawPrinter(printer);
+    m_channel->setSettings(settings);
+    m_channel->connect();
+    m_model->clear();
+
+    m_channel->connection()->fakeReceive(bytes.left(4));
+    m_channel->connection()->fakeReceive(bytes.mid(4));
+    QStringList shown;
+    for (const QString& line : lines(*m_model)) {
+        if (line.startsWith(QLatin1String("1 Raw|")))
+            shown << line;
+    }
+    QCOMPARE(shown, raw);
+    for (int row = 0; row < m_model->lineCount(); ++row) {
+        const QModelIndex line = m_model->index(row, TraceModel::TextColumn);
+        QVERIFY(!line.data(TraceModel::LogRole).toString().contains(QChar(0x1B)));
+        if (printer != ConnectionSettings::HexPrinter && source(*m_model, row) == QLatin1String("1 Raw"))
+            QVERIFY(AnsiText::hasEscapes(line.data(TraceModel::AnsiTextRole).toString()));
+    }
+    QCOMPARE(m_model->index2item(m_model->index(0, 0))->color(), ColorRawRx1);
+
+    // Stored with the channel's settings.
+    ConnectionSettings restored;
+    restored.restoreFromSettings(Channel::settingsGroup(1));
+    QCOMPARE(restored.rawPrinter(), printer);
 }
 
 QTEST_MAIN(TestChannel)

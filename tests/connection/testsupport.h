@@ -91,6 +91,7 @@ inline ConnectionSettings everythingChanged()
     s.setCaCertificateDirectory(QStringLiteral("/etc/korv/ca/"));
     s.setPeerVerifyMode(QSslSocket::VerifyPeer);
     s.setReconnect(true);
+    s.setRawPrinter(ConnectionSettings::LTD16Printer);
     return s;
 }
 

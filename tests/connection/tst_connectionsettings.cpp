@@ -38,6 +38,7 @@ void compareAll(const ConnectionSettings& a, const ConnectionSettings& b)
     QCOMPARE(a.caCertificateDirectory(), b.caCertificateDirectory());
     QCOMPARE(a.peerVerifyMode(), b.peerVerifyMode());
     QCOMPARE(a.reconnect(), b.reconnect());
+    QCOMPARE(a.rawPrinter(), b.rawPrinter());
 }
 
 bool writeFile(const QString& path, const QByteArray& data)
@@ -185,6 +186,7 @@ void TestConnectionSettings::emptyGroupGivesDefaults()
     QCOMPARE(settings.sslEnabled(), false);
     QCOMPARE(settings.peerVerifyMode(), 0);
     QCOMPARE(settings.reconnect(), false);
+    QCOMPARE(settings.rawPrinter(), int(ConnectionSettings::HexPrinter));
     // Everything else stays as it was.
     ConnectionSettings expected = everythingChanged();
     expected.setTries(5);
@@ -195,6 +197,7 @@ void TestConnectionSettings::emptyGroupGivesDefaults()
     expected.setSslEnabled(false);
     expected.setPeerVerifyMode(0);
     expected.setReconnect(false);
+    expected.setRawPrinter(ConnectionSettings::HexPrinter);
     compareAll(settings, expected);
 }
 

@@ -301,6 +301,7 @@ void TestConnectionSettingsDialog::settingsRoundTrip()
     QCOMPARE(back.caCertificateDirectory(), s.caCertificateDirectory());
     QCOMPARE(back.peerVerifyMode(), s.peerVerifyMode());
     QCOMPARE(back.reconnect(), s.reconnect());
+    QCOMPARE(back.rawPrinter(), s.rawPrinter());
 
     // An empty listen address is shown as "any" and comes back empty.
     s.setServerAddress(QString());
