@@ -9,7 +9,7 @@ JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
 
 FUZZ_SECONDS ?= 60
-FUZZERS := message text definitions
+FUZZERS := message text definitions printers
 
 .PHONY: all deps test-deps build test bench run fuzz clean
 
