@@ -45,7 +45,9 @@ bool BookmarkParser::parser()
 
 bool BookmarkParser::failed()
 {
-    if (!hasError())
+    // The file format's own text for a cut file: the XML reader's differs
+    // between library versions.
+    if (!hasError() || error() == PrematureEndOfDocumentError)
         raiseUnexpectedEndError();
     m_list->clear();
     m_list->setClean();

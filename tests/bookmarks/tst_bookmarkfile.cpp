@@ -380,7 +380,7 @@ void TestBookmarkFile::errors_data()
            "  (StartElement) This doesn't look like a bookmark file.";
     QTest::newRow("cut in a bookmark")
         << QByteArray("<?xml version=\"1.0\"?>\n<qrvbm>\n  <bookmark>\n    <text>a</text>\n")
-        << "Error: data, Line 5, Column 0:\n  Premature end of document.";
+        << "Error: data, Line 5, Column 0:\n  (Invalid) Unexpected end of document";
     QTest::newRow("element in a text")
         << document("<qrvbm>\n  <bookmark>\n    <text><b>x</b></text>\n  </bookmark>\n</qrvbm>")
         << "Error: data, Line 4, Column 13:\n"

@@ -2,6 +2,7 @@
 // Connections, retransmission and the send queue, the passive trace role,
 // and the bits of a serial link that need no far end.
 
+#include "connection/ansitext.h"
 #include "tests/connection/testsupport.h"
 
 #include <QElapsedTimer>
@@ -309,7 +310,7 @@ void TestConnectionBis::traceModeFiltersAndSendsNothing()
     QStringList lines;
     QString current;
     QObject::connect(&tracer, qOverload<const QString&>(&Connection::trace), &tracer,
-                     [&current](const QString& text) { current = text; });
+                     [&current](const QString& text) { current = AnsiText::strip(text); });
     QObject::connect(&tracer, &Connection::traceNext, &tracer, [&] { lines << current; });
     tracer.setSettings(serialSettings(line.name(), ConnectionSettings::BiSTraceMode, source, destination));
     tracer.connect();
