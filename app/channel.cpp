@@ -142,23 +142,13 @@ void Channel::resetPrinter()
 
 void Channel::onPrinterLine(const QString& text)
 {
-    if (!m_model)
-        return;
-    if (m_pendingPrinterLine.isValid()) {
-        m_model->update(m_pendingPrinterLine, text);
-        return;
-    }
-    m_pendingPrinterLine = m_model->appendUnannounced(m_label + QLatin1String(" Raw"), text, m_rawRx);
+    if (m_model)
+        growLine(m_pendingPrinterLine, QStringLiteral(" Raw"), text, m_rawRx);
 }
 
 void Channel::onPrinterNext()
 {
-    const QModelIndex line = m_pendingPrinterLine;
-    m_pendingPrinterLine = QPersistentModelIndex();
-    if (line.isValid() && m_model) {
-        m_model->announce(line);
-        Q_EMIT appended(line);
-    }
+    endLine(m_pendingPrinterLine);
 }
 
 void Channel::setModel(TraceModel* model)
@@ -398,19 +388,29 @@ void Channel::onTrace(const QString& text)
 {
     if (!m_model || flag(MainWindow::Pause) || !flag(MainWindow::TraceMessageBytes))
         return;
-    // The printer repeats the line as it grows: replace it in place rather
-    // than inserting a new row per byte.
-    if (m_pendingTrace.isValid()) {
-        m_model->update(m_pendingTrace, text);
-        return;
-    }
-    m_pendingTrace = m_model->appendUnannounced(m_label + QLatin1String(" Trace"), text, ColorText);
+    growLine(m_pendingTrace, QStringLiteral(" Trace"), text, ColorText);
 }
 
 void Channel::onTraceNext()
 {
-    const QModelIndex line = m_pendingTrace;
-    m_pendingTrace = QPersistentModelIndex();
+    endLine(m_pendingTrace);
+}
+
+void Channel::growLine(QPersistentModelIndex& pending, const QString& suffix, const QString& text, StyleColor color)
+{
+    // A printer repeats its line as it grows: replace it in place rather
+    // than inserting a new row per byte.
+    if (pending.isValid()) {
+        m_model->update(pending, text);
+        return;
+    }
+    pending = m_model->appendUnannounced(m_label + suffix, text, color);
+}
+
+void Channel::endLine(QPersistentModelIndex& pending)
+{
+    const QModelIndex line = pending;
+    pending = QPersistentModelIndex();
     if (line.isValid() && m_model) {
         m_model->announce(line);
         Q_EMIT appended(line);

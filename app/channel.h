@@ -100,6 +100,9 @@ private:
     // The annotating printer of received bytes that the settings choose.
     void choosePrinter();
     void resetPrinter();
+    // A printer's line that is still growing, and its end.
+    void growLine(QPersistentModelIndex& pending, const QString& suffix, const QString& text, StyleColor color);
+    void endLine(QPersistentModelIndex& pending);
     bool busTraceMode() const;
     // False, with an " Err" line, when there is no link to send on.
     bool linkUp();

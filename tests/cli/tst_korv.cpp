@@ -1,5 +1,7 @@
 // The korv command-line tool, run as a user's script would run it.
 
+#include "tests/cli/korvrun.h"
+
 #include <QDir>
 #include <QProcess>
 #include <QRegularExpression>
@@ -8,28 +10,11 @@
 
 namespace {
 
-struct Run
-{
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
+using Run = KorvRun;
 
 Run korv(const QStringList& args, const QByteArray& input = QByteArray())
 {
-    QProcess p;
-    p.start(QStringLiteral(KORV_BINARY), args);
-    if (!p.waitForStarted())
-        qFatal("cannot start korv");
-    p.write(input);
-    p.closeWriteChannel();
-    if (!p.waitForFinished(60000))
-        qFatal("korv did not finish");
-    Run r;
-    r.status = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = p.readAllStandardOutput();
-    r.err = p.readAllStandardError();
-    return r;
+    return runKorv(args, input);
 }
 
 const QString demo = QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef");
