@@ -12,6 +12,7 @@
 #include "qrv16/item.h"
 #include "qrv16/tagdatalut.h"
 #include "tests/pty.h"
+#include "tests/app/tracelines.h"
 
 #include <QAction>
 #include <QApplication>
@@ -68,15 +69,6 @@ QByteArray readFile(const QString& path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-QStringList lines(const TraceModel& model)
-{
-    QStringList out;
-    for (int row = 0; row < model.lineCount(); ++row)
-        out << model.index(row, TraceModel::SourceColumn).data().toString() + QLatin1Char('|') +
-                   model.index(row, TraceModel::TextColumn).data().toString();
-    return out;
 }
 
 // Answers the next message box with `button` once it is up.

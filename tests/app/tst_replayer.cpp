@@ -6,6 +6,7 @@
 #include "qrv16/item.h"
 #include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/app/tracelines.h"
 
 #include <QAbstractItemModelTester>
 #include <QFile>
@@ -31,15 +32,6 @@ bool writeFile(const QString& path, const QByteArray& bytes)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-QStringList lines(const TraceModel& model)
-{
-    QStringList out;
-    for (int row = 0; row < model.lineCount(); ++row)
-        out << model.index(row, TraceModel::SourceColumn).data().toString() + QLatin1Char('|') +
-                   model.index(row, TraceModel::TextColumn).data().toString();
-    return out;
 }
 
 QByteArray manyRecords(int count)
