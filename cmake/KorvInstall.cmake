@@ -46,7 +46,6 @@ set(CPACK_PACKAGE_NAME korvgui)
 set(CPACK_PACKAGE_VENDOR Norvane)
 set(CPACK_PACKAGE_CONTACT "Norvane <korvgui@norvane.com>")
 set(CPACK_PACKAGE_HOMEPAGE_URL "https://norvane.com/korvgui")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "workbench for controllers speaking the QRV16 protocol")
 set(CPACK_GENERATOR DEB)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -68,4 +67,26 @@ set(CPACK_COMPONENT_DEV_DESCRIPTION "QRV16 message-format library and code gener
 The libraries behind korvgui, with headers and a CMake package:
 find_package(korv CONFIG) gives korv::qrv16, korv::writers and
 korv::libserial.")
+
+# Debian wants a changelog in each package's documentation folder; ours
+# records only the version, as the project's history is in git.
+string(TIMESTAMP KORV_CHANGELOG_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
+foreach(package korvgui korvgui-dev)
+    set(changelog ${PROJECT_BINARY_DIR}/changelog/${package}/changelog)
+    file(WRITE ${changelog}
+        "${package} (${PROJECT_VERSION}) unstable; urgency=medium\n\n"
+        "  * Release ${PROJECT_VERSION}.\n\n"
+        " -- ${CPACK_PACKAGE_CONTACT}  ${KORV_CHANGELOG_DATE}\n")
+    list(APPEND changelogs ${changelog}.gz)
+    add_custom_command(OUTPUT ${changelog}.gz
+        COMMAND gzip -9nkf ${changelog}
+        DEPENDS ${changelog}
+        VERBATIM)
+endforeach()
+add_custom_target(changelogs ALL DEPENDS ${changelogs})
+install(FILES ${PROJECT_BINARY_DIR}/changelog/korvgui/changelog.gz
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/korvgui COMPONENT runtime)
+install(FILES ${PROJECT_BINARY_DIR}/changelog/korvgui-dev/changelog.gz
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/korvgui-dev COMPONENT dev)
+
 include(CPack)
