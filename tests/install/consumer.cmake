@@ -3,13 +3,7 @@
 # Builds the consumer project twice: against an install of the finished
 # build (find_package) and from the source tree (add_subdirectory), and runs
 # it on the sample definitions each time.
-function(run)
-    execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE out)
-    if(NOT rc EQUAL 0)
-        message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}")
-    endif()
-    set(out "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
 function(check_consumer dir)
     run(${dir}/consumer ${KORV_SOURCE}/examples/demo.qrvdef)
