@@ -45,6 +45,7 @@ private Q_SLOTS:
     void dissected_data();
     void dissected();
     void noDissectorError();
+    void tcpStream();
 
 private:
     struct Row
@@ -56,6 +57,8 @@ private:
     int tag(const char* name) const { return m_lut->tagNumber(QLatin1String(name)); }
     QList<Row> rows() const;
 
+    QString m_tshark;
+    QString m_lua;
     std::unique_ptr<QRV16::Item> m_root;
     std::unique_ptr<QRV16::TagDataLut> m_lut;
     QTemporaryDir m_dir;
@@ -136,6 +139,7 @@ QList<TestWireshark::Row> TestWireshark::rows() const
 void TestWireshark::initTestCase()
 {
     const QString tshark = QStandardPaths::findExecutable(QStringLiteral("tshark"));
+    m_tshark = tshark;
     if (tshark.isEmpty())
         QSKIP("tshark is not installed (Debian package tshark; make test installs it)");
     QVERIFY(m_dir.isValid());
@@ -146,6 +150,7 @@ void TestWireshark::initTestCase()
     m_lut = std::make_unique<QRV16::TagDataLut>(m_root.get());
 
     const QString lua = m_dir.filePath(QStringLiteral("qrv16.lua"));
+    m_lua = lua;
     int status = 0;
     QByteArray out = run(QStringLiteral(KORV_BINARY),
                          {QStringLiteral("generate"), QStringLiteral("--lang"),
@@ -211,6 +216,78 @@ void TestWireshark::noDissectorError()
     QVERIFY2(!m_output.contains("Lua Error"), m_output.constData());
     QVERIFY2(!m_output.contains("Malformed Packet"), m_output.constData());
     QVERIFY2(!m_output.contains("Dissector bug"), m_output.constData());
+}
+
+namespace {
+
+// One Ethernet, IPv4 and TCP frame from port 40000 to 10000 (checksums are
+// left 0: tshark does not check them by default).
+QByteArray tcpFrame(const QByteArray& payload, quint32 seq)
+{
+    QByteArray tcp(20, '\0');
+    qToBigEndian<quint16>(40000, tcp.data());
+    qToBigEndian<quint16>(10000, tcp.data() + 2);
+    qToBigEndian<quint32>(seq, tcp.data() + 4);
+    tcp[12] = char(5 << 4);
+    tcp[13] = char(0x18); // PSH, ACK
+    qToBigEndian<quint16>(65535, tcp.data() + 14);
+    QByteArray ip(20, '\0');
+    ip[0] = char(0x45);
+    qToBigEndian<quint16>(quint16(40 + payload.size()), ip.data() + 2);
+    ip[8] = char(64);
+    ip[9] = char(6);
+    const char localhost[] = {127, 0, 0, 1};
+    ip.replace(12, 4, localhost, 4);
+    ip.replace(16, 4, localhost, 4);
+    return QByteArray(12, '\0') + QByteArray::fromHex("0800") + ip + tcp + payload;
+}
+
+} // namespace
+
+void TestWireshark::tcpStream()
+{
+    // Messages cut anywhere by TCP are put together again: one message
+    // across two segments, then two in one segment.
+    Message reply;
+    reply.beginMessage(tag("GetStatusReply"));
+    reply.appendInt(tag("ResultCode"), 2);
+    reply.endMessage();
+    const QByteArray msg = reply.bytes();
+    const QList<QByteArray> segments = {msg.left(3), msg.mid(3), msg + msg};
+
+    QByteArray pcap;
+    auto put32 = [&pcap](quint32 v) { pcap.append(reinterpret_cast<const char*>(&v), 4); };
+    put32(0xA1B2C3D4);
+    put32(2 | 4 << 16); // version 2.4
+    put32(0);
+    put32(0);
+    put32(65535);
+    put32(1); // Ethernet
+    quint32 seq = 1;
+    for (int i = 0; i < segments.size(); ++i) {
+        const QByteArray frame = tcpFrame(segments[i], seq);
+        seq += quint32(segments[i].size());
+        put32(quint32(1700000000 + i));
+        put32(0);
+        put32(quint32(frame.size()));
+        put32(quint32(frame.size()));
+        pcap += frame;
+    }
+    const QString capture = m_dir.filePath(QStringLiteral("tcp.pcap"));
+    QFile file(capture);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(pcap);
+    file.close();
+
+    int status = 0;
+    const QByteArray out = run(m_tshark, {QStringLiteral("-n"), QStringLiteral("-X"),
+                                          QStringLiteral("lua_script:") + m_lua, QStringLiteral("-o"),
+                                          QStringLiteral("qrv16.tcp_port:10000"), QStringLiteral("-r"),
+                                          capture, QStringLiteral("-V")},
+                               &status);
+    QVERIFY2(status == 0, out.constData());
+    QCOMPARE(out.count("ResultCode = Denied (2)"), 3);
+    QVERIFY2(!out.contains("Lua Error") && !out.contains("malformed"), out.constData());
 }
 
 QTEST_GUILESS_MAIN(TestWireshark)
