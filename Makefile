@@ -3,8 +3,8 @@
 DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools libgl-dev \
         libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4 fonts-dejavu-core
 # Only the tests need these: they compile and run the generated C#, pack and
-# unpack the .deb files and dissect an exported trace.
-TEST_DEBS := mono-mcs $(PACKAGE_DEBS) tshark
+# unpack the .deb files, merge the file types and dissect an exported trace.
+TEST_DEBS := mono-mcs $(PACKAGE_DEBS) shared-mime-info tshark
 # CPack reads the binaries with file and computes their dependencies with dpkg-shlibdeps.
 PACKAGE_DEBS := dpkg-dev file
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
