@@ -2,8 +2,11 @@
 
 DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools libgl-dev \
         libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4 fonts-dejavu-core
-# Only the tests need these: they compile and run the generated C#.
-TEST_DEBS := mono-mcs
+# Only the tests need these: they compile and run the generated C#, pack and
+# unpack the .deb files, merge the file types and dissect an exported trace.
+TEST_DEBS := mono-mcs $(PACKAGE_DEBS) shared-mime-info tshark
+# CPack reads the binaries with file and computes their dependencies with dpkg-shlibdeps.
+PACKAGE_DEBS := dpkg-dev file
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
@@ -11,7 +14,7 @@ CMAKE_GEN := -G Ninja
 FUZZ_SECONDS ?= 60
 FUZZERS := message text definitions printers
 
-.PHONY: all deps test-deps build test bench run fuzz clean
+.PHONY: all deps test-deps build test package bench run fuzz clean
 
 all: build
 
@@ -22,7 +25,7 @@ deps:
 	if [ -n "$$missing" ]; then \
 	    echo "Installing:$$missing"; \
 	    $(SUDO) apt-get update && \
-	    DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y --no-install-recommends $$missing; \
+	    $(SUDO) env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $$missing; \
 	fi
 
 build/build.ninja: | deps
@@ -40,6 +43,11 @@ test-deps:
 test: deps test-deps build-asan/build.ninja
 	cmake --build build-asan -j $(JOBS)
 	cd build-asan && ctest --output-on-failure -j $(JOBS)
+
+# korvgui and korvgui-dev .deb files in build/.
+package: build
+	@$(MAKE) --no-print-directory deps EXTRA_DEBS="$(PACKAGE_DEBS)"
+	cd build && cpack
 
 build-bench/build.ninja: | deps
 	cmake -S . -B build-bench $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Release -DKORV_BENCH=ON
@@ -68,7 +76,7 @@ run: build
 
 build-fuzz/build.ninja: | deps
 	@dpkg-query -W -f='$${Status}' clang 2>/dev/null | grep -q "ok installed" || \
-	    (DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y clang libclang-rt-dev)
+	    ($(SUDO) env DEBIAN_FRONTEND=noninteractive apt-get install -y clang libclang-rt-dev)
 	CXX=clang++ cmake -S . -B build-fuzz $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DKORV_FUZZ=ON
 
 fuzz: deps build-fuzz/build.ninja

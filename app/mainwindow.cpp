@@ -7,6 +7,7 @@
 #include "app/tools.h"
 #include "app/tracedelegate.h"
 #include "app/tracemodel.h"
+#include "app/tracepcapngexport.h"
 
 #include "bookmarks/bookmarkeditor.h"
 #include "bookmarks/bookmarklist.h"
@@ -41,6 +42,7 @@
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QSaveFile>
 #include <QScrollBar>
 #include <QSettings>
 #include <QTimer>
@@ -313,6 +315,7 @@ void MainWindow::setupUi()
     m_act_log_play = createAction("m_act_log_play", tr("Replay log file..."), tr("Replay log file..."),
                                   QStringLiteral("i16_log_play.png"));
     m_act_log_play_hex = createAction("m_act_log_play_hex", tr("Replay hex dump..."), QString(), QString());
+    m_act_export_pcapng = createAction("m_act_export_pcapng", tr("Export trace as pcapng..."), QString(), QString());
     m_act_about = createAction("m_act_about", tr("About"), QString(), QString());
     m_act_copy = createAction("m_act_copy", tr("Copy"), QString(), QStringLiteral("i16_copy.png"), QKeySequence::Copy);
     // Only in the trace: Ctrl+C in the entry line copies the text there.
@@ -438,7 +441,8 @@ void MainWindow::setupMenus()
     m_mnu_trace->addSeparator();
     m_mnu_trace->addActions({m_act_add_separator, m_act_delete_line, m_act_clear_all, m_act_autoscroll});
     m_mnu_trace->addSeparator();
-    m_mnu_trace->addActions({m_act_log_start, m_act_log_stop, m_act_log_play, m_act_log_play_hex});
+    m_mnu_trace->addActions({m_act_log_start, m_act_log_stop, m_act_log_play, m_act_log_play_hex,
+                             m_act_export_pcapng});
     m_mnu_trace->addSeparator();
     m_mnu_trace->addActions({m_act_disturb1, m_act_disturb2});
 
@@ -504,6 +508,7 @@ void MainWindow::connectActions()
     connect(m_act_log_stop, &QAction::triggered, this, &MainWindow::onLogStop);
     connect(m_act_log_play, &QAction::triggered, this, &MainWindow::onLogPlay);
     connect(m_act_log_play_hex, &QAction::triggered, this, &MainWindow::onLogPlayHex);
+    connect(m_act_export_pcapng, &QAction::triggered, this, &MainWindow::onExportPcapng);
     connect(m_act_about, &QAction::triggered, this, &MainWindow::about);
     connect(m_act_disturb1, &QAction::triggered, m_channel1, &Channel::disturb);
     connect(m_act_disturb2, &QAction::triggered, m_channel2, &Channel::disturb);
@@ -1045,6 +1050,23 @@ void MainWindow::setLogActions(bool logging)
 {
     m_act_log_start->setEnabled(!logging);
     m_act_log_stop->setEnabled(logging);
+}
+
+void MainWindow::onExportPcapng()
+{
+    const QString path = QFileDialog::getSaveFileName(this, tr("Export trace as pcapng"), logDialogPath(),
+                                                      tr("Capture files") + QStringLiteral(" (*.pcapng);;") +
+                                                          Tools::allFilesFilter());
+    if (path.isEmpty())
+        return;
+    QSaveFile file(path);
+    QString error;
+    const int count = file.open(QIODevice::WriteOnly) ? TracePcapngExport::write(m_model, &file, &error) : -1;
+    if (count < 0 || !file.commit()) {
+        message(error.isEmpty() ? file.errorString() : error, ColorError, source(Log));
+        return;
+    }
+    message(tr("Exported %1 packets to %2").arg(count).arg(QDir::toNativeSeparators(path)), source(Log));
 }
 
 void MainWindow::onLogStart()

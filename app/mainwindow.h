@@ -122,6 +122,7 @@ public Q_SLOTS:
     void onLogFlush();
     void onLogPlay();
     void onLogPlayHex();
+    void onExportPcapng();
     void saveHistory();
     bool saveBookmarks(const QString& path);
     bool onSaveBookmarks();
@@ -209,6 +210,7 @@ private:
     QAction* m_act_log_stop = nullptr;
     QAction* m_act_log_play = nullptr;
     QAction* m_act_log_play_hex = nullptr;
+    QAction* m_act_export_pcapng = nullptr;
     QAction* m_act_about = nullptr;
     QAction* m_act_copy = nullptr;
     QAction* m_act_reltime = nullptr;

@@ -16,6 +16,7 @@
 #include "writers/writercs.h"
 #include "writers/writerheader.h"
 #include "writers/writerlua.h"
+#include "writers/writerwireshark.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -355,6 +356,8 @@ std::unique_ptr<QRV16::Writer> generatorFor(const QString& language)
         return std::make_unique<QRV16::WriterLua>();
     if (language == QLatin1String("cs"))
         return std::make_unique<QRV16::WriterCs>();
+    if (language == QLatin1String("wireshark"))
+        return std::make_unique<QRV16::WriterWireshark>();
     return nullptr;
 }
 
@@ -440,9 +443,10 @@ int generate(const QStringList& args)
         "Usage: korv generate --lang LANG [-o FILE] [--prefix P] [--namespace NS] FILE.qrvdef\n"
         "Writes source code naming the tags, enum values and bits of a definitions file.\n\n"
         "  -l, --lang LANG       c (header), cpp (include file), cpplut (lookup tables),\n"
-        "                        lua (table module) or cs (C#)\n"
+        "                        lua (table module), cs (C#) or wireshark (Lua dissector)\n"
         "  -o, --output FILE     where to write; standard output when absent or \"-\"\n"
-        "  --prefix P            C: put before every macro name (P_Name)\n"
+        "  --prefix P            C: put before every macro name (P_Name);\n"
+        "                        wireshark: the protocol's filter name (qrv16)\n"
         "  --namespace NS        C++, lookup tables, C#: the namespace (a::b, A.B)\n"
         "  -h, --help            show this help\n");
     QCommandLineParser p;

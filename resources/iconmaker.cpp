@@ -2,7 +2,7 @@
 //
 // Writes the application's icons from the 16x16 silk set. Each manifest line
 // is "<output name> <source png> [size] [digit]": the source is scaled to
-// size (16 or 24) and, with a digit, the channel number is drawn in the
+// size (16 to 256; 16 or 24 in the program, larger for the desktop) and, with a digit, the channel number is drawn in the
 // bottom-right corner. Glyphs are hand-made bitmaps so the tool needs
 // neither a display nor fonts.
 
@@ -124,8 +124,8 @@ int main(int argc, char** argv)
         if (name.contains(QLatin1Char('/')) || !name.endsWith(QLatin1String(".png")))
             return fail(where, QStringLiteral("bad output name ") + name);
         const int size = f.size() > 2 ? f[2].toInt() : 16;
-        if (size != 16 && size != 24)
-            return fail(where, QStringLiteral("size must be 16 or 24"));
+        if (size < 16 || size > 256)
+            return fail(where, QStringLiteral("size must be 16 to 256"));
         const int digit = f.size() > 3 ? f[3].toInt() : 0;
         if (f.size() > 3 && digit != 1 && digit != 2)
             return fail(where, QStringLiteral("digit must be 1 or 2"));

@@ -336,6 +336,7 @@ void TestKorv::generateEachLanguage_data()
     QTest::newRow("cpplut") << "cpplut" << QByteArray("{0x1002, \"PumpMode\", DataType::Integer, false, enums_PumpMode, 4,");
     QTest::newRow("lua") << "lua" << QByteArray("    PumpMode = 0x1002, -- Integer\n");
     QTest::newRow("cs") << "cs" << QByteArray("public const ushort PumpMode = 0x1002; // Integer\n");
+    QTest::newRow("wireshark") << "wireshark" << QByteArray("  [0x1002] = \"PumpMode\",\n");
 }
 
 void TestKorv::generateEachLanguage()
