@@ -2,13 +2,18 @@
 
 #include "app/tracemodel.h"
 
+#include <QAbstractProxyModel>
 #include <QPainter>
 
 void TraceDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                           const QModelIndex& index) const
 {
-    const auto* model = qobject_cast<const TraceModel*>(index.model());
-    const TraceItem* item = model ? model->index2item(index) : nullptr;
+    // The view may show the trace through a filter.
+    QModelIndex line = index;
+    while (const auto* proxy = qobject_cast<const QAbstractProxyModel*>(line.model()))
+        line = proxy->mapToSource(line);
+    const auto* model = qobject_cast<const TraceModel*>(line.model());
+    const TraceItem* item = model ? model->index2item(line) : nullptr;
     if (!item || item->hasText() || item->hasPendingChildren() || item->childCount() > 0) {
         QStyledItemDelegate::paint(painter, option, index);
         return;
@@ -26,7 +31,7 @@ void TraceDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     QRect r = option.rect;
     if (index.column() == 0)
         r.setLeft(r.left() + Indent);
-    if (index.column() == model->columnCount(index.parent()) - 1)
+    if (index.column() == model->columnCount(line.parent()) - 1)
         r.setRight(r.right() - Indent);
     const int y = r.center().y();
     painter->drawLine(r.left(), y, r.right(), y);
