@@ -141,6 +141,9 @@ void FindBar::onTextChanged()
     if (!compile())
         return;
     recount();
+    // Nothing to walk to: spares a second pass over the trace.
+    if (m_count == 0)
+        return setStatus(tr("No match"), true);
     find(true, true);
 }
 
@@ -154,6 +157,7 @@ bool FindBar::compile()
 {
     const QString text = m_le_find->text();
     m_valid = !text.isEmpty();
+    m_matcher = QStringMatcher(text, m_cb_case->isChecked() ? Qt::CaseSensitive : Qt::CaseInsensitive);
     if (m_valid && m_cb_regexp->isChecked()) {
         QRegularExpression::PatternOptions options = QRegularExpression::UseUnicodePropertiesOption;
         if (!m_cb_case->isChecked())
@@ -178,7 +182,7 @@ bool FindBar::matches(const QModelIndex& index) const
     const QString text = index.data(Qt::DisplayRole).toString();
     if (m_cb_regexp->isChecked())
         return m_regexp.match(text).hasMatch();
-    return text.contains(m_le_find->text(), m_cb_case->isChecked() ? Qt::CaseSensitive : Qt::CaseInsensitive);
+    return m_matcher.indexIn(text) >= 0;
 }
 
 void FindBar::recount()

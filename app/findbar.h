@@ -2,6 +2,7 @@
 
 #include <QModelIndex>
 #include <QRegularExpression>
+#include <QStringMatcher>
 #include <QWidget>
 
 class QCheckBox;
@@ -69,6 +70,8 @@ private:
     QLabel* m_lbl_status = nullptr;
     QPushButton* m_pb_close = nullptr;
     QRegularExpression m_regexp;
+    // Skips ahead by the text's length: the plain search reads every line.
+    QStringMatcher m_matcher;
     bool m_valid = false;
     int m_count = 0;
 };

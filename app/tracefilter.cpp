@@ -48,7 +48,10 @@ TraceFilter::TraceFilter(TraceModel* source, QObject* parent)
 void TraceFilter::setConditions(const Conditions& conditions)
 {
     m_conditions = conditions;
-    invalidateRowsFilter();
+    // One layout change for the view. A row-wise refilter would remove
+    // every dropped run of lines on its own, which a tree view handles in
+    // time linear in the trace each: minutes at the line limit.
+    invalidate();
 }
 
 bool TraceFilter::isActive() const
@@ -88,4 +91,11 @@ bool TraceFilter::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParen
     if (sourceParent.isValid())
         return true;
     return accepts(m_source->index2item(m_source->index(sourceRow, 0)));
+}
+
+bool TraceFilter::hasChildren(const QModelIndex& parent) const
+{
+    if (!parent.isValid())
+        return rowCount() > 0;
+    return m_source->hasChildren(mapToSource(parent));
 }

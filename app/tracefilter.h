@@ -39,6 +39,9 @@ public:
     bool isActive() const;
     bool accepts(const TraceItem* line) const;
 
+    // Element lines all pass: answered by the trace without building them.
+    bool hasChildren(const QModelIndex& parent = QModelIndex()) const override;
+
 protected:
     bool filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const override;
 
