@@ -45,6 +45,7 @@ FilterBar::FilterBar(TraceFilter* filter, QWidget* parent)
     m_lbl_error = new QLabel(this);
     m_lbl_error->setObjectName(QStringLiteral("m_lbl_error"));
     m_lbl_error->setStyleSheet(QStringLiteral("color: red"));
+    m_lbl_error->hide();
     m_pb_clear = new QPushButton(tr("Clear"), this);
     m_pb_clear->setObjectName(QStringLiteral("m_pb_clear"));
     m_pb_close = new QPushButton(QStringLiteral("✕"), this);
@@ -62,8 +63,8 @@ FilterBar::FilterBar(TraceFilter* filter, QWidget* parent)
     layout->addWidget(m_cb_direction);
     layout->addWidget(m_cb_kind);
     layout->addWidget(m_le_source);
-    layout->addWidget(m_le_expression, 2);
-    layout->addWidget(m_lbl_error, 1);
+    layout->addWidget(m_le_expression, 1);
+    layout->addWidget(m_lbl_error);
     layout->addWidget(m_pb_clear);
     layout->addWidget(m_pb_close);
 
@@ -114,9 +115,16 @@ void FilterBar::clear()
     m_clearing = false;
     m_typing->stop();
     m_lbl_error->clear();
+    m_lbl_error->hide();
     m_le_expression->setStyleSheet(QString());
     m_filter->clear();
     Q_EMIT applied();
+}
+
+void FilterBar::activate()
+{
+    show();
+    m_le_expression->setFocus(Qt::ShortcutFocusReason);
 }
 
 void FilterBar::apply()
@@ -132,6 +140,7 @@ void FilterBar::apply()
         m_lbl_error->clear();
         m_le_expression->setStyleSheet(QString());
     }
+    m_lbl_error->setVisible(!m_lbl_error->text().isEmpty());
     TraceFilter::Conditions conditions;
     conditions.channel = m_cb_channel->currentIndex();
     conditions.direction = TraceFilter::Direction(m_cb_direction->currentIndex());

@@ -32,6 +32,8 @@ public:
     QString error() const;
 
 public Q_SLOTS:
+    // Shows the bar with the cursor in the expression.
+    void activate();
     // Drops every condition: the whole trace shows again.
     void clear();
 

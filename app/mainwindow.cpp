@@ -457,7 +457,7 @@ void MainWindow::setupSearch()
     m_act_filter->setCheckable(true);
     connect(m_act_filter, &QAction::toggled, m_filterbar, [this](bool on) {
         if (on)
-            m_filterbar->show();
+            m_filterbar->activate();
         else if (m_filterbar->isVisible())
             m_filterbar->clear();
         m_filterbar->setVisible(on);
