@@ -1,10 +1,13 @@
 #include "app/mainwindow.h"
 
 #include "app/channel.h"
+#include "app/filterbar.h"
+#include "app/findbar.h"
 #include "app/logwriter.h"
 #include "app/replayer.h"
 #include "app/styledialog.h"
 #include "app/tools.h"
+#include "app/tracefilter.h"
 #include "app/tracedelegate.h"
 #include "app/tracemodel.h"
 #include "app/tracepcapngexport.h"
@@ -111,7 +114,8 @@ MainWindow::MainWindow(QWidget* parent)
     setupUi();
 
     m_model = new TraceModel(this);
-    m_tv_trace->setModel(m_model);
+    m_filter = new TraceFilter(m_model, this);
+    m_tv_trace->setModel(m_filter);
     m_delegate = new TraceDelegate(m_tv_trace);
     m_tv_trace->setItemDelegate(m_delegate);
     m_tv_trace->header()->setSectionResizeMode(QHeaderView::Interactive);
@@ -127,7 +131,7 @@ MainWindow::MainWindow(QWidget* parent)
             [this](const QString& text, StyleColor color) { message(text, color, source(Log)); });
     connect(m_replayer, &Replayer::progress, this, &MainWindow::onReplayProgress);
     connect(m_replayer, &Replayer::finished, this, &MainWindow::onReplayFinished);
-    connect(m_model, &TraceModel::rowsInserted, this, &MainWindow::onTraceInserted);
+    connect(m_filter, &TraceFilter::rowsInserted, this, &MainWindow::onTraceInserted);
     connect(m_tv_trace->verticalScrollBar(), &QScrollBar::valueChanged, this, &MainWindow::onTraceScrolled);
     connect(m_tv_trace, &QTreeView::pressed, this, [this] { m_following = false; });
     connect(m_tv_trace->selectionModel(), &QItemSelectionModel::selectionChanged, this,
@@ -138,7 +142,7 @@ MainWindow::MainWindow(QWidget* parent)
     // Moving to the newest line (End) follows again.
     connect(m_tv_trace->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this](const QModelIndex& current) {
-                if (current.isValid() && !current.parent().isValid() && current.row() == m_model->rowCount() - 1)
+                if (current.isValid() && !current.parent().isValid() && current.row() == m_filter->rowCount() - 1)
                     m_following = true;
             });
 
@@ -153,6 +157,7 @@ MainWindow::MainWindow(QWidget* parent)
     connect(m_channel1, &Channel::stateChanged, this, &MainWindow::onStateChanged1);
     connect(m_channel2, &Channel::stateChanged, this, &MainWindow::onStateChanged2);
     connectActions();
+    setupSearch();
 
     restoreHistory();
     QSettings settings;
@@ -425,6 +430,55 @@ void MainWindow::setupUi()
     m_tv_trace->addActions({m_act_expand_all, m_act_collapse_all});
 }
 
+void MainWindow::setupSearch()
+{
+    QSettings settings;
+    m_findbar = new FindBar(m_tv_trace, TraceModel::TextColumn, m_central_widget);
+    m_findbar->setCaseSensitive(settings.value(QStringLiteral("MainWindow/FindMatchCase"), false).toBool());
+    m_findbar->setRegularExpression(settings.value(QStringLiteral("MainWindow/FindRegExp"), false).toBool());
+    m_findbar->hide();
+    static_cast<QBoxLayout*>(m_central_widget->layout())->insertWidget(1, m_findbar);
+    connect(m_findbar, &FindBar::optionsChanged, this, [this] {
+        QSettings s;
+        s.setValue(QStringLiteral("MainWindow/FindMatchCase"), m_findbar->isCaseSensitive());
+        s.setValue(QStringLiteral("MainWindow/FindRegExp"), m_findbar->isRegularExpression());
+    });
+
+    m_act_find = createAction("m_act_find", tr("Find..."), QString(), QString(), QKeySequence::Find);
+    m_act_find_next = createAction("m_act_find_next", tr("Find next"), QString(), QString(), QKeySequence(Qt::Key_F3));
+    m_act_find_previous = createAction("m_act_find_previous", tr("Find previous"), QString(), QString(),
+                                       QKeySequence(Qt::SHIFT | Qt::Key_F3));
+    connect(m_act_find, &QAction::triggered, m_findbar, &FindBar::activate);
+    connect(m_act_find_next, &QAction::triggered, m_findbar, &FindBar::findNext);
+    connect(m_act_find_previous, &QAction::triggered, m_findbar, &FindBar::findPrevious);
+
+    m_filterbar = new FilterBar(m_filter, m_central_widget);
+    m_filterbar->hide();
+    static_cast<QBoxLayout*>(m_central_widget->layout())->insertWidget(1, m_filterbar);
+    m_act_filter = createAction("m_act_filter", tr("Filter"), tr("Show only the lines that match"),
+                                QString(), QKeySequence(QStringLiteral("Ctrl+Shift+F")));
+    m_act_filter->setCheckable(true);
+    connect(m_act_filter, &QAction::toggled, m_filterbar, [this](bool on) {
+        if (on)
+            m_filterbar->activate();
+        else if (m_filterbar->isVisible())
+            m_filterbar->clear();
+        m_filterbar->setVisible(on);
+    });
+    connect(m_filterbar, &FilterBar::closed, m_act_filter, [this] { m_act_filter->setChecked(false); });
+    // The current line stays in sight as lines come and go around it.
+    connect(m_filterbar, &FilterBar::applied, this, [this] {
+        if (m_tv_trace->currentIndex().isValid())
+            m_tv_trace->scrollTo(m_tv_trace->currentIndex(), QAbstractItemView::PositionAtCenter);
+        else if (m_following)
+            m_tv_trace->scrollToBottom();
+    });
+
+    QAction* first = m_mnu_trace->actions().value(0);
+    m_mnu_trace->insertActions(first, {m_act_find, m_act_find_next, m_act_find_previous, m_act_filter});
+    m_mnu_trace->insertSeparator(first);
+}
+
 void MainWindow::setupMenus()
 {
     QMenuBar* bar = menuBar();
@@ -479,7 +533,7 @@ void MainWindow::setupToolBarManager()
     add(tr("Preferences"), {m_act_connection1, m_act_connection2, m_act_edit_definitions, m_act_style});
     add(tr("Connection"), {m_act_connect1, m_act_ssl1, m_act_connect2, m_act_ssl2, m_act_pause, m_act_disturb1,
                            m_act_disturb2});
-    add(tr("View"), {m_act_expand_all, m_act_collapse_all});
+    add(tr("View"), {m_act_expand_all, m_act_collapse_all, m_act_find, m_act_filter});
     m_toolbarmanager->addToolBar(m_tb_connections, tr("Connection"));
 }
 
@@ -520,7 +574,7 @@ void MainWindow::connectActions()
     connect(m_pb_go2, &QPushButton::clicked, this, &MainWindow::onGo2);
     // A traced message back into the entry line, to change and send again.
     connect(m_tv_trace, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
-        const TraceItem* item = m_model->index2item(index);
+        const TraceItem* item = m_model->index2item(m_filter->mapToSource(index));
         if (item && item->message() && !index.parent().isValid()) {
             m_cb_message->setEditText(item->text());
             m_cb_message->setFocus();
@@ -702,7 +756,7 @@ void MainWindow::onDeleteLine()
         return;
     while (index.parent().isValid())
         index = index.parent();
-    m_model->remove(index);
+    m_model->remove(m_filter->mapToSource(index));
 }
 
 void MainWindow::onCopy()
@@ -999,6 +1053,8 @@ void MainWindow::setTags(QRV16::Item* root)
     std::unique_ptr<QRV16::TagDataLut> tags(root ? new QRV16::TagDataLut(root) : nullptr);
     // The model and the editor switch before the old tables go.
     m_model->setTags(tags.get());
+    if (m_filterbar)
+        m_filterbar->setTags(tags.get());
     if (m_bookmarkeditor)
         m_bookmarkeditor->setTags(tags.get());
     m_tags = std::move(tags);

@@ -17,6 +17,8 @@ class QAction;
 class QComboBox;
 class QDockWidget;
 class QFile;
+class FilterBar;
+class FindBar;
 class LogWriter;
 class QLabel;
 class QProgressDialog;
@@ -31,6 +33,7 @@ class QtToolBarDialog;
 class QtToolBarManager;
 class StyleDialog;
 class TraceDelegate;
+class TraceFilter;
 class TraceModel;
 
 namespace QRV16 {
@@ -156,6 +159,8 @@ private:
     QAction* createAction(const char* objectName, const QString& text, const QString& toolTip,
                           const QString& icon, const QKeySequence& shortcut = QKeySequence());
     void setupMenus();
+    // The find and filter bars under the trace, their actions and settings.
+    void setupSearch();
     void setupToolBarManager();
     void connectActions();
     void restoreHistory();
@@ -182,6 +187,8 @@ private:
     QLabel* m_lbl_corner = nullptr;
     QDockWidget* m_dock_bookmarks = nullptr;
     BookmarkWidget* m_bookmarkwidget = nullptr;
+    FindBar* m_findbar = nullptr;
+    FilterBar* m_filterbar = nullptr;
 
     QAction* m_act_open_definitions = nullptr;
     QAction* m_act_edit_definitions = nullptr;
@@ -222,10 +229,15 @@ private:
     QAction* m_act_show_bookmarks = nullptr;
     QAction* m_act_ssl1 = nullptr;
     QAction* m_act_ssl2 = nullptr;
+    QAction* m_act_find = nullptr;
+    QAction* m_act_find_next = nullptr;
+    QAction* m_act_find_previous = nullptr;
+    QAction* m_act_filter = nullptr;
 
     QString m_definitionspath;
     QString m_bookmarkspath;
     TraceModel* m_model = nullptr;       // Owned (child).
+    TraceFilter* m_filter = nullptr;     // Owned (child); the view shows this.
     TraceDelegate* m_delegate = nullptr; // Owned (child).
     Channel* m_channel1 = nullptr;       // Owned (child).
     Channel* m_channel2 = nullptr;       // Owned (child).

@@ -2,6 +2,7 @@
 
 #include "app/tracemodel.h"
 
+#include <QAbstractProxyModel>
 #include <QApplication>
 #include <QPainter>
 
@@ -20,8 +21,12 @@ QColor TraceDelegate::ansiColor(int index, const QColor& background)
 void TraceDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                           const QModelIndex& index) const
 {
-    const auto* model = qobject_cast<const TraceModel*>(index.model());
-    const TraceItem* item = model ? model->index2item(index) : nullptr;
+    // The view may show the trace through a filter.
+    QModelIndex line = index;
+    while (const auto* proxy = qobject_cast<const QAbstractProxyModel*>(line.model()))
+        line = proxy->mapToSource(line);
+    const auto* model = qobject_cast<const TraceModel*>(line.model());
+    const TraceItem* item = model ? model->index2item(line) : nullptr;
     if (item && !item->hasText() && !item->hasPendingChildren() && item->childCount() == 0) {
         paintRule(painter, option, index);
         return;

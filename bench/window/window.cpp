@@ -2,13 +2,17 @@
 // on: channel 1 listens on loopback and a peer thread writes to it. Reports
 // the CPU per received line at three trace sizes, the event-loop latency and
 // resident memory under a 20,000 message/s flood at the line limit, and a
-// replay of a 1,000,000-line log.
+// replay of a 1,000,000-line log; filtering and finding at the line limit,
+// and the flood again with a filter set.
 
 #include "bench/korvbench.h"
 
 #include "app/channel.h"
+#include "app/filterbar.h"
+#include "app/findbar.h"
 #include "app/mainwindow.h"
 #include "app/replayer.h"
+#include "app/tracefilter.h"
 #include "app/tools.h"
 #include "app/tracemodel.h"
 
@@ -324,6 +328,82 @@ void BM_Flood(benchmark::State& state)
     }
 }
 
+double msSince(const QElapsedTimer& clock)
+{
+    return double(clock.nsecsElapsed()) / 1e6;
+}
+
+// At the line limit: a filter applied and cleared, and a find that reads
+// every line because nothing matches; each with the view laid out again.
+void BM_FilterAndFind(benchmark::State& state)
+{
+    Rig& r = rig();
+    // Every other line a cooler pump, which the filter drops.
+    const QRV16::Message hot(r.typical);
+    const QRV16::Message cool(QRV16::MessageParser(r.window->tags())
+                                  .parse(QString::fromLatin1(typicalText)
+                                             .replace(QLatin1String("Temperature=412"), QLatin1String("Temperature=390"))
+                                             .replace(QLatin1String("Temperature=400"), QLatin1String("Temperature=380"))));
+    r.model()->clear();
+    for (int i = 0; i < TraceModel::DefaultLimit; ++i)
+        r.model()->append(QStringLiteral("1"), i % 2 ? cool : hot, ColorMessageRx1, QDateTime(), -1, -1);
+    r.model()->flush();
+    settle();
+    auto* filterBar = r.window->findChild<FilterBar*>();
+    auto* findBar = r.window->findChild<FindBar*>();
+    auto* view = r.window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    if (!filterBar || !findBar || !view) {
+        state.SkipWithError("no bars");
+        return;
+    }
+    std::vector<double> apply, clear, find;
+    int shown = 0;
+    for (auto _ : state) {
+        QElapsedTimer clock;
+        clock.start();
+        filterBar->setExpression(QStringLiteral("Temperature>405 and not PumpMode=Service"));
+        settle();
+        apply.push_back(msSince(clock));
+        shown = view->model()->rowCount();
+        clock.restart();
+        filterBar->clear();
+        settle();
+        clear.push_back(msSince(clock));
+        clock.restart();
+        findBar->setText(QStringLiteral("no such text %1").arg(apply.size()));
+        settle();
+        find.push_back(msSince(clock));
+        findBar->setText(QString());
+    }
+    state.counters["apply_ms"] = percentile(apply, 1.0);
+    state.counters["clear_ms"] = percentile(clear, 1.0);
+    state.counters["find_ms"] = percentile(find, 1.0);
+    state.counters["shown"] = shown;
+    state.counters["lines"] = double(r.model()->rowCount());
+}
+
+// The flood at the limit with a filter that lets every message through, so
+// that every arriving line is tested and shown.
+void BM_FloodFiltered(benchmark::State& state)
+{
+    Rig& r = rig();
+    r.fill(TraceModel::DefaultLimit, r.typical);
+    auto* filterBar = r.window->findChild<FilterBar*>();
+    filterBar->setExpression(QStringLiteral("Temperature>405 and (PumpMode=2 or ResultCode=Ok)"));
+    settle();
+    auto* view = r.window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    for (auto _ : state) {
+        const FloodResult result = flood(r);
+        state.counters["p50_ms"] = percentile(result.lateness, 0.50);
+        state.counters["p99_ms"] = percentile(result.lateness, 0.99);
+        state.counters["max_ms"] = percentile(result.lateness, 1.0);
+        state.counters["rx_msg/s"] = result.receivedPerSecond;
+        state.counters["shown"] = double(view->model()->rowCount());
+    }
+    filterBar->clear();
+    settle();
+}
+
 // Repaints of the trace, for the longest gap between two.
 class PaintClock : public QObject
 {
@@ -409,6 +489,8 @@ BENCHMARK(BM_ReceiveLine)
     ->Iterations(5)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Flood)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FilterAndFind)->Iterations(5)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FloodFiltered)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReplayLog)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 KORV_BENCH_MAIN("BM_ReceiveLine/1000/0/iterations:5")

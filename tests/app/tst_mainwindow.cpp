@@ -501,10 +501,12 @@ void TestMainWindow::deleteLineRemovesTheWholeMessage()
     window->traceModel()->clear();
     window->channel(1)->sendMessage(QStringLiteral("D001=(1001=1 3001=x)"));
     window->message(QStringLiteral("after"));
+    window->traceModel()->flush();
     auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
     // The line, its request element, the request's second element.
-    const QModelIndex line = window->traceModel()->index(0, 0);
-    const QModelIndex child = window->traceModel()->index(1, 0, window->traceModel()->index(0, 0, line));
+    const QAbstractItemModel* shown = view->model();
+    const QModelIndex line = shown->index(0, 0);
+    const QModelIndex child = shown->index(1, 0, shown->index(0, 0, line));
     QVERIFY(child.isValid());
     view->setCurrentIndex(child);
     window->onDeleteLine();
@@ -722,12 +724,13 @@ void TestMainWindow::copySelectedLines()
 {
     auto window = makeWindow();
     QVERIFY(window->loadDefinitionFile(m_defs));
-    TraceModel* model = window->traceModel();
-    model->clear();
+    window->traceModel()->clear();
     window->message(QStringLiteral("first"));
     window->channel(2)->sendMessage(QStringLiteral("GetStatus=(PumpId=4)"));
     window->message(QStringLiteral("last"));
+    window->traceModel()->flush();
     auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    const QAbstractItemModel* model = view->model();
     const QModelIndex request = model->index(0, 0, model->index(1, 0));
     const QModelIndex pump = model->index(0, 0, request);
     QItemSelectionModel* selection = view->selectionModel();

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <QModelIndex>
+#include <QRegularExpression>
+#include <QStringMatcher>
+#include <QWidget>
+
+class QCheckBox;
+class QLabel;
+class QLineEdit;
+class QPushButton;
+class QTreeView;
+
+// The find bar under the trace: text or a regular expression, searched in
+// the text column of the lines the view shows. A message line that matches
+// is searched in its element lines as well, and a match there expands it.
+// Works on whatever model the view has, so a filter narrows the search.
+class FindBar : public QWidget
+{
+    Q_OBJECT
+
+public:
+    // The column whose text is searched.
+    explicit FindBar(QTreeView* view, int column, QWidget* parent = nullptr);
+
+    QString text() const;
+    void setText(const QString& text);
+    bool isCaseSensitive() const;
+    void setCaseSensitive(bool on);
+    bool isRegularExpression() const;
+    void setRegularExpression(bool on);
+    // Top-level lines that match, counted when the search changes.
+    int matchCount() const { return m_count; }
+    QString status() const;
+
+public Q_SLOTS:
+    // Shows the bar and puts the cursor into its text.
+    void activate();
+    void findNext();
+    void findPrevious();
+    // Counts the matches again, e.g. after new lines.
+    void recount();
+
+Q_SIGNALS:
+    void optionsChanged();
+
+private Q_SLOTS:
+    void onTextChanged();
+    void onClose();
+
+private:
+    bool compile();
+    bool matches(const QModelIndex& index) const;
+    // The matches of one top-level line in view order: its matching element
+    // lines, or else the line itself when it matches.
+    QList<QModelIndex> hits(int row) const;
+    void collectHits(const QModelIndex& parent, QList<QModelIndex>* out) const;
+    void find(bool forward, bool includeCurrent);
+    void show(const QModelIndex& hit);
+    QString countText() const;
+    void setStatus(const QString& text, bool error);
+
+    QTreeView* m_view; // Not owned.
+    int m_column;
+    QLineEdit* m_le_find = nullptr;
+    QPushButton* m_pb_previous = nullptr;
+    QPushButton* m_pb_next = nullptr;
+    QCheckBox* m_cb_case = nullptr;
+    QCheckBox* m_cb_regexp = nullptr;
+    QLabel* m_lbl_status = nullptr;
+    QPushButton* m_pb_close = nullptr;
+    QRegularExpression m_regexp;
+    // Skips ahead by the text's length: the plain search reads every line.
+    QStringMatcher m_matcher;
+    bool m_valid = false;
+    int m_count = 0;
+};
