@@ -141,7 +141,7 @@ void AutoAnswer::onReceived(Channel* channel, const QRV16::Message& message)
         const QString text = QRV16::MessagePattern::substitute(rule.answer, message, m_tags, &error);
         if (text.isNull()) {
             Q_EMIT this->message(tr("Answer rule %1: %2").arg(row + 1).arg(error));
-            continue;
+            return;
         }
         QPointer<Channel> target(channel);
         const int generation = m_generation;
@@ -149,6 +149,8 @@ void AutoAnswer::onReceived(Channel* channel, const QRV16::Message& message)
             if (target && m_enabled && generation == m_generation)
                 send(row, target, text);
         });
+        // The first rule that answers wins: special cases go first.
+        return;
     }
 }
 

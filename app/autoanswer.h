@@ -18,7 +18,8 @@ namespace QRV16 {
 class TagDataLut;
 } // namespace QRV16
 
-// Plays a controller: answers what the channels receive by the rules, and
+// Plays a controller: answers what the channels receive by the first rule
+// that matches and has not reached its limit, and
 // sends the periodic rules' messages. Delays are event-loop timers, so a
 // rule never blocks the window. What goes wrong in a rule reaches the user
 // through message().
