@@ -36,8 +36,14 @@ AnswerDialog::AnswerDialog(QWidget* parent) : QDialog(parent)
                                            tr("Answer"), tr("Delay ms"), tr("Limit"), tr("Every ms")});
     m_tw_rules->setSelectionBehavior(QAbstractItemView::SelectRows);
     m_tw_rules->setSelectionMode(QAbstractItemView::SingleSelection);
-    m_tw_rules->horizontalHeader()->setSectionResizeMode(WhenColumn, QHeaderView::Stretch);
-    m_tw_rules->horizontalHeader()->setSectionResizeMode(AnswerColumn, QHeaderView::Stretch);
+    // Patterns and answers get the room; the numbers only what they need.
+    QHeaderView* header = m_tw_rules->horizontalHeader();
+    for (int column : {OnColumn, ChannelColumn, DelayColumn, LimitColumn, EveryColumn})
+        header->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(WhenColumn, QHeaderView::Stretch);
+    header->setSectionResizeMode(AnswerColumn, QHeaderView::Stretch);
+    m_tw_rules->setColumnWidth(NameColumn, 140);
+    m_tw_rules->setWordWrap(false);
     m_tw_rules->verticalHeader()->hide();
     m_tw_rules->setToolTip(tr("Channel: 1, 2 or any. Limit 0: no limit. A rule with Every ms "
                               "sends its answer periodically and needs no pattern. "
@@ -66,7 +72,7 @@ AnswerDialog::AnswerDialog(QWidget* parent) : QDialog(parent)
     layout->addLayout(top, 1);
     layout->addWidget(m_lbl_test);
     layout->addWidget(buttons);
-    resize(900, 360);
+    resize(1000, 380);
 
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -85,7 +91,6 @@ void AnswerDialog::setRules(const QVector<AnswerRule>& rules)
     m_tw_rules->setRowCount(int(rules.size()));
     for (int row = 0; row < rules.size(); ++row)
         setRow(row, rules.at(row));
-    m_tw_rules->resizeColumnToContents(OnColumn);
     updateButtons();
 }
 

@@ -1,18 +1,16 @@
 #include "../qrv16/demotags.h"
+#include "loopback.h"
 
 #include "app/autoanswer.h"
 #include "app/channel.h"
 #include "app/mainwindow.h"
 #include "app/tracemodel.h"
-#include "connection/connection.h"
-#include "connection/connectionsettings.h"
 
 #include <QAbstractItemModelTester>
 #include <QElapsedTimer>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
-#include <QTcpServer>
 #include <QtTest>
 
 namespace {
@@ -81,21 +79,9 @@ void TestAutoAnswer::init()
     m_two = std::make_unique<Channel>(2);
     m_one->setModel(m_model.get());
     m_two->setModel(m_model.get());
-    ConnectionSettings server;
-    server.setMode(ConnectionSettings::ServerMode);
-    server.setServerAddress(QStringLiteral("127.0.0.1"));
-    server.setServerPort(0);
-    m_one->setSettings(server);
-    m_one->connect();
-    const auto* listener = qobject_cast<const QTcpServer*>(m_one->connection()->connection());
-    QVERIFY(listener && listener->isListening());
-    ConnectionSettings client;
-    client.setMode(ConnectionSettings::ClientMode);
-    client.setClientAddress(QStringLiteral("127.0.0.1"));
-    client.setClientPort(listener->serverPort());
-    m_two->setSettings(client);
-    m_two->connect();
-    QTRY_VERIFY(m_one->connection()->isConnected() && m_two->connection()->isConnected());
+    connectLoopback(m_one.get(), m_two.get());
+    if (QTest::currentTestFailed())
+        return;
     m_auto = std::make_unique<AutoAnswer>();
     m_auto->setChannels(m_one.get(), m_two.get());
     m_auto->setTags(m_tags.get());

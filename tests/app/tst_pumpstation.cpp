@@ -1,4 +1,5 @@
 #include "../qrv16/demotags.h"
+#include "loopback.h"
 
 #include "app/answerparser.h"
 #include "app/autoanswer.h"
@@ -7,14 +8,11 @@
 #include "app/tracemodel.h"
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkparser.h"
-#include "connection/connection.h"
-#include "connection/connectionsettings.h"
 #include "qrv16/messageparser.h"
 
 #include <QAction>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QTcpServer>
 #include <QtTest>
 
 namespace {
@@ -81,21 +79,9 @@ void TestPumpStation::answersEveryBookmarkedRequest()
     Channel two(2);
     one.setModel(&model);
     two.setModel(&model);
-    ConnectionSettings server;
-    server.setMode(ConnectionSettings::ServerMode);
-    server.setServerAddress(QStringLiteral("127.0.0.1"));
-    server.setServerPort(0);
-    one.setSettings(server);
-    one.connect();
-    const auto* listener = qobject_cast<const QTcpServer*>(one.connection()->connection());
-    QVERIFY(listener && listener->isListening());
-    ConnectionSettings client;
-    client.setMode(ConnectionSettings::ClientMode);
-    client.setClientAddress(QStringLiteral("127.0.0.1"));
-    client.setClientPort(listener->serverPort());
-    two.setSettings(client);
-    two.connect();
-    QTRY_VERIFY(one.connection()->isConnected() && two.connection()->isConnected());
+    connectLoopback(&one, &two);
+    if (QTest::currentTestFailed())
+        return;
 
     AnswerParser parser;
     QVERIFY(parser.parse(answersPath));
