@@ -12,7 +12,7 @@ JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
 
 FUZZ_SECONDS ?= 60
-FUZZERS := message text definitions printers
+FUZZERS := message text definitions printers answers
 
 .PHONY: all deps test-deps build test package bench run fuzz clean
 
@@ -61,17 +61,18 @@ bench: deps build-bench/build.ninja
 # The program on the sample files, with a settings store of its own under
 # build/ (the user's settings stay untouched): channel 1 listens on
 # 127.0.0.1:10000 and channel 2 connects to it, so bookmarks sent on one
-# channel show up received on the other. Without a display it runs under
+# channel show up received on the other; channel 2 answers them as the
+# pump-station controller of examples/pump-station.qrvans. Without a display it runs under
 # xvfb-run, which is only useful for a quick check.
 DEMO_CONFIG := $(CURDIR)/build/demo-config
 run: build
 	@mkdir -p $(DEMO_CONFIG)/Norvane
 	@[ -f $(DEMO_CONFIG)/Norvane/korvgui.conf ] || cp examples/demo-settings.conf $(DEMO_CONFIG)/Norvane/korvgui.conf
 	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ]; then \
-	    XDG_CONFIG_HOME=$(DEMO_CONFIG) ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm; \
+	    XDG_CONFIG_HOME=$(DEMO_CONFIG) ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans; \
 	else \
 	    echo "No display: running under xvfb-run (Ctrl+C ends it)"; \
-	    XDG_CONFIG_HOME=$(DEMO_CONFIG) xvfb-run -a ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm; \
+	    XDG_CONFIG_HOME=$(DEMO_CONFIG) xvfb-run -a ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans; \
 	fi
 
 build-fuzz/build.ninja: | deps
@@ -84,6 +85,7 @@ fuzz: deps build-fuzz/build.ninja
 	@mkdir -p $(addprefix build-fuzz/corpus/,$(FUZZERS))
 	@cp examples/demo.qrvdef build-fuzz/corpus/definitions/
 	@cp examples/messages.txt build-fuzz/corpus/text/
+	@cp examples/pump-station.qrvans build-fuzz/corpus/answers/
 	@set -e; for f in $(FUZZERS); do \
 	    echo "== fuzz_$$f for $(FUZZ_SECONDS) s"; \
 	    ./build-fuzz/fuzz/fuzz_$$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 build-fuzz/corpus/$$f; \

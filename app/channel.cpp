@@ -249,7 +249,7 @@ bool Channel::linkUp()
     return false;
 }
 
-void Channel::sendMessage(const QRV16::Message& message)
+void Channel::sendMessage(const QRV16::Message& message, const QString& note)
 {
     if (!linkUp())
         return;
@@ -263,6 +263,8 @@ void Channel::sendMessage(const QRV16::Message& message)
         m_lastTxLine = traceMessage(bus ? m_connection->sourceAddress() : -1,
                                     bus ? m_connection->destinationAddress() : -1, message,
                                     m_messageTx);
+        if (!note.isEmpty() && m_model)
+            m_model->setNote(m_lastTxLine, note);
     }
     send(bytes);
 }
@@ -298,6 +300,7 @@ void Channel::receive(int src, int dst, const QByteArray& bytes)
     while (m_collector.hasMessage()) {
         const QRV16::Message message = m_collector.nextMessage();
         const QByteArray& data = message.bytes();
+        Q_EMIT received(message);
         // On a bus the trace printer shows the bytes already.
         if (flag(MainWindow::TraceMessageBytes) && !busTraceMode())
             memdump(m_label + QLatin1String(" Hex"), data, m_hexRx);

@@ -68,7 +68,9 @@ public Q_SLOTS:
 
     // False, with an " Err" line, when the text does not parse.
     bool sendMessage(const QString& text);
-    void sendMessage(const QRV16::Message& message);
+    // A non-empty `note` heads the line's tool tip, e.g. for what was sent
+    // automatically.
+    void sendMessage(const QRV16::Message& message, const QString& note = QString());
     void send(const QByteArray& bytes);
     void receive(int src, int dst, const QByteArray& bytes);
     // Bytes received at `time`, from a hex-dump replay.
@@ -92,6 +94,8 @@ public Q_SLOTS:
 Q_SIGNALS:
     void stateChanged();
     void appended(const QModelIndex& index);
+    // Every message received, also while duplicates are hidden.
+    void received(const QRV16::Message& message);
 
 private:
     QModelIndex appendLine(const QString& source, const QString& text, StyleColor color);

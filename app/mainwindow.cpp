@@ -1,5 +1,9 @@
 #include "app/mainwindow.h"
 
+#include "app/answerdialog.h"
+#include "app/answerparser.h"
+#include "app/answerwriter.h"
+#include "app/autoanswer.h"
 #include "app/channel.h"
 #include "app/filterbar.h"
 #include "app/findbar.h"
@@ -74,6 +78,7 @@ const char* const Main = "Main";
 const char* const Definitions = "Definitions";
 const char* const Bookmarks = "Bookmarks";
 const char* const Log = "Log";
+const char* const Answers = "Answers";
 
 constexpr int HistoryLimit = 100;
 
@@ -154,6 +159,10 @@ MainWindow::MainWindow(QWidget* parent)
     m_channel2->setLinkedChannel(m_channel1);
     m_target = m_channel1;
     m_replayer->setChannels(m_channel1, m_channel2, m_target);
+    m_autoanswer = new AutoAnswer(this);
+    m_autoanswer->setChannels(m_channel1, m_channel2);
+    connect(m_autoanswer, &AutoAnswer::message, this,
+            [this](const QString& text) { message(text, ColorError, source(Answers)); });
     connect(m_channel1, &Channel::stateChanged, this, &MainWindow::onStateChanged1);
     connect(m_channel2, &Channel::stateChanged, this, &MainWindow::onStateChanged2);
     connectActions();
@@ -166,7 +175,7 @@ MainWindow::MainWindow(QWidget* parent)
     QStringList args = QCoreApplication::arguments();
     if (!args.isEmpty())
         args.removeFirst();
-    parseArguments(args, &m_definitionspath, &m_bookmarkspath);
+    parseArguments(args, &m_definitionspath, &m_bookmarkspath, &m_answerspath);
     if (m_definitionspath.isEmpty())
         m_definitionspath = settings.value(QStringLiteral("MainWindow/LastDefinitionsPath")).toString();
     if (m_bookmarkspath.isEmpty())
@@ -225,7 +234,8 @@ MainWindow::~MainWindow()
     onLogStop();
 }
 
-void MainWindow::parseArguments(const QStringList& args, QString* definitions, QString* bookmarks)
+void MainWindow::parseArguments(const QStringList& args, QString* definitions, QString* bookmarks,
+                                QString* answers)
 {
     for (int i = 0; i < args.size(); ++i) {
         const QString& arg = args.at(i);
@@ -234,6 +244,8 @@ void MainWindow::parseArguments(const QStringList& args, QString* definitions, Q
             target = definitions;
         else if (arg == QLatin1String("--bookmarks") || arg == QLatin1String("-b"))
             target = bookmarks;
+        else if (arg == QLatin1String("--answers") || arg == QLatin1String("-a"))
+            target = answers;
         if (target && i + 1 < args.size())
             *target = args.at(++i);
     }
@@ -305,6 +317,15 @@ void MainWindow::setupUi()
     m_act_save_bookmarks = createAction("m_act_save_bookmarks", tr("Save Bookmarks"), QString(),
                                         QStringLiteral("i16_save.png"), QKeySequence(QStringLiteral("Ctrl+B, Ctrl+S")));
     m_act_save_bookmarks->setEnabled(false);
+    m_act_open_answers = createAction("m_act_open_answers", tr("Open Answers"),
+                                      tr("Open a file of automatic answer rules"), QString());
+    m_act_save_answers = createAction("m_act_save_answers", tr("Save Answers"), QString(), QString());
+    m_act_save_answers_as = createAction("m_act_save_answers_as", tr("Save Answers As"), QString(), QString());
+    m_act_edit_answers = createAction("m_act_edit_answers", tr("Edit Answers"), tr("Edit the answer rules"), QString());
+    m_act_answers_on = createAction("m_act_answers_on", tr("Answer Automatically"),
+                                    tr("Answer received messages by the rules"), QString());
+    m_act_answers_on->setCheckable(true);
+    m_act_answers_on->setChecked(true);
     m_act_save_bookmarks_as = createAction("m_act_save_bookmarks_as", tr("Save Bookmarks as ..."),
                                            tr("Save Bookmarks as"), QStringLiteral("i16_save_as.png"));
     m_act_add_separator = createAction("m_act_add_separator", tr("Add separator"), QString(),
@@ -505,6 +526,12 @@ void MainWindow::setupMenus()
     m_mnu_bookmarks->addActions({m_act_open_bookmarks, m_act_save_bookmarks, m_act_save_bookmarks_as,
                                  m_act_edit_bookmarks, m_act_show_bookmarks});
 
+    m_mnu_answers = bar->addMenu(tr("Answers"));
+    m_mnu_answers->setObjectName(QStringLiteral("m_mnu_answers"));
+    m_mnu_answers->addActions({m_act_open_answers, m_act_save_answers, m_act_save_answers_as, m_act_edit_answers});
+    m_mnu_answers->addSeparator();
+    m_mnu_answers->addAction(m_act_answers_on);
+
     m_mnu_connection = bar->addMenu(tr("Preferences"));
     m_mnu_connection->setObjectName(QStringLiteral("m_mnu_connection"));
     m_mnu_connection->addActions({m_act_connection1, m_act_connection2});
@@ -552,6 +579,16 @@ void MainWindow::connectActions()
     connect(m_act_edit_toolbars, &QAction::triggered, this, &MainWindow::onEditToolbars);
     connect(m_act_edit_bookmarks, &QAction::triggered, this, &MainWindow::onEditBookmarks);
     connect(m_act_open_bookmarks, &QAction::triggered, this, &MainWindow::onOpenBookmarks);
+    connect(m_act_open_answers, &QAction::triggered, this, &MainWindow::onOpenAnswers);
+    connect(m_act_save_answers, &QAction::triggered, this, [this] {
+        if (m_answerspath.isEmpty())
+            onSaveAnswersAs();
+        else
+            saveAnswers(m_answerspath);
+    });
+    connect(m_act_save_answers_as, &QAction::triggered, this, &MainWindow::onSaveAnswersAs);
+    connect(m_act_edit_answers, &QAction::triggered, this, &MainWindow::onEditAnswers);
+    connect(m_act_answers_on, &QAction::toggled, m_autoanswer, &AutoAnswer::setEnabled);
     connect(m_act_save_bookmarks, &QAction::triggered, this, &MainWindow::onSaveBookmarks);
     connect(m_act_save_bookmarks_as, &QAction::triggered, this, &MainWindow::onSaveBookmarksAs);
     connect(m_act_add_separator, &QAction::triggered, this, &MainWindow::onAddSeparator);
@@ -599,6 +636,9 @@ void MainWindow::initialize()
 {
     if (!m_definitionspath.isEmpty())
         loadDefinitionFile(m_definitionspath);
+    // After the definitions: the rules' patterns use their names.
+    if (!m_answerspath.isEmpty())
+        loadAnswers(m_answerspath);
     m_channel1->connect();
     m_channel2->connect();
 }
@@ -1055,6 +1095,7 @@ void MainWindow::setTags(QRV16::Item* root)
     m_model->setTags(tags.get());
     if (m_filterbar)
         m_filterbar->setTags(tags.get());
+    m_autoanswer->setTags(tags.get());
     if (m_bookmarkeditor)
         m_bookmarkeditor->setTags(tags.get());
     m_tags = std::move(tags);
@@ -1262,4 +1303,64 @@ void MainWindow::closeEvent(QCloseEvent* event)
     if (m_editor)
         m_editor->close();
     event->accept();
+}
+
+bool MainWindow::loadAnswers(const QString& path)
+{
+    AnswerParser parser;
+    const bool ok = parser.parse(path);
+    if (!parser.warnings().isEmpty())
+        message(parser.warnings(), ColorText, source(Answers));
+    if (!ok) {
+        message(parser.formatError(), ColorError, source(Answers));
+        return false;
+    }
+    m_autoanswer->setRules(parser.rules());
+    m_answerspath = path;
+    message(tr("Loaded %n answer rule(s) from %1", nullptr, int(parser.rules().size()))
+                .arg(QDir::toNativeSeparators(path)),
+            source(Answers));
+    return true;
+}
+
+bool MainWindow::saveAnswers(const QString& path)
+{
+    AnswerWriter writer;
+    if (!writer.save(m_autoanswer->rules(), path)) {
+        message(writer.errorString(), ColorError, source(Answers));
+        return false;
+    }
+    m_answerspath = path;
+    return true;
+}
+
+void MainWindow::onOpenAnswers()
+{
+    const QString start = m_answerspath.isEmpty() ? Tools::documentsPath() : m_answerspath;
+    const QString path = QFileDialog::getOpenFileName(this, tr("Open Answers"), start,
+                                                      tr("Answer rules") + QStringLiteral(" (*.qrvans);;") +
+                                                          Tools::allFilesFilter());
+    if (!path.isEmpty())
+        loadAnswers(path);
+}
+
+bool MainWindow::onSaveAnswersAs()
+{
+    const QString start = m_answerspath.isEmpty() ? Tools::documentsPath() : m_answerspath;
+    const QString path = QFileDialog::getSaveFileName(this, tr("Save Answers"), start,
+                                                      tr("Answer rules") + QStringLiteral(" (*.qrvans);;") +
+                                                          Tools::allFilesFilter());
+    return !path.isEmpty() && saveAnswers(path);
+}
+
+void MainWindow::onEditAnswers()
+{
+    AnswerDialog dialog(this);
+    dialog.setTags(m_tags.get());
+    dialog.setRules(m_autoanswer->rules());
+    const TraceItem* item = m_model->index2item(m_filter->mapToSource(m_tv_trace->currentIndex()));
+    if (item && item->message())
+        dialog.setTestMessage(QRV16::Message(item->message()->bytes));
+    if (dialog.exec() == QDialog::Accepted)
+        m_autoanswer->setRules(dialog.rules());
 }

@@ -9,6 +9,7 @@
 
 #include <memory>
 
+class AutoAnswer;
 class BookmarkEditor;
 class BookmarkList;
 class BookmarkWidget;
@@ -68,10 +69,12 @@ public:
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
-    // "-d FILE", "--definitions FILE", "-b FILE", "--bookmarks FILE"; the
-    // last occurrence wins, an option without a value is ignored, anything
-    // else is skipped. Argument 0 is not part of `args`.
-    static void parseArguments(const QStringList& args, QString* definitions, QString* bookmarks);
+    // "-d FILE", "--definitions FILE", "-b FILE", "--bookmarks FILE",
+    // "-a FILE", "--answers FILE"; the last occurrence wins, an option
+    // without a value is ignored, anything else is skipped. Argument 0 is
+    // not part of `args`.
+    static void parseArguments(const QStringList& args, QString* definitions, QString* bookmarks,
+                               QString* answers = nullptr);
 
     TraceModel* traceModel() const { return m_model; }
     Channel* channel(int number) const;
@@ -84,6 +87,8 @@ public:
     bool isLogging() const;
     bool isFollowing() const { return m_following; }
     Replayer* replayer() const { return m_replayer; }
+    AutoAnswer* autoAnswer() const { return m_autoanswer; }
+    QString answersPath() const { return m_answerspath; }
 
     void message(const QString& text, StyleColor color, const QString& source);
     void message(const QString& text, StyleColor color);
@@ -139,6 +144,11 @@ public Q_SLOTS:
     void onDefinitionsEdited(QRV16::Item* root, const QString& path);
     void setTags(QRV16::Item* root);
     void about();
+    bool loadAnswers(const QString& path);
+    bool saveAnswers(const QString& path);
+    void onOpenAnswers();
+    bool onSaveAnswersAs();
+    void onEditAnswers();
 
     // The log and replay steps without their file dialogs. A replay runs
     // on from the event loop; replayer() tells when it is done.
@@ -182,6 +192,7 @@ private:
     QMenu* m_mnu_bookmarks = nullptr;
     QMenu* m_mnu_connection = nullptr;
     QMenu* m_mnu_help = nullptr;
+    QMenu* m_mnu_answers = nullptr;
     QToolBar* m_tb_connections = nullptr;
     QToolBar* m_tb_bookmarks = nullptr;
     QLabel* m_lbl_corner = nullptr;
@@ -233,9 +244,16 @@ private:
     QAction* m_act_find_next = nullptr;
     QAction* m_act_find_previous = nullptr;
     QAction* m_act_filter = nullptr;
+    QAction* m_act_open_answers = nullptr;
+    QAction* m_act_save_answers = nullptr;
+    QAction* m_act_save_answers_as = nullptr;
+    QAction* m_act_edit_answers = nullptr;
+    QAction* m_act_answers_on = nullptr;
 
     QString m_definitionspath;
     QString m_bookmarkspath;
+    QString m_answerspath;
+    AutoAnswer* m_autoanswer = nullptr; // Owned (child).
     TraceModel* m_model = nullptr;       // Owned (child).
     TraceFilter* m_filter = nullptr;     // Owned (child); the view shows this.
     TraceDelegate* m_delegate = nullptr; // Owned (child).

@@ -27,6 +27,7 @@ public:
         bool decode = false;
         QRV16::TextOptions options;
         bool pending = true;
+        QString note; // heads the tool tip
     };
 
     static constexpr qint64 NoStamp = std::numeric_limits<qint64>::min();

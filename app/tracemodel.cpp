@@ -524,7 +524,8 @@ QVariant TraceModel::tooltipData(const TraceItem* item) const
     QRV16::Message::Iterator it(&message, range->start, range->end);
     const QRV16::MessageWriter writer(range->decode ? m_tags : nullptr,
                                       range->options | QRV16::MultiLine);
-    return writer.formatText(it, 0).trimmed();
+    const QString text = writer.formatText(it, 0).trimmed();
+    return range->note.isEmpty() ? text : range->note + QLatin1Char('\n') + text;
 }
 
 QVariant TraceModel::fontData(int column) const
@@ -562,4 +563,11 @@ Qt::ItemFlags TraceModel::flags(const QModelIndex& index) const
     if (!index2item(index))
         return Qt::NoItemFlags;
     return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+}
+
+void TraceModel::setNote(const QModelIndex& index, const QString& note)
+{
+    TraceItem* item = index.isValid() ? index2item(index) : nullptr;
+    if (item && item->message())
+        item->message()->note = note;
 }

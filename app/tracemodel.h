@@ -72,6 +72,8 @@ public:
     // Bumps the repeat counter at the end of the line's text.
     void count(const QModelIndex& index);
     void update(const QModelIndex& index, const QString& text);
+    // A text that heads the tool tip of a message line.
+    void setNote(const QModelIndex& index, const QString& note);
 
     // Not owned; null for no style.
     void setStyle(const StyleSettings* style);

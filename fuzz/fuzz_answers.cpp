@@ -1,0 +1,36 @@
+// Answer files: any bytes end in rules or a positioned error; the rules'
+// patterns and value copies parse or fail with a position; what is read
+// is written back and read again unchanged.
+
+#include "app/answerparser.h"
+#include "app/answerwriter.h"
+#include "fuzz/demotable.h"
+#include "qrv16/messageparser.h"
+#include "qrv16/messagepattern.h"
+
+#include <cstdint>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    AnswerParser parser;
+    if (!parser.parse(QByteArray(reinterpret_cast<const char*>(data), qsizetype(size)))) {
+        parser.formatError();
+        return 0;
+    }
+    const QRV16::TagDataLut* lut = demoTable();
+    static const QRV16::Message request =
+        QRV16::MessageParser(lut).parse(QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service)"));
+    for (const AnswerRule& rule : parser.rules()) {
+        QRV16::MessagePattern pattern;
+        if (pattern.parse(rule.when, lut))
+            pattern.matches(request);
+        else if (pattern.errorStart() < 0 || pattern.errorStart() + pattern.errorLength() > rule.when.size())
+            std::abort();
+        QRV16::MessagePattern::substitute(rule.answer, request, lut);
+    }
+    AnswerParser again;
+    if (!again.parse(AnswerWriter().encode(parser.rules())) || again.rules() != parser.rules())
+        std::abort();
+    return 0;
+}
