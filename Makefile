@@ -4,6 +4,8 @@ DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools libgl-d
         libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4 fonts-dejavu-core
 # Only the tests need these: they compile and run the generated C#.
 TEST_DEBS := mono-mcs
+# Only the benchmarks need these: protobuf is the baseline they run beside.
+BENCH_DEBS := libprotobuf-dev protobuf-compiler
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
@@ -11,7 +13,7 @@ CMAKE_GEN := -G Ninja
 FUZZ_SECONDS ?= 60
 FUZZERS := message text definitions
 
-.PHONY: all deps test-deps build test bench run fuzz clean
+.PHONY: all deps test-deps bench-deps build test bench run fuzz clean
 
 all: build
 
@@ -41,10 +43,13 @@ test: deps test-deps build-asan/build.ninja
 	cmake --build build-asan -j $(JOBS)
 	cd build-asan && ctest --output-on-failure -j $(JOBS)
 
-build-bench/build.ninja: | deps
+bench-deps:
+	@$(MAKE) --no-print-directory deps EXTRA_DEBS="$(BENCH_DEBS)"
+
+build-bench/build.ninja: | bench-deps
 	cmake -S . -B build-bench $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Release -DKORV_BENCH=ON
 
-bench: deps build-bench/build.ninja
+bench: bench-deps build-bench/build.ninja
 	cmake --build build-bench -j $(JOBS)
 	@set -e; for b in build-bench/bench/*/bench_*; do \
 	    [ -f "$$b" ] && [ -x "$$b" ] || continue; echo "== $$b"; "$$b" --benchmark_counters_tabular=true; \
