@@ -2,11 +2,13 @@
 
 DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools libgl-dev \
         libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4 fonts-dejavu-core
+# CPack reads the binaries with file and computes their dependencies with dpkg-shlibdeps.
+PACKAGE_DEBS := dpkg-dev file
 # Only the tests need these: they compile and run the generated C#, pack and
 # unpack the .deb files, merge the file types and dissect an exported trace.
 TEST_DEBS := mono-mcs $(PACKAGE_DEBS) shared-mime-info tshark
-# CPack reads the binaries with file and computes their dependencies with dpkg-shlibdeps.
-PACKAGE_DEBS := dpkg-dev file
+# Only the benchmarks need these: protobuf is the baseline they run beside.
+BENCH_DEBS := libprotobuf-dev protobuf-compiler
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
@@ -14,7 +16,7 @@ CMAKE_GEN := -G Ninja
 FUZZ_SECONDS ?= 60
 FUZZERS := message text definitions printers answers
 
-.PHONY: all deps test-deps build test package bench run fuzz clean
+.PHONY: all deps test-deps bench-deps build test package bench run fuzz clean
 
 all: build
 
@@ -49,10 +51,13 @@ package: build
 	@$(MAKE) --no-print-directory deps EXTRA_DEBS="$(PACKAGE_DEBS)"
 	cd build && cpack
 
-build-bench/build.ninja: | deps
+bench-deps:
+	@$(MAKE) --no-print-directory deps EXTRA_DEBS="$(BENCH_DEBS)"
+
+build-bench/build.ninja: | bench-deps
 	cmake -S . -B build-bench $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Release -DKORV_BENCH=ON
 
-bench: deps build-bench/build.ninja
+bench: bench-deps build-bench/build.ninja
 	cmake --build build-bench -j $(JOBS)
 	@set -e; for b in build-bench/bench/*/bench_*; do \
 	    [ -f "$$b" ] && [ -x "$$b" ] || continue; echo "== $$b"; "$$b" --benchmark_counters_tabular=true; \

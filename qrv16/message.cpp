@@ -55,9 +55,13 @@ inline bool fits16(int v)
 
 const QTime midnight(0, 0);
 
+constexpr quint64 msecsPerDay = 24ull * 3600 * 1000;
+// 1970-01-01 to 1990-01-01.
+constexpr qint64 daysBefore1990 = 7305;
+
 QTime timeFromMilliseconds(quint64 ms)
 {
-    return midnight.addMSecs(int(ms % (24ull * 3600 * 1000)));
+    return QTime::fromMSecsSinceStartOfDay(int(ms % msecsPerDay));
 }
 
 } // namespace
@@ -78,39 +82,12 @@ bool Message::Iterator::isValid() const
     return m_message && m_start <= m_pos && m_pos < m_end;
 }
 
-bool Message::Iterator::atEnd() const
-{
-    return !m_message || m_pos < 0 || m_pos >= m_end;
-}
-
-int Message::Iterator::tag() const
-{
-    if (!m_message || m_pos < 0 || m_pos >= m_end - 3)
-        return -1;
-    return int(readU16(m_message->m_data.constData() + m_pos + 2));
-}
-
 int Message::Iterator::size() const
 {
     if (!m_message || m_pos < 0 || m_pos >= m_end - 3)
         return -1;
     const int length = int(readU16(m_message->m_data.constData() + m_pos));
     return length < 2 ? 0 : length - 2;
-}
-
-Message::Iterator& Message::Iterator::operator++()
-{
-    if (m_pos == m_end)
-        return *this;
-    if (m_message && m_pos >= 0 && m_pos < m_end - 3) {
-        const int next = m_pos + int(readU16(m_message->m_data.constData() + m_pos)) + 2;
-        if (next == m_end || next < m_end - 3) {
-            m_pos = next;
-            return *this;
-        }
-    }
-    die();
-    return *this;
 }
 
 void Message::Iterator::rewind()
@@ -170,23 +147,93 @@ QString Message::Iterator::getString(bool* ok) const
     return p ? QString::fromUtf8(p, size) : QString();
 }
 
-QDateTime Message::Iterator::getDateTime(bool* ok) const
+bool Message::Iterator::dateTimeParts(quint32* days, int* msecs) const
 {
     int size;
     const char* p = getData(&size);
-    const bool good = p && size >= 8;
+    if (!p || size < 8) {
+        *days = 0;
+        *msecs = 0;
+        return false;
+    }
+    *days = readU32(p);
+    const quint32 seconds = readU32(p + 4);
+    const unsigned ms = size >= 10 ? readU16(p + 8) : 0;
+    *msecs = int((quint64(seconds) * 1000 + ms) % msecsPerDay);
+    return true;
+}
+
+QDateTime Message::Iterator::getDateTime(bool* ok) const
+{
+    quint32 days;
+    int msecs;
+    const bool good = dateTimeParts(&days, &msecs);
     if (ok)
         *ok = good;
     if (!good)
         return QDateTime();
-    const quint32 days = readU32(p);
-    const quint32 seconds = readU32(p + 4);
-    const unsigned ms = size >= 10 ? readU16(p + 8) : 0;
     const QDate date = daysSince1990ToDate(int(days));
-    const QTime time = timeFromMilliseconds(quint64(seconds) * 1000 + ms);
-    if (!date.isValid() || !time.isValid())
+    if (!date.isValid())
         return QDateTime();
-    return QDateTime(date, time);
+    return QDateTime(date, QTime::fromMSecsSinceStartOfDay(msecs));
+}
+
+QByteArrayView Message::Iterator::getPayload(bool* ok) const
+{
+    int size;
+    const char* p = getData(&size);
+    if (ok)
+        *ok = p != nullptr;
+    return p ? QByteArrayView(p, size) : QByteArrayView();
+}
+
+QUtf8StringView Message::Iterator::getUtf8(bool* ok) const
+{
+    const QByteArrayView payload = getPayload(ok);
+    return QUtf8StringView(payload.data(), payload.size());
+}
+
+int Message::Iterator::getDays(bool* ok) const
+{
+    quint32 days;
+    int msecs;
+    const bool good = dateTimeParts(&days, &msecs);
+    if (ok)
+        *ok = good;
+    return int(days);
+}
+
+int Message::Iterator::getMSecsOfDay(bool* ok) const
+{
+    quint32 days;
+    int msecs;
+    const bool good = dateTimeParts(&days, &msecs);
+    if (ok)
+        *ok = good;
+    return msecs;
+}
+
+qint64 Message::Iterator::getEpochMSecs(bool* ok) const
+{
+    quint32 days;
+    int msecs;
+    // Day 0 and the negative ones read as no date, as in getDateTime.
+    const bool good = dateTimeParts(&days, &msecs) && int(days) > 0;
+    if (ok)
+        *ok = good;
+    if (!good)
+        return 0;
+    return (daysBefore1990 + int(days)) * qint64(msecsPerDay) + msecs;
+}
+
+quint64 Message::Iterator::getBits(bool* ok) const
+{
+    int size;
+    const char* p = getData(&size);
+    const bool good = p && size <= 8;
+    if (ok)
+        *ok = good;
+    return good ? readLE(p, size, 8) : 0;
 }
 
 bool Message::Iterator::getBool(bool* ok) const

@@ -9,6 +9,7 @@
 
 #include <QBitArray>
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QDate>
 #include <QDateTime>
 #include <QList>
@@ -18,6 +19,7 @@
 #include <QSize>
 #include <QString>
 #include <QTime>
+#include <QUtf8StringView>
 #include <QVariant>
 #include <QVector>
 
@@ -44,14 +46,32 @@ public:
         Iterator(const Message* message, int start, int end);
 
         bool isValid() const;
-        bool atEnd() const;
-        int tag() const;
+        bool atEnd() const { return !m_message || m_pos < 0 || m_pos >= m_end; }
+        int tag() const
+        {
+            const char* p = header();
+            return p ? int(uchar(p[2]) | uchar(p[3]) << 8) : -1;
+        }
         int size() const;
         int position() const { return m_pos; }
         int start() const { return m_start; }
         int end() const { return m_end; }
 
-        Iterator& operator++();
+        Iterator& operator++()
+        {
+            // The next header must fit the range, or the walk ends exactly there.
+            const char* p = header();
+            if (p) {
+                const int next = m_pos + int(uchar(p[0]) | uchar(p[1]) << 8) + 2;
+                if (next == m_end || next < m_end - 3) {
+                    m_pos = next;
+                    return *this;
+                }
+            }
+            if (m_pos != m_end)
+                die();
+            return *this;
+        }
         void rewind();
         void die();
 
@@ -77,7 +97,32 @@ public:
         Iterator getIterator(bool* ok = nullptr) const;
         QVariant get(bool* ok = nullptr) const;
 
+        // Zero-copy reads: views into the message (or into the deciphered
+        // copy, valid until this iterator moves or dies). A payload that is
+        // missing or too short gives an empty view or 0, and ok false.
+        QByteArrayView getPayload(bool* ok = nullptr) const;
+        QUtf8StringView getUtf8(bool* ok = nullptr) const;
+        // A date-time's days since 1990-01-01 as sent (0 means no date).
+        int getDays(bool* ok = nullptr) const;
+        // Milliseconds since midnight, wrapped into one day as getDateTime does.
+        int getMSecsOfDay(bool* ok = nullptr) const;
+        // The wall-clock time as milliseconds since 1970-01-01 00:00, with
+        // no time zone applied; ok false when the date-time has no date.
+        qint64 getEpochMSecs(bool* ok = nullptr) const;
+        // A bit array of at most 64 bits, bit 0 first; ok false when longer.
+        quint64 getBits(bool* ok = nullptr) const;
+
     private:
+        // The current element's 4-byte header, or null when it does not fit.
+        const char* header() const
+        {
+            if (!m_message || m_pos < 0 || m_pos >= m_end - 3)
+                return nullptr;
+            return m_message->m_data.constData() + m_pos;
+        }
+        // The date-time's days and milliseconds of the day; false when short.
+        bool dateTimeParts(quint32* days, int* msecs) const;
+
         const Message* m_message = nullptr;
         int m_start = 0;
         int m_pos = -1;

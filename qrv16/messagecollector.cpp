@@ -2,6 +2,22 @@
 
 namespace QRV16 {
 
+namespace {
+
+// n bytes at offset sharing the buffer's storage, so that taking a message
+// out copies nothing; a write to either side detaches it as usual. Bytes
+// that are not ours (raw data) are copied.
+QByteArray sharedSlice(QByteArray& buffer, qsizetype offset, qsizetype n)
+{
+    QByteArray::DataPointer& d = buffer.data_ptr();
+    if (!d.d_ptr())
+        return buffer.mid(offset, n);
+    d.d_ptr()->ref();
+    return QByteArray(QByteArray::DataPointer(d.d_ptr(), d.data() + offset, n));
+}
+
+} // namespace
+
 void MessageCollector::reset()
 {
     m_buffer.clear();
@@ -56,7 +72,7 @@ Message MessageCollector::nextMessage()
         m_buffer = QByteArray();
         return whole;
     }
-    Message message(m_buffer.mid(m_offset, n));
+    Message message(sharedSlice(m_buffer, m_offset, n));
     m_offset += n;
     if (m_offset == m_buffer.size()) {
         m_buffer.clear();

@@ -2,6 +2,10 @@
 
 #include "qrv16/tagdatalut.h"
 
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
 namespace QRV16 {
 
 namespace {
@@ -45,6 +49,92 @@ bool isUtf8Of(const Message::Iterator& it, const QString& text)
 bool fourDigitYear(const QDate& date)
 {
     return !date.isValid() || date.year() <= 9999;
+}
+
+// Fixed-width decimal digits, for dates and times printed from the wire.
+void appendDigits(QString& out, quint32 value, int width)
+{
+    char buf[12];
+    int n = 0;
+    do {
+        buf[n++] = char('0' + value % 10);
+        value /= 10;
+    } while (value > 0 && n < int(sizeof buf));
+    while (n < width)
+        buf[n++] = '0';
+    char text[12];
+    for (int i = 0; i < n; ++i)
+        text[i] = buf[n - 1 - i];
+    out += QLatin1String(text, n);
+}
+
+void appendIsoDate(QString& out, const QDate& date)
+{
+    int y, m, d;
+    date.getDate(&y, &m, &d);
+    appendDigits(out, y, 4);
+    out += QLatin1Char('-');
+    appendDigits(out, m, 2);
+    out += QLatin1Char('-');
+    appendDigits(out, d, 2);
+}
+
+void appendTime(QString& out, int msecs, bool withMs)
+{
+    appendDigits(out, msecs / 3600000, 2);
+    out += QLatin1Char(':');
+    appendDigits(out, msecs / 60000 % 60, 2);
+    out += QLatin1Char(':');
+    appendDigits(out, msecs / 1000 % 60, 2);
+    if (withMs) {
+        out += QLatin1Char('.');
+        appendDigits(out, msecs % 1000, 3);
+    }
+}
+
+// Whether every wall-clock time of the day exists once in local time, so a
+// date-time of that day reads back as written without asking the zone per
+// value. Remembered per thread for the last day, and for the TZ variable as
+// the C library reads it (a rule change twice in one day is not seen).
+bool steadyLocalDay(const QDate& date)
+{
+    thread_local qint64 lastDay = 0;
+    thread_local bool lastSteady = false;
+    thread_local std::string lastZone;
+    const char* zone = std::getenv("TZ");
+    const qint64 day = date.toJulianDay();
+    if (day == lastDay && lastZone == (zone ? zone : "\x01"))
+        return lastSteady;
+    const QDateTime first(date, QTime(0, 0));
+    const QDateTime last(date, QTime(23, 59, 59, 999));
+    lastSteady = first.isValid() && last.isValid() && first.time() == QTime(0, 0) &&
+                 first.offsetFromUtc() == last.offsetFromUtc();
+    lastDay = day;
+    lastZone = zone ? zone : "\x01";
+    return lastSteady;
+}
+
+// Whether an integer payload is the shortest encoding of its value, as the
+// writer's own append makes it; only then does the readable form read back.
+bool shortestInt(quint32 value, int size)
+{
+    int n = 4;
+    while (n > 1 && (value >> (8 * (n - 1))) == 0)
+        --n;
+    return n == size;
+}
+
+// A string payload of printable ASCII with nothing to escape is appended
+// as it is; anything else goes through QString and escaped().
+bool appendPlainAscii(QString& out, QByteArrayView bytes)
+{
+    for (char c : bytes) {
+        const uchar u = uchar(c);
+        if (u < 32 || u >= 127 || u == '"' || u == '\\')
+            return false;
+    }
+    out += QLatin1String(bytes.data(), bytes.size());
+    return true;
 }
 
 QString intList(const QList<int>& values)
@@ -157,6 +247,25 @@ QString MessageWriter::tagToText(int tag, const TagData* data) const
     return hexify(tag);
 }
 
+void MessageWriter::appendTag(QString& out, int tag, const TagData* data) const
+{
+    if (data && !data->name.isEmpty()) {
+        if (m_options & Hungarian)
+            out += typePrefix(tag);
+        out += data->name;
+        return;
+    }
+    const char* digits = "0123456789ABCDEF";
+    const unsigned u = unsigned(tag);
+    if (u > 0xFFFF) {
+        out += hexify(tag);
+        return;
+    }
+    const char buf[4] = {digits[u >> 12 & 15], digits[u >> 8 & 15], digits[u >> 4 & 15],
+                         digits[u & 15]};
+    out += QLatin1String(buf, 4);
+}
+
 QString MessageWriter::prettyPrintInteger(qint64 value, const TagData* data) const
 {
     if (!data)
@@ -204,6 +313,120 @@ QString MessageWriter::printBitArray(quint64 bits, const TagData* data) const
 QString MessageWriter::dataToText(const Message::Iterator& it, const TagData* data) const
 {
     return valueText(it, data, 0);
+}
+
+void MessageWriter::appendValue(QString& out, const Message::Iterator& it, const TagData* data,
+                                int depth) const
+{
+    if (data && data->secure) {
+        out += hiddenText;
+        return;
+    }
+    const int tag = it.tag();
+    bool ok = false;
+    switch (dataType(unsigned(tag))) {
+    case DataType::Integer: {
+        // Up to four bytes read unsigned; wider ones take valueText's checks.
+        const int size = it.size();
+        const quint32 v = quint32(it.getInt(&ok));
+        if (!ok || size > 4)
+            break;
+        if (data) {
+            const ItemData* e = data->enums.isEmpty() ? nullptr : data->enums.byNumber(v);
+            if (e && !e->name.isEmpty()) {
+                out += e->name;
+                return;
+            }
+            if (data->display != DisplayMode()) {
+                out += formatNumber(v, data->display);
+                return;
+            }
+        }
+        appendDigits(out, v, 1);
+        return;
+    }
+    case DataType::Bool: {
+        const bool v = it.getBool(&ok);
+        if (!ok)
+            break;
+        out += v ? QLatin1String("true") : QLatin1String("false");
+        return;
+    }
+    case DataType::String: {
+        const QByteArrayView bytes = it.getPayload(&ok);
+        if (!ok)
+            break;
+        const qsizetype mark = out.size();
+        out += QLatin1Char('"');
+        if (!appendPlainAscii(out, bytes)) {
+            out.truncate(mark);
+            break;
+        }
+        out += QLatin1Char('"');
+        return;
+    }
+    case DataType::Date: {
+        const int size = it.size();
+        const int days = it.getInt(&ok);
+        // Days up to 9999-12-31; others (and no date) take valueText's checks.
+        if (!ok || days <= 0 || days > 2918000 || !shortestInt(quint32(days), size))
+            break;
+        appendIsoDate(out, daysSince1990ToDate(days));
+        return;
+    }
+    case DataType::Time: {
+        const int size = it.size();
+        const quint32 seconds = quint32(it.getInt(&ok));
+        if (!ok || seconds >= 86400 || !shortestInt(seconds, size))
+            break;
+        appendTime(out, int(seconds) * 1000, false);
+        return;
+    }
+    case DataType::DateTime: {
+        // Printed from the wire fields; the local date-time is asked only
+        // whether it has this wall clock (not so in a daylight-saving gap).
+        const int size = it.size();
+        const int days = it.getDays(&ok);
+        const int msecs = it.getMSecsOfDay();
+        if (!ok || days <= 0 || (size != 8 && size != 10))
+            break;
+        int raw = 0;
+        const char* p = it.getData(&raw);
+        const quint32 seconds = quint32(uchar(p[4])) | quint32(uchar(p[5])) << 8 |
+                                quint32(uchar(p[6])) << 16 | quint32(uchar(p[7])) << 24;
+        const unsigned ms = size == 10 ? unsigned(uchar(p[8]) | uchar(p[9]) << 8) : 0;
+        if (seconds >= 86400 || ms >= 1000)
+            break;
+        const QDate date = daysSince1990ToDate(days);
+        if (date.year() > 9999)
+            break;
+        if (!steadyLocalDay(date)) {
+            const QDateTime dt = it.getDateTime();
+            if (!dt.isValid() || dt.time().msecsSinceStartOfDay() != msecs ||
+                dt.date() != date)
+                break;
+        }
+        appendIsoDate(out, date);
+        out += QLatin1Char('T');
+        appendTime(out, msecs, size == 10);
+        return;
+    }
+    case DataType::List:
+    case DataType::Request:
+    case DataType::Answer:
+    case DataType::Message: {
+        Message::Iterator children;
+        if (it.size() <= 0 || !childrenOf(it, depth, &children))
+            break;
+        out += QLatin1Char('(');
+        appendElements(out, children, depth + 1);
+        out += QLatin1Char(')');
+        return;
+    }
+    default:
+        break;
+    }
+    out += valueText(it, data, depth);
 }
 
 QString MessageWriter::valueText(const Message::Iterator& it, const TagData* data, int depth) const
@@ -342,9 +565,9 @@ void MessageWriter::appendElements(QString& out, Message::Iterator it, int depth
             continue;
         }
         const TagData* data = lookup(tag);
-        out += tagToText(tag, data);
+        appendTag(out, tag, data);
         out += QLatin1Char('=');
-        out += valueText(it, data, depth);
+        appendValue(out, it, data, depth);
     }
 }
 
@@ -391,6 +614,8 @@ QString MessageWriter::toText(Message::Iterator& it) const
     if (m_options & MultiLine)
         return formatText(it, 0);
     QString out;
+    // About three characters per byte of a typical message.
+    out.reserve(qsizetype(it.end() - it.start()) * 3 + 16);
     appendElements(out, it, 0);
     return out;
 }

@@ -37,6 +37,10 @@ public:
 
 private:
     QString valueText(const Message::Iterator& it, const TagData* data, int depth) const;
+    // valueText appended to out, common values printed straight from the payload.
+    void appendValue(QString& out, const Message::Iterator& it, const TagData* data,
+                     int depth) const;
+    void appendTag(QString& out, int tag, const TagData* data) const;
     void appendElements(QString& out, Message::Iterator it, int depth) const;
     void appendFormatted(QString& out, Message::Iterator it, int indent, int depth) const;
     // False when the children do not walk cleanly to their end, or lie

@@ -1,11 +1,18 @@
-// Building and walking a typical message, beside a memcpy of its bytes.
+// Building and walking a typical message, beside a memcpy of its bytes and
+// protobuf's work on a proto3 message of the same content.
 
 #include "qrv16/message.h"
 #include "qrv16/types.h"
 
 #include "bench/korvbench.h"
 
+#include <QtEndian>
+
 #include <cstring>
+
+#ifdef KORV_HAVE_PROTOBUF
+#include "typical.pb.h"
+#endif
 
 using QRV16::Message;
 
@@ -84,6 +91,30 @@ long long walk(const Message::Iterator& range)
     return sum;
 }
 
+// The same sum through the zero-copy reads.
+long long walkViews(const Message::Iterator& range)
+{
+    long long sum = 0;
+    for (Message::Iterator it = range; !it.atEnd(); ++it) {
+        switch (QRV16::dataType(unsigned(it.tag()))) {
+        case QRV16::DataType::Integer: sum += it.getInt(); break;
+        case QRV16::DataType::String: sum += it.getUtf8().size(); break;
+        case QRV16::DataType::Bool: sum += it.getBool(); break;
+        case QRV16::DataType::DateTime: sum += it.getMSecsOfDay() % 1000; break;
+        case QRV16::DataType::NetworkAddress: {
+            const QByteArrayView a = it.getPayload();
+            if (a.size() == 4)
+                sum += qFromBigEndian<quint32>(a.data());
+            break;
+        }
+        case QRV16::DataType::BitArray: sum += qPopulationCount(it.getBits()); break;
+        case QRV16::DataType::List: sum += walkViews(it.getIterator()); break;
+        default: break;
+        }
+    }
+    return sum;
+}
+
 void setRates(benchmark::State& state)
 {
     state.SetItemsProcessed(state.iterations());
@@ -120,6 +151,16 @@ void BM_Walk(benchmark::State& state)
     setRates(state);
 }
 
+void BM_WalkViews(benchmark::State& state)
+{
+    const Message m = buildTypical(0);
+    if (walkViews(m.iterator()) != walk(m.iterator()))
+        state.SkipWithError("the views read other values than the getters");
+    for (auto _ : state)
+        benchmark::DoNotOptimize(walkViews(m.iterator()));
+    setRates(state);
+}
+
 void BM_WalkOnly(benchmark::State& state)
 {
     // Header hopping alone, no decoding: the iterator's own cost.
@@ -145,12 +186,85 @@ void BM_Memcpy(benchmark::State& state)
     setRates(state);
 }
 
+#ifdef KORV_HAVE_PROTOBUF
+
+// Sets every field, as buildTypical appends every element.
+void fillProto(korvbench::Typical& t)
+{
+    static const std::string pump = pumpName.toStdString();
+    static const std::string person = operatorName.toStdString();
+    static const qint64 stampMs = stamp.toMSecsSinceEpoch();
+    t.set_count(42);
+    t.set_flow(1500);
+    t.set_offset(-20);
+    t.set_code(0x123456);
+    t.set_pump_name(pump);
+    t.set_operator_name(person);
+    t.set_stamp_ms(stampMs);
+    t.set_address(0xC0A80114);
+    t.set_status_bits(0x249249);
+    t.set_running(true);
+    korvbench::Triple* list = t.mutable_list();
+    list->set_first(1);
+    list->set_second(2);
+    list->set_third(3);
+    t.set_level(7);
+    t.set_limit(65535);
+    t.set_state("ok");
+    t.set_spare(0);
+    t.set_total(99999);
+    t.set_alarm(false);
+    t.set_hours(12);
+}
+
+void BM_ProtoBuild(benchmark::State& state)
+{
+    // Set fields + serialize, as Build appends elements into its bytes.
+    for (auto _ : state) {
+        korvbench::Typical t;
+        fillProto(t);
+        std::string bytes = t.SerializeAsString();
+        benchmark::DoNotOptimize(bytes.data());
+    }
+    setRates(state);
+}
+
+void BM_ProtoParseRead(benchmark::State& state)
+{
+    korvbench::Typical filled;
+    fillProto(filled);
+    const std::string bytes = filled.SerializeAsString();
+    for (auto _ : state) {
+        korvbench::Typical t;
+        t.ParseFromString(bytes);
+        long long sum = t.count() + t.flow() + t.offset() + t.code();
+        sum += t.pump_name().size() + t.operator_name().size();
+        sum += t.stamp_ms() % 1000 + t.address() + qPopulationCount(t.status_bits()) + t.running();
+        sum += t.list().first() + t.list().second() + t.list().third();
+        sum += t.level() + t.limit() + t.state().size() + t.spare() + t.total() + t.alarm();
+        sum += t.hours();
+        benchmark::DoNotOptimize(sum);
+    }
+    state.counters["proto bytes"] = double(bytes.size());
+    setRates(state);
+}
+
+BENCHMARK(BM_ProtoBuild);
+BENCHMARK(BM_ProtoParseRead);
+
+#endif
+
 } // namespace
+
+KORV_BENCH_COMPARE("BM_Build", "BM_ProtoBuild")
+KORV_BENCH_COMPARE("BM_Walk", "BM_ProtoParseRead")
+KORV_BENCH_COMPARE("BM_WalkViews", "BM_ProtoParseRead")
 
 BENCHMARK(BM_Memcpy);
 BENCHMARK(BM_Build);
 BENCHMARK(BM_BuildGrowing);
 BENCHMARK(BM_Walk);
+BENCHMARK(BM_WalkViews);
 BENCHMARK(BM_WalkOnly);
 
 KORV_BENCH_MAIN("BM_Memcpy")

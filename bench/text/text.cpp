@@ -1,4 +1,5 @@
-// The text notation with demo.qrvdef's tables, and the stream collector.
+// The text notation with demo.qrvdef's tables, and the stream collector;
+// printing and parsing beside protobuf's text format on the same content.
 
 #include "bench/korvbench.h"
 
@@ -11,6 +12,12 @@
 
 #include <cstring>
 #include <memory>
+
+#ifdef KORV_HAVE_PROTOBUF
+#include "typical.pb.h"
+
+#include <google/protobuf/text_format.h>
+#endif
 
 using namespace QRV16;
 
@@ -116,6 +123,77 @@ void BM_ParseText(benchmark::State& state)
     rates(state, d.typical.size());
 }
 
+#ifdef KORV_HAVE_PROTOBUF
+
+// The content of Demo::typical as a proto3 message.
+korvbench::DemoTypical demoProto()
+{
+    korvbench::DemoTypical t;
+    t.set_i0(0);
+    t.set_i1(1);
+    t.set_i2(2);
+    t.set_i3(3);
+    t.set_i4(4000);
+    t.set_i5(5000);
+    t.set_i6(6000);
+    t.set_i7(7000);
+    t.set_place("north basin pump 4");
+    t.set_operator_name("J. Lindqvist");
+    t.set_state("ok");
+    t.set_stamp_ms(QDateTime(QDate(2026, 11, 22), QTime(19, 30, 15, 250), Qt::UTC)
+                       .toMSecsSinceEpoch());
+    t.set_address(0xC0A80114);
+    t.set_bits(0x0B);
+    t.set_running(true);
+    korvbench::Triple* list = t.mutable_list();
+    list->set_first(0);
+    list->set_second(1);
+    list->set_third(2);
+    t.set_alarm(false);
+    t.set_hours(12);
+    t.set_date_days(dateToDaysSince1990(QDate(2026, 1, 1)));
+    t.set_time_s(6 * 3600 + 30 * 60);
+    return t;
+}
+
+void BM_ProtoPrintText(benchmark::State& state)
+{
+    const korvbench::DemoTypical t = demoProto();
+    google::protobuf::TextFormat::Printer printer;
+    printer.SetSingleLineMode(true);
+    std::string text;
+    for (auto _ : state) {
+        text.clear();
+        printer.PrintToString(t, &text);
+        benchmark::DoNotOptimize(text.data());
+    }
+    rates(state, qint64(t.ByteSizeLong()));
+    state.counters["chars"] = double(text.size());
+}
+
+void BM_ProtoParseText(benchmark::State& state)
+{
+    const korvbench::DemoTypical t = demoProto();
+    google::protobuf::TextFormat::Printer printer;
+    printer.SetSingleLineMode(true);
+    std::string text;
+    printer.PrintToString(t, &text);
+    korvbench::DemoTypical back;
+    if (!google::protobuf::TextFormat::ParseFromString(text, &back) ||
+        back.SerializeAsString() != t.SerializeAsString())
+        state.SkipWithError("the proto3 message does not read back");
+    for (auto _ : state) {
+        korvbench::DemoTypical parsed;
+        benchmark::DoNotOptimize(google::protobuf::TextFormat::ParseFromString(text, &parsed));
+    }
+    rates(state, qint64(t.ByteSizeLong()));
+}
+
+BENCHMARK(BM_ProtoPrintText);
+BENCHMARK(BM_ProtoParseText);
+
+#endif
+
 // Messages of 22 bytes: 3,000 of them fill about 64 KiB.
 QByteArray smallMessages(int count)
 {
@@ -162,6 +240,9 @@ void BM_MemcpyChunk(benchmark::State& state)
 }
 
 } // namespace
+
+KORV_BENCH_COMPARE("BM_WriteText", "BM_ProtoPrintText")
+KORV_BENCH_COMPARE("BM_ParseText", "BM_ProtoParseText")
 
 BENCHMARK(BM_WriteText);
 BENCHMARK(BM_ParseText);

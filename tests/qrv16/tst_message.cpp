@@ -5,6 +5,7 @@
 #include <QtTest>
 
 #include <climits>
+#include <ctime>
 
 using namespace QRV16;
 using Iterator = Message::Iterator;
@@ -130,6 +131,11 @@ private Q_SLOTS:
     void getMessageCopiesElement();
     void convenienceReaders();
     void hooks();
+    void views_data();
+    void views();
+    void viewsFollowDeciphering();
+    void dateTimeAcrossZoneRules_data();
+    void dateTimeAcrossZoneRules();
     void randomRoundTrip();
     void randomBytesNeverReadOutOfRange();
 };
@@ -709,6 +715,144 @@ void TestMessage::hooks()
     QCOMPARE(m.getString(0x3001), QString("cba"));
 }
 
+void TestMessage::views_data()
+{
+    QTest::addColumn<QString>("view");
+    QTest::addColumn<QString>("element");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<QVariant>("value");
+
+    // Day 1 (1990-01-02), 3661 s, 250 ms; then without milliseconds.
+    const char* stamp = "0C 00 01 60 01 00 00 00 4D 0E 00 00 FA 00";
+    const char* stampNoMs = "0A 00 01 60 01 00 00 00 4D 0E 00 00";
+    const char* shortStamp = "09 00 01 60 01 00 00 00 4D 0E 00";
+    const qint64 day1 = (7305 + 1) * 86400000ll;
+
+    QTest::newRow("payload") << "payload" << "04 00 01 10 34 12" << true << QVariant(hex("3412"));
+    QTest::newRow("empty payload") << "payload" << "02 00 01 00" << true << QVariant(QByteArray());
+    QTest::newRow("payload past the end") << "payload" << "09 00 01 10 05" << false
+                                          << QVariant(QByteArray());
+    QTest::newRow("length below 2") << "payload" << "01 00 01 10 05" << false
+                                    << QVariant(QByteArray());
+    QTest::newRow("utf8") << "utf8" << "07 00 01 30 C3 A4 62 63 64" << true
+                          << QVariant(QByteArray("\xC3\xA4" "bcd"));
+    QTest::newRow("utf8 past the end") << "utf8" << "08 00 01 30 61 62" << false
+                                       << QVariant(QByteArray());
+    QTest::newRow("days") << "days" << stamp << true << QVariant(1ll);
+    QTest::newRow("msecs of day") << "msecs" << stamp << true << QVariant(3661250ll);
+    QTest::newRow("msecs without ms") << "msecs" << stampNoMs << true << QVariant(3661000ll);
+    QTest::newRow("seconds wrap into the day")
+        << "msecs" << "0A 00 01 60 01 00 00 00 81 51 01 00" << true << QVariant(1000ll);
+    QTest::newRow("epoch") << "epoch" << stamp << true << QVariant(day1 + 3661250);
+    QTest::newRow("epoch of day 0 has no date")
+        << "epoch" << "0A 00 01 60 00 00 00 00 4D 0E 00 00" << false << QVariant(0ll);
+    QTest::newRow("short days") << "days" << shortStamp << false << QVariant(0ll);
+    QTest::newRow("short msecs") << "msecs" << shortStamp << false << QVariant(0ll);
+    QTest::newRow("short epoch") << "epoch" << shortStamp << false << QVariant(0ll);
+    QTest::newRow("days past the end") << "days" << "0C 00 01 60 01 00 00 00" << false
+                                       << QVariant(0ll);
+    QTest::newRow("bits") << "bits" << "04 00 01 70 0B 01" << true << QVariant(0x010Bll);
+    QTest::newRow("64 bits") << "bits" << "0A 00 01 70 01 00 00 00 00 00 00 80" << true
+                             << QVariant(qint64(0x8000000000000001ull));
+    QTest::newRow("no bits") << "bits" << "02 00 01 70" << true << QVariant(0ll);
+    QTest::newRow("more than 64 bits") << "bits" << "0B 00 01 70 01 00 00 00 00 00 00 00 01"
+                                       << false << QVariant(0ll);
+    QTest::newRow("bits past the end") << "bits" << "06 00 01 70 01" << false << QVariant(0ll);
+}
+
+void TestMessage::views()
+{
+    QFETCH(QString, view);
+    QFETCH(QString, element);
+    QFETCH(bool, ok);
+    QFETCH(QVariant, value);
+    // Each buffer alone on the heap, so that the sanitizer sees overruns.
+    const QByteArray bytes = hex(element.toLatin1().constData());
+    const Message m(QByteArray(bytes.constData(), bytes.size()));
+    const Iterator it = m.topLevelIterator();
+    bool got = !ok;
+    QVariant v;
+    if (view == "payload")
+        v = it.getPayload(&got).toByteArray();
+    else if (view == "utf8") {
+        const QUtf8StringView text = it.getUtf8(&got);
+        v = QByteArray(text.data(), text.size());
+        if (got)
+            QCOMPARE(text.toString(), it.getString());
+    } else if (view == "days")
+        v = qint64(it.getDays(&got));
+    else if (view == "msecs")
+        v = qint64(it.getMSecsOfDay(&got));
+    else if (view == "epoch")
+        v = it.getEpochMSecs(&got);
+    else if (view == "bits")
+        v = qint64(it.getBits(&got));
+    QCOMPARE(got, ok);
+    QCOMPARE(v, value);
+}
+
+void TestMessage::viewsFollowDeciphering()
+{
+    Message m;
+    m.appendString(0x3001, "cba");
+    const Iterator it = m.topLevelIterator();
+    Message::decipher = reverseHook;
+    bool ok = false;
+    const QString text = it.getUtf8(&ok).toString();
+    const QByteArray payload = it.getPayload().toByteArray();
+    Message::decipher = nullptr;
+    QVERIFY(ok);
+    QCOMPARE(text, QString("abc"));
+    QCOMPARE(payload, QByteArray("abc"));
+    QCOMPARE(it.getPayload().toByteArray(), QByteArray("cba"));
+}
+
+void TestMessage::dateTimeAcrossZoneRules_data()
+{
+    QTest::addColumn<QByteArray>("zone");
+    QTest::newRow("UTC") << QByteArray("UTC");
+    QTest::newRow("Berlin") << QByteArray("Europe/Berlin");
+    QTest::newRow("New York") << QByteArray("America/New_York");
+    QTest::newRow("Lord Howe half hours") << QByteArray("Australia/Lord_Howe");
+}
+
+void TestMessage::dateTimeAcrossZoneRules()
+{
+    // Every value reads as the local date-time built from its date and time,
+    // also on the days the rules change, and after the zone itself changes.
+    QFETCH(QByteArray, zone);
+    const QByteArray saved = qgetenv("TZ");
+    Message m;
+    for (int day = 0; day < 400; ++day)
+        for (int ms : {0, 1, 2 * 3600000 + 1800000, 3 * 3600000 - 1, 12 * 3600000, 86399999})
+            m.appendDateTime(0x6001, QDateTime(QDate(2025, 10, 1).addDays(day),
+                                               QTime::fromMSecsSinceStartOfDay(ms), Qt::UTC),
+                             Message::MillisecondsAlways);
+    for (const QByteArray& tz : {zone, zone == "UTC" ? QByteArray("Europe/Berlin") : "UTC"}) {
+        qputenv("TZ", tz);
+        tzset();
+        int checked = 0;
+        for (Iterator it = m.topLevelIterator(); !it.atEnd(); ++it, ++checked) {
+            const QDateTime expected(QDate(1990, 1, 1).addDays(it.getDays()),
+                                     QTime::fromMSecsSinceStartOfDay(it.getMSecsOfDay()));
+            const QDateTime got = it.getDateTime();
+            if (got != expected || got.offsetFromUtc() != expected.offsetFromUtc() ||
+                got.date() != expected.date() || got.time() != expected.time() ||
+                got.isDaylightTime() != expected.isDaylightTime() ||
+                got.timeSpec() != Qt::LocalTime)
+                QFAIL(qPrintable(QString("%1: %2 read as %3")
+                                     .arg(QString(tz), expected.toString(Qt::ISODateWithMs),
+                                          got.toString(Qt::ISODateWithMs))));
+        }
+        QCOMPARE(checked, 2400);
+    }
+    if (saved.isNull())
+        qunsetenv("TZ");
+    else
+        qputenv("TZ", saved);
+    tzset();
+}
+
 namespace {
 
 struct Element
@@ -887,6 +1031,12 @@ int exhaust(Iterator it, int depth)
         it.getIPAddress(&ok);
         it.getPair(&ok);
         it.getRect(&ok);
+        it.getPayload(&ok);
+        it.getUtf8(&ok);
+        it.getDays(&ok);
+        it.getMSecsOfDay(&ok);
+        it.getEpochMSecs(&ok);
+        it.getBits(&ok);
         for (int w = 0; w <= 5; ++w)
             it.getIntList(&ok, w);
         it.getMessage(&ok);

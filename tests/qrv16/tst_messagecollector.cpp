@@ -23,6 +23,7 @@ private Q_SLOTS:
     void emptyCollector();
     void largeFalseLengthStalls();
     void manyMessagesInOneBuffer();
+    void takenMessagesStayIntact();
 };
 
 void TestMessageCollector::chunks_data()
@@ -148,6 +149,32 @@ void TestMessageCollector::manyMessagesInOneBuffer()
     drain();
     QCOMPARE(next, 30000);
     QCOMPARE(c.pending(), 0);
+}
+
+void TestMessageCollector::takenMessagesStayIntact()
+{
+    // Messages taken out share the received chunk; writing to one of them,
+    // to the chunk or to the collector must leave the others as they were.
+    QByteArray chunk = hex("0300011001 0400011002 03 0300011003 0300");
+    MessageCollector c;
+    c.append(chunk);
+    Message first = c.nextMessage();
+    const Message second = c.nextMessage();
+    const Message third = c.nextMessage();
+    QVERIFY(!c.hasMessage());
+    first.appendInt(0x1004, 0x7F);
+    chunk[4] = 'X';
+    c.append(hex("011004"));
+    QVERIFY(c.hasMessage());
+    const Message fourth = c.nextMessage();
+    c.reset();
+    c.append(hex("0300011009"));
+    QCOMPARE(first.bytes().toHex(), QByteArray("0300011001030004107f"));
+    QCOMPARE(second.bytes().toHex(), QByteArray("040001100203"));
+    QCOMPARE(third.bytes().toHex(), QByteArray("0300011003"));
+    QCOMPARE(fourth.bytes().toHex(), QByteArray("0300011004"));
+    QCOMPARE(c.nextMessage().bytes().toHex(), QByteArray("0300011009"));
+    QVERIFY(second.isValid());
 }
 
 QTEST_APPLESS_MAIN(TestMessageCollector)

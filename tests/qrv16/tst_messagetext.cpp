@@ -7,6 +7,7 @@
 #include <QRandomGenerator>
 
 #include <climits>
+#include <ctime>
 #include <iterator>
 
 using namespace QRV16;
@@ -20,6 +21,8 @@ private Q_SLOTS:
     void writer_data();
     void writer();
     void multiLine();
+    void dateTimeInLocalGaps_data();
+    void dateTimeInLocalGaps();
     void escapes_data();
     void escapes();
     void hexify_data();
@@ -104,6 +107,17 @@ void TestMessageText::writer_data()
     QTest::newRow("date of four bytes is raw") << "060001400100" "0000" << true << 0
                                                << "Day=@AQAAAA==";
     QTest::newRow("time") << "04000150100E" << true << 0 << "Clock=01:00:00";
+    QTest::newRow("time of a whole day is raw") << "0500015080" "5101" << true << 0
+                                                << "Clock=@gFEB";
+    QTest::newRow("time of two bytes for one is raw") << "0400015001" "00" << true << 0
+                                                      << "Clock=@AQA=";
+    QTest::newRow("datetime past the day is raw") << "0A000160010000008051" "0100" << true << 0
+                                                  << "Stamp=@AQAAAIBRAQA=";
+    QTest::newRow("datetime ms past a second is raw") << "0C00016001000000010000" "00E803"
+                                                      << true << 0
+                                                      << "Stamp=@AQAAAAEAAADoAw==";
+    QTest::newRow("datetime of nine bytes is raw") << "0B00016001000000010000" "0000" << true
+                                                   << 0 << "Stamp=@AQAAAAEAAAAA";
     QTest::newRow("datetime") << "0A0001600100000001000000" << true << 0
                               << "Stamp=1990-01-02T00:00:01";
     QTest::newRow("datetime with ms") << "0C00016001000000010000" "00FA00" << true << 0
@@ -960,6 +974,53 @@ void TestMessageText::anyBytesPrintToAFixedPoint()
         QVERIFY2(failure.isEmpty(),
                  qPrintable(QString("seed %1 (QRV16_SEED=%1 reruns it), %2").arg(seed).arg(failure)));
     }
+}
+
+void TestMessageText::dateTimeInLocalGaps_data()
+{
+    // A wall-clock time the zone skips has no local date-time: it prints as
+    // the null date-time "0", as it always did;
+    // the same day's other times and the days around print readable.
+    QTest::addColumn<QByteArray>("zone");
+    QTest::addColumn<QString>("stamps");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("Berlin spring")
+        << QByteArray("Europe/Berlin") << "2026-03-28T02:30 2026-03-29T02:30 2026-03-29T12:00"
+        << "6001=2026-03-28T02:30:00 6001=0 6001=2026-03-29T12:00:00";
+    QTest::newRow("UTC has no gap") << QByteArray("UTC") << "2026-03-29T02:30 2026-03-29T02:30"
+                                    << "6001=2026-03-29T02:30:00 6001=2026-03-29T02:30:00";
+    QTest::newRow("New York, then the same day again")
+        << QByteArray("America/New_York") << "2026-03-08T01:59 2026-03-08T02:30 2026-03-08T02:30"
+        << "6001=2026-03-08T01:59:00 6001=0 6001=0";
+}
+
+void TestMessageText::dateTimeInLocalGaps()
+{
+    QFETCH(QByteArray, zone);
+    QFETCH(QString, stamps);
+    QFETCH(QString, text);
+    const QByteArray saved = qgetenv("TZ");
+    qputenv("TZ", zone);
+    tzset();
+    Message m;
+    for (const QString& s : stamps.split(' ')) {
+        const QDateTime wall = QDateTime::fromString(s, Qt::ISODate);
+        // Written from the wire fields: a local QDateTime would move out of the gap.
+        const quint32 days = quint32(dateToDaysSince1990(wall.date()));
+        const quint32 seconds = quint32(wall.time().msecsSinceStartOfDay() / 1000);
+        QByteArray payload;
+        for (quint32 v : {days, seconds})
+            for (int i = 0; i < 4; ++i)
+                payload += char(v >> (8 * i) & 0xFF);
+        m.appendByteArray(0x6001, payload);
+    }
+    const QString written = MessageWriter().toText(m);
+    if (saved.isNull())
+        qunsetenv("TZ");
+    else
+        qputenv("TZ", saved);
+    tzset();
+    QCOMPARE(written, text);
 }
 
 QTEST_APPLESS_MAIN(TestMessageText)
