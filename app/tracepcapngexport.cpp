@@ -45,7 +45,7 @@ int TracePcapngExport::write(const TraceModel* model, QIODevice* device, QString
         return -1;
     }
     int count = 0;
-    for (int row = 0; row < model->rowCount(); ++row) {
+    for (int row = 0; row < model->lineCount(); ++row) {
         const TraceItem* item = model->index2item(model->index(row, 0));
         PcapngWriter::Packet packet;
         if (!item || !classify(item->color(), &packet))
