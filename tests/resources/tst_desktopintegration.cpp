@@ -76,6 +76,9 @@ void TestDesktopIntegration::fileTypes_data()
         << "pumps.xml" << examples + "demo.qrvdef" << "application/x-korv-definitions";
     QTest::newRow("bookmarks by content")
         << "pumps.xml" << examples + "demo.qrvbm" << "application/x-korv-bookmarks";
+    QTest::newRow("answers by name") << "station.qrvans" << QString() << "application/x-korv-answers";
+    QTest::newRow("answers by content")
+        << "station.xml" << examples + "pump-station.qrvans" << "application/x-korv-answers";
 }
 
 void TestDesktopIntegration::fileTypes()
@@ -102,11 +105,13 @@ void TestDesktopIntegration::desktopEntries_data()
     QTest::addColumn<QString>("exec");
     QTest::addColumn<QString>("mimeType");
     QTest::addColumn<bool>("inMenu");
-    // The window reads its files only through -d and -b.
+    // The window reads its files only through -d, -b and -a.
     QTest::newRow("program") << "korvgui.desktop" << "korvgui -d %f"
                              << "application/x-korv-definitions;" << true;
     QTest::newRow("bookmarks") << "korvgui-bookmarks.desktop" << "korvgui -b %f"
                                << "application/x-korv-bookmarks;" << false;
+    QTest::newRow("answers") << "korvgui-answers.desktop" << "korvgui -a %f"
+                             << "application/x-korv-answers;" << false;
 }
 
 void TestDesktopIntegration::desktopEntries()
