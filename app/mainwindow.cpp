@@ -847,6 +847,7 @@ void MainWindow::onStyle()
     m_styledialog = new StyleDialog(this);
     m_styledialog->setAttribute(Qt::WA_DeleteOnClose);
     m_styledialog->setStyle(m_style);
+    m_styledialog->setTags(m_tags.get());
     connect(m_styledialog, &StyleDialog::apply, this, &MainWindow::onApplyStyle);
     m_styledialog->show();
 }

@@ -1,5 +1,7 @@
 #include "app/styledialog.h"
 
+#include "app/colorruleeditor.h"
+
 #include "widgets/colorbutton.h"
 
 #include <QDialogButtonBox>
@@ -146,8 +148,14 @@ StyleDialog::StyleDialog(QWidget* parent)
     grid->addWidget(channels[1], 1, 1);
     grid->setColumnStretch(0, 1);
     grid->setColumnStretch(1, 1);
+    auto* rules = new QGroupBox(tr("Colour rules (first match colours the message)"), this);
+    m_colorRules = new ColorRuleEditor(rules);
+    auto* rulesLayout = new QVBoxLayout(rules);
+    rulesLayout->addWidget(m_colorRules);
+
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(grid);
+    layout->addWidget(rules, 1);
     layout->addWidget(preview, 1);
     layout->addWidget(buttons);
 
@@ -170,6 +178,7 @@ void StyleDialog::setStyle(const StyleSettings& style)
     }
     m_textFont = style.textFont();
     m_codeFont = style.codeFont();
+    m_colorRules->setRules(style.colorRules());
     updateFontButtons();
     updatePreview();
 }
@@ -181,7 +190,13 @@ StyleSettings StyleDialog::style() const
         style.setColor(StyleColor(i), m_pb_colors[i]->color());
     style.setTextFont(m_textFont);
     style.setCodeFont(m_codeFont);
+    style.setColorRules(m_colorRules->rules());
     return style;
+}
+
+void StyleDialog::setTags(const QRV16::TagDataLut* tags)
+{
+    m_colorRules->setTags(tags);
 }
 
 void StyleDialog::accept()

@@ -5,7 +5,12 @@
 #include <QDialog>
 #include <QFont>
 
+namespace QRV16 {
+class TagDataLut;
+}
+
 class ColorButton;
+class ColorRuleEditor;
 class QPushButton;
 class QTreeWidget;
 
@@ -22,6 +27,9 @@ public:
     // the widget style is QWidget::style().
     void setStyle(const StyleSettings& style);
     StyleSettings style() const;
+    // Names for the colour rules' expressions; not owned.
+    void setTags(const QRV16::TagDataLut* tags);
+    ColorRuleEditor* colorRuleEditor() const { return m_colorRules; }
 
 public Q_SLOTS:
     void accept() override;
@@ -42,6 +50,7 @@ private:
     QPushButton* m_pb_textfont;
     QPushButton* m_pb_codefont;
     QTreeWidget* m_tw_preview;
+    ColorRuleEditor* m_colorRules;
     QFont m_textFont;
     QFont m_codeFont;
 };

@@ -20,6 +20,10 @@ const QRgb defaultColors[StyleColorCount] = {
 
 const QString textFontKey = QStringLiteral("TextFont");
 const QString codeFontKey = QStringLiteral("CodeFont");
+const QString rulesKey = QStringLiteral("ColorRules");
+const QString ruleExpressionKey = QStringLiteral("Expression");
+const QString ruleColorKey = QStringLiteral("Color");
+const QString ruleEnabledKey = QStringLiteral("Enabled");
 
 QColor readColor(const QVariant& value, const QColor& fallback)
 {
@@ -79,6 +83,20 @@ void StyleSettings::restoreFromSettings(QSettings& settings, const QString& grou
         m_colors[i] = readColor(settings.value(QLatin1String(colorKeys[i])), m_colors[i]);
     m_textFont = readFont(settings.value(textFontKey), m_textFont);
     m_codeFont = readFont(settings.value(codeFontKey), m_codeFont);
+    // Only a saved array replaces the rules: older settings have none.
+    if (settings.childGroups().contains(rulesKey)) {
+        m_colorRules.clear();
+        const int count = settings.beginReadArray(rulesKey);
+        for (int i = 0; i < count; ++i) {
+            settings.setArrayIndex(i);
+            ColorRule rule;
+            rule.expression = settings.value(ruleExpressionKey).toString();
+            rule.color = readColor(settings.value(ruleColorKey), QColor(Qt::red));
+            rule.enabled = settings.value(ruleEnabledKey, true).toBool();
+            m_colorRules.append(rule);
+        }
+        settings.endArray();
+    }
     settings.endGroup();
 }
 
@@ -89,6 +107,15 @@ void StyleSettings::saveToSettings(QSettings& settings, const QString& group) co
         settings.setValue(QLatin1String(colorKeys[i]), m_colors[i].name(QColor::HexArgb));
     settings.setValue(textFontKey, m_textFont.toString());
     settings.setValue(codeFontKey, m_codeFont.toString());
+    settings.remove(rulesKey);
+    settings.beginWriteArray(rulesKey, m_colorRules.size());
+    for (int i = 0; i < m_colorRules.size(); ++i) {
+        settings.setArrayIndex(i);
+        settings.setValue(ruleExpressionKey, m_colorRules[i].expression);
+        settings.setValue(ruleColorKey, m_colorRules[i].color.name(QColor::HexArgb));
+        settings.setValue(ruleEnabledKey, m_colorRules[i].enabled);
+    }
+    settings.endArray();
     settings.endGroup();
 }
 
@@ -111,5 +138,5 @@ bool StyleSettings::operator==(const StyleSettings& o) const
         if (m_colors[i] != o.m_colors[i])
             return false;
     }
-    return m_textFont == o.m_textFont && m_codeFont == o.m_codeFont;
+    return m_textFont == o.m_textFont && m_codeFont == o.m_codeFont && m_colorRules == o.m_colorRules;
 }

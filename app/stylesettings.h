@@ -4,6 +4,7 @@
 #include <QFont>
 #include <QPalette>
 #include <QString>
+#include <QVector>
 
 class QSettings;
 
@@ -40,6 +41,19 @@ constexpr StyleColor channelColor(StyleColor channel1Color, int channel)
 class StyleSettings
 {
 public:
+    // Colours the lines whose message matches `expression`; a rule that does
+    // not parse is kept, so the user can mend it, but colours nothing.
+    struct ColorRule
+    {
+        QString expression;
+        QColor color;
+        bool enabled = true;
+        bool operator==(const ColorRule& o) const
+        {
+            return expression == o.expression && color == o.color && enabled == o.enabled;
+        }
+    };
+
     StyleSettings();
 
     QColor color(StyleColor which) const;
@@ -48,6 +62,9 @@ public:
     void setTextFont(const QFont& font) { m_textFont = font; }
     QFont codeFont() const { return m_codeFont; }
     void setCodeFont(const QFont& font) { m_codeFont = font; }
+    // In order: the first matching rule wins.
+    QVector<ColorRule> colorRules() const { return m_colorRules; }
+    void setColorRules(const QVector<ColorRule>& rules) { m_colorRules = rules; }
 
     // Keys that are missing or unreadable keep their current values.
     void restoreFromSettings(QSettings& settings, const QString& group);
@@ -67,4 +84,5 @@ private:
     QColor m_colors[StyleColorCount];
     QFont m_textFont;
     QFont m_codeFont;
+    QVector<ColorRule> m_colorRules;
 };

@@ -284,12 +284,37 @@ void TraceModel::setStyle(const StyleSettings* style)
 {
     Q_EMIT layoutAboutToBeChanged();
     m_style = style;
+    compileColorRules();
     if (style) {
         const int text = QFontMetrics(style->textFont()).height();
         const int code = QFontMetrics(style->codeFont()).height();
         m_rowHeight = qMax(qMax(text, code), 16);
     }
     Q_EMIT layoutChanged();
+}
+
+void TraceModel::setTags(const QRV16::TagDataLut* tags)
+{
+    m_tags = tags;
+    compileColorRules();
+    if (!m_colorRules.empty() && m_published > 0)
+        Q_EMIT dataChanged(index(0, 0), index(m_published - 1, ColumnCount - 1), {Qt::ForegroundRole});
+}
+
+void TraceModel::compileColorRules()
+{
+    m_colorRules.clear();
+    if (!m_style)
+        return;
+    for (const StyleSettings::ColorRule& rule : m_style->colorRules()) {
+        if (!rule.enabled || !rule.color.isValid())
+            continue;
+        CompiledRule compiled;
+        if (compiled.expression.parse(rule.expression, m_tags) && !compiled.expression.isEmpty()) {
+            compiled.color = rule.color;
+            m_colorRules.push_back(std::move(compiled));
+        }
+    }
 }
 
 void TraceModel::setLimit(int lines)
@@ -540,6 +565,15 @@ QVariant TraceModel::highlightData(const TraceItem* item, int role) const
     const StyleColor color = item->color();
     if (!m_style || !StyleSettings::isValid(color))
         return QVariant();
+    // Rules colour the text of whole messages, not their element lines.
+    const TraceItem::MessageRange* range = item->message();
+    if (role == Qt::ForegroundRole && range && item->parent() == m_root.get() && !m_colorRules.empty()) {
+        const QRV16::Message message(range->bytes);
+        for (const CompiledRule& rule : m_colorRules) {
+            if (rule.expression.matches(message, range->start, range->end))
+                return rule.color;
+        }
+    }
     return role == Qt::ForegroundRole ? m_style->color(color) : m_style->color(ColorBackground);
 }
 

@@ -5,6 +5,7 @@
 #include "app/traceitem.h"
 
 #include "qrv16/message.h"
+#include "qrv16/messageexpression.h"
 
 #include <QAbstractItemModel>
 #include <QDateTime>
@@ -75,14 +76,15 @@ public:
     // A text that heads the tool tip of a message line.
     void setNote(const QModelIndex& index, const QString& note);
 
-    // Not owned; null for no style.
+    // Not owned; null for no style. Call again when its colour rules change.
     void setStyle(const StyleSettings* style);
     const StyleSettings* style() const { return m_style; }
     int rowHeight() const { return m_rowHeight; }
 
     // Not owned; must stay valid until replaced. Child lines of a message
     // are built on first use with the tables set then.
-    void setTags(const QRV16::TagDataLut* tags) { m_tags = tags; }
+    // The colour rules are compiled again with the new names.
+    void setTags(const QRV16::TagDataLut* tags);
     const QRV16::TagDataLut* tags() const { return m_tags; }
 
     // Stands in for "now" while valid (replays); invalid to end that.
@@ -129,6 +131,7 @@ private:
     QVariant tooltipData(const TraceItem* item) const;
     QVariant fontData(int column) const;
     QVariant highlightData(const TraceItem* item, int role) const;
+    void compileColorRules();
     void removeItem(TraceItem* parent, int row, int count);
     void scheduleFlush();
     bool isPublished(const TraceItem* item) const;
@@ -138,6 +141,14 @@ private:
     QDateTime m_replayTime;
     const StyleSettings* m_style = nullptr; // Not owned.
     const QRV16::TagDataLut* m_tags = nullptr; // Not owned.
+    // The enabled rules that parse, compiled once; evaluated only for the
+    // lines a view asks for.
+    struct CompiledRule
+    {
+        QRV16::MessageExpression expression;
+        QColor color;
+    };
+    std::vector<CompiledRule> m_colorRules;
     int m_rowHeight = 32;
     // Top-level lines that views know: the first m_published children of
     // the root. The rest wait for flush().

@@ -17,6 +17,8 @@ private Q_SLOTS:
     void roundTrip();
     void missingAndBadValuesKeepTheCurrentOnes();
     void palette();
+    void colorRulesRoundTrip_data();
+    void colorRulesRoundTrip();
     void channelColours();
 };
 
@@ -97,6 +99,42 @@ void TestStyleSettings::roundTrip()
     QCOMPARE(restored.textFont(), text);
     QCOMPARE(restored.codeFont(), code);
     QVERIFY(restored == style);
+    QCOMPARE(settings.group(), QString());
+}
+
+using Rules = QVector<StyleSettings::ColorRule>;
+Q_DECLARE_METATYPE(Rules)
+
+void TestStyleSettings::colorRulesRoundTrip_data()
+{
+    QTest::addColumn<Rules>("rules");
+    QTest::newRow("none") << Rules();
+    QTest::newRow("one") << Rules{{QStringLiteral("ResultCode!=Ok"), QColor(Qt::red), true}};
+    QTest::newRow("order, disabled and broken kept")
+        << Rules{{QStringLiteral("Temperature>700"), QColor(1, 2, 3), false},
+                 {QStringLiteral("(PumpMode="), QColor(0, 128, 0, 100), true},
+                 {QStringLiteral("not 0x10"), QColor(Qt::blue), true}};
+}
+
+void TestStyleSettings::colorRulesRoundTrip()
+{
+    QFETCH(Rules, rules);
+    const QString group = QStringLiteral("MainWindow/Style");
+    {
+        // Start from more rules than saved: saving must drop the extra ones.
+        QSettings settings;
+        StyleSettings longer;
+        longer.setColorRules(Rules(4, {QStringLiteral("Old"), QColor(Qt::gray), true}));
+        longer.saveToSettings(settings, group);
+        StyleSettings style;
+        style.setColorRules(rules);
+        style.saveToSettings(settings, group);
+    }
+    QSettings settings;
+    StyleSettings restored;
+    restored.setColorRules(Rules{{QStringLiteral("Stale"), QColor(Qt::gray), true}});
+    restored.restoreFromSettings(settings, group);
+    QCOMPARE(restored.colorRules(), rules);
     QCOMPARE(settings.group(), QString());
 }
 

@@ -125,6 +125,9 @@ private Q_SLOTS:
     void removeAndRenumber();
     void updateSignalsOneRow();
     void styleSetsRowHeightFontsAndColours();
+    void colorRules_data();
+    void colorRules();
+    void colorRulesFollowNewNames();
     void headers();
     void modelTester();
     void linesBetweenBatchesArriveTogether_data();
@@ -661,6 +664,93 @@ void TestTraceModel::styleSetsRowHeightFontsAndColours()
     // Colours outside the table get none.
     const QModelIndex odd = model.append(new TraceItem(TraceData("1", StyleColor(15), "y", base)));
     QVERIFY(!odd.data(Qt::ForegroundRole).isValid());
+}
+
+using Rules = QVector<StyleSettings::ColorRule>;
+Q_DECLARE_METATYPE(Rules)
+
+// ResultCode=3, no pumps.
+QRV16::Message failedReply()
+{
+    QRV16::Message m;
+    m.beginMessage(0xE001);
+    m.appendInt(0x1006, 3);
+    m.endMessage();
+    return m;
+}
+
+void TestTraceModel::colorRules_data()
+{
+    const QColor red(Qt::red), green(Qt::green), blue(Qt::blue);
+    QTest::addColumn<Rules>("rules");
+    QTest::addColumn<QColor>("okColor");     // statusReply(); invalid for the style's own
+    QTest::addColumn<QColor>("failedColor"); // failedReply()
+
+    QTest::newRow("no rules") << Rules() << QColor() << QColor();
+    QTest::newRow("one rule") << Rules{{QStringLiteral("ResultCode!=Ok"), red, true}} << QColor() << red;
+    QTest::newRow("first match wins")
+        << Rules{{QStringLiteral("PumpId=2"), green, true}, {QStringLiteral("GetStatusReply"), red, true}}
+        << green << red;
+    QTest::newRow("disabled rule ignored")
+        << Rules{{QStringLiteral("GetStatusReply"), green, false}, {QStringLiteral("ResultCode=Ok"), blue, true}}
+        << blue << QColor();
+    QTest::newRow("broken rule ignored")
+        << Rules{{QStringLiteral("(ResultCode="), green, true}, {QStringLiteral("0x1006"), red, true}} << red
+        << red;
+    QTest::newRow("unknown name ignored")
+        << Rules{{QStringLiteral("NoSuchTag"), green, true}, {QStringLiteral("not PumpId"), blue, true}}
+        << QColor() << blue;
+    QTest::newRow("blank rule ignored") << Rules{{QStringLiteral("  "), green, true}} << QColor() << QColor();
+}
+
+void TestTraceModel::colorRules()
+{
+    QFETCH(Rules, rules);
+    QFETCH(QColor, okColor);
+    QFETCH(QColor, failedColor);
+
+    TraceModel model;
+    QAbstractItemModelTester tester(&model);
+    model.setTags(m_lut.get());
+    StyleSettings style;
+    style.setColorRules(rules);
+    model.setStyle(&style);
+    const QModelIndex text = model.append(QStringLiteral("1"), QStringLiteral("GetStatusReply"), ColorText, base);
+    const QModelIndex ok = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
+    const QModelIndex failed = model.append(QStringLiteral("1"), failedReply(), ColorMessageTx1, base, 1, 2);
+
+    QCOMPARE(ok.data(Qt::ForegroundRole).value<QColor>(),
+             okColor.isValid() ? okColor : style.color(ColorMessageRx1));
+    QCOMPARE(failed.data(Qt::ForegroundRole).value<QColor>(),
+             failedColor.isValid() ? failedColor : style.color(ColorMessageTx1));
+    // Rules colour text only, and only whole messages.
+    QCOMPARE(ok.data(Qt::BackgroundRole).value<QColor>(), style.color(ColorBackground));
+    QCOMPARE(text.data(Qt::ForegroundRole).value<QColor>(), style.color(ColorText));
+    QVERIFY(model.rowCount(ok) > 0);
+    const QModelIndex child = model.index(0, 0, ok);
+    const QColor childColor = child.data(Qt::ForegroundRole).value<QColor>();
+
+    // Taking the rules away restores the line colours once the style is set again.
+    style.setColorRules(Rules());
+    model.setStyle(&style);
+    QCOMPARE(failed.data(Qt::ForegroundRole).value<QColor>(), style.color(ColorMessageTx1));
+    QCOMPARE(child.data(Qt::ForegroundRole).value<QColor>(), childColor);
+}
+
+void TestTraceModel::colorRulesFollowNewNames()
+{
+    TraceModel model;
+    StyleSettings style;
+    style.setColorRules(Rules{{QStringLiteral("PumpId=2"), QColor(Qt::green), true}});
+    model.setStyle(&style);
+    const QModelIndex ok = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
+    model.flush();
+    // Without definitions the name does not resolve: no colour.
+    QCOMPARE(ok.data(Qt::ForegroundRole).value<QColor>(), style.color(ColorMessageRx1));
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    model.setTags(m_lut.get());
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(ok.data(Qt::ForegroundRole).value<QColor>(), QColor(Qt::green));
 }
 
 void TestTraceModel::headers()

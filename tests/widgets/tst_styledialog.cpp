@@ -2,6 +2,7 @@
 // edits its own colour, fonts come from QFontDialog, and the edited style
 // leaves through apply() on Apply and OK only.
 
+#include "app/colorruleeditor.h"
 #include "app/styledialog.h"
 #include "widgets/colorbutton.h"
 
@@ -12,6 +13,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QTableWidget>
 #include <QTimer>
 #include <QtTest>
 
@@ -95,6 +97,8 @@ private Q_SLOTS:
     void applyCarriesTheEditedStyle();
     void fontButtons_data();
     void fontButtons();
+    void colorRules_data();
+    void colorRules();
 };
 
 void TestStyleDialog::roundTrip_data()
@@ -110,6 +114,10 @@ void TestStyleDialog::roundTrip_data()
     pixels.setCodeFont(small);
     pixels.setColor(ColorBackground, QColor(20, 20, 20));
     QTest::newRow("a font sized in pixels on a dark background") << pixels;
+    StyleSettings rules;
+    rules.setColorRules({{QStringLiteral("ResultCode!=0"), QColor(Qt::red), true},
+                         {QStringLiteral("(broken"), QColor(1, 2, 3), false}});
+    QTest::newRow("colour rules, one broken and off") << rules;
 }
 
 void TestStyleDialog::roundTrip()
@@ -301,6 +309,82 @@ void TestStyleDialog::fontButtons()
     QVERIFY2(dialog.style() == expected, qPrintable(differences(dialog.style(), expected)));
     if (accept)
         QVERIFY2(fontButton->text().contains(QStringLiteral("17")), qPrintable(fontButton->text()));
+}
+
+using Rules = QVector<StyleSettings::ColorRule>;
+
+// Steps on the rule list, written as "add", "remove", "up", "down",
+// "text:EXPR", "off", "color:#rrggbb"; each applies to the current row.
+void TestStyleDialog::colorRules_data()
+{
+    const QColor a(Qt::red), b(Qt::blue), added(Qt::red);
+    const Rules two{{QStringLiteral("0x1006"), a, true}, {QStringLiteral("0x1001=2"), b, true}};
+    QTest::addColumn<QStringList>("steps");
+    QTest::addColumn<Rules>("expected");
+    QTest::addColumn<QString>("error");
+
+    QTest::newRow("nothing") << QStringList() << two << QString();
+    QTest::newRow("add and type") << QStringList{"add", "text:0x2001"}
+                                  << Rules{two[0], two[1], {QStringLiteral("0x2001"), added, true}} << QString();
+    QTest::newRow("first down") << QStringList{"down"} << Rules{two[1], two[0]} << QString();
+    QTest::newRow("up at the top does nothing") << QStringList{"up"} << two << QString();
+    QTest::newRow("remove first") << QStringList{"remove"} << Rules{two[1]} << QString();
+    QTest::newRow("switch off and recolour")
+        << QStringList{"off", "color:#00ff00"}
+        << Rules{{QStringLiteral("0x1006"), QColor(0, 255, 0), false}, two[1]} << QString();
+    QTest::newRow("broken expression kept, error with position")
+        << QStringList{"text:(0x1006"} << Rules{{QStringLiteral("(0x1006"), a, true}, two[1]}
+        << QStringLiteral("Rule 1, at ");
+}
+
+void TestStyleDialog::colorRules()
+{
+    QFETCH(QStringList, steps);
+    QFETCH(Rules, expected);
+    QFETCH(QString, error);
+
+    StyleDialog dialog;
+    StyleSettings style;
+    style.setColorRules({{QStringLiteral("0x1006"), QColor(Qt::red), true},
+                         {QStringLiteral("0x1001=2"), QColor(Qt::blue), true}});
+    dialog.setStyle(style);
+    ColorRuleEditor* editor = dialog.colorRuleEditor();
+    QTableWidget* table = editor->table();
+    const auto button = [editor](const QString& text) {
+        for (QPushButton* pb : editor->findChildren<QPushButton*>()) {
+            if (pb->text() == text)
+                return pb;
+        }
+        return static_cast<QPushButton*>(nullptr);
+    };
+    for (const QString& step : steps) {
+        const int row = table->currentRow();
+        if (step.startsWith(QLatin1String("text:"))) {
+            table->item(row, ColorRuleEditor::ExpressionColumn)->setText(step.mid(5));
+        } else if (step == QLatin1String("off")) {
+            table->item(row, ColorRuleEditor::EnabledColumn)->setCheckState(Qt::Unchecked);
+        } else if (step.startsWith(QLatin1String("color:"))) {
+            auto* color = qobject_cast<ColorButton*>(table->cellWidget(row, ColorRuleEditor::ColorColumn));
+            QVERIFY(color);
+            color->setColor(QColor(step.mid(6)));
+        } else {
+            QPushButton* pb = button(step.at(0).toUpper() + step.mid(1));
+            QVERIFY2(pb, qPrintable(step));
+            if (pb->isEnabled())
+                pb->click();
+        }
+    }
+    QCOMPARE(dialog.style().colorRules(), expected);
+    QCOMPARE(table->rowCount(), expected.size());
+    if (error.isEmpty())
+        QCOMPARE(editor->errorText(), QString());
+    else
+        QVERIFY2(editor->errorText().startsWith(error), qPrintable(editor->errorText()));
+
+    QSignalSpy spy(&dialog, &StyleDialog::apply);
+    dialog.onApply();
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(spy.at(0).at(0).value<StyleSettings>().colorRules(), expected);
 }
 
 QTEST_MAIN(TestStyleDialog)
