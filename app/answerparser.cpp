@@ -29,39 +29,19 @@ bool AnswerParser::parser()
 
 bool AnswerParser::failed()
 {
-    if (!hasError())
-        raiseUnexpectedEndError();
+    raiseTruncatedError();
     m_rules.clear();
     return false;
 }
 
 bool AnswerParser::parseRules()
 {
-    for (;;) {
-        switch (readNext(SkipLayout)) {
-        case StartElement:
-            if (name() == QLatin1String("rule")) {
-                if (!parseRule())
-                    return false;
-            } else {
-                raiseUnexpectedElementWarning(QStringLiteral("<rule>"));
-                if (!skipElement())
-                    return false;
-            }
-            break;
-        case EndElement:
-            return true;
-        case Characters:
-            raiseUnexpectedCharactersWarning();
-            break;
-        case Invalid:
-        case NoToken:
-        case EndDocument:
-            return false;
-        default:
-            break;
-        }
-    }
+    return readChildren([this] {
+        if (name() == QLatin1String("rule"))
+            return parseRule();
+        raiseUnexpectedElementWarning(QStringLiteral("<rule>"));
+        return skipElement();
+    });
 }
 
 int AnswerParser::number(const QString& attribute, const QString& text, int min, int fallback, bool* bad)
@@ -122,53 +102,38 @@ bool AnswerParser::parseRule()
     bool seen[3] = {false, false, false};
     QString* fields[3] = {&rule.name, &rule.when, &rule.answer};
     static const char* const names[3] = {"name", "when", "answer"};
-    for (;;) {
-        switch (readNext(SkipLayout)) {
-        case StartElement: {
-            int field = -1;
-            for (int i = 0; i < 3; ++i) {
-                if (name() == QLatin1String(names[i]))
-                    field = i;
-            }
-            if (field < 0) {
-                raiseUnexpectedElementWarning(QStringLiteral("<name>, <when> or <answer>"));
-                if (!skipElement())
-                    return false;
-                break;
-            }
-            const QString text = readCharacters();
-            if (hasError())
-                return false;
-            if (seen[field]) {
-                raiseWarning(tr("Repeated <%1> ignored").arg(QLatin1String(names[field])));
-                break;
-            }
-            seen[field] = true;
-            *fields[field] = text.trimmed();
-            break;
+    const bool read = readChildren([&] {
+        int field = -1;
+        for (int i = 0; i < 3; ++i) {
+            if (name() == QLatin1String(names[i]))
+                field = i;
         }
-        case EndElement:
-            if (rule.answer.isEmpty()) {
-                raiseWarning(tr("Rule without <answer> left out"));
-            } else if (rule.isPeriodic() && !rule.when.isEmpty()) {
-                raiseWarning(tr("A rule sent every so often answers nothing: <when> left out"));
-                rule.when.clear();
-                m_rules.append(rule);
-            } else if (!rule.isPeriodic() && rule.when.isEmpty()) {
-                raiseWarning(tr("Rule without <when> or every=\"ms\" left out"));
-            } else {
-                m_rules.append(rule);
-            }
-            return true;
-        case Characters:
-            raiseUnexpectedCharactersWarning();
-            break;
-        case Invalid:
-        case NoToken:
-        case EndDocument:
+        if (field < 0) {
+            raiseUnexpectedElementWarning(QStringLiteral("<name>, <when> or <answer>"));
+            return skipElement();
+        }
+        const QString text = readCharacters();
+        if (hasError())
             return false;
-        default:
-            break;
-        }
+        if (seen[field])
+            raiseWarning(tr("Repeated <%1> ignored").arg(QLatin1String(names[field])));
+        else
+            *fields[field] = text.trimmed();
+        seen[field] = true;
+        return true;
+    });
+    if (!read)
+        return false;
+    if (rule.answer.isEmpty()) {
+        raiseWarning(tr("Rule without <answer> left out"));
+    } else if (rule.isPeriodic() && !rule.when.isEmpty()) {
+        raiseWarning(tr("A rule sent every so often answers nothing: <when> left out"));
+        rule.when.clear();
+        m_rules.append(rule);
+    } else if (!rule.isPeriodic() && rule.when.isEmpty()) {
+        raiseWarning(tr("Rule without <when> or every=\"ms\" left out"));
+    } else {
+        m_rules.append(rule);
     }
+    return true;
 }

@@ -45,10 +45,7 @@ bool BookmarkParser::parser()
 
 bool BookmarkParser::failed()
 {
-    // The file format's own text for a cut file: the XML reader's differs
-    // between library versions.
-    if (!hasError() || error() == PrematureEndOfDocumentError)
-        raiseUnexpectedEndError();
+    raiseTruncatedError();
     m_list->clear();
     m_list->setClean();
     return false;
@@ -56,35 +53,15 @@ bool BookmarkParser::failed()
 
 bool BookmarkParser::parseBookmarks()
 {
-    for (;;) {
-        switch (readNext(SkipLayout)) {
-        case StartElement:
-            if (name() == QLatin1String("bookmark")) {
-                if (!parseBookmark())
-                    return false;
-            } else if (name() == QLatin1String("separator")) {
-                if (!parseSeparator())
-                    return false;
-            } else {
-                raiseUnexpectedElementWarning(QStringLiteral("<bookmark>"));
-                if (!skipElement())
-                    return false;
-            }
-            break;
-        case EndElement:
-            // The end of the root ends the file.
-            return true;
-        case Characters:
-            raiseUnexpectedCharactersWarning();
-            break;
-        case Invalid:
-        case NoToken:
-        case EndDocument:
-            return false;
-        default:
-            break;
-        }
-    }
+    // The end of the root ends the file.
+    return readChildren([this] {
+        if (name() == QLatin1String("bookmark"))
+            return parseBookmark();
+        if (name() == QLatin1String("separator"))
+            return parseSeparator();
+        raiseUnexpectedElementWarning(QStringLiteral("<bookmark>"));
+        return skipElement();
+    });
 }
 
 bool BookmarkParser::parseBookmark()
@@ -94,48 +71,33 @@ bool BookmarkParser::parseBookmark()
     const QXmlStreamAttributes attrs = attributes();
     if (attrs.hasAttribute(QLatin1String("name")))
         action->setText(attrs.value(QLatin1String("name")).toString());
-    for (;;) {
-        switch (readNext(SkipLayout)) {
-        case StartElement: {
-            const QString element = name().toString();
-            if (element == QLatin1String("text")) {
-                action->setText(readCharacters());
-            } else if (element == QLatin1String("tooltip")) {
-                action->setToolTip(readCharacters());
-            } else if (element == QLatin1String("message")) {
-                action->setData(readCharacters());
-            } else if (element == QLatin1String("icon")) {
-                const QString text = readCharacters();
-                if (!hasError())
-                    setIcon(action.get(), text);
-            } else if (element == QLatin1String("shortcut")) {
-                const QString text = readCharacters();
-                if (!hasError())
-                    setShortcut(action.get(), text);
-            } else {
-                raiseUnexpectedElementWarning(
-                    QStringLiteral("<text>, <tooltip>, <message>, <icon> or <shortcut>"));
-                if (!skipElement())
-                    return false;
-            }
-            if (hasError())
+    const bool read = readChildren([&] {
+        const QString element = name().toString();
+        if (element == QLatin1String("text")) {
+            action->setText(readCharacters());
+        } else if (element == QLatin1String("tooltip")) {
+            action->setToolTip(readCharacters());
+        } else if (element == QLatin1String("message")) {
+            action->setData(readCharacters());
+        } else if (element == QLatin1String("icon")) {
+            const QString text = readCharacters();
+            if (!hasError())
+                setIcon(action.get(), text);
+        } else if (element == QLatin1String("shortcut")) {
+            const QString text = readCharacters();
+            if (!hasError())
+                setShortcut(action.get(), text);
+        } else {
+            raiseUnexpectedElementWarning(QStringLiteral("<text>, <tooltip>, <message>, <icon> or <shortcut>"));
+            if (!skipElement())
                 return false;
-            break;
         }
-        case EndElement:
-            m_list->addAction(action.release());
-            return true;
-        case Characters:
-            raiseUnexpectedCharactersWarning();
-            break;
-        case Invalid:
-        case NoToken:
-        case EndDocument:
-            return false;
-        default:
-            break;
-        }
-    }
+        return !hasError();
+    });
+    if (!read)
+        return false;
+    m_list->addAction(action.release());
+    return true;
 }
 
 bool BookmarkParser::parseSeparator()

@@ -178,6 +178,35 @@ void XmlParser::raiseUnexpectedEndError()
     raiseError(QCoreApplication::translate("XmlParser", "Unexpected end of document"));
 }
 
+void XmlParser::raiseTruncatedError()
+{
+    if (!hasError() || error() == PrematureEndOfDocumentError)
+        raiseUnexpectedEndError();
+}
+
+bool XmlParser::readChildren(const std::function<bool()>& child)
+{
+    for (;;) {
+        switch (readNext(SkipLayout)) {
+        case StartElement:
+            if (!child())
+                return false;
+            break;
+        case EndElement:
+            return true;
+        case Characters:
+            raiseUnexpectedCharactersWarning();
+            break;
+        case Invalid:
+        case NoToken:
+        case EndDocument:
+            return false;
+        default:
+            break;
+        }
+    }
+}
+
 void XmlParser::raiseEndElementExpectedError()
 {
     raiseError(QCoreApplication::translate("XmlParser", "End element expected."));

@@ -9,6 +9,7 @@
 #include <QString>
 #include <QXmlStreamReader>
 
+#include <functional>
 #include <memory>
 
 namespace QRV16 {
@@ -37,6 +38,11 @@ public:
     TokenType readNext(ReadMode mode);
     bool skipElement();
     QString readCharacters();
+    // Reads the children of the current element up to its end, layout
+    // skipped: `child` runs at each start element and returns false to
+    // stop; stray text is warned about. False when `child` stops or the
+    // document ends or breaks first.
+    bool readChildren(const std::function<bool()>& child);
 
     void raiseError(const QString& message);
     void raiseWarning(const QString& message);
@@ -48,6 +54,9 @@ public:
     void raiseUnexpectedCharactersWarning();
     void raiseUnexpectedElementWarning(const QString& expected = QString());
     void raiseUnexpectedEndError();
+    // A document that ended early gets the format's own text (the reader's
+    // differs between library versions); any other error stays.
+    void raiseTruncatedError();
     void raiseEndElementExpectedError();
     void raiseStartElementExpectedError();
 

@@ -45,6 +45,7 @@ private Q_SLOTS:
     void warnings();
     void errors_data();
     void errors();
+    void cutFileSaysSo();
     void randomBytes();
 };
 
@@ -201,6 +202,14 @@ void TestAnswerFile::errors()
     QVERIFY(!parser.parse(bytes));
     QVERIFY(parser.rules().isEmpty());
     QVERIFY2(parser.formatError().contains(QStringLiteral("Line %1,").arg(line)), qPrintable(parser.formatError()));
+}
+
+// The format's own words for a file cut short, not the XML library's.
+void TestAnswerFile::cutFileSaysSo()
+{
+    AnswerParser parser;
+    QVERIFY(!parser.parse(QByteArray("<?xml version=\"1.0\"?>\n<qrvanswers>\n<rule><when>A</when>")));
+    QVERIFY2(parser.formatError().contains(QLatin1String("Unexpected end of document")), qPrintable(parser.formatError()));
 }
 
 void TestAnswerFile::randomBytes()
