@@ -1,7 +1,6 @@
 #include "app/autoanswer.h"
 
-#include "app/channel.h"
-#include "connection/connection.h"
+#include "app/messageport.h"
 
 #include "qrv16/messageparser.h"
 
@@ -18,15 +17,15 @@ AutoAnswer::AutoAnswer(QObject* parent) : QObject(parent) {}
 
 AutoAnswer::~AutoAnswer() = default;
 
-void AutoAnswer::setChannels(Channel* one, Channel* two)
+void AutoAnswer::setPorts(MessagePort* one, MessagePort* two)
 {
-    Channel* channels[2] = {one, two};
+    MessagePort* channels[2] = {one, two};
     for (int i = 0; i < 2; ++i) {
         if (m_channels[i])
             disconnect(m_channels[i], nullptr, this, nullptr);
         m_channels[i] = channels[i];
-        if (Channel* channel = channels[i]) {
-            connect(channel, &Channel::received, this,
+        if (MessagePort* channel = channels[i]) {
+            connect(channel, &MessagePort::received, this,
                     [this, channel](const QRV16::Message& message) { onReceived(channel, message); });
         }
     }
@@ -103,7 +102,7 @@ void AutoAnswer::restartTimers()
     }
 }
 
-Channel* AutoAnswer::other(Channel* channel) const
+MessagePort* AutoAnswer::other(MessagePort* channel) const
 {
     return channel == m_channels[0] ? m_channels[1] : m_channels[0];
 }
@@ -118,7 +117,7 @@ bool AutoAnswer::spend(int row)
     return true;
 }
 
-void AutoAnswer::onReceived(Channel* channel, const QRV16::Message& message)
+void AutoAnswer::onReceived(MessagePort* channel, const QRV16::Message& message)
 {
     const int index = channel == m_channels[0] ? 0 : 1;
     QHash<QByteArray, int>& echoes = m_inFlight[index == 0 ? 1 : 0];
@@ -143,7 +142,7 @@ void AutoAnswer::onReceived(Channel* channel, const QRV16::Message& message)
             Q_EMIT this->message(tr("Answer rule %1: %2").arg(row + 1).arg(error));
             return;
         }
-        QPointer<Channel> target(channel);
+        QPointer<MessagePort> target(channel);
         const int generation = m_generation;
         QTimer::singleShot(rule.delay, this, [this, row, target, text, generation] {
             if (target && m_enabled && generation == m_generation)
@@ -159,9 +158,9 @@ void AutoAnswer::sendPeriodic(int row)
     if (row >= m_rules.size())
         return;
     const AnswerRule& rule = m_rules.at(row);
-    for (Channel* channel : {m_channels[0].data(), m_channels[1].data()}) {
+    for (MessagePort* channel : {m_channels[0].data(), m_channels[1].data()}) {
         // An idle link is not an error every few seconds.
-        if (!channel || !channel->connection()->isConnected())
+        if (!channel || !channel->isConnected())
             continue;
         if (rule.channel != AnswerRule::AnyChannel && rule.channel != channel->number())
             continue;
@@ -171,7 +170,7 @@ void AutoAnswer::sendPeriodic(int row)
     }
 }
 
-void AutoAnswer::send(int row, Channel* channel, const QString& text)
+void AutoAnswer::send(int row, MessagePort* channel, const QString& text)
 {
     if (row >= m_rules.size())
         return;
@@ -191,7 +190,7 @@ void AutoAnswer::send(int row, Channel* channel, const QString& text)
         sent.clear();
     const QString note = AutoAnswer::note(m_rules.at(row), row);
     for (const QRV16::Message& message : messages) {
-        if (other(channel) && other(channel)->connection()->isConnected())
+        if (other(channel) && other(channel)->isConnected())
             ++sent[message.bytes()];
         channel->sendMessage(message, note);
     }

@@ -11,7 +11,7 @@
 #include <QPointer>
 #include <QVector>
 
-class Channel;
+class MessagePort;
 class QTimer;
 
 namespace QRV16 {
@@ -32,7 +32,7 @@ public:
     ~AutoAnswer() override;
 
     // Not owned.
-    void setChannels(Channel* one, Channel* two);
+    void setPorts(MessagePort* one, MessagePort* two);
     // Used for patterns and answers; call again when the table changes.
     void setTags(const QRV16::TagDataLut* tags);
 
@@ -58,15 +58,15 @@ private:
         QTimer* timer = nullptr; // periodic rules; owned (child)
     };
 
-    void onReceived(Channel* channel, const QRV16::Message& message);
+    void onReceived(MessagePort* channel, const QRV16::Message& message);
     void compile();
     void restartTimers();
     bool spend(int row);
-    void send(int row, Channel* channel, const QString& text);
+    void send(int row, MessagePort* channel, const QString& text);
     void sendPeriodic(int row);
-    Channel* other(Channel* channel) const;
+    MessagePort* other(MessagePort* channel) const;
 
-    QPointer<Channel> m_channels[2];
+    QPointer<MessagePort> m_channels[2];
     const QRV16::TagDataLut* m_tags = nullptr;
     QVector<AnswerRule> m_rules;
     QVector<State> m_states;

@@ -56,8 +56,7 @@ bool flag(MainWindow::GlobalFlag which)
 } // namespace
 
 Channel::Channel(int number, QWidget* parent)
-    : QObject(parent),
-      m_number(number),
+    : MessagePort(number, parent),
       m_label(QString::number(number)),
       m_connection(new Connection(this)),
       m_rawRx(channelColor(ColorRawRx1, number)),
@@ -96,7 +95,7 @@ QString Channel::settingsGroup(int number)
 void Channel::setSettings(const ConnectionSettings& settings)
 {
     m_settings = settings;
-    m_settings.saveToSettings(settingsGroup(m_number));
+    m_settings.saveToSettings(settingsGroup(number()));
     m_connection->setSettings(m_settings);
     choosePrinter();
 }
@@ -216,7 +215,7 @@ QWidget* Channel::parentWidget() const
 void Channel::editConnection()
 {
     ConnectionSettingsDialog dialog(parentWidget());
-    dialog.setWindowTitle(tr("Connection %1 settings").arg(m_number));
+    dialog.setWindowTitle(tr("Connection %1 settings").arg(number()));
     dialog.setSettings(m_settings);
     if (dialog.exec() != QDialog::Accepted)
         return;
@@ -238,6 +237,11 @@ bool Channel::sendMessage(const QString& text)
     for (const QRV16::Message& message : messages)
         sendMessage(message);
     return true;
+}
+
+bool Channel::isConnected() const
+{
+    return m_connection->isConnected();
 }
 
 bool Channel::linkUp()
@@ -430,7 +434,7 @@ void Channel::showSslInformation()
 {
     auto* dialog = new CertificateDialog(parentWidget());
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setWindowTitle(tr("Channel %1 encryption information").arg(m_number));
+    dialog->setWindowTitle(tr("Channel %1 encryption information").arg(number()));
     QString peer;
     if (SerSerialPort* port = m_connection->serialPort())
         peer = port->device();
@@ -438,7 +442,7 @@ void Channel::showSslInformation()
         peer = socket->peerAddress().toString() + QLatin1Char(':') + QString::number(socket->peerPort());
     else
         peer = tr("no peer");
-    dialog->setHeading(tr("Channel %1 at %2").arg(m_number).arg(peer));
+    dialog->setHeading(tr("Channel %1 at %2").arg(number()).arg(peer));
     if (QSslSocket* socket = m_connection->socket()) {
         dialog->setSession(*socket);
     } else {

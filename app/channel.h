@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/messageport.h"
 #include "app/stylesettings.h"
 
 #include "connection/connectionsettings.h"
@@ -24,7 +25,7 @@ class TraceModel;
 // writes what it sends, receives and learns about its link into the trace.
 // Every line it adds is announced by the model's appended() signal and,
 // for the channel's own listeners, by appended() here too.
-class Channel : public QObject
+class Channel : public MessagePort
 {
     Q_OBJECT
 
@@ -32,7 +33,7 @@ public:
     Channel(int number, QWidget* parent = nullptr);
     ~Channel() override;
 
-    int number() const { return m_number; }
+    bool isConnected() const override;
     // "1" or "2": the source of the channel's trace lines, with suffixes.
     QString label() const { return m_label; }
     // "Connection1", "Connection2".
@@ -70,7 +71,7 @@ public Q_SLOTS:
     bool sendMessage(const QString& text);
     // A non-empty `note` heads the line's tool tip, e.g. for what was sent
     // automatically.
-    void sendMessage(const QRV16::Message& message, const QString& note = QString());
+    void sendMessage(const QRV16::Message& message, const QString& note = QString()) override;
     void send(const QByteArray& bytes);
     void receive(int src, int dst, const QByteArray& bytes);
     // Bytes received at `time`, from a hex-dump replay.
@@ -94,8 +95,6 @@ public Q_SLOTS:
 Q_SIGNALS:
     void stateChanged();
     void appended(const QModelIndex& index);
-    // Every message received, also while duplicates are hidden.
-    void received(const QRV16::Message& message);
 
 private:
     QModelIndex appendLine(const QString& source, const QString& text, StyleColor color);
@@ -112,7 +111,6 @@ private:
     bool linkUp();
     QWidget* parentWidget() const;
 
-    const int m_number;
     const QString m_label;
     ConnectionSettings m_settings;
     // Stored values that were out of range, until a trace shows them.

@@ -160,7 +160,7 @@ MainWindow::MainWindow(QWidget* parent)
     m_target = m_channel1;
     m_replayer->setChannels(m_channel1, m_channel2, m_target);
     m_autoanswer = new AutoAnswer(this);
-    m_autoanswer->setChannels(m_channel1, m_channel2);
+    m_autoanswer->setPorts(m_channel1, m_channel2);
     connect(m_autoanswer, &AutoAnswer::message, this,
             [this](const QString& text) { message(text, ColorError, source(Answers)); });
     connect(m_channel1, &Channel::stateChanged, this, &MainWindow::onStateChanged1);

@@ -83,7 +83,7 @@ void TestAutoAnswer::init()
     if (QTest::currentTestFailed())
         return;
     m_auto = std::make_unique<AutoAnswer>();
-    m_auto->setChannels(m_one.get(), m_two.get());
+    m_auto->setPorts(m_one.get(), m_two.get());
     m_auto->setTags(m_tags.get());
 }
 

@@ -86,7 +86,7 @@ void TestPumpStation::answersEveryBookmarkedRequest()
     AnswerParser parser;
     QVERIFY(parser.parse(answersPath));
     AutoAnswer engine;
-    engine.setChannels(&one, &two);
+    engine.setPorts(&one, &two);
     engine.setTags(m_tags.get());
     QSignalSpy problems(&engine, &AutoAnswer::message);
     engine.setRules(parser.rules());

@@ -1,0 +1,5 @@
+#include "app/messageport.h"
+
+MessagePort::MessagePort(int number, QObject* parent) : QObject(parent), m_number(number) {}
+
+MessagePort::~MessagePort() = default;
