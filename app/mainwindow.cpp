@@ -120,7 +120,7 @@ MainWindow::MainWindow(QWidget* parent)
 
     m_model = new TraceModel(this);
     m_filter = new TraceFilter(m_model, this);
-    m_tv_trace->setModel(m_filter);
+    m_tv_trace->setModel(m_model);
     m_delegate = new TraceDelegate(m_tv_trace);
     m_tv_trace->setItemDelegate(m_delegate);
     m_tv_trace->header()->setSectionResizeMode(QHeaderView::Interactive);
@@ -136,20 +136,15 @@ MainWindow::MainWindow(QWidget* parent)
             [this](const QString& text, StyleColor color) { message(text, color, source(Log)); });
     connect(m_replayer, &Replayer::progress, this, &MainWindow::onReplayProgress);
     connect(m_replayer, &Replayer::finished, this, &MainWindow::onReplayFinished);
-    connect(m_filter, &TraceFilter::rowsInserted, this, &MainWindow::onTraceInserted);
+    for (QAbstractItemModel* model : {static_cast<QAbstractItemModel*>(m_model), static_cast<QAbstractItemModel*>(m_filter)}) {
+        connect(model, &QAbstractItemModel::rowsInserted, this, [this, model](const QModelIndex& parent) {
+            if (m_tv_trace->model() == model)
+                onTraceInserted(parent);
+        });
+    }
     connect(m_tv_trace->verticalScrollBar(), &QScrollBar::valueChanged, this, &MainWindow::onTraceScrolled);
     connect(m_tv_trace, &QTreeView::pressed, this, [this] { m_following = false; });
-    connect(m_tv_trace->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            [this](const QItemSelection& selected) {
-                if (!selected.isEmpty())
-                    m_following = false;
-            });
-    // Moving to the newest line (End) follows again.
-    connect(m_tv_trace->selectionModel(), &QItemSelectionModel::currentChanged, this,
-            [this](const QModelIndex& current) {
-                if (current.isValid() && !current.parent().isValid() && current.row() == m_filter->rowCount() - 1)
-                    m_following = true;
-            });
+    watchTraceSelection();
 
     m_channel1 = new Channel(1, this);
     m_channel2 = new Channel(2, this);
@@ -489,6 +484,7 @@ void MainWindow::setupSearch()
     connect(m_filterbar, &FilterBar::closed, m_act_filter, [this] { m_act_filter->setChecked(false); });
     // The current line stays in sight as lines come and go around it.
     connect(m_filterbar, &FilterBar::applied, this, [this] {
+        showFiltered(m_filter->isActive());
         if (m_tv_trace->currentIndex().isValid())
             m_tv_trace->scrollTo(m_tv_trace->currentIndex(), QAbstractItemView::PositionAtCenter);
         else if (m_following)
@@ -611,7 +607,7 @@ void MainWindow::connectActions()
     connect(m_pb_go2, &QPushButton::clicked, this, &MainWindow::onGo2);
     // A traced message back into the entry line, to change and send again.
     connect(m_tv_trace, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
-        const TraceItem* item = m_model->index2item(m_filter->mapToSource(index));
+        const TraceItem* item = m_model->index2item(traceIndex(index));
         if (item && item->message() && !index.parent().isValid()) {
             m_cb_message->setEditText(item->text());
             m_cb_message->setFocus();
@@ -741,6 +737,78 @@ void MainWindow::onStateChanged2()
     m_channel2->updateStateActions(m_act_connect2, m_act_ssl2);
 }
 
+void MainWindow::watchTraceSelection()
+{
+    connect(m_tv_trace->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this](const QItemSelection& selected) {
+                if (!selected.isEmpty())
+                    m_following = false;
+            });
+    // Moving to the newest line (End) follows again.
+    connect(m_tv_trace->selectionModel(), &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex& current) {
+                if (current.isValid() && !current.parent().isValid() &&
+                    current.row() == m_tv_trace->model()->rowCount() - 1)
+                    m_following = true;
+            });
+}
+
+QModelIndex MainWindow::traceIndex(const QModelIndex& viewIndex) const
+{
+    return viewIndex.model() == m_filter ? m_filter->mapToSource(viewIndex) : viewIndex;
+}
+
+void MainWindow::showFiltered(bool filtered)
+{
+    QAbstractItemModel* const shown =
+        filtered ? static_cast<QAbstractItemModel*>(m_filter) : static_cast<QAbstractItemModel*>(m_model);
+    if (m_tv_trace->model() == shown)
+        return;
+    const auto toShown = [this, filtered](const QModelIndex& source) {
+        return filtered ? m_filter->mapFromSource(source) : source;
+    };
+    // What the user looks at crosses over: current line, selection and the
+    // expanded lines, in the trace's own terms.
+    const QPersistentModelIndex current = traceIndex(m_tv_trace->currentIndex());
+    QItemSelection selection = m_tv_trace->selectionModel()->selection();
+    if (m_tv_trace->model() == m_filter)
+        selection = m_filter->mapSelectionToSource(selection);
+    QList<QPersistentModelIndex> expanded;
+    collectExpanded(QModelIndex(), &expanded);
+    const bool following = m_following;
+
+    QItemSelectionModel* old = m_tv_trace->selectionModel();
+    m_tv_trace->setModel(shown);
+    delete old;
+    watchTraceSelection();
+
+    for (const QPersistentModelIndex& index : std::as_const(expanded)) {
+        const QModelIndex at = toShown(index);
+        if (at.isValid())
+            m_tv_trace->setExpanded(at, true);
+    }
+    if (filtered)
+        selection = m_filter->mapSelectionFromSource(selection);
+    m_tv_trace->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    const QModelIndex at = toShown(current);
+    if (at.isValid())
+        m_tv_trace->selectionModel()->setCurrentIndex(at, QItemSelectionModel::NoUpdate);
+    m_following = following;
+}
+
+void MainWindow::collectExpanded(const QModelIndex& parent, QList<QPersistentModelIndex>* out) const
+{
+    const QAbstractItemModel* model = m_tv_trace->model();
+    const int rows = model->rowCount(parent);
+    for (int row = 0; row < rows; ++row) {
+        const QModelIndex index = model->index(row, 0, parent);
+        if (!m_tv_trace->isExpanded(index))
+            continue;
+        out->append(traceIndex(index));
+        collectExpanded(index, out);
+    }
+}
+
 void MainWindow::onTraceInserted(const QModelIndex& parent)
 {
     // The current line and the selection stay where the user put them.
@@ -796,7 +864,7 @@ void MainWindow::onDeleteLine()
         return;
     while (index.parent().isValid())
         index = index.parent();
-    m_model->remove(m_filter->mapToSource(index));
+    m_model->remove(traceIndex(index));
 }
 
 void MainWindow::onCopy()
@@ -1359,7 +1427,7 @@ void MainWindow::onEditAnswers()
     AnswerDialog dialog(this);
     dialog.setTags(m_tags.get());
     dialog.setRules(m_autoanswer->rules());
-    const TraceItem* item = m_model->index2item(m_filter->mapToSource(m_tv_trace->currentIndex()));
+    const TraceItem* item = m_model->index2item(traceIndex(m_tv_trace->currentIndex()));
     if (item && item->message())
         dialog.setTestMessage(QRV16::Message(item->message()->bytes));
     if (dialog.exec() == QDialog::Accepted)

@@ -3,6 +3,7 @@
 #include "app/stylesettings.h"
 
 #include <QByteArray>
+#include <QList>
 #include <QMainWindow>
 #include <QPointer>
 #include <QString>
@@ -26,6 +27,7 @@ class QProgressDialog;
 class Replayer;
 class QMenu;
 class QModelIndex;
+class QPersistentModelIndex;
 class QPushButton;
 class QTimer;
 class QToolBar;
@@ -108,6 +110,12 @@ public Q_SLOTS:
     // Auto scroll: a batch of new lines scrolls the view to the bottom while
     // it follows them.
     void onTraceInserted(const QModelIndex& parent);
+    void watchTraceSelection();
+    // A line of the view as a line of the trace model.
+    QModelIndex traceIndex(const QModelIndex& viewIndex) const;
+    // The view shows the filter or, with nothing filtered, the trace itself.
+    void showFiltered(bool filtered);
+    void collectExpanded(const QModelIndex& parent, QList<QPersistentModelIndex>* out) const;
     void onTraceScrolled(int value);
     void onExpandAll();
     void onCollapseAll();
@@ -255,7 +263,9 @@ private:
     QString m_answerspath;
     AutoAnswer* m_autoanswer = nullptr; // Owned (child).
     TraceModel* m_model = nullptr;       // Owned (child).
-    TraceFilter* m_filter = nullptr;     // Owned (child); the view shows this.
+    // Owned (child); the view shows it only while a filter is set, since
+    // a proxy costs every batch of lines a second pass over all rows.
+    TraceFilter* m_filter = nullptr;
     TraceDelegate* m_delegate = nullptr; // Owned (child).
     Channel* m_channel1 = nullptr;       // Owned (child).
     Channel* m_channel2 = nullptr;       // Owned (child).

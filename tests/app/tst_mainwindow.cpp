@@ -1,5 +1,7 @@
 #include "app/channel.h"
+#include "app/filterbar.h"
 #include "app/mainwindow.h"
+#include "app/tracefilter.h"
 #include "app/replayer.h"
 #include "app/tools.h"
 #include "app/tracemodel.h"
@@ -160,6 +162,7 @@ private Q_SLOTS:
     void copySelectedLines();
     void autoScrollFollowsLikeATerminal();
     void clickedLineStaysCurrentWhileTrafficFlows();
+    void filterKeepsWhatTheUserLooksAt();
     void everyShortcutHasOneOwner();
     void deleteKeyGoesToTheFocusedPanel_data();
     void deleteKeyGoesToTheFocusedPanel();
@@ -816,6 +819,59 @@ void TestMainWindow::clickedLineStaysCurrentWhileTrafficFlows()
     const QStringList shown = lines(*window->traceModel());
     QVERIFY(!shown.contains(QStringLiteral("Main|") + text));
     QCOMPARE(shown.constLast(), QStringLiteral("Main|line 199"));
+}
+
+// Without a filter the view shows the trace itself; setting and clearing one
+// keeps the current line, the selection and the expanded messages.
+void TestMainWindow::filterKeepsWhatTheUserLooksAt()
+{
+    auto window = makeWindow();
+    window->resize(800, 400);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    TraceModel* model = window->traceModel();
+    model->clear();
+    QVERIFY(addLines(window.get(), 3));
+    for (int i = 0; i < 3; ++i)
+        window->channel(1)->sendMessage(QStringLiteral("GetStatus=(PumpId=%1)").arg(i));
+    QVERIFY(addLines(window.get(), 3));
+    QCOMPARE(view->model(), model);
+    const QStringList all = lines(*model);
+    const int message = all.indexOf(QStringLiteral("1|GetStatus=(PumpId=1)"));
+    QVERIFY2(message > 0, qPrintable(all.join(QLatin1Char('\n'))));
+    view->setExpanded(model->index(message, 0), true);
+    view->setCurrentIndex(model->index(message, 0));
+    view->selectionModel()->select(model->index(message + 1, 0),
+                                   QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    view->setColumnWidth(TraceModel::TimeColumn, 123);
+
+    auto* bar = window->findChild<FilterBar*>();
+    QVERIFY(bar);
+    window->findChild<QAction*>(QStringLiteral("m_act_filter"))->setChecked(true);
+    bar->findChild<QComboBox*>(QStringLiteral("m_cb_kind"))->setCurrentIndex(TraceFilter::MessageKind);
+    QVERIFY(view->model() != model);
+    QCOMPARE(view->model()->rowCount(), 3);
+    QCOMPARE(view->currentIndex().siblingAtColumn(TraceModel::TextColumn).data().toString(),
+             QStringLiteral("GetStatus=(PumpId=1)"));
+    QVERIFY(view->isExpanded(view->currentIndex()));
+    QCOMPARE(view->selectionModel()->selectedRows().size(), 2);
+    QCOMPARE(view->columnWidth(TraceModel::TimeColumn), 123);
+
+    // Lines still arrive through the filter.
+    window->channel(1)->sendMessage(QStringLiteral("GetStatus=(PumpId=9)"));
+    QTRY_COMPARE(view->model()->rowCount(), 4);
+
+    bar->clear();
+    QCOMPARE(view->model(), model);
+    QCOMPARE(view->currentIndex(), model->index(message, 0));
+    QVERIFY(view->isExpanded(view->currentIndex()));
+    QCOMPARE(view->selectionModel()->selectedRows().size(), 2);
+    QCOMPARE(view->columnWidth(TraceModel::TimeColumn), 123);
+    // Delete still acts on the current line.
+    window->onDeleteLine();
+    QVERIFY(!lines(*model).contains(QStringLiteral("1|GetStatus=(PumpId=1)")));
 }
 
 void TestMainWindow::everyShortcutHasOneOwner()
