@@ -74,10 +74,10 @@ run: build
 	@mkdir -p $(DEMO_CONFIG)/Norvane
 	@[ -f $(DEMO_CONFIG)/Norvane/korvgui.conf ] || cp examples/demo-settings.conf $(DEMO_CONFIG)/Norvane/korvgui.conf
 	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ]; then \
-	    XDG_CONFIG_HOME=$(DEMO_CONFIG) ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans; \
+	    XDG_CONFIG_HOME=$(DEMO_CONFIG) ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans -s examples/pump-station.qrvseq; \
 	else \
 	    echo "No display: running under xvfb-run (Ctrl+C ends it)"; \
-	    XDG_CONFIG_HOME=$(DEMO_CONFIG) xvfb-run -a ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans; \
+	    XDG_CONFIG_HOME=$(DEMO_CONFIG) xvfb-run -a ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans -s examples/pump-station.qrvseq; \
 	fi
 
 build-fuzz/build.ninja: | deps
