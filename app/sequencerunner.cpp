@@ -42,6 +42,9 @@ void SequenceRunner::setPorts(MessagePort* one, MessagePort* two)
 void SequenceRunner::setTags(const QRV16::TagDataLut* tags)
 {
     m_tags = tags;
+    // Patterns may hold on to the old table; steps keep their indexes.
+    if (m_state != Idle)
+        compile();
 }
 
 void SequenceRunner::start(const Sequence& sequence)

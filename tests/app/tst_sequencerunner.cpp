@@ -69,6 +69,7 @@ private Q_SLOTS:
     void shortWaitsKeepTheLoopFree();
     void restartStopsTheRunBefore();
     void busyPortKeepsBoundedBacklog();
+    void tableReplacedDuringRun();
 
 private:
     struct Run
@@ -442,6 +443,26 @@ void TestSequenceRunner::busyPortKeepsBoundedBacklog()
     QCOMPARE(r.summary.fails, 1);
     const QString arrived = r.expects.at(1).at(3).toString();
     QVERIFY2(arrived.contains(QStringLiteral(" more")) && arrived.size() < 1000, qPrintable(arrived));
+}
+
+void TestSequenceRunner::tableReplacedDuringRun()
+{
+    // New definitions arrive while an expect with a filter expression
+    // waits; the old table is gone before the reply comes.
+    auto tags = demoTags();
+    m_runner->setTags(tags.get());
+    answer(100, QStringLiteral("GetStatusReply=(ResultCode=Denied)"));
+    QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
+    QSignalSpy expects(m_runner.get(), &SequenceRunner::expectFinished);
+    m_runner->start(make({SequenceStep::send(1, QStringLiteral("GetStatus")),
+                          SequenceStep::expect(1, QStringLiteral("GetStatusReply and ResultCode!=Ok"), 1000)}));
+    QTRY_COMPARE(m_one->sent.size(), 1);
+    m_runner->setTags(m_tags.get());
+    tags.reset();
+    QVERIFY(finished.wait(2000));
+    QCOMPARE(expects.size(), 1);
+    QVERIFY(expects.first().at(1).toBool());
+    QVERIFY(expects.first().at(3).toString().contains(QStringLiteral("ResultCode=Denied")));
 }
 
 QTEST_MAIN(TestSequenceRunner)
