@@ -52,8 +52,8 @@ SequenceDock::SequenceDock(QWidget* parent) : QDockWidget(tr("Sequences"), paren
     connect(m_runner, &SequenceRunner::stepStarted, this, &SequenceDock::onStepStarted);
     connect(m_runner, &SequenceRunner::expectFinished, this, &SequenceDock::onExpectFinished);
     connect(m_runner, &SequenceRunner::finished, this, &SequenceDock::onFinished);
-    connect(m_runner, &SequenceRunner::message, this, [this](const QString& text) {
-        showResult(m_runner->currentStep(), false, tr("error"), text);
+    connect(m_runner, &SequenceRunner::message, this, [this](const QString& text, int step) {
+        showResult(step, false, tr("error"), text);
         Q_EMIT message(text, true);
     });
     connect(m_runner, &SequenceRunner::stateChanged, this, &SequenceDock::updateActions);

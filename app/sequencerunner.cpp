@@ -292,13 +292,25 @@ void SequenceRunner::runStep()
 void SequenceRunner::error(const QString& text)
 {
     ++m_summary.errors;
-    Q_EMIT message(tr("Sequence \"%1\", step %2: %3").arg(m_sequence.name).arg(m_index + 1).arg(text));
+    const int step = m_index;
+    m_phase = Advance;
+    ++m_index;
+    Q_EMIT message(tr("Sequence \"%1\", step %2: %3").arg(m_sequence.name).arg(step + 1).arg(text), step);
+    proceed(!m_sequence.continueOnFail);
+}
+
+void SequenceRunner::proceed(bool endRun)
+{
+    // A slot may have stopped or paused the run while hearing of the step.
     if (m_state == Idle)
         return;
-    if (m_sequence.continueOnFail)
-        next();
-    else
+    if (endRun) {
         finish(false);
+        return;
+    }
+    m_remaining = 0;
+    if (m_state == Running)
+        m_timer.start(0);
 }
 
 void SequenceRunner::beginExpect()
@@ -340,31 +352,34 @@ void SequenceRunner::pass(const QRV16::Message& message)
 {
     m_timer.stop();
     ++m_summary.passes;
-    Q_EMIT expectFinished(m_index, true, m_sequence.steps.at(m_index).text, describe(message), runTime() - m_stepStart);
-    if (m_state == Running)
-        next();
+    const int step = m_index;
+    // Past the expect before anyone hears of it: nothing may pass it twice.
+    m_phase = Advance;
+    ++m_index;
+    // Copies: a slot may start another sequence.
+    const QString pattern = m_sequence.steps.at(step).text;
+    Q_EMIT expectFinished(step, true, pattern, describe(message), runTime() - m_stepStart);
+    proceed(false);
 }
 
 void SequenceRunner::expectTimedOut()
 {
-    const SequenceStep& step = m_sequence.steps.at(m_index);
-    m_arrived[step.channel - 1].clear();
+    const int step = m_index;
+    const SequenceStep expect = m_sequence.steps.at(step);
+    m_arrived[expect.channel - 1].clear();
     QString arrived;
     if (m_missCount == 0) {
-        arrived = tr("nothing within %1 ms").arg(step.ms);
+        arrived = tr("nothing within %1 ms").arg(expect.ms);
     } else {
         arrived = m_misses.join(QStringLiteral("; "));
         if (m_missCount > m_misses.size())
             arrived += tr(" and %1 more").arg(m_missCount - m_misses.size());
     }
     ++m_summary.fails;
-    Q_EMIT expectFinished(m_index, false, step.text, arrived, runTime() - m_stepStart);
-    if (m_state != Running)
-        return;
-    if (m_sequence.continueOnFail)
-        next();
-    else
-        finish(false);
+    m_phase = Advance;
+    ++m_index;
+    Q_EMIT expectFinished(step, false, expect.text, arrived, runTime() - m_stepStart);
+    proceed(!m_sequence.continueOnFail);
 }
 
 void SequenceRunner::finish(bool stopped)

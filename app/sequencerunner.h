@@ -81,7 +81,8 @@ Q_SIGNALS:
     // `arrived`: for a failure, what arrived on the port instead, or
     // "nothing within N ms"; for a pass, the matching message.
     void expectFinished(int step, bool passed, const QString& pattern, const QString& arrived, qint64 elapsedMs);
-    void message(const QString& text);
+    // `step`: the step that could not run.
+    void message(const QString& text, int step);
     void stateChanged(SequenceRunner::State state);
     void finished(const SequenceRunner::Summary& summary, const QString& line);
 
@@ -99,6 +100,7 @@ private:
     void closeRepeat();
     void next();
     void error(const QString& text);
+    void proceed(bool endRun);
     void beginExpect();
     bool scan();
     void pass(const QRV16::Message& message);

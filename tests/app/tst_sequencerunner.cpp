@@ -70,6 +70,8 @@ private Q_SLOTS:
     void restartStopsTheRunBefore();
     void busyPortKeepsBoundedBacklog();
     void tableReplacedDuringRun();
+    void slotsMayPauseOnResults_data();
+    void slotsMayPauseOnResults();
 
 private:
     struct Run
@@ -463,6 +465,56 @@ void TestSequenceRunner::tableReplacedDuringRun()
     QCOMPARE(expects.size(), 1);
     QVERIFY(expects.first().at(1).toBool());
     QVERIFY(expects.first().at(3).toString().contains(QStringLiteral("ResultCode=Denied")));
+}
+
+void TestSequenceRunner::slotsMayPauseOnResults_data()
+{
+    QTest::addColumn<QString>("pattern");
+    QTest::addColumn<bool>("continueOnFail");
+    QTest::addColumn<int>("passes");
+    QTest::addColumn<int>("fails");
+    QTest::newRow("after a pass") << "GetStatusReply" << false << 2 << 0;
+    QTest::newRow("after a failure that ends the run") << "LoginReply" << false << 0 << 1;
+    QTest::newRow("after a failure the run goes on from") << "LoginReply" << true << 1 << 1;
+}
+
+void TestSequenceRunner::slotsMayPauseOnResults()
+{
+    // A listener that pauses on the first result and sends something the
+    // same expect would take: resumed, the run goes on from the next step
+    // and counts the first expect once.
+    QFETCH(QString, pattern);
+    QFETCH(bool, continueOnFail);
+    QFETCH(int, passes);
+    QFETCH(int, fails);
+    answer(-1, QStringLiteral("GetStatusReply=(ResultCode=Ok)"));
+    bool paused = false;
+    connect(m_runner.get(), &SequenceRunner::expectFinished, this, [this, &paused] {
+        if (paused)
+            return;
+        paused = true;
+        m_runner->pause();
+        Q_EMIT m_one->received(message(QStringLiteral("GetStatusReply=(ResultCode=Ok)")));
+        Q_EMIT m_one->received(message(QStringLiteral("LoginReply=(ResultCode=Ok)")));
+    });
+    QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
+    QSignalSpy expects(m_runner.get(), &SequenceRunner::expectFinished);
+    m_runner->start(make({SequenceStep::send(1, QStringLiteral("GetStatus")),
+                          SequenceStep::expect(1, pattern, 30),
+                          SequenceStep::expect(1, QStringLiteral("GetStatusReply"), 30)},
+                         continueOnFail));
+    QTRY_VERIFY(paused || !finished.isEmpty());
+    QTest::qWait(50);
+    if (finished.isEmpty()) {
+        QCOMPARE(m_runner->state(), SequenceRunner::Paused);
+        QCOMPARE(expects.size(), 1);
+        m_runner->resume();
+        QVERIFY(finished.wait(1000));
+    }
+    const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
+    QCOMPARE(summary.passes, passes);
+    QCOMPARE(summary.fails, fails);
+    QCOMPARE(expects.size(), passes + fails);
 }
 
 QTEST_MAIN(TestSequenceRunner)
