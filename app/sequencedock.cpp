@@ -334,10 +334,9 @@ void SequenceDock::fillSteps()
         for (const SequenceStep& step : m_sequences.at(m_current).steps) {
             if (step.kind == SequenceStep::End && depth > 0)
                 --depth;
-            auto* item = new QTreeWidgetItem;
-            item->setText(StepColumn, QString(depth * 4, QLatin1Char(' ')) + step.toText());
-            item->setToolTip(StepColumn, step.toText());
-            items.append(item);
+            items.append(new QTreeWidgetItem);
+            items.last()->setText(StepColumn, QString(depth * 4, QLatin1Char(' ')) + step.toText());
+            items.last()->setToolTip(StepColumn, step.toText());
             if (step.kind == SequenceStep::Repeat)
                 ++depth;
         }
