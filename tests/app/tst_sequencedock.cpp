@@ -18,6 +18,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QElapsedTimer>
 #include <QDragEnterEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -29,6 +30,7 @@
 #include <QTreeWidget>
 #include <QtTest>
 
+#include <algorithm>
 #include <functional>
 
 Q_DECLARE_METATYPE(SequenceStep)
@@ -106,6 +108,7 @@ private Q_SLOTS:
     void runLocksEditing();
     void sequencesOption();
     void deleteKeyInWindowTakesOnlyTheStep();
+    void windowStaysLiveWhileRunning();
     void windowRunsTheDemo_data();
     void windowRunsTheDemo();
 
@@ -370,6 +373,59 @@ void TestSequenceDock::deleteKeyInWindowTakesOnlyTheStep()
     QCOMPARE(stepTexts(*dock), QStringList{QStringLiteral("Wait 2 ms")});
     QCOMPARE(window.bookmarks()->count(), bookmarks);
     QCOMPARE(window.traceModel()->lineCount(), trace);
+}
+
+// A sequence of 1 ms waits and an answer rule without delay, both busy on
+// one loopback pair: the window's event loop stays live throughout.
+void TestSequenceDock::windowStaysLiveWhileRunning()
+{
+    MainWindow window;
+    window.show();
+    QTest::qWait(400);
+    QVERIFY(window.loadDefinitionFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")));
+    action(&window, "m_act_link")->setChecked(false);
+    connectLoopback(window.channel(1), window.channel(2));
+    if (QTest::currentTestFailed())
+        return;
+    AnswerRule rule;
+    rule.when = QStringLiteral("GetStatus");
+    rule.answer = QStringLiteral("GetStatusReply=(ResultCode=Ok)");
+    rule.channel = 2;
+    window.autoAnswer()->setRules({rule});
+    Sequence sequence;
+    sequence.name = QStringLiteral("busy");
+    sequence.steps = {SequenceStep::repeat(300), SequenceStep::send(1, QStringLiteral("GetStatus")),
+                      SequenceStep::expect(1, QStringLiteral("GetStatusReply"), 1000), SequenceStep::wait(1),
+                      SequenceStep::end()};
+    SequenceDock* dock = window.sequenceDock();
+    dock->setSequences({sequence});
+
+    QElapsedTimer clock;
+    QList<double> lateness;
+    QTimer tick;
+    tick.setTimerType(Qt::PreciseTimer);
+    qint64 last = 0;
+    connect(&tick, &QTimer::timeout, this, [&] {
+        const qint64 now = clock.nsecsElapsed();
+        lateness.append(double(now - last) / 1e6 - 10.0);
+        last = now;
+    });
+    QSignalSpy finished(dock->runner(), &SequenceRunner::finished);
+    clock.start();
+    last = clock.nsecsElapsed();
+    tick.start(10);
+    dock->run();
+    QVERIFY(finished.wait(60000));
+    tick.stop();
+    const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
+    QCOMPARE(summary.passes, 300);
+    QVERIFY(summary.passed());
+    std::sort(lateness.begin(), lateness.end());
+    QVERIFY(lateness.size() > 10);
+    const double p99 = lateness.at(int(lateness.size() * 0.99));
+    const double max = lateness.last();
+    qInfo("300 round trips in %lld ms; 10 ms timer late by p99 %.1f ms, max %.1f ms", summary.durationMs, p99, max);
+    QVERIFY2(max < 100, qPrintable(QString::number(max)));
 }
 
 void TestSequenceDock::windowRunsTheDemo_data()
