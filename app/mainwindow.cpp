@@ -712,6 +712,7 @@ void MainWindow::selectTarget(int channel)
     m_target = channel == 2 ? m_channel2 : m_channel1;
     m_lbl_target->setPixmap(button->icon().pixmap(16, 16));
     m_lbl_target->setToolTip(tr("Return sends to channel %1").arg(channel == 2 ? 2 : 1));
+    m_sequencedock->setSendChannel(channel == 2 ? 2 : 1);
 }
 
 void MainWindow::sendEntry()

@@ -148,7 +148,7 @@ void SequenceDock::setupActions()
     m_act_remove_sequence = make("m_act_sequence_remove", tr("Remove Sequence"), tr("Remove the sequence"),
                                  "i16_cross.png");
     m_act_add_entry = make("m_act_sequence_add_entry", tr("Add Entry Line"),
-                           tr("Add the text of the entry line as a send step (or drop a bookmark on the list)"),
+                           tr("Add the text of the entry line as a send step on the channel Return sends to (or drop a bookmark on the list)"),
                            "i16_message.png");
     m_act_add = make("m_act_sequence_add", tr("Add Step"), tr("Add a step"), "i16_add.png");
     auto* kinds = new QMenu(this);
@@ -188,7 +188,7 @@ void SequenceDock::setupActions()
         if (text.isEmpty())
             Q_EMIT message(tr("The entry line is empty: nothing to add"), true);
         else
-            insertStep(SequenceStep::send(1, text));
+            insertStep(SequenceStep::send(m_sendChannel, text));
     });
     connect(m_act_edit_step, &QAction::triggered, this, [this] { editStep(currentStep()); });
     connect(m_act_remove_step, &QAction::triggered, this, [this] { removeStep(currentStep()); });
@@ -586,7 +586,7 @@ bool SequenceDock::eventFilter(QObject* watched, QEvent* event)
             drop->ignore();
             return true;
         }
-        insertStep(SequenceStep::send(1, text), row);
+        insertStep(SequenceStep::send(m_sendChannel, text), row);
         drop->setDropAction(drop->possibleActions() & Qt::CopyAction ? Qt::CopyAction : Qt::MoveAction);
         drop->accept();
         return true;

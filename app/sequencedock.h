@@ -42,6 +42,9 @@ public:
     void setBookmarks(BookmarkList* bookmarks);
     // The entry line that "Add Entry Line" takes its text from; not owned.
     void setEntryLine(QLineEdit* entry);
+    // The channel of send steps made from the entry line or a drop: the
+    // one Return sends to.
+    void setSendChannel(int channel) { m_sendChannel = channel; }
 
     bool load(const QString& path);
     bool save(const QString& path);
@@ -108,6 +111,7 @@ private:
     QPointer<BookmarkList> m_bookmarks;
     QPointer<QLineEdit> m_entry;
     int m_highlighted = -1;
+    int m_sendChannel = 1;
     Sequence m_running; // as started; rows of results refer to it
 
     QComboBox* m_cb_sequences = nullptr;

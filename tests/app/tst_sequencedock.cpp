@@ -165,9 +165,14 @@ void TestSequenceDock::entryLineBecomesASendStep()
     QCOMPARE(dock.sequences().first().steps, QVector<SequenceStep>{SequenceStep::send(1, QStringLiteral("GetStatus"))});
     QVERIFY(dock.isModified());
     QVERIFY(dock.windowTitle().endsWith(QLatin1Char('*')));
+    // On the channel that Return sends to.
+    dock.setSendChannel(2);
+    entry.setText(QStringLiteral("Login"));
+    action(&dock, "m_act_sequence_add_entry")->trigger();
+    QCOMPARE(dock.sequences().first().steps.last(), SequenceStep::send(2, QStringLiteral("Login")));
     entry.clear();
     action(&dock, "m_act_sequence_add_entry")->trigger();
-    QCOMPARE(dock.sequences().first().steps.size(), 1);
+    QCOMPARE(dock.sequences().first().steps.size(), 2);
     QCOMPARE(messages.size(), 1);
     QVERIFY(messages.first().at(1).toBool());
 }
@@ -371,6 +376,11 @@ void TestSequenceDock::deleteKeyInWindowTakesOnlyTheStep()
     QTRY_VERIFY(dock->stepView()->hasFocus());
     QTest::keyClick(dock->stepView(), Qt::Key_Delete);
     QCOMPARE(stepTexts(*dock), QStringList{QStringLiteral("Wait 2 ms")});
+    window.selectTarget(2);
+    QLineEdit* entry = window.findChild<QComboBox*>(QStringLiteral("m_cb_message"))->lineEdit();
+    entry->setText(QStringLiteral("GetStatus"));
+    action(dock, "m_act_sequence_add_entry")->trigger();
+    QCOMPARE(stepTexts(*dock), (QStringList{QStringLiteral("Wait 2 ms"), QStringLiteral("Send on 2: GetStatus")}));
     QCOMPARE(window.bookmarks()->count(), bookmarks);
     QCOMPARE(window.traceModel()->lineCount(), trace);
 }
