@@ -14,7 +14,7 @@ JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
 
 FUZZ_SECONDS ?= 60
-FUZZERS := message text definitions printers answers
+FUZZERS := message text definitions printers answers sequences
 
 .PHONY: all deps test-deps bench-deps build test package bench run fuzz clean
 
@@ -74,10 +74,10 @@ run: build
 	@mkdir -p $(DEMO_CONFIG)/Norvane
 	@[ -f $(DEMO_CONFIG)/Norvane/korvgui.conf ] || cp examples/demo-settings.conf $(DEMO_CONFIG)/Norvane/korvgui.conf
 	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ]; then \
-	    XDG_CONFIG_HOME=$(DEMO_CONFIG) ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans; \
+	    XDG_CONFIG_HOME=$(DEMO_CONFIG) ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans -s examples/pump-station.qrvseq; \
 	else \
 	    echo "No display: running under xvfb-run (Ctrl+C ends it)"; \
-	    XDG_CONFIG_HOME=$(DEMO_CONFIG) xvfb-run -a ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans; \
+	    XDG_CONFIG_HOME=$(DEMO_CONFIG) xvfb-run -a ./build/app/korvgui -d examples/demo.qrvdef -b examples/demo.qrvbm -a examples/pump-station.qrvans -s examples/pump-station.qrvseq; \
 	fi
 
 build-fuzz/build.ninja: | deps

@@ -9,6 +9,7 @@
 #include "app/findbar.h"
 #include "app/logwriter.h"
 #include "app/replayer.h"
+#include "app/sequencedock.h"
 #include "app/styledialog.h"
 #include "app/tools.h"
 #include "app/tracefilter.h"
@@ -79,6 +80,7 @@ const char* const Definitions = "Definitions";
 const char* const Bookmarks = "Bookmarks";
 const char* const Log = "Log";
 const char* const Answers = "Answers";
+const char* const Sequences = "Sequences";
 
 constexpr int HistoryLimit = 100;
 
@@ -158,6 +160,11 @@ MainWindow::MainWindow(QWidget* parent)
     m_autoanswer->setPorts(m_channel1, m_channel2);
     connect(m_autoanswer, &AutoAnswer::message, this,
             [this](const QString& text) { message(text, ColorError, source(Answers)); });
+    m_sequencedock->setPorts(m_channel1, m_channel2);
+    m_sequencedock->setEntryLine(m_cb_message->lineEdit());
+    connect(m_sequencedock, &SequenceDock::message, this, [this](const QString& text, bool error) {
+        message(text, error ? ColorError : ColorText, source(Sequences));
+    });
     connect(m_channel1, &Channel::stateChanged, this, &MainWindow::onStateChanged1);
     connect(m_channel2, &Channel::stateChanged, this, &MainWindow::onStateChanged2);
     connectActions();
@@ -170,7 +177,7 @@ MainWindow::MainWindow(QWidget* parent)
     QStringList args = QCoreApplication::arguments();
     if (!args.isEmpty())
         args.removeFirst();
-    parseArguments(args, &m_definitionspath, &m_bookmarkspath, &m_answerspath);
+    parseArguments(args, &m_definitionspath, &m_bookmarkspath, &m_answerspath, &m_sequencespath);
     if (m_definitionspath.isEmpty())
         m_definitionspath = settings.value(QStringLiteral("MainWindow/LastDefinitionsPath")).toString();
     if (m_bookmarkspath.isEmpty())
@@ -230,7 +237,7 @@ MainWindow::~MainWindow()
 }
 
 void MainWindow::parseArguments(const QStringList& args, QString* definitions, QString* bookmarks,
-                                QString* answers)
+                                QString* answers, QString* sequences)
 {
     for (int i = 0; i < args.size(); ++i) {
         const QString& arg = args.at(i);
@@ -241,6 +248,8 @@ void MainWindow::parseArguments(const QStringList& args, QString* definitions, Q
             target = bookmarks;
         else if (arg == QLatin1String("--answers") || arg == QLatin1String("-a"))
             target = answers;
+        else if (arg == QLatin1String("--sequences") || arg == QLatin1String("-s"))
+            target = sequences;
         if (target && i + 1 < args.size())
             *target = args.at(++i);
     }
@@ -321,6 +330,10 @@ void MainWindow::setupUi()
                                     tr("Answer received messages by the rules"), QString());
     m_act_answers_on->setCheckable(true);
     m_act_answers_on->setChecked(true);
+    m_act_open_sequences = createAction("m_act_open_sequences", tr("Open Sequences"),
+                                        tr("Open a file of sequences to run"), QString());
+    m_act_save_sequences = createAction("m_act_save_sequences", tr("Save Sequences"), QString(), QString());
+    m_act_save_sequences_as = createAction("m_act_save_sequences_as", tr("Save Sequences As"), QString(), QString());
     m_act_save_bookmarks_as = createAction("m_act_save_bookmarks_as", tr("Save Bookmarks as ..."),
                                            tr("Save Bookmarks as"), QStringLiteral("i16_save_as.png"));
     m_act_add_separator = createAction("m_act_add_separator", tr("Add separator"), QString(),
@@ -404,6 +417,8 @@ void MainWindow::setupUi()
     layout->addLayout(entry);
     setCentralWidget(m_central_widget);
 
+    // Before the menus, which hold its view action.
+    m_sequencedock = new SequenceDock(this);
     setupMenus();
 
     m_tb_connections = new QToolBar(tr("toolBar"), this);
@@ -431,6 +446,8 @@ void MainWindow::setupUi()
     m_dock_bookmarks->setWidget(m_bookmarkwidget);
     m_dock_bookmarks->setFloating(false);
     addDockWidget(Qt::RightDockWidgetArea, m_dock_bookmarks);
+    addDockWidget(Qt::RightDockWidgetArea, m_sequencedock);
+    splitDockWidget(m_dock_bookmarks, m_sequencedock, Qt::Vertical);
 
     m_lbl_corner = new QLabel(this);
     m_lbl_corner->setObjectName(QStringLiteral("m_lbl_corner"));
@@ -528,6 +545,12 @@ void MainWindow::setupMenus()
     m_mnu_answers->addSeparator();
     m_mnu_answers->addAction(m_act_answers_on);
 
+    m_mnu_sequences = bar->addMenu(tr("Sequences"));
+    m_mnu_sequences->setObjectName(QStringLiteral("m_mnu_sequences"));
+    m_mnu_sequences->addActions({m_act_open_sequences, m_act_save_sequences, m_act_save_sequences_as});
+    m_mnu_sequences->addSeparator();
+    m_mnu_sequences->addAction(m_sequencedock->toggleViewAction());
+
     m_mnu_connection = bar->addMenu(tr("Preferences"));
     m_mnu_connection->setObjectName(QStringLiteral("m_mnu_connection"));
     m_mnu_connection->addActions({m_act_connection1, m_act_connection2});
@@ -585,6 +608,9 @@ void MainWindow::connectActions()
     connect(m_act_save_answers_as, &QAction::triggered, this, &MainWindow::onSaveAnswersAs);
     connect(m_act_edit_answers, &QAction::triggered, this, &MainWindow::onEditAnswers);
     connect(m_act_answers_on, &QAction::toggled, m_autoanswer, &AutoAnswer::setEnabled);
+    connect(m_act_open_sequences, &QAction::triggered, m_sequencedock, &SequenceDock::onOpen);
+    connect(m_act_save_sequences, &QAction::triggered, m_sequencedock, &SequenceDock::onSave);
+    connect(m_act_save_sequences_as, &QAction::triggered, m_sequencedock, &SequenceDock::onSaveAs);
     connect(m_act_save_bookmarks, &QAction::triggered, this, &MainWindow::onSaveBookmarks);
     connect(m_act_save_bookmarks_as, &QAction::triggered, this, &MainWindow::onSaveBookmarksAs);
     connect(m_act_add_separator, &QAction::triggered, this, &MainWindow::onAddSeparator);
@@ -635,6 +661,8 @@ void MainWindow::initialize()
     // After the definitions: the rules' patterns use their names.
     if (!m_answerspath.isEmpty())
         loadAnswers(m_answerspath);
+    if (!m_sequencespath.isEmpty())
+        m_sequencedock->load(m_sequencespath);
     m_channel1->connect();
     m_channel2->connect();
 }
@@ -680,6 +708,7 @@ void MainWindow::selectTarget(int channel)
     m_target = channel == 2 ? m_channel2 : m_channel1;
     m_lbl_target->setPixmap(button->icon().pixmap(16, 16));
     m_lbl_target->setToolTip(tr("Return sends to channel %1").arg(channel == 2 ? 2 : 1));
+    m_sequencedock->setSendChannel(channel == 2 ? 2 : 1);
 }
 
 void MainWindow::sendEntry()
@@ -970,6 +999,7 @@ void MainWindow::setBookmarks(BookmarkList* list)
     list->setMenu(m_mnu_bookmarks);
     list->setToolBar(m_tb_bookmarks);
     m_bookmarkwidget->setBookmarks(list);
+    m_sequencedock->setBookmarks(list);
     if (m_bookmarkeditor)
         m_bookmarkeditor->setBookmarks(list);
     connect(list, &BookmarkList::activated, this, &MainWindow::onBookmarkActivated);
@@ -1165,6 +1195,7 @@ void MainWindow::setTags(QRV16::Item* root)
     if (m_filterbar)
         m_filterbar->setTags(tags.get());
     m_autoanswer->setTags(tags.get());
+    m_sequencedock->setTags(tags.get());
     if (m_bookmarkeditor)
         m_bookmarkeditor->setTags(tags.get());
     m_tags = std::move(tags);
@@ -1358,10 +1389,11 @@ void MainWindow::onReplayFinished()
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
-    if (!canDiscard()) {
+    if (!canDiscard() || !m_sequencedock->canClose()) {
         event->ignore();
         return;
     }
+    m_sequencedock->stop();
     QSettings settings;
     settings.setValue(QStringLiteral("MainWindow/Geometry"), Tools::saveWidgetGeometry(this));
     settings.setValue(QStringLiteral("MainWindow/State"), saveState(0));

@@ -25,6 +25,7 @@ class LogWriter;
 class QLabel;
 class QProgressDialog;
 class Replayer;
+class SequenceDock;
 class QMenu;
 class QModelIndex;
 class QPersistentModelIndex;
@@ -72,11 +73,11 @@ public:
     ~MainWindow() override;
 
     // "-d FILE", "--definitions FILE", "-b FILE", "--bookmarks FILE",
-    // "-a FILE", "--answers FILE"; the last occurrence wins, an option
-    // without a value is ignored, anything else is skipped. Argument 0 is
-    // not part of `args`.
+    // "-a FILE", "--answers FILE", "-s FILE", "--sequences FILE"; the last
+    // occurrence wins, an option without a value is ignored, anything else
+    // is skipped. Argument 0 is not part of `args`.
     static void parseArguments(const QStringList& args, QString* definitions, QString* bookmarks,
-                               QString* answers = nullptr);
+                               QString* answers = nullptr, QString* sequences = nullptr);
 
     TraceModel* traceModel() const { return m_model; }
     Channel* channel(int number) const;
@@ -91,6 +92,7 @@ public:
     Replayer* replayer() const { return m_replayer; }
     AutoAnswer* autoAnswer() const { return m_autoanswer; }
     QString answersPath() const { return m_answerspath; }
+    SequenceDock* sequenceDock() const { return m_sequencedock; }
 
     void message(const QString& text, StyleColor color, const QString& source);
     void message(const QString& text, StyleColor color);
@@ -201,11 +203,13 @@ private:
     QMenu* m_mnu_connection = nullptr;
     QMenu* m_mnu_help = nullptr;
     QMenu* m_mnu_answers = nullptr;
+    QMenu* m_mnu_sequences = nullptr;
     QToolBar* m_tb_connections = nullptr;
     QToolBar* m_tb_bookmarks = nullptr;
     QLabel* m_lbl_corner = nullptr;
     QDockWidget* m_dock_bookmarks = nullptr;
     BookmarkWidget* m_bookmarkwidget = nullptr;
+    SequenceDock* m_sequencedock = nullptr;
     FindBar* m_findbar = nullptr;
     FilterBar* m_filterbar = nullptr;
 
@@ -257,10 +261,14 @@ private:
     QAction* m_act_save_answers_as = nullptr;
     QAction* m_act_edit_answers = nullptr;
     QAction* m_act_answers_on = nullptr;
+    QAction* m_act_open_sequences = nullptr;
+    QAction* m_act_save_sequences = nullptr;
+    QAction* m_act_save_sequences_as = nullptr;
 
     QString m_definitionspath;
     QString m_bookmarkspath;
     QString m_answerspath;
+    QString m_sequencespath; // from the command line, loaded in initialize()
     AutoAnswer* m_autoanswer = nullptr; // Owned (child).
     TraceModel* m_model = nullptr;       // Owned (child).
     // Owned (child); the view shows it only while a filter is set, since

@@ -38,6 +38,7 @@ install(FILES ${PROJECT_BINARY_DIR}/korvConfig.cmake ${PROJECT_BINARY_DIR}/korvC
 
 install(FILES ${PROJECT_SOURCE_DIR}/examples/demo.qrvdef ${PROJECT_SOURCE_DIR}/examples/demo.qrvbm
         ${PROJECT_SOURCE_DIR}/examples/messages.txt ${PROJECT_SOURCE_DIR}/examples/pump-station.qrvans
+        ${PROJECT_SOURCE_DIR}/examples/pump-station.qrvseq
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT runtime)
 
 # make package: korvgui (the programs) and korvgui-dev (the libraries), with

@@ -29,6 +29,8 @@ MessagePattern::MessagePattern(const QString& text, const TagDataLut* lut)
 bool MessagePattern::parse(const QString& text, const TagDataLut* lut)
 {
     m_root = Node();
+    m_expression = MessageExpression();
+    m_isExpression = false;
     m_anyMessage = false;
     m_valid = false;
     m_text = text;
@@ -36,6 +38,32 @@ bool MessagePattern::parse(const QString& text, const TagDataLut* lut)
     m_lut = lut;
     m_error = QString();
     m_errorStart = m_errorLength = 0;
+    const bool ok = parsePattern();
+    m_lut = nullptr;
+    if (ok || text.trimmed().isEmpty())
+        return ok;
+    // Not a pattern; maybe a filter expression. Of the two errors the one
+    // that got further into the text says more.
+    MessageExpression expression;
+    if (expression.parse(text, lut)) {
+        m_expression = expression;
+        m_isExpression = true;
+        m_valid = true;
+        m_error = QString();
+        m_errorStart = m_errorLength = 0;
+        return true;
+    }
+    const int at = qBound(0, expression.errorPosition(), int(text.size()));
+    if (at > m_errorStart) {
+        m_error = expression.errorString();
+        m_errorStart = at;
+        m_errorLength = at < text.size() ? 1 : 0;
+    }
+    return false;
+}
+
+bool MessagePattern::parsePattern()
+{
     skipSpace();
     if (m_pos >= m_text.size())
         return fail(tr("Empty pattern"), 0, 0);
@@ -43,11 +71,9 @@ bool MessagePattern::parse(const QString& text, const TagDataLut* lut)
         ++m_pos;
         m_anyMessage = true;
     } else if (!parseNode(&m_root, 0, true)) {
-        m_lut = nullptr;
         return false;
     }
     skipSpace();
-    m_lut = nullptr;
     if (m_pos < m_text.size())
         return fail(tr("Unexpected text after the pattern"), m_pos, int(m_text.size()));
     m_valid = true;
@@ -170,6 +196,8 @@ bool MessagePattern::matches(const Message& message) const
     const Message::Iterator it = message.topLevelIterator();
     if (!it.isValid() || it.atEnd())
         return false;
+    if (m_isExpression)
+        return m_expression.matches(message);
     if (m_anyMessage)
         return true;
     return it.tag() == m_root.tag && matchNode(m_root, it);

@@ -7,10 +7,14 @@
 // holds when the message has an element with that tag whose value is equal
 // (values compare decoded, so enum names and any integer width agree); a
 // tag alone or "*" asks only for the element. Nested conditions look into
-// the element's children, in any order. On error the message and its span
-// are kept, as the text parser does.
+// the element's children, in any order. A text that is no such pattern but
+// a filter expression (`StatusReport and Temperature>700`,
+// `ResultCode!=Ok`, with or, not and parentheses) matches as the filter
+// does: any element, at any depth. On error the message and its span are
+// kept, as the text parser does.
 
 #include "qrv16/message.h"
+#include "qrv16/messageexpression.h"
 
 #include <QString>
 #include <QVariant>
@@ -24,11 +28,14 @@ class MessagePattern
 {
 public:
     MessagePattern() = default;
-    // The table is used while parsing only.
+    // The table is used while parsing, and by a filter expression while
+    // matching (it hides secure values): parse again before it goes.
     MessagePattern(const QString& text, const TagDataLut* lut);
 
     bool parse(const QString& text, const TagDataLut* lut);
     bool isValid() const { return m_valid; }
+    // Whether the text was taken as a filter expression.
+    bool isExpression() const { return m_isExpression; }
     QString text() const { return m_text; }
     bool matches(const Message& message) const;
 
@@ -64,7 +71,11 @@ private:
     static bool matchNode(const Node& node, Message::Iterator it);
     static bool matchChildren(const QVector<Node>& children, const Message::Iterator& it);
 
+    bool parsePattern();
+
     Node m_root;
+    MessageExpression m_expression;
+    bool m_isExpression = false;
     bool m_anyMessage = false;
     bool m_valid = false;
     QString m_text;

@@ -668,7 +668,7 @@ void TestMainWindow::actionsMenusAndToolbar()
     QStringList menus;
     for (QAction* a : window->menuBar()->actions())
         menus << a->text();
-    QCOMPARE(menus, (QStringList{"File", "Trace", "Bookmarks", "Answers", "Preferences", "Help"}));
+    QCOMPARE(menus, (QStringList{"File", "Trace", "Bookmarks", "Answers", "Sequences", "Preferences", "Help"}));
     auto* toolbar = window->findChild<QToolBar*>(QStringLiteral("m_tb_connections"));
     QCOMPARE(texts(toolbar->actions()),
              (QStringList{"Connect 1", "SSL Information", "Link", "Connect 2", "SSL Information", "-",

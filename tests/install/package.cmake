@@ -29,12 +29,14 @@ foreach(f usr/bin/korvgui usr/bin/korv
           usr/share/applications/korvgui.desktop
           usr/share/applications/korvgui-bookmarks.desktop
           usr/share/applications/korvgui-answers.desktop
+          usr/share/applications/korvgui-sequences.desktop
           usr/share/mime/packages/korvgui.xml
           usr/share/icons/hicolor/16x16/apps/korvgui.png
           usr/share/icons/hicolor/48x48/apps/korvgui.png
           usr/share/doc/korvgui/examples/demo.qrvdef
           usr/share/doc/korvgui/examples/demo.qrvbm
-          usr/share/doc/korvgui/examples/pump-station.qrvans)
+          usr/share/doc/korvgui/examples/pump-station.qrvans
+          usr/share/doc/korvgui/examples/pump-station.qrvseq)
     if(NOT EXISTS ${root}/${f})
         message(FATAL_ERROR "missing from the package: ${f}")
     endif()

@@ -12,6 +12,8 @@ private Q_SLOTS:
     void initTestCase() { m_tags = demoTags(); }
     void matching_data();
     void matching();
+    void expressions_data();
+    void expressions();
     void errors_data();
     void errors();
     void substitute_data();
@@ -87,6 +89,42 @@ void TestMessagePattern::matching()
     QVERIFY(!p.matches(Message()));
 }
 
+void TestMessagePattern::expressions_data()
+{
+    QTest::addColumn<QString>("pattern");
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<bool>("matches");
+
+    const QString report = QStringLiteral("StatusReport=(WellLevel=85 Pumps=(PumpId=1 Temperature=712) "
+                                          "Pumps=(PumpId=2 Temperature=540))");
+    QTest::newRow("greater, nested") << "Temperature>700" << report << true;
+    QTest::newRow("greater, none above") << "Temperature>800" << report << false;
+    QTest::newRow("message and comparison") << "StatusReport and WellLevel<=85" << report << true;
+    QTest::newRow("other message and comparison") << "GetStatusReply and WellLevel<=85" << report << false;
+    QTest::newRow("not equal enum") << "ResultCode!=Ok" << "SetPumpModeReply=(PumpId=2 ResultCode=Denied)" << true;
+    QTest::newRow("not equal enum, equal") << "ResultCode!=Ok" << "SetPumpModeReply=(ResultCode=Ok)" << false;
+    QTest::newRow("or") << "GetStatus or Login" << "Login=(Operator=\"x\")" << true;
+    QTest::newRow("not") << "not GetStatus" << "Login" << true;
+    QTest::newRow("parentheses") << "SetPumpModeReply and (ResultCode=Denied or ResultCode=BadRequest)"
+                                 << "SetPumpModeReply=(ResultCode=BadRequest)" << true;
+    QTest::newRow("string comparison") << "Operator=\"j.lindqvist\"" << "Login=(Operator=\"j.lindqvist\")" << true;
+}
+
+void TestMessagePattern::expressions()
+{
+    QFETCH(QString, pattern);
+    QFETCH(QString, message);
+    QFETCH(bool, matches);
+    const MessagePattern p(pattern, m_tags.get());
+    QVERIFY2(p.isValid(), qPrintable(p.errorMessage()));
+    QVERIFY(p.isExpression());
+    QCOMPARE(p.matches(this->message(message)), matches);
+    QVERIFY(!p.matches(Message()));
+    // A copy keeps what it was parsed into.
+    const MessagePattern copy = p;
+    QCOMPARE(copy.matches(this->message(message)), matches);
+}
+
 void TestMessagePattern::errors_data()
 {
     QTest::addColumn<QString>("pattern");
@@ -107,6 +145,10 @@ void TestMessagePattern::errors_data()
     QTest::newRow("value expected") << "SetPumpMode=" << 12 << 0;
     QTest::newRow("stray star") << "*x" << 1 << 1;
     QTest::newRow("too deep") << QString(QStringLiteral("Pumps=(")).repeated(120) << 699 << 1;
+    // Texts that read as filter expressions get the expression's error.
+    QTest::newRow("expression, value missing") << "Temperature>" << 12 << 0;
+    QTest::newRow("expression, unknown name") << "StatusReport and Temprature>1" << 17 << 1;
+    QTest::newRow("expression, open parenthesis") << "GetStatus or (Login" << 19 << 0;
 }
 
 void TestMessagePattern::errors()

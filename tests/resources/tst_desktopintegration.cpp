@@ -79,6 +79,9 @@ void TestDesktopIntegration::fileTypes_data()
     QTest::newRow("answers by name") << "station.qrvans" << QString() << "application/x-korv-answers";
     QTest::newRow("answers by content")
         << "station.xml" << examples + "pump-station.qrvans" << "application/x-korv-answers";
+    QTest::newRow("sequences by name") << "station.qrvseq" << QString() << "application/x-korv-sequences";
+    QTest::newRow("sequences by content")
+        << "station.xml" << examples + "pump-station.qrvseq" << "application/x-korv-sequences";
 }
 
 void TestDesktopIntegration::fileTypes()
@@ -105,13 +108,15 @@ void TestDesktopIntegration::desktopEntries_data()
     QTest::addColumn<QString>("exec");
     QTest::addColumn<QString>("mimeType");
     QTest::addColumn<bool>("inMenu");
-    // The window reads its files only through -d, -b and -a.
+    // The window reads its files only through -d, -b, -a and -s.
     QTest::newRow("program") << "korvgui.desktop" << "korvgui -d %f"
                              << "application/x-korv-definitions;" << true;
     QTest::newRow("bookmarks") << "korvgui-bookmarks.desktop" << "korvgui -b %f"
                                << "application/x-korv-bookmarks;" << false;
     QTest::newRow("answers") << "korvgui-answers.desktop" << "korvgui -a %f"
                              << "application/x-korv-answers;" << false;
+    QTest::newRow("sequences") << "korvgui-sequences.desktop" << "korvgui -s %f"
+                               << "application/x-korv-sequences;" << false;
 }
 
 void TestDesktopIntegration::desktopEntries()
