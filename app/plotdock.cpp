@@ -260,6 +260,9 @@ void PlotDock::addChart(const QVector<int>& series)
     chart.view->setRubberBand(QChartView::HorizontalRubberBand);
     chart.view->setMinimumHeight(140);
     chart.view->viewport()->installEventFilter(this);
+    // A new width takes another number of pixel columns.
+    connect(chart.chart, &QChart::plotAreaChanged, this, [this] { m_dirty = true; });
+    chart.view->show();
     m_charts->addWidget(chart.view, 1);
     m_chartList.push_back(chart);
 }
@@ -473,8 +476,10 @@ void PlotDock::redraw()
                 if (auto* dates = qobject_cast<QDateTimeAxis*>(axis))
                     dates->setRange(QDateTime::fromMSecsSinceEpoch(qint64(min - margin)),
                                     QDateTime::fromMSecsSinceEpoch(qint64(max + margin)));
-                else
-                    axis->setRange(min - margin, max + margin);
+                else if (auto* values = qobject_cast<QValueAxis*>(axis)) {
+                    values->setRange(min - margin, max + margin);
+                    values->applyNiceNumbers();
+                }
             }
         }
     }

@@ -453,6 +453,7 @@ void TestPlot::dockDrawsTwoTags()
     QCOMPARE(dock.views().size(), 2);
     QCOMPARE(dock.curves().size(), 2);
     QCOMPARE(dock.curves().at(0)->count(), 40);
+    QTest::qWait(2 * PlotDock::RedrawMilliseconds);
     if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
         dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-stacked.png"));
 }
