@@ -30,8 +30,8 @@ const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
 <qrv16>
   <tag name="Reply" id="0xE001"/>
   <tag name="Inner" id="0xC001"/>
-  <tag name="Level" id="0x1001"/>
-  <tag name="Mode" id="0x1002">
+  <tag name="Temperature" id="0x1001"/>
+  <tag name="PumpMode" id="0x1002">
     <enums>
       <enum name="Off" id="0"/>
       <enum name="Auto" id="1"/>
@@ -156,12 +156,12 @@ void TestPlot::seriesFollowTheTrace_data()
     QTest::addColumn<QString>("levels");
 
     QTest::newRow("integers, the first at any depth")
-        << "Level"
-        << QStringList{"Reply=(Level=5)", "Reply=(Inner=(Level=-7))", "Reply=(Name=x)", "Reply=(Level=9 Level=10)"}
-        << QStringList{"Level"} << QStringList{"5 -7 9"} << QStringList{"5 -7 9"} << "||" << "";
+        << "Temperature"
+        << QStringList{"Reply=(Temperature=5)", "Reply=(Inner=(Temperature=-7))", "Reply=(Name=x)", "Reply=(Temperature=9 Temperature=10)"}
+        << QStringList{"Temperature"} << QStringList{"5 -7 9"} << QStringList{"5 -7 9"} << "||" << "";
     QTest::newRow("enum values step by their rank among those seen")
-        << "Mode" << QStringList{"Reply=(Mode=Service)", "Reply=(Mode=Off)", "Reply=(Mode=Service)"}
-        << QStringList{"Mode"} << QStringList{"5 0 5"} << QStringList{"1 0 1"} << "Service|Off|Service"
+        << "PumpMode" << QStringList{"Reply=(PumpMode=Service)", "Reply=(PumpMode=Off)", "Reply=(PumpMode=Service)"}
+        << QStringList{"PumpMode"} << QStringList{"5 0 5"} << QStringList{"1 0 1"} << "Service|Off|Service"
         << "Off|Service";
     QTest::newRow("bools") << "Running" << QStringList{"Reply=(Running=true)", "Reply=(Running=false)"}
                            << QStringList{"Running"} << QStringList{"1 0"} << QStringList{"1 0"} << "true|false"
@@ -231,24 +231,24 @@ void TestPlot::extendsAsLinesArrive()
 {
     TracePlotter plotter(m_model.get());
     plotter.setTags(m_tags.get());
-    add(QStringLiteral("Reply=(Level=1)"), 0);
+    add(QStringLiteral("Reply=(Temperature=1)"), 0);
     QVERIFY(plotter.addTag(0x1001));
     QCOMPARE(plotter.pointCount(0), 1);
     const quint64 before = plotter.revision();
-    add(QStringLiteral("Reply=(Level=2)"), 1000);
+    add(QStringLiteral("Reply=(Temperature=2)"), 1000);
     m_model->append(QStringLiteral("1"), QStringLiteral("connected"), ColorText, start.addMSecs(1100));
     add(QStringLiteral("Reply=(Name=x)"), 1200);
     QVERIFY(plotter.revision() != before);
     QCOMPARE(plain(plotter, 0, 0), QStringLiteral("1 2"));
     // Half a second late: sorted in before the last line, and so is its point.
-    add(QStringLiteral("Reply=(Level=3)"), 500);
-    add(QStringLiteral("Reply=(Level=4)"), 2000);
+    add(QStringLiteral("Reply=(Temperature=3)"), 500);
+    add(QStringLiteral("Reply=(Temperature=4)"), 2000);
     QCOMPARE(plain(plotter, 0, 0), QStringLiteral("1 3 2 4"));
     QCOMPARE(plotter.point(0, 1).time, start.addMSecs(500).toMSecsSinceEpoch());
     // Without a tag nothing is kept.
     plotter.removeTag(0x1001);
     QCOMPARE(plotter.seriesCount(), 0);
-    add(QStringLiteral("Reply=(Level=5)"), 3000);
+    add(QStringLiteral("Reply=(Temperature=5)"), 3000);
 }
 
 void TestPlot::linesLeaveAtTheLimit()
@@ -259,7 +259,7 @@ void TestPlot::linesLeaveAtTheLimit()
     QVERIFY(plotter.addTag(0x1002));
     const QStringList modes{"Off", "Auto", "Service"};
     for (int i = 0; i < 8; ++i) {
-        add(QStringLiteral("Reply=(Level=%1 Mode=%2)").arg(i + 1).arg(modes.at(i < 6 ? 2 : i % 2)), i * 10);
+        add(QStringLiteral("Reply=(Temperature=%1 PumpMode=%2)").arg(i + 1).arg(modes.at(i < 6 ? 2 : i % 2)), i * 10);
         m_model->flush();
     }
     QVERIFY(plotter.addTag(0x1001));
@@ -267,9 +267,9 @@ void TestPlot::linesLeaveAtTheLimit()
     QCOMPARE(plain(plotter, 1, 0), QStringLiteral("4 5 6 7 8"));
     QCOMPARE(plain(plotter, 0, 0), QStringLiteral("5 5 5 0 1"));
     // A level that left with its lines leaves the axis too.
-    add(QStringLiteral("Reply=(Level=9 Mode=Auto)"), 100);
-    add(QStringLiteral("Reply=(Level=10 Mode=Auto)"), 110);
-    add(QStringLiteral("Reply=(Level=11 Mode=Auto)"), 120);
+    add(QStringLiteral("Reply=(Temperature=9 PumpMode=Auto)"), 100);
+    add(QStringLiteral("Reply=(Temperature=10 PumpMode=Auto)"), 110);
+    add(QStringLiteral("Reply=(Temperature=11 PumpMode=Auto)"), 120);
     m_model->flush();
     QCOMPARE(plain(plotter, 1, 0), QStringLiteral("7 8 9 10 11"));
     QCOMPARE(plotter.levelNames(0), (QStringList{"Off", "Auto"}));
@@ -281,14 +281,14 @@ void TestPlot::linesLeaveAtTheLimit()
     QCOMPARE(plotter.pointCount(0), 0);
     QCOMPARE(plotter.pointCount(1), 0);
     QCOMPARE(plotter.levelNames(0), QStringList());
-    add(QStringLiteral("Reply=(Level=12)"), 200);
+    add(QStringLiteral("Reply=(Temperature=12)"), 200);
     QCOMPARE(plain(plotter, 1, 0), QStringLiteral("12"));
 }
 
 void TestPlot::csvExport()
 {
-    add(QStringLiteral("Reply=(Mode=Service Where=[1, 2])"), 0);
-    add(QStringLiteral("Reply=(Mode=Off)"), 1500);
+    add(QStringLiteral("Reply=(PumpMode=Service Where=[1, 2])"), 0);
+    add(QStringLiteral("Reply=(PumpMode=Off)"), 1500);
     add(QStringLiteral("Reply=(Where=[-3, 4])"), 2250);
     PlotDock dock(m_model.get());
     dock.setTags(m_tags.get());
@@ -301,8 +301,8 @@ void TestPlot::csvExport()
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(QString::fromUtf8(file.readAll()), QStringLiteral("Time,Series,Value,Name\n"
-                                                               "0.000,\"Mode\",5,\"Service\"\n"
-                                                               "1.500,\"Mode\",0,\"Off\"\n"
+                                                               "0.000,\"PumpMode\",5,\"Service\"\n"
+                                                               "1.500,\"PumpMode\",0,\"Off\"\n"
                                                                "0.000,\"Where.x\",1,\n"
                                                                "2.250,\"Where.x\",-3,\n"
                                                                "0.000,\"Where.y\",2,\n"
@@ -317,7 +317,7 @@ void TestPlot::csvExport()
     QVERIFY(!QFile::exists(path + QStringLiteral(".tmp")));
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QList<QByteArray> records = file.readAll().split('\n');
-    QCOMPARE(records.value(1), QByteArray("2024-03-01T12:00:00.000,\"Mode\",5,\"Service\""));
+    QCOMPARE(records.value(1), QByteArray("2024-03-01T12:00:00.000,\"PumpMode\",5,\"Service\""));
 }
 
 void TestPlot::exportReportsFailure()
@@ -341,11 +341,11 @@ void TestPlot::contextMenuOnNumericElementsOnly_data()
     QTest::addColumn<int>("element"); // -1: the message line itself
     QTest::addColumn<QString>("entry");
 
-    // Reply=(Level Mode Running Name Key Day Clock Stamp Flags Where Inner)
+    // Reply=(Temperature PumpMode Running Name Key Day Clock Stamp Flags Where Inner)
     QTest::newRow("the message line") << -1 << "";
     QTest::newRow("the message element") << -2 << "";
-    QTest::newRow("integer") << 0 << "Plot Level";
-    QTest::newRow("enum") << 1 << "Plot Mode";
+    QTest::newRow("integer") << 0 << "Plot Temperature";
+    QTest::newRow("enum") << 1 << "Plot PumpMode";
     QTest::newRow("bool") << 2 << "Plot Running";
     QTest::newRow("string") << 3 << "";
     QTest::newRow("secure integer") << 4 << "";
@@ -375,8 +375,8 @@ void TestPlot::contextMenuOnNumericElementsOnly()
     model->clear();
     QRV16::MessageParser parser(window.tags());
     const QRV16::Message message = parser.parse(QStringLiteral(
-        "Reply=(Level=1 Mode=Auto Running=true Name=x Key=3 Day=2024-03-01 Clock=06:00:00 "
-        "Stamp=2024-03-01T06:00:00 Flags=Ready Where=[1, 2] Inner=(Level=2))"));
+        "Reply=(Temperature=1 PumpMode=Auto Running=true Name=x Key=3 Day=2024-03-01 Clock=06:00:00 "
+        "Stamp=2024-03-01T06:00:00 Flags=Ready Where=[1, 2] Inner=(Temperature=2))"));
     QVERIFY2(!parser.hasError(), qPrintable(parser.errorMessage()));
     model->append(QStringLiteral("1"), QStringLiteral("connected"), ColorText);
     model->append(QStringLiteral("1"), message, ColorMessageRx1, QDateTime());
@@ -418,8 +418,8 @@ void TestPlot::contextMenuOnNumericElementsOnly()
 void TestPlot::dockDrawsTwoTags()
 {
     for (int i = 0; i < 40; ++i)
-        add(QStringLiteral("Reply=(Level=%1 Mode=%2)")
-                .arg(int(1000 * std::sin(i / 6.0)))
+        add(QStringLiteral("Reply=(Temperature=%1 PumpMode=%2)")
+                .arg(600 + int(150 * std::sin(i / 6.0)))
                 .arg(i % 13 < 5 ? QStringLiteral("Off") : i % 13 < 10 ? QStringLiteral("Auto") : QStringLiteral("Service")),
             i * 250);
     PlotDock dock(m_model.get());
@@ -443,7 +443,7 @@ void TestPlot::dockDrawsTwoTags()
 
     // Few points: drawn as they are, the enum in steps.
     QCOMPARE(curves.at(0)->count(), 40);
-    QCOMPARE(curves.at(0)->at(7).y(), double(int(1000 * std::sin(7 / 6.0))));
+    QCOMPARE(curves.at(0)->at(7).y(), double(600 + int(150 * std::sin(7 / 6.0))));
     QCOMPARE(curves.at(0)->at(7).x(), double(start.addMSecs(7 * 250).toMSecsSinceEpoch()));
     QCOMPARE(drawnY(curves.at(1)).left(23), QStringLiteral("0 0 0 0 0 0 1 1 1 1 1 1"));
     if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
@@ -492,7 +492,7 @@ void TestPlot::manyPointsAreDecimated()
 void TestPlot::zoomAndPan()
 {
     for (int i = 0; i <= 100; ++i)
-        add(QStringLiteral("Reply=(Level=%1)").arg(i), i * 100);
+        add(QStringLiteral("Reply=(Temperature=%1)").arg(i), i * 100);
     PlotDock dock(m_model.get());
     dock.setTags(m_tags.get());
     QVERIFY(dock.addTag(0x1001));
@@ -516,7 +516,7 @@ void TestPlot::zoomAndPan()
     dock.pan(0.2);
     QCOMPARE(dock.rangeStart(), t0 + 3500);
     // A zoomed plot stays where it is while lines arrive ...
-    add(QStringLiteral("Reply=(Level=101)"), 10100);
+    add(QStringLiteral("Reply=(Temperature=101)"), 10100);
     dock.redraw();
     QCOMPARE(dock.rangeEnd(), t0 + 8500);
     // ... and follows them again after a reset.
@@ -527,8 +527,8 @@ void TestPlot::zoomAndPan()
 
 void TestPlot::timeAxisFollowsTheTraceFlag()
 {
-    add(QStringLiteral("Reply=(Level=1)"), 0);
-    add(QStringLiteral("Reply=(Level=2)"), 2500);
+    add(QStringLiteral("Reply=(Temperature=1)"), 0);
+    add(QStringLiteral("Reply=(Temperature=2)"), 2500);
     PlotDock dock(m_model.get());
     dock.setTags(m_tags.get());
     QVERIFY(dock.addTag(0x1001));
