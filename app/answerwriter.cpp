@@ -1,6 +1,6 @@
 #include "app/answerwriter.h"
 
-#include "app/tools.h"
+#include "app/safefile.h"
 
 #include <QBuffer>
 #include <QXmlStreamWriter>
@@ -60,5 +60,5 @@ QByteArray AnswerWriter::encode(const QVector<AnswerRule>& rules) const
 bool AnswerWriter::save(const QVector<AnswerRule>& rules, const QString& path)
 {
     m_error.clear();
-    return Tools::writeFileSafely(path, encode(rules), &m_error);
+    return SafeFile::write(path, encode(rules), &m_error);
 }

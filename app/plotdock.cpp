@@ -1,6 +1,7 @@
 #include "app/plotdock.h"
 
 #include "app/mainwindow.h"
+#include "app/safefile.h"
 #include "app/tools.h"
 #include "app/traceitem.h"
 #include "app/tracemodel.h"
@@ -545,7 +546,7 @@ void PlotDock::closeEvent(QCloseEvent* event)
 bool PlotDock::save(const QString& path, const QByteArray& bytes)
 {
     m_error.clear();
-    return Tools::writeFileSafely(path, bytes, &m_error);
+    return SafeFile::write(path, bytes, &m_error);
 }
 
 bool PlotDock::exportPng(const QString& path)

@@ -4,16 +4,13 @@
 #include <QDataStream>
 #include <QDebug>
 #include <QDir>
-#include <QFile>
 #include <QGuiApplication>
 #include <QRect>
 #include <QScreen>
 #include <QWidget>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <unistd.h>
 
 namespace Tools {
 
@@ -193,35 +190,6 @@ QStringList splitCSV(const QString& line)
         }
     }
     return fields;
-}
-
-bool writeFileSafely(const QString& path, const QByteArray& bytes, QString* error)
-{
-    const auto fail = [error](const QString& text) {
-        if (error)
-            *error = text;
-        return false;
-    };
-    const auto tr = [](const char* text) { return QCoreApplication::translate("Tools", text); };
-    const auto native = [](const QString& name) { return QDir::toNativeSeparators(name); };
-    const QString temporary = path + QStringLiteral(".tmp");
-    const QString backup = path + QStringLiteral(".bak");
-    QFile file(temporary);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return fail(tr("Cannot open %1 for writing: %2").arg(native(temporary), file.errorString()));
-    // Synced before the rename, or a crash could leave neither file.
-    if (file.write(bytes) != bytes.size() || !file.flush() || ::fsync(file.handle()) != 0)
-        return fail(tr("Cannot write %1: %2").arg(native(temporary), file.errorString()));
-    file.close();
-    const QByteArray target = QFile::encodeName(path);
-    const QByteArray old = QFile::encodeName(backup);
-    if (QFile::exists(backup) && std::remove(old.constData()) != 0)
-        return fail(tr("Could not delete old backup %1: %2").arg(native(backup), systemErrorString()));
-    if (QFile::exists(path) && std::rename(target.constData(), old.constData()) != 0)
-        return fail(tr("Could not rename %1 to %2: %3").arg(native(path), native(backup), systemErrorString()));
-    if (std::rename(QFile::encodeName(temporary).constData(), target.constData()) != 0)
-        return fail(tr("Could not rename %1 to %2: %3").arg(native(temporary), native(path), systemErrorString()));
-    return true;
 }
 
 QString systemErrorString(int errorNumber)

@@ -29,11 +29,6 @@ void raiseWindow(QWidget* widget);
 // doubled quotes; line endings at the end are ignored.
 QStringList splitCSV(const QString& line);
 
-// Writes `path`.tmp and syncs it, keeps the old file as `path`.bak and
-// renames the new one into place: a crash leaves one of them whole.
-// False with a translated `error` when a step fails.
-bool writeFileSafely(const QString& path, const QByteArray& bytes, QString* error);
-
 QString systemErrorString(int errorNumber);
 QString systemErrorString();
 

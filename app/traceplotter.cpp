@@ -3,7 +3,6 @@
 #include "app/traceitem.h"
 #include "app/tracemodel.h"
 
-#include "qrv16/messagewriter.h"
 #include "qrv16/tagdatalut.h"
 
 #include <QDateTime>
@@ -13,9 +12,6 @@
 namespace {
 
 using QRV16::DataType;
-
-// Times of day are drawn on a date axis: on this day, in local time.
-const QDate TimeOfDayBase(2000, 1, 1);
 
 bool secure(const QRV16::TagDataLut* tags, int tag)
 {
@@ -27,67 +23,6 @@ bool hasEnums(const QRV16::TagDataLut* tags, int tag)
 {
     const QRV16::TagData* data = tags ? tags->tagData(unsigned(tag)) : nullptr;
     return data && !data->enums.isEmpty();
-}
-
-bool readElement(const QRV16::Message::Iterator& it, TracePlotter::Point* point)
-{
-    bool ok = false;
-    switch (QRV16::dataType(unsigned(it.tag()))) {
-    case DataType::Integer:
-        point->value[0] = double(it.size() > 4 ? it.getInt64(&ok) : qint64(it.getInt(&ok)));
-        break;
-    case DataType::Bool: point->value[0] = it.getBool(&ok) ? 1 : 0; break;
-    case DataType::Date: {
-        const QDate date = it.getDate(&ok);
-        ok = ok && date.isValid();
-        if (ok)
-            point->value[0] = double(QDateTime(date, QTime(0, 0)).toMSecsSinceEpoch());
-        break;
-    }
-    case DataType::Time: {
-        const QTime time = it.getTime(&ok);
-        ok = ok && time.isValid();
-        if (ok)
-            point->value[0] = double(QDateTime(TimeOfDayBase, time).toMSecsSinceEpoch());
-        break;
-    }
-    case DataType::DateTime: {
-        const QDateTime dateTime = it.getDateTime(&ok);
-        ok = ok && dateTime.isValid();
-        if (ok)
-            point->value[0] = double(dateTime.toMSecsSinceEpoch());
-        break;
-    }
-    case DataType::BitArray: point->bits = it.getBits(&ok); break;
-    case DataType::ExtPoint: {
-        const QPoint p = it.getPoint(&ok);
-        point->value[0] = p.x();
-        point->value[1] = p.y();
-        break;
-    }
-    default: break;
-    }
-    return ok;
-}
-
-bool findValue(const QRV16::Message& message, int start, int end, int tag, const QRV16::TagDataLut* tags,
-               int depth, TracePlotter::Point* point)
-{
-    for (QRV16::Message::Iterator it(&message, start, end); !it.atEnd(); ++it) {
-        const int found = it.tag();
-        if (found < 0)
-            break;
-        if (found == tag)
-            return readElement(it, point);
-        if (QRV16::isNestedTag(found) && depth + 1 < QRV16::MessageWriter::MaxDepth && it.size() > 0 &&
-            !secure(tags, found)) {
-            bool ok = false;
-            const QRV16::Message::Iterator inner = it.getIterator(&ok);
-            if (ok && findValue(message, inner.start(), inner.end(), tag, tags, depth + 1, point))
-                return true;
-        }
-    }
-    return false;
 }
 
 void appendQuoted(QByteArray& out, const QString& text)
@@ -121,20 +56,6 @@ void TracePlotter::setTags(const QRV16::TagDataLut* tags)
     Q_EMIT tagsChanged();
 }
 
-bool TracePlotter::isPlottableType(DataType type)
-{
-    switch (type) {
-    case DataType::Integer:
-    case DataType::Bool:
-    case DataType::Date:
-    case DataType::Time:
-    case DataType::DateTime:
-    case DataType::BitArray:
-    case DataType::ExtPoint: return true;
-    default: return false;
-    }
-}
-
 int TracePlotter::plottableTag(const TraceItem* line, const QRV16::TagDataLut* tags)
 {
     const TraceItem* parent = line ? line->parent() : nullptr;
@@ -150,23 +71,17 @@ int TracePlotter::plottableTag(const TraceItem* line, const QRV16::TagDataLut* t
             break;
         if (row-- > 0)
             continue;
-        if (!isPlottableType(QRV16::dataType(unsigned(tag))) || secure(tags, tag))
+        if (!QRV16::PlotValue::isPlottable(QRV16::dataType(unsigned(tag))) || secure(tags, tag))
             return -1;
-        Point point;
-        return readElement(it, &point) ? tag : -1;
+        QRV16::PlotValue value;
+        return value.read(it) ? tag : -1;
     }
     return -1;
 }
 
-bool TracePlotter::readValue(const QRV16::Message& message, int start, int end, int tag,
-                             const QRV16::TagDataLut* tags, Point* point)
-{
-    return findValue(message, start, end, tag, tags, 0, point);
-}
-
 bool TracePlotter::addTag(int tag)
 {
-    if (tag < 0 || !isPlottableType(QRV16::dataType(unsigned(tag))) || secure(m_tags, tag))
+    if (tag < 0 || !QRV16::PlotValue::isPlottable(QRV16::dataType(unsigned(tag))) || secure(m_tags, tag))
         return false;
     for (const Series& s : m_series) {
         if (s.tag == tag)
@@ -390,7 +305,7 @@ void TracePlotter::collect(Series& series)
         if (!range)
             continue;
         Point p;
-        if (!readValue(QRV16::Message(range->bytes), range->start, range->end, series.tag, m_tags, &p))
+        if (!p.find(QRV16::Message(range->bytes), range->start, range->end, series.tag, m_tags))
             continue;
         p.time = line->stamp();
         p.line = line;
@@ -448,7 +363,7 @@ void TracePlotter::onAppended(const QModelIndex& index)
     const QRV16::Message message(range->bytes);
     for (Series& series : m_series) {
         Point p;
-        if (!readValue(message, range->start, range->end, series.tag, m_tags, &p))
+        if (!p.find(message, range->start, range->end, series.tag, m_tags))
             continue;
         p.time = line->stamp();
         p.line = line;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "qrv16/message.h"
+#include "qrv16/plotvalue.h"
 #include "qrv16/types.h"
 
 #include <QObject>
@@ -28,12 +29,10 @@ class TracePlotter : public QObject
     Q_OBJECT
 
 public:
-    struct Point
+    struct Point : QRV16::PlotValue
     {
-        qint64 time = 0;                  // the line's time, ms since the epoch
-        const TraceItem* line = nullptr;  // Not owned; dropped with the line.
-        double value[2] = {0, 0};         // ExtPoint: x and y
-        quint64 bits = 0;                 // BitArray, bit 0 first
+        qint64 time = 0;                 // the line's time, ms since the epoch
+        const TraceItem* line = nullptr; // Not owned; dropped with the line.
     };
 
     explicit TracePlotter(TraceModel* model, QObject* parent = nullptr);
@@ -42,16 +41,9 @@ public:
     // the points keep their values.
     void setTags(const QRV16::TagDataLut* tags);
 
-    // The types a plot can draw.
-    static bool isPlottableType(QRV16::DataType type);
     // The tag of an element line of the trace when it can be plotted,
     // -1 for any other line.
     static int plottableTag(const TraceItem* line, const QRV16::TagDataLut* tags);
-    // The first element of `tag` in [start, end), at any depth; false when
-    // there is none or its value cannot be read.
-    static bool readValue(const QRV16::Message& message, int start, int end, int tag,
-                          const QRV16::TagDataLut* tags, Point* point);
-
     // Collects the tag from every line of the trace; false when it is
     // plotted already or cannot be plotted.
     bool addTag(int tag);
