@@ -41,6 +41,16 @@ QString dateTimeFormat(QRV16::DataType type)
     }
 }
 
+// Labels of the time axis that tell its ticks apart.
+QString timeFormat(qint64 span)
+{
+    if (span < 20000)
+        return QStringLiteral("hh:mm:ss.zzz");
+    if (span < 2 * 24 * 3600 * 1000LL)
+        return QStringLiteral("hh:mm:ss");
+    return QStringLiteral("yyyy-MM-dd hh:mm");
+}
+
 bool isDateType(QRV16::DataType type)
 {
     return type == QRV16::DataType::Date || type == QRV16::DataType::Time || type == QRV16::DataType::DateTime;
@@ -448,8 +458,10 @@ void PlotDock::redraw()
     for (const Chart& chart : m_chartList) {
         if (auto* x = qobject_cast<QValueAxis*>(chart.x))
             x->setRange(lo, hi);
-        else if (auto* dates = qobject_cast<QDateTimeAxis*>(chart.x))
+        else if (auto* dates = qobject_cast<QDateTimeAxis*>(chart.x)) {
+            dates->setFormat(timeFormat(m_end - m_start));
             dates->setRange(QDateTime::fromMSecsSinceEpoch(m_start), QDateTime::fromMSecsSinceEpoch(m_end));
+        }
         const int columns = std::max(int(chart.chart->plotArea().width()), 100);
         for (int i = 0; i < chart.series.size(); ++i) {
             const int s = chart.series.at(i);

@@ -98,6 +98,7 @@ private Q_SLOTS:
     void contextMenuOnNumericElementsOnly_data();
     void contextMenuOnNumericElementsOnly();
     void dockDrawsTwoTags();
+    void everyTypeDrawsStacked();
     void manyPointsAreDecimated();
     void zoomAndPan();
     void timeAxisFollowsTheTraceFlag();
@@ -456,6 +457,43 @@ void TestPlot::dockDrawsTwoTags()
     QTest::qWait(2 * PlotDock::RedrawMilliseconds);
     if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
         dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-stacked.png"));
+}
+
+void TestPlot::everyTypeDrawsStacked()
+{
+    for (int i = 0; i < 12; ++i)
+        add(QStringLiteral("Reply=(Running=%1 Day=2024-03-%2 Clock=06:%3:00 Flags=%4 Where=[%5, %6])")
+                .arg(i % 3 ? QStringLiteral("true") : QStringLiteral("false"))
+                .arg(i + 1, 2, 10, QLatin1Char('0'))
+                .arg(i * 4, 2, 10, QLatin1Char('0'))
+                .arg(i % 4 == 0 ? QStringLiteral("Ready|Fault") : i % 4 == 1 ? QStringLiteral("Ready") : QStringLiteral("0x02"))
+                .arg(i * 10)
+                .arg(100 - i * i),
+            i * 1000);
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    dock.resize(700, 900);
+    dock.setStacked(true);
+    for (const char* name : {"Running", "Day", "Clock", "Flags", "Where"})
+        QVERIFY(dock.addTag(m_tags->tagNumber(QLatin1String(name))));
+    dock.show();
+    QTest::qWait(2 * PlotDock::RedrawMilliseconds);
+    dock.redraw();
+    const QList<QChartView*> views = dock.views();
+    QCOMPARE(views.size(), 5);
+    // Names for steps, dates for dates and times, numbers for the rest.
+    const auto yAxis = [&views](int chart) { return views.at(chart)->chart()->axes(Qt::Vertical).value(0); };
+    QCOMPARE(qobject_cast<QCategoryAxis*>(yAxis(0))->categoriesLabels(), (QStringList{"false", "true"}));
+    QCOMPARE(qobject_cast<QDateTimeAxis*>(yAxis(1))->format(), QStringLiteral("yyyy-MM-dd"));
+    QCOMPARE(qobject_cast<QDateTimeAxis*>(yAxis(2))->format(), QStringLiteral("hh:mm:ss"));
+    QCOMPARE(qobject_cast<QCategoryAxis*>(yAxis(3))->categoriesLabels(), (QStringList{"Ready", "1", "Fault"}));
+    QVERIFY(qobject_cast<QValueAxis*>(yAxis(4)));
+    QCOMPARE(views.at(3)->chart()->series().size(), 3);
+    QCOMPARE(views.at(4)->chart()->series().size(), 2);
+    for (QLineSeries* line : dock.curves())
+        QVERIFY(line->count() >= 12);
+    if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
+        dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-types.png"));
 }
 
 void TestPlot::manyPointsAreDecimated()
