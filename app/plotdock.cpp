@@ -18,6 +18,7 @@
 #include <QLineSeries>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QRubberBand>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
@@ -27,6 +28,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -96,8 +98,8 @@ PlotDock::PlotDock(TraceModel* model, QWidget* parent) : QDockWidget(tr("Plot"),
     m_act_stacked->setCheckable(true);
     m_act_reset = bar->addAction(tr("Reset zoom"));
     m_act_reset->setObjectName(QStringLiteral("m_act_plot_reset"));
-    m_act_reset->setToolTip(tr("Show the whole trace and follow new lines. Drag to zoom, wheel to zoom, "
-                               "middle button or Shift+wheel to pan"));
+    m_act_reset->setToolTip(tr("Show the whole trace and follow new lines. Drag or wheel to zoom in, "
+                               "right button to zoom out, middle button or Shift+wheel to pan"));
     m_act_png = bar->addAction(tr("Export PNG..."));
     m_act_png->setObjectName(QStringLiteral("m_act_plot_png"));
     m_act_csv = bar->addAction(tr("Export CSV..."));
@@ -235,15 +237,11 @@ void PlotDock::addChart(const QVector<int>& series)
         auto* x = new QValueAxis;
         x->setTitleText(tr("Time (s)"));
         x->setLabelFormat(QStringLiteral("%.10g"));
-        connect(x, &QValueAxis::rangeChanged, this, &PlotDock::onAxisRangeChanged);
         chart.x = x;
     } else {
         auto* x = new QDateTimeAxis;
         x->setTitleText(tr("Time"));
         x->setFormat(QStringLiteral("hh:mm:ss"));
-        connect(x, &QDateTimeAxis::rangeChanged, this, [this](const QDateTime& min, const QDateTime& max) {
-            onAxisRangeChanged(double(min.toMSecsSinceEpoch()), double(max.toMSecsSinceEpoch()));
-        });
         chart.x = x;
     }
     chart.chart->addAxis(chart.x, Qt::AlignBottom);
@@ -268,7 +266,6 @@ void PlotDock::addChart(const QVector<int>& series)
         }
     }
     chart.view = new QChartView(chart.chart, m_area);
-    chart.view->setRubberBand(QChartView::HorizontalRubberBand);
     chart.view->setMinimumHeight(140);
     chart.view->viewport()->installEventFilter(this);
     // A new width takes another number of pixel columns.
@@ -328,11 +325,6 @@ double PlotDock::toAxis(qint64 ms) const
     return m_relative ? double(ms - m_origin) / 1000.0 : double(ms);
 }
 
-qint64 PlotDock::fromAxis(double value) const
-{
-    return m_relative ? m_origin + qint64(std::llround(value * 1000.0)) : qint64(std::llround(value));
-}
-
 void PlotDock::setRange(qint64 start, qint64 end)
 {
     if (end - start < MinimumSpan)
@@ -368,17 +360,7 @@ void PlotDock::resetZoom()
     redraw();
 }
 
-void PlotDock::onAxisRangeChanged(double min, double max)
-{
-    // Only the view's rubber band zooms here: the chart also sets ranges
-    // of its own while it lays out.
-    if (!m_rubberBand || m_settingRange || max <= min)
-        return;
-    setRange(fromAxis(min), fromAxis(max));
-}
-
-void PlotDock::drawCurve(const Chart& chart, const Curve& curve, double lo, double hi, int columns,
-                         double* min, double* max)
+void PlotDock::drawCurve(const Curve& curve, double lo, double hi, int columns, double* min, double* max)
 {
     m_plotter->curveValues(curve.series, curve.curve, &m_values);
     const std::vector<double>& y = m_values;
@@ -431,7 +413,8 @@ void PlotDock::drawCurve(const Chart& chart, const Curve& curve, double lo, doub
         };
         for (int i = from; i <= to; ++i) {
             const double x = toAxis(m_plotter->point(curve.series, i).time);
-            const int at = int(std::floor((x - lo) / width));
+            // Points outside the range fall into the columns at its edges.
+            const int at = int(qBound(-1.0, std::floor((x - lo) / width), double(columns)));
             if (at != current) {
                 flush();
                 current = at;
@@ -440,7 +423,6 @@ void PlotDock::drawCurve(const Chart& chart, const Curve& curve, double lo, doub
         }
         flush();
     }
-    Q_UNUSED(chart);
     curve.line->replace(m_points);
 }
 
@@ -454,7 +436,6 @@ void PlotDock::redraw()
         dataRange(&m_start, &m_end);
     const double lo = toAxis(m_start);
     const double hi = toAxis(m_end);
-    m_settingRange = true;
     for (const Chart& chart : m_chartList) {
         if (auto* x = qobject_cast<QValueAxis*>(chart.x))
             x->setRange(lo, hi);
@@ -469,7 +450,7 @@ void PlotDock::redraw()
             double max = -min;
             for (const Curve& curve : chart.curves) {
                 if (curve.series == s)
-                    drawCurve(chart, curve, lo, hi, columns, &min, &max);
+                    drawCurve(curve, lo, hi, columns, &min, &max);
             }
             QAbstractAxis* axis = chart.y.at(i);
             if (auto* category = qobject_cast<QCategoryAxis*>(axis)) {
@@ -496,7 +477,6 @@ void PlotDock::redraw()
             }
         }
     }
-    m_settingRange = false;
 }
 
 bool PlotDock::eventFilter(QObject* watched, QEvent* event)
@@ -505,44 +485,89 @@ bool PlotDock::eventFilter(QObject* watched, QEvent* event)
     if (!view || view->viewport() != watched)
         return QDockWidget::eventFilter(watched, event);
     const QRectF area = view->chart()->plotArea();
-    // A release ends the rubber band: the view zooms right after this.
-    m_rubberBand = false;
+    if (area.width() <= 0)
+        return QDockWidget::eventFilter(watched, event);
+    // Where the pointer is, as a fraction of the plot's width.
+    const auto fraction = [view, &area](const QPointF& pos) {
+        const QPointF at = view->chart()->mapFromScene(view->mapToScene(pos.toPoint()));
+        return qBound(0.0, (at.x() - area.left()) / area.width(), 1.0);
+    };
     switch (event->type()) {
     case QEvent::Wheel: {
         const auto* wheel = static_cast<QWheelEvent*>(event);
-        const QPointF pos = view->chart()->mapFromScene(view->mapToScene(wheel->position().toPoint()));
         const QPoint delta = wheel->angleDelta();
         if (delta.x() != 0 || (wheel->modifiers() & Qt::ShiftModifier))
             pan(-double(delta.x() + delta.y()) / 1200.0);
         else if (delta.y() != 0)
-            zoom(delta.y() > 0 ? 0.8 : 1.25, area.width() > 0 ? (pos.x() - area.left()) / area.width() : 0.5);
+            zoom(delta.y() > 0 ? 0.8 : 1.25, fraction(wheel->position()));
         redraw();
         return true;
     }
     case QEvent::MouseButtonPress: {
         const auto* mouse = static_cast<QMouseEvent*>(event);
-        if (mouse->button() != Qt::MiddleButton)
-            break;
-        m_panFrom = mouse->position().toPoint().x();
-        return true;
+        if (mouse->button() == Qt::MiddleButton) {
+            m_panFrom = fraction(mouse->position());
+            return true;
+        }
+        if (mouse->button() == Qt::LeftButton) {
+            if (!m_band)
+                m_band = new QRubberBand(QRubberBand::Rectangle, view->viewport());
+            m_band->setParent(view->viewport());
+            m_bandFrom = fraction(mouse->position());
+            m_bandTo = m_bandFrom;
+            return true;
+        }
+        break;
     }
     case QEvent::MouseMove: {
         const auto* mouse = static_cast<QMouseEvent*>(event);
-        if (m_panFrom < 0 || area.width() <= 0)
-            break;
-        const int x = mouse->position().toPoint().x();
-        pan(-double(x - m_panFrom) / area.width());
-        m_panFrom = x;
-        redraw();
-        return true;
-    }
-    case QEvent::MouseButtonRelease:
-        if (static_cast<QMouseEvent*>(event)->button() != Qt::MiddleButton) {
-            m_rubberBand = true;
-            break;
+        if (m_panFrom >= 0) {
+            const double at = fraction(mouse->position());
+            pan(m_panFrom - at);
+            m_panFrom = at;
+            redraw();
+            return true;
         }
-        m_panFrom = -1;
-        return true;
+        if (m_bandFrom >= 0) {
+            m_bandTo = fraction(mouse->position());
+            const QRectF scene = view->chart()->mapToScene(area).boundingRect();
+            const QRect band = view->mapFromScene(scene).boundingRect();
+            const int left = band.left() + int(std::min(m_bandFrom, m_bandTo) * band.width());
+            const int right = band.left() + int(std::max(m_bandFrom, m_bandTo) * band.width());
+            m_band->setGeometry(QRect(QPoint(left, band.top()), QPoint(right, band.bottom())));
+            m_band->show();
+            return true;
+        }
+        break;
+    }
+    case QEvent::MouseButtonRelease: {
+        const auto* mouse = static_cast<QMouseEvent*>(event);
+        if (mouse->button() == Qt::MiddleButton) {
+            m_panFrom = -1;
+            return true;
+        }
+        if (mouse->button() == Qt::RightButton) {
+            zoom(2.0, fraction(mouse->position()));
+            redraw();
+            return true;
+        }
+        if (mouse->button() == Qt::LeftButton && m_bandFrom >= 0) {
+            m_band->hide();
+            const double from = std::min(m_bandFrom, m_bandTo);
+            const double to = std::max(m_bandFrom, m_bandTo);
+            m_bandFrom = -1;
+            // A click is no zoom.
+            if ((to - from) * area.width() >= 3) {
+                if (!m_zoomed)
+                    dataRange(&m_start, &m_end);
+                const double span = double(m_end - m_start);
+                setRange(m_start + qint64(span * from), m_start + qint64(span * to));
+                redraw();
+            }
+            return true;
+        }
+        break;
+    }
     default: break;
     }
     return QDockWidget::eventFilter(watched, event);

@@ -3,6 +3,8 @@
 #include <QDockWidget>
 #include <QList>
 #include <QPointF>
+#include <QPointer>
+#include <QRubberBand>
 #include <QString>
 #include <QVector>
 
@@ -106,10 +108,7 @@ private:
     void updateRemoveMenu();
     void dataRange(qint64* start, qint64* end) const;
     double toAxis(qint64 ms) const;
-    qint64 fromAxis(double value) const;
-    void onAxisRangeChanged(double min, double max);
-    void drawCurve(const Chart& chart, const Curve& curve, double lo, double hi, int columns,
-                   double* min, double* max);
+    void drawCurve(const Curve& curve, double lo, double hi, int columns, double* min, double* max);
     bool save(const QString& path, const QByteArray& bytes);
 
     TraceModel* m_model; // Not owned.
@@ -125,8 +124,6 @@ private:
     std::vector<Chart> m_chartList;
     bool m_relative = false;
     bool m_zoomed = false;
-    bool m_settingRange = false;
-    bool m_rubberBand = false;
     bool m_dirty = true;
     qint64 m_start = 0;
     qint64 m_end = 0;
@@ -135,7 +132,11 @@ private:
     // Reused by every redraw.
     std::vector<double> m_values;
     QList<QPointF> m_points;
-    // A drag with the middle button pans.
-    int m_panFrom = -1;
+    // A drag with the middle button pans, one with the left button zooms
+    // into the band it spans; both as fractions of the plot's width.
+    double m_panFrom = -1;
+    double m_bandFrom = -1;
+    double m_bandTo = -1;
+    QPointer<QRubberBand> m_band; // Owned by a view's viewport.
     QString m_error;
 };

@@ -20,6 +20,8 @@
 #include <QTemporaryDir>
 #include <QTreeView>
 #include <QValueAxis>
+#include <QRubberBand>
+#include <QWheelEvent>
 #include <QtTest>
 
 #include <memory>
@@ -101,6 +103,7 @@ private Q_SLOTS:
     void everyTypeDrawsStacked();
     void manyPointsAreDecimated();
     void zoomAndPan();
+    void mouseZoomsAndPans();
     void timeAxisFollowsTheTraceFlag();
 
 private:
@@ -561,6 +564,64 @@ void TestPlot::zoomAndPan()
     dock.resetZoom();
     QVERIFY(!dock.isZoomed());
     QCOMPARE(dock.rangeEnd(), t0 + 10100);
+}
+
+void TestPlot::mouseZoomsAndPans()
+{
+    for (int i = 0; i <= 100; ++i)
+        add(QStringLiteral("Reply=(Temperature=%1)").arg(i), i * 100);
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    QVERIFY(dock.addTag(0x1001));
+    dock.resize(600, 300);
+    dock.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dock));
+    QTest::qWait(2 * PlotDock::RedrawMilliseconds);
+    QChartView* view = dock.views().first();
+    QWidget* viewport = view->viewport();
+    QRectF area = view->chart()->plotArea();
+    const qint64 t0 = start.toMSecsSinceEpoch();
+    const auto send = [viewport](QEvent::Type type, QPointF at, Qt::MouseButton button, Qt::MouseButtons buttons) {
+        QMouseEvent event(type, at, viewport->mapToGlobal(at), button, buttons, Qt::NoModifier);
+        QCoreApplication::sendEvent(viewport, &event);
+    };
+
+    // The wheel zooms around the pointer, here the left edge.
+    const QPointF left(area.left(), area.center().y());
+    QWheelEvent wheel(left, viewport->mapToGlobal(left), QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(viewport, &wheel);
+    QVERIFY(dock.isZoomed());
+    QVERIFY(qAbs(dock.rangeStart() - t0) < 100);
+    QVERIFY(qAbs(dock.rangeEnd() - (t0 + 8000)) < 100);
+
+    // The middle button drags the range: half the width to the right goes
+    // back in time by half the range.
+    send(QEvent::MouseButtonPress, area.center(), Qt::MiddleButton, Qt::MiddleButton);
+    send(QEvent::MouseMove, area.center() + QPointF(area.width() / 2, 0), Qt::NoButton, Qt::MiddleButton);
+    send(QEvent::MouseButtonRelease, area.center() + QPointF(area.width() / 2, 0), Qt::MiddleButton, Qt::NoButton);
+    QVERIFY(qAbs(dock.rangeStart() - (t0 - 4000)) < 100);
+
+    // A rubber band over the left half of the plot shows that half.
+    dock.resetZoom();
+    // The axis labels changed: so may have the plot's place.
+    QTest::qWait(PlotDock::RedrawMilliseconds);
+    area = view->chart()->plotArea();
+    const QPointF from(area.left() + 1, area.center().y());
+    send(QEvent::MouseButtonPress, from, Qt::LeftButton, Qt::LeftButton);
+    send(QEvent::MouseMove, area.center(), Qt::NoButton, Qt::LeftButton);
+    QVERIFY(view->findChild<QRubberBand*>()->isVisible());
+    send(QEvent::MouseButtonRelease, area.center(), Qt::LeftButton, Qt::NoButton);
+    QVERIFY(!view->findChild<QRubberBand*>()->isVisible());
+    QVERIFY(dock.isZoomed());
+    QVERIFY2(qAbs(dock.rangeEnd() - (t0 + 5000)) < 150, qPrintable(QString::number(dock.rangeEnd() - t0)));
+    QVERIFY(dock.curves().first()->count() < 60);
+    // A click is no zoom; the right button zooms out.
+    send(QEvent::MouseButtonPress, area.center(), Qt::LeftButton, Qt::LeftButton);
+    send(QEvent::MouseButtonRelease, area.center(), Qt::LeftButton, Qt::NoButton);
+    QVERIFY(qAbs(dock.rangeEnd() - (t0 + 5000)) < 150);
+    send(QEvent::MouseButtonRelease, area.center(), Qt::RightButton, Qt::NoButton);
+    QVERIFY(qAbs(dock.rangeEnd() - dock.rangeStart() - 10000) < 300);
 }
 
 void TestPlot::timeAxisFollowsTheTraceFlag()
