@@ -650,6 +650,8 @@ void MainWindow::plotTag(int tag)
         connect(this, &MainWindow::globalsChanged, m_plotdock, &PlotDock::updateTimeAxis);
         connect(m_plotdock, &PlotDock::message, this, [this](const QString& text) { message(text, ColorError); });
         addDockWidget(Qt::BottomDockWidgetArea, m_plotdock);
+        // A chart needs more room than a dock's least.
+        resizeDocks({m_plotdock}, {qMax(300, height() / 3)}, Qt::Vertical);
     }
     if (!m_plotdock->addTag(tag))
         message(tr("%1 cannot be plotted").arg(QRV16::tag2hex(unsigned(tag))), ColorError);

@@ -266,7 +266,7 @@ void PlotDock::addChart(const QVector<int>& series)
         }
     }
     chart.view = new QChartView(chart.chart, m_area);
-    chart.view->setMinimumHeight(140);
+    chart.view->setMinimumHeight(180);
     chart.view->viewport()->installEventFilter(this);
     // A new width takes another number of pixel columns.
     connect(chart.chart, &QChart::plotAreaChanged, this, [this] { m_dirty = true; });

@@ -460,6 +460,11 @@ void TestPlot::dockDrawsTwoTags()
     QTest::qWait(2 * PlotDock::RedrawMilliseconds);
     if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
         dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-stacked.png"));
+
+    // Closed, it collects nothing more.
+    dock.close();
+    QCOMPARE(dock.plotter()->seriesCount(), 0);
+    QVERIFY(dock.views().isEmpty());
 }
 
 void TestPlot::everyTypeDrawsStacked()
