@@ -1,6 +1,8 @@
 # Build, test and run korvgui. Every target installs missing Debian packages first.
 
-DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools libgl-dev \
+# Qt Charts finds its OpenGL dependency only with libqt6opengl6-dev, which
+# Debian does not pull in.
+DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev libgl-dev \
         libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4 fonts-dejavu-core
 # CPack reads the binaries with file and computes their dependencies with dpkg-shlibdeps.
 PACKAGE_DEBS := dpkg-dev file
@@ -14,7 +16,7 @@ JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
 
 FUZZ_SECONDS ?= 60
-FUZZERS := message text definitions printers answers sequences
+FUZZERS := message text definitions printers answers sequences plot
 
 .PHONY: all deps test-deps bench-deps build test package bench run fuzz clean
 

@@ -8,6 +8,7 @@
 #include "app/filterbar.h"
 #include "app/findbar.h"
 #include "app/logwriter.h"
+#include "app/plotdock.h"
 #include "app/replayer.h"
 #include "app/sequencedock.h"
 #include "app/styledialog.h"
@@ -15,6 +16,7 @@
 #include "app/tracefilter.h"
 #include "app/tracedelegate.h"
 #include "app/tracemodel.h"
+#include "app/traceplotter.h"
 #include "app/tracepcapngexport.h"
 
 #include "bookmarks/bookmarkeditor.h"
@@ -384,7 +386,8 @@ void MainWindow::setupUi()
     m_tv_trace->setUniformRowHeights(true);
     m_tv_trace->setAllColumnsShowFocus(true);
     m_tv_trace->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    m_tv_trace->setContextMenuPolicy(Qt::ActionsContextMenu);
+    // The trace's actions, and "Plot TAG" on elements that can be plotted.
+    m_tv_trace->setContextMenuPolicy(Qt::CustomContextMenu);
     m_lbl_target = new QLabel(m_central_widget);
     m_lbl_target->setObjectName(QStringLiteral("m_lbl_target"));
     m_lbl_target->setFixedSize(16, 16);
@@ -631,6 +634,11 @@ void MainWindow::connectActions()
     connect(m_cb_message->lineEdit(), &QLineEdit::returnPressed, this, &MainWindow::onEnter);
     connect(m_pb_go1, &QPushButton::clicked, this, &MainWindow::onGo1);
     connect(m_pb_go2, &QPushButton::clicked, this, &MainWindow::onGo2);
+    connect(m_tv_trace, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
+        QMenu* menu = createTraceMenu(m_tv_trace->indexAt(pos));
+        menu->setAttribute(Qt::WA_DeleteOnClose);
+        menu->popup(m_tv_trace->viewport()->mapToGlobal(pos));
+    });
     // A traced message back into the entry line, to change and send again.
     connect(m_tv_trace, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
         const TraceItem* item = m_model->index2item(traceIndex(index));
@@ -639,6 +647,36 @@ void MainWindow::connectActions()
             m_cb_message->setFocus();
         }
     });
+}
+
+QMenu* MainWindow::createTraceMenu(const QModelIndex& index)
+{
+    auto* menu = new QMenu(this);
+    const TraceItem* item = m_model->index2item(traceIndex(index));
+    const int tag = TracePlotter::plottableTag(item, m_tags.get());
+    if (tag >= 0) {
+        const QString name = m_tags ? m_tags->tagName(unsigned(tag)) : QRV16::tag2hex(unsigned(tag));
+        QAction* plot = menu->addAction(tr("Plot %1").arg(name), this, [this, tag] { plotTag(tag); });
+        plot->setObjectName(QStringLiteral("m_act_plot"));
+        menu->addSeparator();
+    }
+    menu->addActions(m_tv_trace->actions());
+    return menu;
+}
+
+void MainWindow::plotTag(int tag)
+{
+    if (!m_plotdock) {
+        m_plotdock = new PlotDock(m_model, this);
+        m_plotdock->setTags(m_tags.get());
+        connect(this, &MainWindow::globalsChanged, m_plotdock, &PlotDock::updateTimeAxis);
+        connect(m_plotdock, &PlotDock::message, this, [this](const QString& text) { message(text, ColorError); });
+        addDockWidget(Qt::BottomDockWidgetArea, m_plotdock);
+        // A chart needs more room than a dock's least.
+        resizeDocks({m_plotdock}, {qMax(300, height() / 3)}, Qt::Vertical);
+    }
+    if (!m_plotdock->addTag(tag))
+        message(tr("%1 cannot be plotted").arg(QRV16::tag2hex(unsigned(tag))), ColorError);
 }
 
 void MainWindow::restoreHistory()
@@ -1194,6 +1232,8 @@ void MainWindow::setTags(QRV16::Item* root)
     m_model->setTags(tags.get());
     if (m_filterbar)
         m_filterbar->setTags(tags.get());
+    if (m_plotdock)
+        m_plotdock->setTags(tags.get());
     m_autoanswer->setTags(tags.get());
     m_sequencedock->setTags(tags.get());
     if (m_bookmarkeditor)

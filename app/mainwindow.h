@@ -22,6 +22,7 @@ class QFile;
 class FilterBar;
 class FindBar;
 class LogWriter;
+class PlotDock;
 class QLabel;
 class QProgressDialog;
 class Replayer;
@@ -93,6 +94,11 @@ public:
     AutoAnswer* autoAnswer() const { return m_autoanswer; }
     QString answersPath() const { return m_answerspath; }
     SequenceDock* sequenceDock() const { return m_sequencedock; }
+    // Null until a tag is plotted.
+    PlotDock* plotDock() const { return m_plotdock; }
+    // The trace's context menu for a line of the view ("Plot TAG" on an
+    // element that can be plotted); the caller owns it.
+    QMenu* createTraceMenu(const QModelIndex& index);
 
     void message(const QString& text, StyleColor color, const QString& source);
     void message(const QString& text, StyleColor color);
@@ -141,6 +147,8 @@ public Q_SLOTS:
     void onLogPlay();
     void onLogPlayHex();
     void onExportPcapng();
+    // Opens the plot dock with the tag added.
+    void plotTag(int tag);
     void saveHistory();
     bool saveBookmarks(const QString& path);
     bool onSaveBookmarks();
@@ -212,6 +220,7 @@ private:
     SequenceDock* m_sequencedock = nullptr;
     FindBar* m_findbar = nullptr;
     FilterBar* m_filterbar = nullptr;
+    PlotDock* m_plotdock = nullptr; // Owned (child); made on first use.
 
     QAction* m_act_open_definitions = nullptr;
     QAction* m_act_edit_definitions = nullptr;

@@ -9,5 +9,6 @@
 class SaveFile
 {
 public:
+    // False with a translated `error` (when given) if a step fails.
     static bool write(const QString& path, const QByteArray& bytes, QString* error);
 };

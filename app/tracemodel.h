@@ -102,6 +102,9 @@ public:
     void flush();
 
     QString timestamp(const QDateTime& time) const;
+    // What relative times count from: the time of the first timed line in
+    // ms since the epoch, TraceItem::NoStamp without one.
+    qint64 origin() const;
     static QString logData(const TraceData& data);
     QModelIndex item2index(const TraceItem* item, int column = 0) const;
     TraceItem* index2item(const QModelIndex& index) const;
@@ -127,7 +130,6 @@ private:
     QDateTime fillTime(const QDateTime& time, qint64* stamp) const;
     void msg2item(TraceItem* parent) const;
     void populate(TraceItem* item) const;
-    qint64 origin() const;
     QVariant tooltipData(const TraceItem* item) const;
     QVariant fontData(int column) const;
     QVariant highlightData(const TraceItem* item, int role) const;

@@ -3,7 +3,8 @@
 // the CPU per received line at three trace sizes, the event-loop latency and
 // resident memory under a 20,000 message/s flood at the line limit, and a
 // replay of a 1,000,000-line log; filtering and finding at the line limit,
-// and the flood again with a filter set.
+// the flood again with a filter set, and a plot of two tags at the line
+// limit: its redraw, and the flood while it follows.
 
 #include "bench/korvbench.h"
 
@@ -11,17 +12,22 @@
 #include "app/filterbar.h"
 #include "app/findbar.h"
 #include "app/mainwindow.h"
+#include "app/plotdock.h"
 #include "app/replayer.h"
 #include "app/tracefilter.h"
 #include "app/tools.h"
 #include "app/tracemodel.h"
+#include "app/traceplotter.h"
 
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
 #include "qrv16/message.h"
 #include "qrv16/messageparser.h"
+#include "qrv16/tagdatalut.h"
 
 #include <QApplication>
+#include <QChartView>
+#include <QLineSeries>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QScrollBar>
@@ -268,7 +274,7 @@ struct FloodResult
     double receivedPerSecond = 0;
 };
 
-FloodResult flood(Rig& r)
+FloodResult flood(Rig& r, const QByteArray& slotBytes = QByteArray())
 {
     FloodResult result;
     QElapsedTimer clock;
@@ -284,7 +290,7 @@ FloodResult flood(Rig& r)
     std::atomic<bool> done{false};
     const qint64 start = r.appended;
     // 20 messages per millisecond, on an absolute schedule.
-    const QByteArray slot = r.typical.repeated(FloodRate / 1000);
+    const QByteArray slot = slotBytes.isEmpty() ? r.typical.repeated(FloodRate / 1000) : slotBytes;
     clock.start();
     last = clock.nsecsElapsed();
     tick.start();
@@ -477,6 +483,97 @@ void BM_ReplayLog(benchmark::State& state)
     }
 }
 
+// The two tags the plot benchmarks draw: an integer and an enum, both in
+// the typical message.
+PlotDock* plotTwoTags(Rig& r)
+{
+    r.window->plotTag(r.window->tags()->tagNumber(QStringLiteral("WellLevel")));
+    r.window->plotTag(r.window->tags()->tagNumber(QStringLiteral("ResultCode")));
+    settle();
+    return r.window->plotDock();
+}
+
+// At the line limit, every line with both tags and the values moving: one
+// redraw of the two curves, each view repainted.
+void BM_PlotRedraw(benchmark::State& state)
+{
+    Rig& r = rig();
+    static const char* const results[] = {"Ok", "Busy", "Denied"};
+    std::vector<QRV16::Message> variants;
+    QRV16::MessageParser parser(r.window->tags());
+    for (int i = 0; i < 120; ++i)
+        variants.push_back(parser.parse(QString::fromLatin1(typicalText)
+                                            .replace(QLatin1String("WellLevel=183"),
+                                                     QStringLiteral("WellLevel=%1").arg(150 + (i * 37) % 90))
+                                            .replace(QLatin1String("ResultCode=Ok"),
+                                                     QStringLiteral("ResultCode=%1").arg(QLatin1String(results[i / 40])))));
+    r.model()->clear();
+    for (int i = 0; i < TraceModel::DefaultLimit; ++i)
+        r.model()->append(QStringLiteral("1"), variants[size_t(i % 120)], ColorMessageRx1, QDateTime(), -1, -1);
+    r.model()->flush();
+    settle();
+    QElapsedTimer clock;
+    clock.start();
+    PlotDock* dock = plotTwoTags(r);
+    const double collect = msSince(clock);
+    if (!dock || dock->plotter()->seriesCount() != 2) {
+        state.SkipWithError("no plot");
+        return;
+    }
+    std::vector<double> times;
+    for (auto _ : state) {
+        clock.restart();
+        dock->redraw();
+        for (QChartView* view : dock->views())
+            view->viewport()->repaint();
+        times.push_back(msSince(clock));
+    }
+    int drawn = 0;
+    for (const auto* curve : dock->curves())
+        drawn += int(curve->count());
+    state.counters["redraw_p50_ms"] = percentile(times, 0.5);
+    state.counters["redraw_max_ms"] = percentile(times, 1.0);
+    state.counters["points"] = double(dock->plotter()->pointCount(0) + dock->plotter()->pointCount(1));
+    state.counters["drawn"] = drawn;
+    state.counters["add_tags_ms"] = collect;
+    dock->plotter()->clearTags();
+    settle();
+}
+
+// The flood at the line limit while the plot of two tags follows: Arg
+// points a second reach the plot, the rest of the 20,000 messages a second
+// lack both tags.
+void BM_PlotFollow(benchmark::State& state)
+{
+    Rig& r = rig();
+    const int perMs = FloodRate / 1000;
+    const int plotted = int(state.range(0)) / 1000;
+    const QByteArray without = QRV16::MessageParser(r.window->tags())
+                                   .parse(QString::fromLatin1(typicalText)
+                                              .remove(QLatin1String("WellLevel=183 "))
+                                              .remove(QLatin1String("ResultCode=Ok ")))
+                                   .bytes();
+    const QByteArray slot = r.typical.repeated(plotted) + without.repeated(perMs - plotted);
+    r.fill(TraceModel::DefaultLimit, r.typical);
+    PlotDock* dock = plotTwoTags(r);
+    if (!dock || dock->plotter()->seriesCount() != 2) {
+        state.SkipWithError("no plot");
+        return;
+    }
+    for (auto _ : state) {
+        const int before = dock->plotter()->pointCount(0);
+        const FloodResult result = flood(r, slot);
+        state.counters["p50_ms"] = percentile(result.lateness, 0.50);
+        state.counters["p99_ms"] = percentile(result.lateness, 0.99);
+        state.counters["max_ms"] = percentile(result.lateness, 1.0);
+        state.counters["rx_msg/s"] = result.receivedPerSecond;
+        state.counters["points"] = dock->plotter()->pointCount(0);
+        state.counters["points_before"] = before;
+    }
+    dock->plotter()->clearTags();
+    settle();
+}
+
 } // namespace
 
 BENCHMARK(BM_ReceiveLine)
@@ -492,5 +589,7 @@ BENCHMARK(BM_Flood)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FilterAndFind)->Iterations(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FloodFiltered)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReplayLog)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PlotRedraw)->Iterations(20)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PlotFollow)->Arg(1000)->Arg(20000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 KORV_BENCH_MAIN("BM_ReceiveLine/1000/0/iterations:5")

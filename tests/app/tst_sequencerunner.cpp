@@ -14,6 +14,9 @@ Q_DECLARE_METATYPE(SequenceStep)
 
 namespace {
 
+// How often a timing check may run before it counts as failed.
+constexpr int TimingAttempts = 3;
+
 // A port without a link: what is sent is kept and handed to `onSend`,
 // which plays the other side.
 class FakePort : public MessagePort
@@ -173,10 +176,17 @@ void TestSequenceRunner::waitsTakeTheirTime()
 {
     QFETCH(int, ms);
     QFETCH(int, times);
-    const Run r = run(make({SequenceStep::repeat(times), SequenceStep::wait(ms), SequenceStep::end()}));
+    const int expected = ms * times;
+    Run r;
+    // A busy machine may hold the process off once; timing that is wrong
+    // misses the window every time.
+    for (int attempt = 0; attempt < TimingAttempts; ++attempt) {
+        r = run(make({SequenceStep::repeat(times), SequenceStep::wait(ms), SequenceStep::end()}));
+        if (r.summary.durationMs >= expected && r.summary.durationMs <= expected + 20)
+            break;
+    }
     QCOMPARE(r.summary.steps, times);
     QVERIFY(r.summary.passed());
-    const int expected = ms * times;
     QVERIFY2(r.summary.durationMs >= expected && r.summary.durationMs <= expected + 20,
              qPrintable(QString::number(r.summary.durationMs)));
     QCOMPARE(r.line, QStringLiteral("Sequence \"test\": %1 steps, 0 passed, 0 failed, %2 ms")
@@ -218,8 +228,17 @@ void TestSequenceRunner::expects()
     QFETCH(QString, arrived);
     QFETCH(int, elapsed);
     answer(delay, reply);
-    const Run r = run(make({SequenceStep::send(1, QStringLiteral("GetStatus")),
-                            SequenceStep::expect(1, pattern, within)}));
+    Run r;
+    for (int attempt = 0; attempt < TimingAttempts; ++attempt) {
+        m_one->notes.clear();
+        r = run(make({SequenceStep::send(1, QStringLiteral("GetStatus")),
+                      SequenceStep::expect(1, pattern, within)}));
+        if (r.expects.size() != 1)
+            break;
+        const qint64 took = r.expects.first().at(4).toLongLong();
+        if (took >= elapsed - 1 && took <= elapsed + 20)
+            break;
+    }
     QCOMPARE(r.expects.size(), 1);
     const QList<QVariant>& e = r.expects.first();
     QCOMPARE(e.at(0).toInt(), 1);
@@ -345,24 +364,31 @@ void TestSequenceRunner::stopEndsAtOnce()
 
 void TestSequenceRunner::pauseHoldsTheClock()
 {
-    QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
-    QSignalSpy states(m_runner.get(), &SequenceRunner::stateChanged);
-    QElapsedTimer clock;
-    clock.start();
-    m_runner->start(make({SequenceStep::wait(100), SequenceStep::send(1, QStringLiteral("GetStatus"))}));
-    QTest::qWait(40);
-    m_runner->pause();
-    QCOMPARE(m_runner->state(), SequenceRunner::Paused);
-    QTest::qWait(150);
-    QVERIFY(m_one->sent.isEmpty());
-    m_runner->resume();
-    QVERIFY(finished.wait(1000));
-    const qint64 wall = clock.elapsed();
-    const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
-    QVERIFY2(wall >= 250, qPrintable(QString::number(wall)));
-    QVERIFY2(summary.durationMs >= 100 && summary.durationMs <= 120, qPrintable(QString::number(summary.durationMs)));
-    QCOMPARE(m_one->sent.size(), 1);
-    QCOMPARE(states.size(), 4); // running, paused, running, idle
+    for (int attempt = 1;; ++attempt) {
+        m_one->sent.clear();
+        QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
+        QSignalSpy states(m_runner.get(), &SequenceRunner::stateChanged);
+        QElapsedTimer clock;
+        clock.start();
+        m_runner->start(make({SequenceStep::wait(100), SequenceStep::send(1, QStringLiteral("GetStatus"))}));
+        QTest::qWait(40);
+        m_runner->pause();
+        QCOMPARE(m_runner->state(), SequenceRunner::Paused);
+        QTest::qWait(150);
+        QVERIFY(m_one->sent.isEmpty());
+        m_runner->resume();
+        QVERIFY(finished.wait(1000));
+        const qint64 wall = clock.elapsed();
+        const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
+        QVERIFY2(wall >= 250, qPrintable(QString::number(wall)));
+        QCOMPARE(m_one->sent.size(), 1);
+        QCOMPARE(states.size(), 4); // running, paused, running, idle
+        const bool inTime = summary.durationMs >= 100 && summary.durationMs <= 120;
+        if (inTime || attempt == TimingAttempts) {
+            QVERIFY2(inTime, qPrintable(QString::number(summary.durationMs)));
+            break;
+        }
+    }
 }
 
 void TestSequenceRunner::pauseDuringExpectSeesWhatArrived()

@@ -1,0 +1,116 @@
+#pragma once
+
+#include "qrv16/message.h"
+#include "qrv16/plotvalue.h"
+#include "qrv16/types.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <map>
+#include <vector>
+
+class QModelIndex;
+class TraceItem;
+class TraceModel;
+
+namespace QRV16 {
+class TagDataLut;
+}
+
+// The values of chosen tags over time: one point per message line of the
+// trace that holds the tag (its first element of that tag, at any depth),
+// kept in step with the trace as lines arrive and leave, at O(1) a line.
+// Widget-free; the plot dock draws what this collects.
+class TracePlotter : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Point : QRV16::PlotValue
+    {
+        qint64 time = 0;                 // the line's time, ms since the epoch
+        const TraceItem* line = nullptr; // Not owned; dropped with the line.
+    };
+
+    explicit TracePlotter(TraceModel* model, QObject* parent = nullptr);
+
+    // Not owned; must stay valid until replaced. Names and levels only:
+    // the points keep their values.
+    void setTags(const QRV16::TagDataLut* tags);
+
+    // The tag of an element line of the trace when it can be plotted,
+    // -1 for any other line.
+    static int plottableTag(const TraceItem* line, const QRV16::TagDataLut* tags);
+    // Collects the tag from every line of the trace; false when it is
+    // plotted already or cannot be plotted.
+    bool addTag(int tag);
+    void removeTag(int tag);
+    void clearTags();
+    QVector<int> tags() const;
+    int seriesCount() const { return int(m_series.size()); }
+    int tag(int series) const { return m_series.at(size_t(series)).tag; }
+    QString name(int series) const;
+    QRV16::DataType type(int series) const { return QRV16::dataType(unsigned(tag(series))); }
+    // Enums and Bools: values that stand for names, drawn as steps.
+    bool isStepped(int series) const;
+
+    int pointCount(int series) const;
+    const Point& point(int series, int n) const;
+
+    // The curves of a series: one value for most types, x and y of an
+    // ExtPoint, one lane per bit of a BitArray (named bits and bits seen set).
+    int curveCount(int series) const;
+    QString curveName(int series, int curve) const;
+    // What the dock draws, for every point in order: enum values as their
+    // rank among the values seen (see levels()), a bit as its lane plus 0
+    // or BitHeight.
+    void curveValues(int series, int curve, std::vector<double>* values) const;
+    static constexpr double BitHeight = 0.6;
+    // The plain value of a curve for the CSV file.
+    double plainValue(int series, int curve, int n) const;
+    // The values of a stepped series seen in the trace, ascending, and their
+    // names; a BitArray's lanes by bit number.
+    QVector<qint64> levels(int series) const;
+    QStringList levelNames(int series) const;
+    QString valueName(int series, int curve, int n) const;
+
+    // Changes with every point added or removed: the dock redraws at most
+    // every few tens of milliseconds when it has moved.
+    quint64 revision() const { return m_revision; }
+
+    // One record per point and curve: time (absolute, or seconds from
+    // `origin` when `relative`), curve name, value and its name.
+    QByteArray toCsv(bool relative, qint64 origin) const;
+
+Q_SIGNALS:
+    // A tag came or went: the dock builds its charts again.
+    void tagsChanged();
+
+private:
+    struct Series
+    {
+        int tag = 0;
+        std::vector<Point> points; // in trace order, from `first` on
+        size_t first = 0;
+        // Counts of the values seen, for enum levels; bits seen set.
+        std::map<qint64, int> seen;
+        quint64 bitsSeen = 0;
+    };
+
+    void onAppended(const QModelIndex& index);
+    void onRowsAboutToBeRemoved(const QModelIndex& parent, int first, int last);
+    void onAboutToBeReset();
+    void addPoint(Series& series, const Point& point);
+    void dropFront(Series& series, size_t count);
+    void forget(Series& series, const Point& point);
+    void collect(Series& series);
+    QVector<int> lanes(int series) const;
+
+    TraceModel* m_model; // Not owned.
+    const QRV16::TagDataLut* m_tags = nullptr; // Not owned.
+    std::vector<Series> m_series;
+    quint64 m_revision = 0;
+};
