@@ -157,6 +157,38 @@ void TestMessageText::writer_data()
                                                 << "Status=@CQABEAE=";
     QTest::newRow("unknown type is raw") << "0300" "01A0" "01" << false << 0 << "A001=@AQ==";
     QTest::newRow("undefined tag with table") << "0300" "7710" "05" << true << 0 << "1077=5";
+
+    // Printed straight from the payload: each form as the checked one.
+    QTest::newRow("string of control characters")
+        << "0C000130" "0900070A0D085C7F011F" << true << 0
+        << "Name=\"\\t\\000\\a\\n\\r\\b\\\\\\x7F\\x01\\x1F\"";
+    QTest::newRow("empty string") << "02000130" << true << 0 << "Name=\"\"";
+    QTest::newRow("string not UTF-8 is raw") << "04000130FF41" << true << 0 << "Name=@/0E=";
+    QTest::newRow("long binary") << "0C000100" "0123456789ABCDEF0A0B" << false << 0
+                                 << "0001=0123456789ABCDEF0A0B";
+    QTest::newRow("highest address") << "06000190FFFFFFFF" << true << 0
+                                     << "Host=255.255.255.255";
+    QTest::newRow("address of three bytes is raw") << "05000190010203" << true << 0
+                                                   << "Host=@AQID";
+    QTest::newRow("last second of the day") << "050001507F5101" << true << 0 << "Clock=23:59:59";
+    QTest::newRow("first day") << "0300014001" << true << 0 << "Day=1990-01-02";
+    QTest::newRow("leap day") << "040001407F0E" << true << 0 << "Day=2000-02-29";
+    QTest::newRow("datetime on a leap day") << "0A0001607F0E00007F510100" << true << 0
+                                            << "Stamp=2000-02-29T23:59:59";
+    QTest::newRow("datetime at 9999-12-31") << "0C00016017A42C00000000001000" << true << 0
+                                            << "Stamp=9999-12-31T00:00:00.016";
+    QTest::newRow("datetime at 10000-01-01 is raw") << "0A00016018A42C0000000000" << true << 0
+                                                    << "Stamp=@GKQsAAAAAAA=";
+    QTest::newRow("top bit named among others") << "0A00017001000000000000C0" << true << 0
+                                                << "Flags=Ready|Top|0x4000000000000000";
+    QTest::newRow("bits of nine bytes are raw") << "0B0001700100000000000000" "00" << true << 0
+                                                << "Flags=@AQAAAAAAAAAA";
+    QTest::newRow("bool of no bytes is raw") << "02000120" << true << 0 << "Enabled=@";
+    QTest::newRow("integer of no bytes is raw") << "02000110" << true << 0 << "Count=@";
+    QTest::newRow("enum of three bytes") << "0500021001" "0000" << true << 0 << "Mode=On";
+    QTest::newRow("unsigned padded display") << "030005100C" << true << 0 << "Level=0012";
+    QTest::newRow("hungarian date and time") << "0A0001607F0E00007F510100" << true << 1
+                                             << "dtStamp=2000-02-29T23:59:59";
 }
 
 void TestMessageText::writer()
