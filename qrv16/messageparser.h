@@ -52,7 +52,7 @@ private:
     bool parseBase64(int end);
     bool parseQuoted(int end);
     bool parsePlain(int end);
-    bool decodePlain(const QString& token, int start);
+    bool decodePlain(QStringView token, int start);
     int findClosingParenthesis(int from, int end) const;
     bool fail(const char* message, int start, int end = -1);
     bool failText(const QString& message, int start, int end);
@@ -61,6 +61,7 @@ private:
     const TagDataLut* m_lut;
     Message m_message;
     QString m_text;
+    const QChar* m_chars = nullptr; // m_text's characters, read without bounds checks
     int m_pos = 0;
     int m_tag = -1;
     const TagData* m_tagData = nullptr;

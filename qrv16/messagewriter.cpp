@@ -317,28 +317,6 @@ bool TextSink::asciiString(QByteArrayView bytes)
 
 namespace {
 
-// Whether every wall-clock time of the day exists once in local time, so a
-// date-time of that day reads back as written without asking the zone per
-// value. Remembered per thread for the last day, and for the TZ variable as
-// the C library reads it (a rule change twice in one day is not seen).
-bool steadyLocalDay(const QDate& date)
-{
-    thread_local qint64 lastDay = 0;
-    thread_local bool lastSteady = false;
-    thread_local std::string lastZone;
-    const char* zone = std::getenv("TZ");
-    const qint64 day = date.toJulianDay();
-    if (day == lastDay && lastZone == (zone ? zone : "\x01"))
-        return lastSteady;
-    const QDateTime first(date, QTime(0, 0));
-    const QDateTime last(date, QTime(23, 59, 59, 999));
-    lastSteady = first.isValid() && last.isValid() && first.time() == QTime(0, 0) &&
-                 first.offsetFromUtc() == last.offsetFromUtc();
-    lastDay = day;
-    lastZone = zone ? zone : "\x01";
-    return lastSteady;
-}
-
 // Whether an integer payload is the shortest encoding of its value, as the
 // writer's own append makes it; only then does the readable form read back.
 bool shortestInt(quint32 value, int size)
@@ -660,7 +638,7 @@ void MessageWriter::appendValue(TextSink& out, const Message::Iterator& it, cons
             break;
         const int msecs = int(seconds * 1000 + ms);
         const QDate date = daysSince1990ToDate(int(days));
-        if (!steadyLocalDay(date)) {
+        if (!isSteadyLocalDay(date)) {
             const QDateTime dt = it.getDateTime();
             if (!dt.isValid() || dt.time().msecsSinceStartOfDay() != msecs || dt.date() != date)
                 break;

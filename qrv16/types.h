@@ -66,6 +66,9 @@ QString formatNumber(unsigned long long value, const DisplayMode& mode);
 bool isValidIdentifier(const QString& name, QString* error = nullptr);
 int dateToDaysSince1990(const QDate& date);
 QDate daysSince1990ToDate(int days);
+// Whether every wall-clock time of `date` exists once in local time, so a
+// local date-time of that day keeps the date and time it was made from.
+bool isSteadyLocalDay(const QDate& date);
 
 } // namespace QRV16
 
