@@ -533,9 +533,15 @@ void Message::appendData(int tag, const void* data, int size)
             size = int(filtered.size());
         }
     }
-    char header[4];
-    putLE(putLE(header, quint64(size + 2), 2), quint64(tag), 2);
-    m_data.append(header, 4);
+    // Header and a small payload in one append: most elements are small.
+    char buf[4 + 28];
+    putLE(putLE(buf, quint64(size + 2), 2), quint64(tag), 2);
+    if (size > 0 && size <= int(sizeof buf) - 4) {
+        std::memcpy(buf + 4, data, size_t(size));
+        m_data.append(buf, 4 + size);
+        return;
+    }
+    m_data.append(buf, 4);
     if (size > 0)
         m_data.append(static_cast<const char*>(data), size);
 }

@@ -6,6 +6,7 @@
 #include "qrv16/types.h"
 
 #include <QCoreApplication>
+#include <QVarLengthArray>
 
 namespace QRV16 {
 
@@ -190,8 +191,12 @@ MessageParser::MessageParser(const TagDataLut* lut) : m_lut(lut) {}
 void MessageParser::reset(const QString& text)
 {
     m_message = Message();
+    // Typed messages take about 0.4 bytes per character: growing the
+    // buffer element by element costs more than the parse.
+    m_message.reserve(int(qMin(text.size() / 2 + 16, qsizetype(4096))));
     m_text = text;
     m_chars = m_text.constData();
+    m_closeOf.clear();
     m_pos = 0;
     m_tag = -1;
     m_tagData = nullptr;
@@ -237,12 +242,6 @@ QList<Message> MessageParser::parseList(const QString& text)
     if (list.isEmpty())
         fail("Empty data", 0, end);
     return list;
-}
-
-void MessageParser::skipSpace(int end)
-{
-    while (m_pos < end && m_chars[m_pos].isSpace())
-        ++m_pos;
 }
 
 bool MessageParser::parseElements(int end, int depth)
@@ -307,11 +306,28 @@ bool MessageParser::parseTag(int end)
                     m_pos);
 
     const Prefix* matched = nullptr;
-    for (const Prefix& p : prefixes) {
-        if (p.starts(token)) {
-            matched = &p;
-            break;
+    switch (token.at(0).unicode()) {
+    // Only these letters begin a prefix; most names begin otherwise.
+    case 'a':
+    case 'b':
+    case 'd':
+    case 'i':
+    case 'l':
+    case 'm':
+    case 'n':
+    case 'p':
+    case 'r':
+    case 's':
+    case 't':
+        for (const Prefix& p : prefixes) {
+            if (p.starts(token)) {
+                matched = &p;
+                break;
+            }
         }
+        break;
+    default:
+        break;
     }
     const QStringView name = matched ? token.mid(matched->length) : token;
     const TagData* found = m_lut->tagData(name);
@@ -348,8 +364,17 @@ bool MessageParser::parseValue(int end, int depth)
     }
 }
 
-int MessageParser::findClosingParenthesis(int from, int end) const
+int MessageParser::findClosingParenthesis(int from, int end)
 {
+    // A scan that met this '(' outside quotes went on from here as a scan
+    // from here would, so the match it found is this one's.
+    const int open = from - 1;
+    if (open >= 0 && open < int(m_closeOf.size()) && m_closeOf[size_t(open)] >= 0 &&
+        m_closeOf[size_t(open)] < end)
+        return m_closeOf[size_t(open)];
+    if (m_closeOf.size() != size_t(m_text.size()))
+        m_closeOf.assign(size_t(m_text.size()), -1);
+    QVarLengthArray<int, 16> opens;
     int level = 1;
     bool quoted = false;
     for (int i = from; i < end; ++i) {
@@ -363,8 +388,12 @@ int MessageParser::findClosingParenthesis(int from, int end) const
             quoted = true;
         } else if (c == '(') {
             ++level;
-        } else if (c == ')' && --level == 0) {
-            return i;
+            opens.append(i);
+        } else if (c == ')') {
+            if (--level == 0)
+                return i;
+            m_closeOf[size_t(opens.back())] = i;
+            opens.removeLast();
         }
     }
     return -1;
@@ -444,21 +473,11 @@ bool MessageParser::parseQuoted(int end)
             return fail("End of data looking for closing double quote", start, end);
         const QChar e = m_text.at(m_pos++);
         switch (e.unicode()) {
-        case 'a':
-            value += QChar(7);
-            break;
-        case 'b':
-            value += QChar(8);
-            break;
-        case 'n':
-            value += QChar(10);
-            break;
-        case 'r':
-            value += QChar(13);
-            break;
-        case 't':
-            value += QChar(9);
-            break;
+        case 'a': value += QChar(7); break;
+        case 'b': value += QChar(8); break;
+        case 'n': value += QChar(10); break;
+        case 'r': value += QChar(13); break;
+        case 't': value += QChar(9); break;
         case 'x': {
             const int hi = m_pos < end ? denibble(m_text.at(m_pos).unicode()) : -1;
             const int lo = m_pos + 1 < end ? denibble(m_text.at(m_pos + 1).unicode()) : -1;
@@ -475,14 +494,7 @@ bool MessageParser::parseQuoted(int end)
             }
             break;
         }
-        case '0':
-        case '1':
-        case '2':
-        case '3':
-        case '4':
-        case '5':
-        case '6':
-        case '7': {
+        case '0': case '1': case '2': case '3': case '4': case '5': case '6': case '7': {
             // Only NUL: a digit and three zeros ("\1000"), or the writer's "\000".
             const QStringView rest = QStringView(m_text).mid(m_pos, qMin(3, end - m_pos));
             if (e != QLatin1Char('0') && rest == QLatin1String("000")) {

@@ -19,6 +19,7 @@ void ItemDataLut::addItem(const Item* item)
         // The key views the old entry's name: take it out before it goes.
         m_byName.remove(QStringView(copy->name));
         m_byName.insert(QStringView(copy->name), copy);
+        m_nameIndex.insert(QStringView(copy->name), copy.get());
     }
 }
 
@@ -30,8 +31,7 @@ const ItemData* ItemDataLut::byLargeNumber(quint32 id) const
 
 const ItemData* ItemDataLut::byName(QStringView name) const
 {
-    const auto it = m_byName.constFind(name);
-    return it == m_byName.constEnd() ? nullptr : it->get();
+    return m_nameIndex.find(name);
 }
 
 TagData::TagData(const Item* tag) : ItemData(tag->data())
@@ -64,6 +64,7 @@ TagDataLut::TagDataLut(const Item* root)
         m_byCode.insert(quint32(tag->id), tag);
         m_byName.remove(QStringView(tag->name));
         m_byName.insert(QStringView(tag->name), tag);
+        m_nameIndex.insert(QStringView(tag->name), tag.get());
     }
     for (auto it = m_byCode.cbegin(); it != m_byCode.cend(); ++it) {
         const quint32 code = it.key();
@@ -86,8 +87,7 @@ const TagData* TagDataLut::byLargeCode(unsigned int tag) const
 
 const TagData* TagDataLut::tagData(QStringView name) const
 {
-    const auto it = m_byName.constFind(name);
-    return it == m_byName.constEnd() ? nullptr : it->get();
+    return m_nameIndex.find(name);
 }
 
 QString TagDataLut::tagName(unsigned int tag) const

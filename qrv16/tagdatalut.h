@@ -5,6 +5,7 @@
 // definition tree: the tree may change or go away afterwards.
 
 #include "qrv16/item.h"
+#include "qrv16/nameindex.h"
 
 #include <QHash>
 #include <QString>
@@ -41,6 +42,7 @@ private:
     // Nameless values are printed by number but cannot be typed by name.
     // Keyed by views of the owned names: the parser looks up slices of its text.
     QHash<QStringView, std::shared_ptr<const ItemData>> m_byName;
+    NameIndex<ItemData> m_nameIndex; // m_byName's entries, looked up faster
     std::vector<const ItemData*> m_dense; // ids below DenseIds, owned by m_byNumber
 };
 
@@ -83,6 +85,7 @@ private:
 
     QHash<quint32, std::shared_ptr<const TagData>> m_byCode;
     QHash<QStringView, std::shared_ptr<const TagData>> m_byName; // views of the owned names
+    NameIndex<TagData> m_nameIndex;                              // the same, looked up faster
     // Every 16-bit code found in two steps, with no hashing: the writer
     // asks once per element. A page of 256 codes exists only where a tag is.
     std::array<quint16, 256> m_pageOf{}; // page number + 1, 0 for none
