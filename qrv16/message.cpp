@@ -175,6 +175,14 @@ QDateTime Message::Iterator::getDateTime(bool* ok) const
     const QDate date = daysSince1990ToDate(int(days));
     if (!date.isValid())
         return QDateTime();
+    // Made from the instant, the local date-time skips the C library's
+    // search for the offset; only on a day whose offset is one all day is
+    // that instant the wall-clock time's.
+    int offset = 0;
+    if (isSteadyLocalDay(date, &offset)) {
+        const qint64 local = (qint64(days) + daysBefore1990) * qint64(msecsPerDay) + msecs;
+        return QDateTime::fromMSecsSinceEpoch(local - qint64(offset) * 1000, Qt::LocalTime);
+    }
     return QDateTime(date, QTime::fromMSecsSinceStartOfDay(msecs));
 }
 

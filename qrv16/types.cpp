@@ -128,25 +128,27 @@ QDate daysSince1990ToDate(int days)
     return epoch1990.addDays(days);
 }
 
-// Whether every wall-clock time of the day exists once in local time, so a
-// date-time of that day reads back as written without asking the zone per
-// value. Remembered per thread for the last day, and for the TZ variable as
+// Remembered per thread for the last day asked, and for the TZ variable as
 // the C library reads it (a rule change twice in one day is not seen).
-bool isSteadyLocalDay(const QDate& date)
+bool isSteadyLocalDay(const QDate& date, int* offset)
 {
     thread_local qint64 lastDay = 0;
     thread_local bool lastSteady = false;
+    thread_local int lastOffset = 0;
     thread_local std::string lastZone;
     const char* zone = std::getenv("TZ");
     const qint64 day = date.toJulianDay();
-    if (day == lastDay && lastZone == (zone ? zone : "\x01"))
-        return lastSteady;
-    const QDateTime first(date, QTime(0, 0));
-    const QDateTime last(date, QTime(23, 59, 59, 999));
-    lastSteady = first.isValid() && last.isValid() && first.time() == QTime(0, 0) &&
-                 first.offsetFromUtc() == last.offsetFromUtc();
-    lastDay = day;
-    lastZone = zone ? zone : "\x01";
+    if (day != lastDay || lastZone != (zone ? zone : "\x01")) {
+        const QDateTime first(date, QTime(0, 0));
+        const QDateTime last(date, QTime(23, 59, 59, 999));
+        lastSteady = first.isValid() && last.isValid() && first.time() == QTime(0, 0) &&
+                     first.offsetFromUtc() == last.offsetFromUtc();
+        lastOffset = lastSteady ? first.offsetFromUtc() : 0;
+        lastDay = day;
+        lastZone = zone ? zone : "\x01";
+    }
+    if (offset)
+        *offset = lastOffset;
     return lastSteady;
 }
 
