@@ -82,14 +82,6 @@ bool Message::Iterator::isValid() const
     return m_message && m_start <= m_pos && m_pos < m_end;
 }
 
-int Message::Iterator::size() const
-{
-    if (!m_message || m_pos < 0 || m_pos >= m_end - 3)
-        return -1;
-    const int length = int(readU16(m_message->m_data.constData() + m_pos));
-    return length < 2 ? 0 : length - 2;
-}
-
 void Message::Iterator::rewind()
 {
     if (m_pos >= 0)
@@ -103,30 +95,18 @@ void Message::Iterator::die()
     m_pos = -1;
 }
 
-const char* Message::Iterator::getData(int* size) const
+const char* Message::Iterator::deciphered(const char* header, int length, int* size) const
 {
-    int dummy;
-    if (!size)
-        size = &dummy;
-    *size = 0;
-    if (!m_message || m_pos < 0 || m_pos >= m_end - 3)
-        return nullptr;
-    const char* p = m_message->m_data.constData() + m_pos;
-    const int length = int(readU16(p));
-    if (length < 2 || m_pos + length + 2 > m_end)
-        return nullptr;
-    if (decipher) {
-        m_deciphered = decipher(int(readU16(p + 2)),
-                                QByteArray::fromRawData(p + 4, length - 2));
-        if (!m_deciphered.isNull()) {
-            // Detach from the raw view should the hook have returned it.
-            m_deciphered.detach();
-            *size = int(m_deciphered.size());
-            return m_deciphered.constData();
-        }
+    m_deciphered = decipher(int(readU16(header + 2)),
+                            QByteArray::fromRawData(header + 4, length - 2));
+    if (!m_deciphered.isNull()) {
+        // Detach from the raw view should the hook have returned it.
+        m_deciphered.detach();
+        *size = int(m_deciphered.size());
+        return m_deciphered.constData();
     }
     *size = length - 2;
-    return p + 4;
+    return header + 4;
 }
 
 QByteArray Message::Iterator::getByteArray(bool* ok) const

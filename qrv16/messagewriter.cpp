@@ -265,11 +265,18 @@ void TextSink::address(QByteArrayView bytes)
 
 bool TextSink::asciiString(QByteArrayView bytes)
 {
+    // Room for exactly the escaped text: most strings need no escape.
+    qsizetype length = bytes.size() + 2;
     for (char c : bytes) {
-        if (uchar(c) >= 0x80)
+        const uchar u = uchar(c);
+        if (u >= 0x80)
             return false;
+        if (u == '"' || u == '\\' || u == '\t' || u == 7 || u == 8 || u == '\r' || u == '\n')
+            length += 1; // a backslash and a letter
+        else if (u <= 31 || u == 127)
+            length += 3; // "\000" or "\x" and two digits
     }
-    room(4 * bytes.size() + 2);
+    room(length);
     *m_p++ = u'"';
     for (char c : bytes) {
         const uchar u = uchar(c);
@@ -815,7 +822,8 @@ void MessageWriter::appendElements(TextSink& out, Message::Iterator it, int dept
             // A stub too short for a header: nothing to print.
             continue;
         }
-        const TagData* data = lookup(tag);
+        // The tag is 16 bits here: the table's page lookup, inlined.
+        const TagData* data = m_lut ? m_lut->tagData(unsigned(tag)) : nullptr;
         appendTag(out, tag, data);
         out.put('=');
         appendValue(out, it, data, depth);
