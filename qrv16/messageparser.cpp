@@ -379,6 +379,9 @@ int MessageParser::findClosingParenthesis(int from, int end)
     bool quoted = false;
     for (int i = from; i < end; ++i) {
         const ushort c = m_chars[i].unicode();
+        // Letters, digits and '=' matter in neither state.
+        if (c > ')' && c != '\\')
+            continue;
         if (quoted) {
             if (c == '\\')
                 ++i;
