@@ -40,9 +40,11 @@ private:
 
     QHash<quint32, std::shared_ptr<const ItemData>> m_byNumber;
     // Nameless values are printed by number but cannot be typed by name.
-    // Keyed by views of the owned names: the parser looks up slices of its text.
+    // Owns what a name finds (also a value whose number a later one took),
+    // keyed by views of the owned names; lookups go through m_nameIndex,
+    // which the parser asks with slices of its text.
     QHash<QStringView, std::shared_ptr<const ItemData>> m_byName;
-    NameIndex<ItemData> m_nameIndex; // m_byName's entries, looked up faster
+    NameIndex<ItemData> m_nameIndex;
     std::vector<const ItemData*> m_dense; // ids below DenseIds, owned by m_byNumber
 };
 
