@@ -2,9 +2,23 @@
 
 namespace {
 
-// The conversion reserves room for the worst case; give the rest back.
+// Trace text is mostly ASCII: narrowed into a buffer of its own size, with
+// no worst-case reservation to give back.
 QByteArray compact(const QString& text)
 {
+    const qsizetype n = text.size();
+    if (n > 0) {
+        QByteArray bytes(n, Qt::Uninitialized);
+        const ushort* from = text.utf16();
+        char* to = bytes.data();
+        qsizetype i = 0;
+        while (i < n && from[i] < 0x80) {
+            to[i] = char(from[i]);
+            ++i;
+        }
+        if (i == n)
+            return bytes;
+    }
     QByteArray bytes = text.toUtf8();
     bytes.squeeze();
     return bytes;

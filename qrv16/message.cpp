@@ -82,14 +82,6 @@ bool Message::Iterator::isValid() const
     return m_message && m_start <= m_pos && m_pos < m_end;
 }
 
-int Message::Iterator::size() const
-{
-    if (!m_message || m_pos < 0 || m_pos >= m_end - 3)
-        return -1;
-    const int length = int(readU16(m_message->m_data.constData() + m_pos));
-    return length < 2 ? 0 : length - 2;
-}
-
 void Message::Iterator::rewind()
 {
     if (m_pos >= 0)
@@ -103,30 +95,18 @@ void Message::Iterator::die()
     m_pos = -1;
 }
 
-const char* Message::Iterator::getData(int* size) const
+const char* Message::Iterator::deciphered(const char* header, int length, int* size) const
 {
-    int dummy;
-    if (!size)
-        size = &dummy;
-    *size = 0;
-    if (!m_message || m_pos < 0 || m_pos >= m_end - 3)
-        return nullptr;
-    const char* p = m_message->m_data.constData() + m_pos;
-    const int length = int(readU16(p));
-    if (length < 2 || m_pos + length + 2 > m_end)
-        return nullptr;
-    if (decipher) {
-        m_deciphered = decipher(int(readU16(p + 2)),
-                                QByteArray::fromRawData(p + 4, length - 2));
-        if (!m_deciphered.isNull()) {
-            // Detach from the raw view should the hook have returned it.
-            m_deciphered.detach();
-            *size = int(m_deciphered.size());
-            return m_deciphered.constData();
-        }
+    m_deciphered = decipher(int(readU16(header + 2)),
+                            QByteArray::fromRawData(header + 4, length - 2));
+    if (!m_deciphered.isNull()) {
+        // Detach from the raw view should the hook have returned it.
+        m_deciphered.detach();
+        *size = int(m_deciphered.size());
+        return m_deciphered.constData();
     }
     *size = length - 2;
-    return p + 4;
+    return header + 4;
 }
 
 QByteArray Message::Iterator::getByteArray(bool* ok) const
@@ -175,6 +155,14 @@ QDateTime Message::Iterator::getDateTime(bool* ok) const
     const QDate date = daysSince1990ToDate(int(days));
     if (!date.isValid())
         return QDateTime();
+    // Made from the instant, the local date-time skips the C library's
+    // search for the offset; only on a day whose offset is one all day is
+    // that instant the wall-clock time's.
+    int offset = 0;
+    if (isSteadyLocalDay(date, &offset)) {
+        const qint64 local = (qint64(days) + daysBefore1990) * qint64(msecsPerDay) + msecs;
+        return QDateTime::fromMSecsSinceEpoch(local - qint64(offset) * 1000, Qt::LocalTime);
+    }
     return QDateTime(date, QTime::fromMSecsSinceStartOfDay(msecs));
 }
 
@@ -533,9 +521,15 @@ void Message::appendData(int tag, const void* data, int size)
             size = int(filtered.size());
         }
     }
-    char header[4];
-    putLE(putLE(header, quint64(size + 2), 2), quint64(tag), 2);
-    m_data.append(header, 4);
+    // Header and a small payload in one append: most elements are small.
+    char buf[4 + 28];
+    putLE(putLE(buf, quint64(size + 2), 2), quint64(tag), 2);
+    if (size > 0 && size <= int(sizeof buf) - 4) {
+        std::memcpy(buf + 4, data, size_t(size));
+        m_data.append(buf, 4 + size);
+        return;
+    }
+    m_data.append(buf, 4);
     if (size > 0)
         m_data.append(static_cast<const char*>(data), size);
 }

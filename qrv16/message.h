@@ -52,7 +52,14 @@ public:
             const char* p = header();
             return p ? int(uchar(p[2]) | uchar(p[3]) << 8) : -1;
         }
-        int size() const;
+        int size() const
+        {
+            const char* p = header();
+            if (!p)
+                return -1;
+            const int length = int(uchar(p[0]) | uchar(p[1]) << 8);
+            return length < 2 ? 0 : length - 2;
+        }
         int position() const { return m_pos; }
         int start() const { return m_start; }
         int end() const { return m_end; }
@@ -76,7 +83,23 @@ public:
         void die();
 
         // Points into the message (or into the deciphered copy kept here).
-        const char* getData(int* size) const;
+        // Inline: every reader starts here, the text writer once per element.
+        const char* getData(int* size) const
+        {
+            int dummy;
+            int& n = size ? *size : dummy;
+            n = 0;
+            const char* p = header();
+            if (!p)
+                return nullptr;
+            const int length = int(uchar(p[0]) | uchar(p[1]) << 8);
+            if (length < 2 || m_pos + length + 2 > m_end)
+                return nullptr;
+            if (decipher)
+                return deciphered(p, length, &n);
+            n = length - 2;
+            return p + 4;
+        }
 
         QByteArray getByteArray(bool* ok = nullptr) const;
         QString getString(bool* ok = nullptr) const;
@@ -120,6 +143,7 @@ public:
                 return nullptr;
             return m_message->m_data.constData() + m_pos;
         }
+        const char* deciphered(const char* header, int length, int* size) const;
         // The date-time's days and milliseconds of the day; false when short.
         bool dateTimeParts(quint32* days, int* msecs) const;
 

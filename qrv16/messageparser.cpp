@@ -6,6 +6,7 @@
 #include "qrv16/types.h"
 
 #include <QCoreApplication>
+#include <QVarLengthArray>
 
 namespace QRV16 {
 
@@ -20,18 +21,74 @@ bool isTagChar(QChar c)
 struct Prefix
 {
     const char* text;
+    int length;
     DataType type;
+
+    bool starts(QStringView token) const
+    {
+        if (token.size() < length)
+            return false;
+        for (int i = 0; i < length; ++i) {
+            if (token[i].unicode() != ushort(text[i]))
+                return false;
+        }
+        return true;
+    }
 };
 
 // Tried in this order; the first match is removed.
 const Prefix prefixes[] = {
-    {"lst", DataType::List},     {"req", DataType::Request},   {"ans", DataType::Answer},
-    {"msg", DataType::Message},  {"net", DataType::NetworkAddress},
-    {"adr", DataType::NetworkAddress},                         {"de", DataType::Date},
-    {"tm", DataType::Time},      {"dt", DataType::DateTime},   {"ba", DataType::BitArray},
-    {"pt", DataType::ExtPoint},  {"bx", DataType::ExtRect},    {"d", DataType::Binary},
-    {"i", DataType::Integer},    {"b", DataType::Bool},        {"s", DataType::String},
+    {"lst", 3, DataType::List},
+    {"req", 3, DataType::Request},
+    {"ans", 3, DataType::Answer},
+    {"msg", 3, DataType::Message},
+    {"net", 3, DataType::NetworkAddress},
+    {"adr", 3, DataType::NetworkAddress},
+    {"de", 2, DataType::Date},
+    {"tm", 2, DataType::Time},
+    {"dt", 2, DataType::DateTime},
+    {"ba", 2, DataType::BitArray},
+    {"pt", 2, DataType::ExtPoint},
+    {"bx", 2, DataType::ExtRect},
+    {"d", 1, DataType::Binary},
+    {"i", 1, DataType::Integer},
+    {"b", 1, DataType::Bool},
+    {"s", 1, DataType::String},
 };
+
+// Short ASCII tokens narrowed on the stack, as toUtf8() would give them.
+class Ascii
+{
+public:
+    explicit Ascii(QStringView text)
+    {
+        if (text.size() >= qsizetype(sizeof m_buf))
+            return;
+        for (qsizetype i = 0; i < text.size(); ++i) {
+            const ushort u = text[i].unicode();
+            if (u >= 0x80)
+                return;
+            m_buf[i] = char(u);
+        }
+        m_buf[text.size()] = '\0';
+        m_size = int(text.size());
+    }
+    bool isValid() const { return m_size >= 0; }
+    const char* data() const { return m_buf; }
+    int size() const { return m_size; }
+
+private:
+    char m_buf[64];
+    int m_size = -1;
+};
+
+qint64 to64(QStringView text, bool* ok)
+{
+    const Ascii ascii(text);
+    if (ascii.isValid())
+        return Numbers::to64(ascii.data(), unsigned(ascii.size()), ok);
+    return Numbers::to64(text.toString(), ok);
+}
 
 // Integers are cut to 32 bits and sign-extended, so every negative number
 // and every number with bit 31 set takes eight bytes on the wire.
@@ -43,18 +100,17 @@ qint64 integerValue(qint64 v)
 // Numbers as Numbers::to64 reads them, plus what the writer prints in the
 // display modes: "0o17" octal, "0y101" binary, and the sign padded like a
 // digit ("00-5").
-qint64 readInteger(const QString& token, bool* ok)
+qint64 readInteger(QStringView t, bool* ok)
 {
-    const qint64 v = Numbers::to64(token, ok);
+    const qint64 v = to64(t, ok);
     if (*ok)
         return v;
-    QStringView t(token);
     int zeros = 0;
     while (zeros < t.size() && t.at(zeros) == QLatin1Char('0'))
         ++zeros;
     if (zeros > 0 && zeros < t.size() &&
         (t.at(zeros) == QLatin1Char('-') || t.at(zeros) == QLatin1Char('+')))
-        return Numbers::to64(t.mid(zeros).toUtf8(), ok);
+        return to64(t.mid(zeros), ok);
     if (t.size() < 3 || t.at(0) != QLatin1Char('0'))
         return 0;
     const int base = t.at(1) == QLatin1Char('o') ? 8 : t.at(1) == QLatin1Char('y') ? 2 : 0;
@@ -94,6 +150,40 @@ bool parseIntegers(const QString& token, int count, int* values)
     return true;
 }
 
+int digitsAt(QStringView t, int from, int count)
+{
+    int v = 0;
+    for (int i = from; i < from + count; ++i) {
+        const int d = t[i].unicode() - '0';
+        if (d < 0 || d > 9)
+            return -1;
+        v = v * 10 + d;
+    }
+    return v;
+}
+
+// "yyyy-MM-ddTHH:mm:ss" and the same with ".zzz", as the writer prints
+// them, read without asking the time zone: on a day with no zone rule
+// change the local date-time keeps exactly these fields. Anything else
+// (other forms, a gap or overlap that day) is left to QDateTime.
+bool plainDateTime(QStringView t, QDate* date, int* msecs)
+{
+    if (t.size() != 19 && t.size() != 23)
+        return false;
+    if (t[4] != u'-' || t[7] != u'-' || t[10] != u'T' || t[13] != u':' || t[16] != u':' ||
+        (t.size() == 23 && t[19] != u'.'))
+        return false;
+    const int y = digitsAt(t, 0, 4), mo = digitsAt(t, 5, 2), d = digitsAt(t, 8, 2);
+    const int h = digitsAt(t, 11, 2), mi = digitsAt(t, 14, 2), s = digitsAt(t, 17, 2);
+    const int ms = t.size() == 23 ? digitsAt(t, 20, 3) : 0;
+    if (y < 0 || mo < 0 || d < 0 || h < 0 || h > 23 || mi < 0 || mi > 59 || s < 0 || s > 59 ||
+        ms < 0 || !QDate::isValid(y, mo, d))
+        return false;
+    *date = QDate(y, mo, d);
+    *msecs = ((h * 60 + mi) * 60 + s) * 1000 + ms;
+    return isSteadyLocalDay(*date);
+}
+
 } // namespace
 
 MessageParser::MessageParser(const TagDataLut* lut) : m_lut(lut) {}
@@ -101,7 +191,12 @@ MessageParser::MessageParser(const TagDataLut* lut) : m_lut(lut) {}
 void MessageParser::reset(const QString& text)
 {
     m_message = Message();
+    // Typed messages take about 0.4 bytes per character: growing the
+    // buffer element by element costs more than the parse.
+    m_message.reserve(int(qMin(text.size() / 2 + 16, qsizetype(4096))));
     m_text = text;
+    m_chars = m_text.constData();
+    m_closeOf.clear();
     m_pos = 0;
     m_tag = -1;
     m_tagData = nullptr;
@@ -149,12 +244,6 @@ QList<Message> MessageParser::parseList(const QString& text)
     return list;
 }
 
-void MessageParser::skipSpace(int end)
-{
-    while (m_pos < end && m_text.at(m_pos).isSpace())
-        ++m_pos;
-}
-
 bool MessageParser::parseElements(int end, int depth)
 {
     for (;;) {
@@ -174,7 +263,7 @@ bool MessageParser::parseElement(int end, int depth)
     if (!parseTag(end))
         return false;
     skipSpace(end);
-    if (atEnd(end) || m_text.at(m_pos) != QLatin1Char('=')) {
+    if (atEnd(end) || m_chars[m_pos] != QLatin1Char('=')) {
         m_message.appendData(m_tag, nullptr, 0);
         return true;
     }
@@ -188,13 +277,13 @@ bool MessageParser::parseElement(int end, int depth)
 bool MessageParser::parseTag(int end)
 {
     const int start = m_pos;
-    while (m_pos < end && isTagChar(m_text.at(m_pos)))
+    while (m_pos < end && isTagChar(m_chars[m_pos]))
         ++m_pos;
-    const QString token = m_text.mid(start, m_pos - start);
+    const QStringView token(m_chars + start, m_pos - start);
     if (token.isEmpty())
         return fail("Tag expected", start, start);
 
-    QStringView code(token);
+    QStringView code = token;
     if (code.size() > 1 && code.at(0) == QLatin1Char('0') &&
         (code.at(1) == QLatin1Char('x') || code.at(1) == QLatin1Char('X')))
         code = code.mid(2);
@@ -217,13 +306,30 @@ bool MessageParser::parseTag(int end)
                     m_pos);
 
     const Prefix* matched = nullptr;
-    for (const Prefix& p : prefixes) {
-        if (token.startsWith(QLatin1String(p.text))) {
-            matched = &p;
-            break;
+    switch (token.at(0).unicode()) {
+    // Only these letters begin a prefix; most names begin otherwise.
+    case 'a':
+    case 'b':
+    case 'd':
+    case 'i':
+    case 'l':
+    case 'm':
+    case 'n':
+    case 'p':
+    case 'r':
+    case 's':
+    case 't':
+        for (const Prefix& p : prefixes) {
+            if (p.starts(token)) {
+                matched = &p;
+                break;
+            }
         }
+        break;
+    default:
+        break;
     }
-    const QString name = matched ? token.mid(int(qstrlen(matched->text))) : token;
+    const QStringView name = matched ? token.mid(matched->length) : token;
     const TagData* found = m_lut->tagData(name);
     if (found && (!matched || dataType(unsigned(found->id)) == matched->type)) {
         m_tag = int(found->id);
@@ -246,7 +352,7 @@ bool MessageParser::parseTag(int end)
 
 bool MessageParser::parseValue(int end, int depth)
 {
-    switch (m_text.at(m_pos).unicode()) {
+    switch (m_chars[m_pos].unicode()) {
     case '(':
         return parseNested(end, depth);
     case '@':
@@ -258,12 +364,24 @@ bool MessageParser::parseValue(int end, int depth)
     }
 }
 
-int MessageParser::findClosingParenthesis(int from, int end) const
+int MessageParser::findClosingParenthesis(int from, int end)
 {
+    // A scan that met this '(' outside quotes went on from here as a scan
+    // from here would, so the match it found is this one's.
+    const int open = from - 1;
+    if (open >= 0 && open < int(m_closeOf.size()) && m_closeOf[size_t(open)] >= 0 &&
+        m_closeOf[size_t(open)] < end)
+        return m_closeOf[size_t(open)];
+    if (m_closeOf.size() != size_t(m_text.size()))
+        m_closeOf.assign(size_t(m_text.size()), -1);
+    QVarLengthArray<int, 16> opens;
     int level = 1;
     bool quoted = false;
     for (int i = from; i < end; ++i) {
-        const ushort c = m_text.at(i).unicode();
+        const ushort c = m_chars[i].unicode();
+        // Letters, digits and '=' matter in neither state.
+        if (c > ')' && c != '\\')
+            continue;
         if (quoted) {
             if (c == '\\')
                 ++i;
@@ -273,8 +391,12 @@ int MessageParser::findClosingParenthesis(int from, int end) const
             quoted = true;
         } else if (c == '(') {
             ++level;
-        } else if (c == ')' && --level == 0) {
-            return i;
+            opens.append(i);
+        } else if (c == ')') {
+            if (--level == 0)
+                return i;
+            m_closeOf[size_t(opens.back())] = i;
+            opens.removeLast();
         }
     }
     return -1;
@@ -321,6 +443,22 @@ bool MessageParser::parseQuoted(int end)
     const int start = m_pos++;
     // A Binary value takes "\xFF" as the byte FF, everything else as UTF-8.
     const bool binary = dataType(unsigned(m_tag)) == DataType::Binary;
+    // Without escapes the value is the text between the quotes.
+    for (int i = m_pos; i < end; ++i) {
+        const QChar c = m_chars[i];
+        if (c == QLatin1Char('\\'))
+            break;
+        if (c == QLatin1Char('"')) {
+            const QStringView value(m_chars + m_pos, i - m_pos);
+            m_pos = i + 1;
+            if (binary) {
+                const QByteArray bytes = value.toUtf8();
+                m_message.appendData(m_tag, bytes.constData(), int(bytes.size()));
+                return true;
+            }
+            return decodePlain(value, start);
+        }
+    }
     QString value;
     QByteArray bytes;
     int encoded = 0;
@@ -389,24 +527,24 @@ bool MessageParser::parsePlain(int end)
 {
     const int start = m_pos;
     const DataType type = dataType(unsigned(m_tag));
-    if (m_text.at(m_pos) == QLatin1Char('[') &&
+    if (m_chars[m_pos] == QLatin1Char('[') &&
         (type == DataType::ExtPoint || type == DataType::ExtSize || type == DataType::ExtRect)) {
         // Bracketed pairs and rectangles may hold blanks: "[3, 4]". Only what
         // can stand inside is scanned, so an unclosed '[' costs its token.
         int i = m_pos + 1;
-        while (i < end && isBracketChar(m_text.at(i)))
+        while (i < end && isBracketChar(m_chars[i]))
             ++i;
-        if (i < end && m_text.at(i) == QLatin1Char(']')) {
+        if (i < end && m_chars[i] == QLatin1Char(']')) {
             m_pos = i + 1;
-            return decodePlain(m_text.mid(start, m_pos - start), start);
+            return decodePlain(QStringView(m_chars + start, m_pos - start), start);
         }
     }
-    while (m_pos < end && !m_text.at(m_pos).isSpace() && m_text.at(m_pos) != QLatin1Char(')'))
+    while (m_pos < end && !m_chars[m_pos].isSpace() && m_chars[m_pos] != QLatin1Char(')'))
         ++m_pos;
-    return decodePlain(m_text.mid(start, m_pos - start), start);
+    return decodePlain(QStringView(m_chars + start, m_pos - start), start);
 }
 
-bool MessageParser::decodePlain(const QString& token, int start)
+bool MessageParser::decodePlain(QStringView token, int start)
 {
     const int tag = m_tag;
     if (m_tagData) {
@@ -436,18 +574,47 @@ bool MessageParser::decodePlain(const QString& token, int start)
         return true;
     }
     case DataType::Bool:
-        m_message.appendBool(tag, QVariant(token).toBool());
+        if (token == u"true" || token == u"false")
+            m_message.appendBool(tag, token.size() == 4);
+        else
+            m_message.appendBool(tag, QVariant(token.toString()).toBool());
         return true;
-    case DataType::String:
-        m_message.appendString(tag, token);
+    case DataType::String: {
+        const Ascii ascii(token);
+        if (ascii.isValid()) {
+            m_message.appendData(tag, ascii.data(), ascii.size());
+        } else {
+            const QByteArray bytes = token.toUtf8();
+            m_message.appendData(tag, bytes.constData(), int(bytes.size()));
+        }
         return true;
+    }
     case DataType::Date:
-        m_message.appendDate(tag, token.size() > 9 ? QDate::fromString(token, Qt::ISODate) : QDate());
+        m_message.appendDate(tag,
+                             token.size() > 9 ? QDate::fromString(token, Qt::ISODate) : QDate());
         return true;
     case DataType::Time:
-        m_message.appendTime(tag, token.size() > 7 ? QTime::fromString(token, Qt::ISODate) : QTime());
+        m_message.appendTime(tag,
+                             token.size() > 7 ? QTime::fromString(token, Qt::ISODate) : QTime());
         return true;
     case DataType::DateTime: {
+        QDate date;
+        int msecs = 0;
+        if (plainDateTime(token, &date, &msecs)) {
+            char buf[10];
+            const quint32 days = quint32(dateToDaysSince1990(date));
+            const quint32 seconds = quint32(msecs / 1000);
+            const unsigned ms = unsigned(msecs % 1000);
+            for (int i = 0; i < 4; ++i) {
+                buf[i] = char(days >> (8 * i));
+                buf[4 + i] = char(seconds >> (8 * i));
+            }
+            buf[8] = char(ms & 0xFF);
+            buf[9] = char(ms >> 8);
+            // With ".zzz" the milliseconds are always written, as appendDateTime does.
+            m_message.appendData(tag, buf, token.size() == 23 || ms != 0 ? 10 : 8);
+            return true;
+        }
         if (token.size() == 23 && token.at(19) == QLatin1Char('.')) {
             const QDateTime dt = QDateTime::fromString(token, Qt::ISODateWithMs);
             if (!dt.isValid())
@@ -469,8 +636,8 @@ bool MessageParser::decodePlain(const QString& token, int start)
     }
     case DataType::BitArray: {
         quint64 bits = 0;
-        for (const QString& part : token.split(QLatin1Char('|'), Qt::SkipEmptyParts)) {
-            const QString term = part.trimmed();
+        for (const QStringView part : token.tokenize(u'|', Qt::SkipEmptyParts)) {
+            const QStringView term = part.trimmed();
             if (term.isEmpty())
                 continue;
             const ItemData* bit = m_tagData ? m_tagData->bits.byName(term) : nullptr;
@@ -493,7 +660,9 @@ bool MessageParser::decodePlain(const QString& token, int start)
             return true;
         }
         IPv4 address;
-        if (!address.fromString(token))
+        const Ascii ascii(token);
+        if (!(ascii.isValid() ? address.fromString(ascii.data())
+                              : address.fromString(token.toString())))
             return fail("Invalid IP Address", start, m_pos);
         m_message.appendIPAddress(tag, address);
         return true;
@@ -501,7 +670,7 @@ bool MessageParser::decodePlain(const QString& token, int start)
     case DataType::ExtPoint:
     case DataType::ExtSize: {
         int v[2];
-        if (!parseIntegers(token, 2, v))
+        if (!parseIntegers(token.toString(), 2, v))
             break;
         m_message.appendPair(tag, qMakePair(v[0], v[1]));
         return true;
@@ -509,7 +678,8 @@ bool MessageParser::decodePlain(const QString& token, int start)
     case DataType::ExtRect: {
         int v[4];
         QRect rect;
-        if (!parseIntegers(token, 4, v) || !rectFromGeometry(v[0], v[1], v[2], v[3], &rect))
+        if (!parseIntegers(token.toString(), 4, v) ||
+            !rectFromGeometry(v[0], v[1], v[2], v[3], &rect))
             break;
         m_message.appendRect(tag, rect);
         return true;

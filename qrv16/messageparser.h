@@ -11,6 +11,8 @@
 #include <QList>
 #include <QString>
 
+#include <vector>
+
 namespace QRV16 {
 
 class TagData;
@@ -42,7 +44,11 @@ public:
 
 private:
     void reset(const QString& text);
-    void skipSpace(int end);
+    void skipSpace(int end)
+    {
+        while (m_pos < end && m_chars[m_pos].isSpace())
+            ++m_pos;
+    }
     bool atEnd(int end) const { return m_pos >= end; }
     bool parseElements(int end, int depth);
     bool parseElement(int end, int depth);
@@ -52,8 +58,8 @@ private:
     bool parseBase64(int end);
     bool parseQuoted(int end);
     bool parsePlain(int end);
-    bool decodePlain(const QString& token, int start);
-    int findClosingParenthesis(int from, int end) const;
+    bool decodePlain(QStringView token, int start);
+    int findClosingParenthesis(int from, int end);
     bool fail(const char* message, int start, int end = -1);
     bool failText(const QString& message, int start, int end);
     void computeCoordinates() const;
@@ -61,6 +67,8 @@ private:
     const TagDataLut* m_lut;
     Message m_message;
     QString m_text;
+    const QChar* m_chars = nullptr; // m_text's characters, read without bounds checks
+    std::vector<int> m_closeOf;     // a '(' position's match, once a scan has passed it
     int m_pos = 0;
     int m_tag = -1;
     const TagData* m_tagData = nullptr;

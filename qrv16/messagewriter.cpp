@@ -2,6 +2,7 @@
 
 #include "qrv16/tagdatalut.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -51,68 +52,277 @@ bool fourDigitYear(const QDate& date)
     return !date.isValid() || date.year() <= 9999;
 }
 
-// Fixed-width decimal digits, for dates and times printed from the wire.
-void appendDigits(QString& out, quint32 value, int width)
+const char hexDigits[] = "0123456789ABCDEF";
+
+// Civil date of a day count since 1970-01-01, proleptic Gregorian as QDate.
+void civilFromDays(qint64 z, int* year, int* month, int* day)
 {
-    char buf[12];
-    int n = 0;
-    do {
-        buf[n++] = char('0' + value % 10);
-        value /= 10;
-    } while (value > 0 && n < int(sizeof buf));
-    while (n < width)
-        buf[n++] = '0';
-    char text[12];
-    for (int i = 0; i < n; ++i)
-        text[i] = buf[n - 1 - i];
-    out += QLatin1String(text, n);
+    z += 719468;
+    const qint64 era = (z >= 0 ? z : z - 146096) / 146097;
+    const unsigned doe = unsigned(z - era * 146097);
+    const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    const unsigned mp = (5 * doy + 2) / 153;
+    *day = int(doy - (153 * mp + 2) / 5 + 1);
+    *month = int(mp < 10 ? mp + 3 : mp - 9);
+    *year = int(qint64(yoe) + era * 400 + (*month <= 2 ? 1 : 0));
 }
 
-void appendIsoDate(QString& out, const QDate& date)
+// 1970-01-01 to 1990-01-01.
+constexpr qint64 daysBefore1990 = 7305;
+
+// Unsigned little-endian, at most `limit` bytes taken, as the iterator reads.
+quint64 readLE(const char* p, int size, int limit)
 {
-    int y, m, d;
-    date.getDate(&y, &m, &d);
-    appendDigits(out, y, 4);
-    out += QLatin1Char('-');
-    appendDigits(out, m, 2);
-    out += QLatin1Char('-');
-    appendDigits(out, d, 2);
+    const int n = size < limit ? size : limit;
+    quint64 v = 0;
+    for (int i = n - 1; i >= 0; --i)
+        v = v << 8 | uchar(p[i]);
+    return v;
 }
 
-void appendTime(QString& out, int msecs, bool withMs)
+} // namespace
+
+// The whole text in one buffer: room is made before each piece, and the
+// pieces are copied in, never built as strings of their own.
+class TextSink
 {
-    appendDigits(out, msecs / 3600000, 2);
-    out += QLatin1Char(':');
-    appendDigits(out, msecs / 60000 % 60, 2);
-    out += QLatin1Char(':');
-    appendDigits(out, msecs / 1000 % 60, 2);
+public:
+    explicit TextSink(qsizetype reserve) { grow(reserve); }
+
+    void room(qsizetype n)
+    {
+        if (m_end - m_p < n)
+            grow(n);
+    }
+    void put(char c)
+    {
+        room(1);
+        *m_p++ = char16_t(uchar(c));
+    }
+    void latin1(const char* s, qsizetype n)
+    {
+        room(n);
+        for (qsizetype i = 0; i < n; ++i)
+            *m_p++ = char16_t(uchar(s[i]));
+    }
+    template <size_t N> void literal(const char (&s)[N]) { latin1(s, qsizetype(N - 1)); }
+    void append(QStringView s)
+    {
+        const qsizetype n = s.size();
+        room(n);
+        const char16_t* q = s.utf16();
+        // Names are short: a loop beats calling memcpy.
+        if (n <= 32) {
+            for (qsizetype i = 0; i < n; ++i)
+                m_p[i] = q[i];
+        } else {
+            std::memcpy(m_p, q, size_t(n) * sizeof(char16_t));
+        }
+        m_p += n;
+    }
+    // Fixed-width decimal digits, for dates and times printed from the wire.
+    void digits(quint64 value, int width)
+    {
+        char buf[24];
+        char* b = buf + sizeof buf;
+        do {
+            *--b = char('0' + value % 10);
+            value /= 10;
+        } while (value > 0);
+        while (buf + sizeof buf - b < width)
+            *--b = '0';
+        latin1(b, buf + sizeof buf - b);
+    }
+    // As formatNumber() prints it.
+    void number(quint64 value, const DisplayMode& mode);
+    void isoDate(int year, int month, int day);
+    void time(int msecs, bool withMs);
+    void hex(QByteArrayView bytes);
+    void address(QByteArrayView bytes);
+    // A string payload of ASCII, escaped as escaped() does; false (and
+    // nothing written) when there is a byte above 127.
+    bool asciiString(QByteArrayView bytes);
+
+    qsizetype size() const { return m_p - begin(); }
+    void truncate(qsizetype n) { m_p = begin() + n; }
+
+    QString take()
+    {
+        m_text.resize(size());
+        return std::move(m_text);
+    }
+
+private:
+    char16_t* begin() const { return m_end - m_text.size(); }
+    void grow(qsizetype n)
+    {
+        const qsizetype used = m_text.isEmpty() ? 0 : size();
+        m_text.resize(qMax(used + n, 2 * m_text.size() + 64));
+        auto* b = reinterpret_cast<char16_t*>(m_text.data());
+        m_p = b + used;
+        m_end = b + m_text.size();
+    }
+
+    QString m_text;
+    char16_t* m_p = nullptr;
+    char16_t* m_end = nullptr;
+};
+
+void TextSink::number(quint64 value, const DisplayMode& mode)
+{
+    if (mode.digits > 64) {
+        append(formatNumber(value, mode));
+        return;
+    }
+    char buf[72];
+    char* const e = buf + sizeof buf;
+    char* b = e;
+    const char* prefix = nullptr;
+    auto radix = [&](int shift, int mask) {
+        do {
+            *--b = hexDigits[value & quint64(mask)];
+            value >>= shift;
+        } while (value);
+    };
+    switch (mode.mode) {
+    case DisplayMode::Hex:
+        prefix = "0x";
+        radix(4, 15);
+        break;
+    case DisplayMode::Octal:
+        prefix = "0o";
+        radix(3, 7);
+        break;
+    case DisplayMode::Binary:
+        prefix = "0y";
+        radix(1, 1);
+        break;
+    case DisplayMode::UnsignedDecimal:
+        do {
+            *--b = char('0' + value % 10);
+            value /= 10;
+        } while (value);
+        break;
+    default: {
+        const bool negative = qint64(value) < 0;
+        quint64 magnitude = negative ? 0 - value : value;
+        do {
+            *--b = char('0' + magnitude % 10);
+            magnitude /= 10;
+        } while (magnitude);
+        if (negative)
+            *--b = '-';
+    }
+    }
+    // The sign is padded like any digit: -5 in four digits is "00-5".
+    while (e - b < mode.digits)
+        *--b = '0';
+    if (prefix)
+        latin1(prefix, 2);
+    latin1(b, e - b);
+}
+
+void TextSink::isoDate(int y, int m, int d)
+{
+    digits(quint64(y), 4);
+    put('-');
+    digits(quint64(m), 2);
+    put('-');
+    digits(quint64(d), 2);
+}
+
+void TextSink::time(int msecs, bool withMs)
+{
+    digits(quint64(msecs / 3600000), 2);
+    put(':');
+    digits(quint64(msecs / 60000 % 60), 2);
+    put(':');
+    digits(quint64(msecs / 1000 % 60), 2);
     if (withMs) {
-        out += QLatin1Char('.');
-        appendDigits(out, msecs % 1000, 3);
+        put('.');
+        digits(quint64(msecs % 1000), 3);
     }
 }
 
-// Whether every wall-clock time of the day exists once in local time, so a
-// date-time of that day reads back as written without asking the zone per
-// value. Remembered per thread for the last day, and for the TZ variable as
-// the C library reads it (a rule change twice in one day is not seen).
-bool steadyLocalDay(const QDate& date)
+void TextSink::hex(QByteArrayView bytes)
 {
-    thread_local qint64 lastDay = 0;
-    thread_local bool lastSteady = false;
-    thread_local std::string lastZone;
-    const char* zone = std::getenv("TZ");
-    const qint64 day = date.toJulianDay();
-    if (day == lastDay && lastZone == (zone ? zone : "\x01"))
-        return lastSteady;
-    const QDateTime first(date, QTime(0, 0));
-    const QDateTime last(date, QTime(23, 59, 59, 999));
-    lastSteady = first.isValid() && last.isValid() && first.time() == QTime(0, 0) &&
-                 first.offsetFromUtc() == last.offsetFromUtc();
-    lastDay = day;
-    lastZone = zone ? zone : "\x01";
-    return lastSteady;
+    room(2 * bytes.size());
+    for (char c : bytes) {
+        *m_p++ = char16_t(hexDigits[uchar(c) >> 4]);
+        *m_p++ = char16_t(hexDigits[uchar(c) & 15]);
+    }
 }
+
+void TextSink::address(QByteArrayView bytes)
+{
+    for (int i = 0; i < 4; ++i) {
+        if (i)
+            put('.');
+        digits(uchar(bytes[i]), 1);
+    }
+}
+
+bool TextSink::asciiString(QByteArrayView bytes)
+{
+    // Room for exactly the escaped text: most strings need no escape.
+    qsizetype length = bytes.size() + 2;
+    for (char c : bytes) {
+        const uchar u = uchar(c);
+        if (u >= 0x80)
+            return false;
+        if (u == '"' || u == '\\' || u == '\t' || u == 7 || u == 8 || u == '\r' || u == '\n')
+            length += 1; // a backslash and a letter
+        else if (u <= 31 || u == 127)
+            length += 3; // "\000" or "\x" and two digits
+    }
+    room(length);
+    *m_p++ = u'"';
+    for (char c : bytes) {
+        const uchar u = uchar(c);
+        if (u > 31 && u != 127 && u != '"' && u != '\\') {
+            *m_p++ = char16_t(u);
+            continue;
+        }
+        *m_p++ = u'\\';
+        switch (u) {
+        case '"':
+            *m_p++ = u'"';
+            break;
+        case '\\':
+            *m_p++ = u'\\';
+            break;
+        case '\t':
+            *m_p++ = u't';
+            break;
+        case 7:
+            *m_p++ = u'a';
+            break;
+        case 8:
+            *m_p++ = u'b';
+            break;
+        case '\r':
+            *m_p++ = u'r';
+            break;
+        case '\n':
+            *m_p++ = u'n';
+            break;
+        case 0:
+            *m_p++ = u'0';
+            *m_p++ = u'0';
+            *m_p++ = u'0';
+            break;
+        default:
+            *m_p++ = u'x';
+            *m_p++ = char16_t(hexDigits[u >> 4]);
+            *m_p++ = char16_t(hexDigits[u & 15]);
+        }
+    }
+    *m_p++ = u'"';
+    return true;
+}
+
+namespace {
 
 // Whether an integer payload is the shortest encoding of its value, as the
 // writer's own append makes it; only then does the readable form read back.
@@ -122,19 +332,6 @@ bool shortestInt(quint32 value, int size)
     while (n > 1 && (value >> (8 * (n - 1))) == 0)
         --n;
     return n == size;
-}
-
-// A string payload of printable ASCII with nothing to escape is appended
-// as it is; anything else goes through QString and escaped().
-bool appendPlainAscii(QString& out, QByteArrayView bytes)
-{
-    for (char c : bytes) {
-        const uchar u = uchar(c);
-        if (u < 32 || u >= 127 || u == '"' || u == '\\')
-            return false;
-    }
-    out += QLatin1String(bytes.data(), bytes.size());
-    return true;
 }
 
 QString intList(const QList<int>& values)
@@ -162,13 +359,27 @@ QString escaped(const QString& text, QChar quote)
             continue;
         }
         switch (u) {
-        case '\t': out += QLatin1String("\\t"); break;
-        case 7: out += QLatin1String("\\a"); break;
-        case 0: out += QLatin1String("\\000"); break;
-        case 8: out += QLatin1String("\\b"); break;
-        case '\r': out += QLatin1String("\\r"); break;
-        case '\\': out += QLatin1String("\\\\"); break;
-        case '\n': out += QLatin1String("\\n"); break;
+        case '\t':
+            out += QLatin1String("\\t");
+            break;
+        case 7:
+            out += QLatin1String("\\a");
+            break;
+        case 0:
+            out += QLatin1String("\\000");
+            break;
+        case 8:
+            out += QLatin1String("\\b");
+            break;
+        case '\r':
+            out += QLatin1String("\\r");
+            break;
+        case '\\':
+            out += QLatin1String("\\\\");
+            break;
+        case '\n':
+            out += QLatin1String("\\n");
+            break;
         default:
             if (u > 31 && u != 127) {
                 out += c;
@@ -207,29 +418,54 @@ const TagData* MessageWriter::lookup(int tag) const
     return m_lut && tag >= 0 ? m_lut->tagData(unsigned(tag)) : nullptr;
 }
 
-QString MessageWriter::typePrefix(int tag)
+namespace {
+
+const char* prefixOf(int tag)
 {
     switch (dataType(unsigned(tag))) {
-    case DataType::Binary: return QStringLiteral("d");
-    case DataType::Integer: return QStringLiteral("i");
-    case DataType::Bool: return QStringLiteral("b");
-    case DataType::String: return QStringLiteral("s");
-    case DataType::Date: return QStringLiteral("de");
-    case DataType::Time: return QStringLiteral("tm");
-    case DataType::DateTime: return QStringLiteral("dt");
-    case DataType::BitArray: return QStringLiteral("ba");
-    case DataType::NetworkAddress: return QStringLiteral("adr");
-    case DataType::List: return QStringLiteral("lst");
-    case DataType::Request: return QStringLiteral("req");
-    case DataType::Answer: return QStringLiteral("ans");
-    case DataType::Message: return QStringLiteral("msg");
-    case DataType::ExtPoint: return QStringLiteral("pt");
-    case DataType::ExtRect: return QStringLiteral("bx");
+    case DataType::Binary:
+        return "d";
+    case DataType::Integer:
+        return "i";
+    case DataType::Bool:
+        return "b";
+    case DataType::String:
+        return "s";
+    case DataType::Date:
+        return "de";
+    case DataType::Time:
+        return "tm";
+    case DataType::DateTime:
+        return "dt";
+    case DataType::BitArray:
+        return "ba";
+    case DataType::NetworkAddress:
+        return "adr";
+    case DataType::List:
+        return "lst";
+    case DataType::Request:
+        return "req";
+    case DataType::Answer:
+        return "ans";
+    case DataType::Message:
+        return "msg";
+    case DataType::ExtPoint:
+        return "pt";
+    case DataType::ExtRect:
+        return "bx";
     // The parser knows no "sz": such a name reads back as prefix "s" and
     // fails. Kept as it is; scripts in the field rely on this spelling.
-    case DataType::ExtSize: return QStringLiteral("sz");
+    case DataType::ExtSize:
+        return "sz";
     }
-    return QString();
+    return "";
+}
+
+} // namespace
+
+QString MessageWriter::typePrefix(int tag)
+{
+    return QString::fromLatin1(prefixOf(tag));
 }
 
 QString MessageWriter::tagToText(int tag) const
@@ -239,31 +475,29 @@ QString MessageWriter::tagToText(int tag) const
 
 QString MessageWriter::tagToText(int tag, const TagData* data) const
 {
-    if (data && !data->name.isEmpty()) {
-        if (m_options & Hungarian)
-            return typePrefix(tag) + data->name;
-        return data->name;
-    }
-    return hexify(tag);
+    TextSink out(16);
+    appendTag(out, tag, data);
+    return out.take();
 }
 
-void MessageWriter::appendTag(QString& out, int tag, const TagData* data) const
+void MessageWriter::appendTag(TextSink& out, int tag, const TagData* data) const
 {
     if (data && !data->name.isEmpty()) {
-        if (m_options & Hungarian)
-            out += typePrefix(tag);
-        out += data->name;
+        if (m_options & Hungarian) {
+            const char* prefix = prefixOf(tag);
+            out.latin1(prefix, qsizetype(std::strlen(prefix)));
+        }
+        out.append(data->name);
         return;
     }
-    const char* digits = "0123456789ABCDEF";
     const unsigned u = unsigned(tag);
     if (u > 0xFFFF) {
-        out += hexify(tag);
+        out.append(hexify(tag));
         return;
     }
-    const char buf[4] = {digits[u >> 12 & 15], digits[u >> 8 & 15], digits[u >> 4 & 15],
-                         digits[u & 15]};
-    out += QLatin1String(buf, 4);
+    const char buf[4] = {hexDigits[u >> 12 & 15], hexDigits[u >> 8 & 15], hexDigits[u >> 4 & 15],
+                         hexDigits[u & 15]};
+    out.latin1(buf, 4);
 }
 
 QString MessageWriter::prettyPrintInteger(qint64 value, const TagData* data) const
@@ -283,152 +517,174 @@ QString MessageWriter::prettyPrintInteger(qint64 value, const TagData* data) con
 
 QString MessageWriter::printBitArray(quint64 bits, const TagData* data) const
 {
-    if (bits == 0)
-        return QStringLiteral("0");
-    if (!data || data->bits.isEmpty())
-        return QStringLiteral("0x") + QString::number(bits, 16).toUpper();
-    QString out;
+    TextSink out(16);
+    appendBits(out, bits, data);
+    return out.take();
+}
+
+void MessageWriter::appendBits(TextSink& out, quint64 bits, const TagData* data) const
+{
+    if (bits == 0) {
+        out.put('0');
+        return;
+    }
+    if (!data || data->bits.isEmpty()) {
+        out.number(bits, DisplayMode(DisplayMode::Hex));
+        return;
+    }
+    bool first = true;
     quint64 unnamed = 0;
-    for (int i = 0; i < 64; ++i) {
-        const quint64 mask = quint64(1) << i;
-        if (!(bits & mask))
-            continue;
+    for (quint64 rest = bits; rest; rest &= rest - 1) {
+        const int i = qCountTrailingZeroBits(rest);
         const ItemData* b = data->bits.byNumber(quint32(i));
         if (b && !b->name.isEmpty()) {
-            if (!out.isEmpty())
-                out += QLatin1Char('|');
-            out += b->name;
+            if (!first)
+                out.put('|');
+            first = false;
+            out.append(b->name);
         } else {
-            unnamed |= mask;
+            unnamed |= quint64(1) << i;
         }
     }
     if (unnamed) {
-        if (!out.isEmpty())
-            out += QLatin1Char('|');
-        out += QStringLiteral("0x") + QString::number(unnamed, 16).toUpper();
+        if (!first)
+            out.put('|');
+        out.number(unnamed, DisplayMode(DisplayMode::Hex));
     }
-    return out;
 }
 
 QString MessageWriter::dataToText(const Message::Iterator& it, const TagData* data) const
 {
-    return valueText(it, data, 0);
+    TextSink out(qMax(it.size(), 0) * 3 + 16);
+    appendValue(out, it, data, 0);
+    return out.take();
 }
 
-void MessageWriter::appendValue(QString& out, const Message::Iterator& it, const TagData* data,
+void MessageWriter::appendValue(TextSink& out, const Message::Iterator& it, const TagData* data,
                                 int depth) const
 {
     if (data && data->secure) {
-        out += hiddenText;
+        out.literal("<hidden>");
         return;
     }
-    const int tag = it.tag();
-    bool ok = false;
-    switch (dataType(unsigned(tag))) {
+    // The payload is read once; `stored` is the size in the header, which
+    // the checks compare as valueText's canonical encodings would.
+    int size = 0;
+    const char* p = it.getData(&size);
+    const int stored = it.size();
+    switch (p ? dataType(unsigned(it.tag())) : DataType(-1)) {
+    case DataType::Binary:
+        if (size == 0)
+            out.literal("[]");
+        else
+            out.hex(QByteArrayView(p, size));
+        return;
     case DataType::Integer: {
         // Up to four bytes read unsigned; wider ones take valueText's checks.
-        const int size = it.size();
-        const quint32 v = quint32(it.getInt(&ok));
-        if (!ok || size > 4)
+        if (size <= 0 || stored > 4)
             break;
+        const quint32 v = quint32(readLE(p, size, 4));
         if (data) {
-            const ItemData* e = data->enums.isEmpty() ? nullptr : data->enums.byNumber(v);
+            const ItemData* e = data->enums.byNumber(v);
             if (e && !e->name.isEmpty()) {
-                out += e->name;
+                out.append(e->name);
                 return;
             }
-            if (data->display != DisplayMode()) {
-                out += formatNumber(v, data->display);
-                return;
-            }
+            out.number(v, data->display);
+            return;
         }
-        appendDigits(out, v, 1);
+        out.digits(v, 1);
         return;
     }
-    case DataType::Bool: {
-        const bool v = it.getBool(&ok);
-        if (!ok)
+    case DataType::Bool:
+        if (size != 1)
             break;
-        out += v ? QLatin1String("true") : QLatin1String("false");
+        if (p[0])
+            out.literal("true");
+        else
+            out.literal("false");
         return;
-    }
-    case DataType::String: {
-        const QByteArrayView bytes = it.getPayload(&ok);
-        if (!ok)
+    case DataType::String:
+        if (!out.asciiString(QByteArrayView(p, size)))
             break;
-        const qsizetype mark = out.size();
-        out += QLatin1Char('"');
-        if (!appendPlainAscii(out, bytes)) {
-            out.truncate(mark);
-            break;
-        }
-        out += QLatin1Char('"');
         return;
-    }
     case DataType::Date: {
-        const int size = it.size();
-        const int days = it.getInt(&ok);
-        // Days up to 9999-12-31; others (and no date) take valueText's checks.
-        if (!ok || days <= 0 || days > 2918000 || !shortestInt(quint32(days), size))
+        if (size <= 0)
             break;
-        appendIsoDate(out, daysSince1990ToDate(days));
+        const quint32 days = quint32(readLE(p, size, 4));
+        // Days up to 9999-12-31; others (and no date) take valueText's checks.
+        if (days == 0 || days > 2918000 || !shortestInt(days, stored))
+            break;
+        int y, m, d;
+        civilFromDays(daysBefore1990 + days, &y, &m, &d);
+        out.isoDate(y, m, d);
         return;
     }
     case DataType::Time: {
-        const int size = it.size();
-        const quint32 seconds = quint32(it.getInt(&ok));
-        if (!ok || seconds >= 86400 || !shortestInt(seconds, size))
+        if (size <= 0)
             break;
-        appendTime(out, int(seconds) * 1000, false);
+        const quint32 seconds = quint32(readLE(p, size, 4));
+        if (seconds >= 86400 || !shortestInt(seconds, stored))
+            break;
+        out.time(int(seconds) * 1000, false);
         return;
     }
     case DataType::DateTime: {
         // Printed from the wire fields; the local date-time is asked only
         // whether it has this wall clock (not so in a daylight-saving gap).
-        const int size = it.size();
-        const int days = it.getDays(&ok);
-        const int msecs = it.getMSecsOfDay();
-        if (!ok || days <= 0 || (size != 8 && size != 10))
+        if ((stored != 8 && stored != 10) || size != stored)
             break;
-        int raw = 0;
-        const char* p = it.getData(&raw);
-        const quint32 seconds = quint32(uchar(p[4])) | quint32(uchar(p[5])) << 8 |
-                                quint32(uchar(p[6])) << 16 | quint32(uchar(p[7])) << 24;
-        const unsigned ms = size == 10 ? unsigned(uchar(p[8]) | uchar(p[9]) << 8) : 0;
-        if (seconds >= 86400 || ms >= 1000)
+        const quint32 days = quint32(readLE(p, 4, 4));
+        const quint32 seconds = quint32(readLE(p + 4, 4, 4));
+        const unsigned ms = size == 10 ? unsigned(readLE(p + 8, 2, 2)) : 0;
+        if (days == 0 || days > quint32(INT_MAX) || seconds >= 86400 || ms >= 1000)
             break;
-        const QDate date = daysSince1990ToDate(days);
-        if (date.year() > 9999)
+        int y, m, d;
+        civilFromDays(daysBefore1990 + days, &y, &m, &d);
+        if (y > 9999)
             break;
-        if (!steadyLocalDay(date)) {
+        const int msecs = int(seconds * 1000 + ms);
+        const QDate date = daysSince1990ToDate(int(days));
+        if (!isSteadyLocalDay(date)) {
             const QDateTime dt = it.getDateTime();
-            if (!dt.isValid() || dt.time().msecsSinceStartOfDay() != msecs ||
-                dt.date() != date)
+            if (!dt.isValid() || dt.time().msecsSinceStartOfDay() != msecs || dt.date() != date)
                 break;
         }
-        appendIsoDate(out, date);
-        out += QLatin1Char('T');
-        appendTime(out, msecs, size == 10);
+        out.isoDate(y, m, d);
+        out.put('T');
+        out.time(msecs, size == 10);
         return;
     }
+    case DataType::NetworkAddress:
+        if (size != 4)
+            break;
+        out.address(QByteArrayView(p, size));
+        return;
+    case DataType::BitArray:
+        if (size <= 0 || stored > 8)
+            break;
+        appendBits(out, readLE(p, size, 8), data);
+        return;
     case DataType::List:
     case DataType::Request:
     case DataType::Answer:
     case DataType::Message: {
         Message::Iterator children;
-        if (it.size() <= 0 || !childrenOf(it, depth, &children))
+        if (stored <= 0 || !childrenOf(it, depth, &children))
             break;
-        out += QLatin1Char('(');
+        out.put('(');
         appendElements(out, children, depth + 1);
-        out += QLatin1Char(')');
+        out.put(')');
         return;
     }
     default:
         break;
     }
-    out += valueText(it, data, depth);
+    out.append(valueText(it, data, depth));
 }
 
+// The forms that need checking against their canonical encoding, and
+// every payload that fails a check above; slower, and rare on the wire.
 QString MessageWriter::valueText(const Message::Iterator& it, const TagData* data, int depth) const
 {
     if (data && data->secure)
@@ -440,7 +696,8 @@ QString MessageWriter::valueText(const Message::Iterator& it, const TagData* dat
         const QByteArray bytes = it.getByteArray(&ok);
         if (!ok)
             return raw(it);
-        return bytes.isEmpty() ? QStringLiteral("[]") : QString::fromLatin1(bytes.toHex().toUpper());
+        return bytes.isEmpty() ? QStringLiteral("[]")
+                               : QString::fromLatin1(bytes.toHex().toUpper());
     }
     case DataType::Integer: {
         const int size = it.size();
@@ -528,10 +785,11 @@ QString MessageWriter::valueText(const Message::Iterator& it, const TagData* dat
         Message::Iterator children;
         if (!childrenOf(it, depth, &children))
             return raw(it);
-        QString out(QLatin1Char('('));
+        TextSink out(it.size() * 3 + 16);
+        out.put('(');
         appendElements(out, children, depth + 1);
-        out += QLatin1Char(')');
-        return out;
+        out.put(')');
+        return out.take();
     }
     }
     return raw(it);
@@ -552,52 +810,57 @@ bool MessageWriter::childrenOf(const Message::Iterator& it, int depth,
     return probe.position() >= 0;
 }
 
-void MessageWriter::appendElements(QString& out, Message::Iterator it, int depth) const
+void MessageWriter::appendElements(TextSink& out, Message::Iterator it, int depth) const
 {
     bool first = true;
     for (; !it.atEnd(); ++it) {
         if (!first)
-            out += QLatin1Char(' ');
+            out.put(' ');
         first = false;
         const int tag = it.tag();
         if (tag < 0) {
             // A stub too short for a header: nothing to print.
             continue;
         }
-        const TagData* data = lookup(tag);
+        // The tag is 16 bits here: the table's page lookup, inlined.
+        const TagData* data = m_lut ? m_lut->tagData(unsigned(tag)) : nullptr;
         appendTag(out, tag, data);
-        out += QLatin1Char('=');
+        out.put('=');
         appendValue(out, it, data, depth);
     }
 }
 
-void MessageWriter::appendFormatted(QString& out, Message::Iterator it, int indent,
+void MessageWriter::appendFormatted(TextSink& out, Message::Iterator it, int indent,
                                     int depth) const
 {
-    const QString pad(indent, QLatin1Char(' '));
     for (; !it.atEnd(); ++it) {
         const int tag = it.tag();
         if (tag < 0)
             continue;
         const TagData* data = lookup(tag);
-        out += pad;
-        out += tagToText(tag, data);
+        out.room(indent);
+        for (int i = 0; i < indent; ++i)
+            out.put(' ');
+        appendTag(out, tag, data);
         if (!isNestedTag(tag) || (data && data->secure)) {
-            out += QStringLiteral(" = ");
-            out += valueText(it, data, depth);
-            out += QLatin1Char('\n');
+            out.literal(" = ");
+            appendValue(out, it, data, depth);
+            out.put('\n');
             continue;
         }
         Message::Iterator children;
         if (it.size() == 0) {
-            out += QStringLiteral(" = ()\n");
+            out.literal(" = ()\n");
         } else if (!childrenOf(it, depth, &children)) {
-            out += QStringLiteral(" = ") + raw(it) + QLatin1Char('\n');
+            out.literal(" = ");
+            out.append(raw(it));
+            out.put('\n');
         } else {
-            out += QStringLiteral(" = (\n");
+            out.literal(" = (\n");
             appendFormatted(out, children, indent + 2, depth + 1);
-            out += pad;
-            out += QStringLiteral(")\n");
+            for (int i = 0; i < indent; ++i)
+                out.put(' ');
+            out.literal(")\n");
         }
     }
 }
@@ -613,18 +876,17 @@ QString MessageWriter::toText(Message::Iterator& it) const
     it.rewind();
     if (m_options & MultiLine)
         return formatText(it, 0);
-    QString out;
     // About three characters per byte of a typical message.
-    out.reserve(qsizetype(it.end() - it.start()) * 3 + 16);
+    TextSink out(qsizetype(it.end() - it.start()) * 3 + 16);
     appendElements(out, it, 0);
-    return out;
+    return out.take();
 }
 
 QString MessageWriter::formatText(Message::Iterator& it, int indent) const
 {
-    QString out;
+    TextSink out(qsizetype(it.end() - it.start()) * 4 + 16);
     appendFormatted(out, it, indent, 0);
-    return out;
+    return out.take();
 }
 
 QString Message::toText(const TagDataLut* lut, TextOptions options) const

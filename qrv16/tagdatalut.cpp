@@ -8,21 +8,30 @@ void ItemDataLut::addItem(const Item* item)
 {
     auto copy = std::make_shared<ItemData>(item->data());
     copy->display = item->displayMode();
-    m_byNumber.insert(quint32(copy->id), copy);
-    if (!copy->name.isEmpty())
-        m_byName.insert(copy->name, copy);
+    const quint32 id = quint32(copy->id);
+    m_byNumber.insert(id, copy);
+    if (id < DenseIds) {
+        if (m_dense.size() <= id)
+            m_dense.resize(id + 1, nullptr);
+        m_dense[id] = copy.get();
+    }
+    if (!copy->name.isEmpty()) {
+        // The key views the old entry's name: take it out before it goes.
+        m_byName.remove(QStringView(copy->name));
+        m_byName.insert(QStringView(copy->name), copy);
+        m_nameIndex.insert(QStringView(copy->name), copy.get());
+    }
 }
 
-const ItemData* ItemDataLut::byNumber(quint32 id) const
+const ItemData* ItemDataLut::byLargeNumber(quint32 id) const
 {
     const auto it = m_byNumber.constFind(id);
     return it == m_byNumber.constEnd() ? nullptr : it->get();
 }
 
-const ItemData* ItemDataLut::byName(const QString& name) const
+const ItemData* ItemDataLut::byName(QStringView name) const
 {
-    const auto it = m_byName.constFind(name);
-    return it == m_byName.constEnd() ? nullptr : it->get();
+    return m_nameIndex.find(name);
 }
 
 TagData::TagData(const Item* tag) : ItemData(tag->data())
@@ -53,20 +62,32 @@ TagDataLut::TagDataLut(const Item* root)
             continue;
         auto tag = std::make_shared<const TagData>(child);
         m_byCode.insert(quint32(tag->id), tag);
-        m_byName.insert(tag->name, tag);
+        m_byName.remove(QStringView(tag->name));
+        m_byName.insert(QStringView(tag->name), tag);
+        m_nameIndex.insert(QStringView(tag->name), tag.get());
+    }
+    for (auto it = m_byCode.cbegin(); it != m_byCode.cend(); ++it) {
+        const quint32 code = it.key();
+        if (code > 0xFFFF)
+            continue;
+        quint16& page = m_pageOf[code >> 8];
+        if (!page) {
+            m_pages.resize(m_pages.size() + PageSize, nullptr);
+            page = quint16(m_pages.size() / PageSize);
+        }
+        m_pages[(page - 1) * PageSize + (code & 0xFF)] = it.value().get();
     }
 }
 
-const TagData* TagDataLut::tagData(unsigned int tag) const
+const TagData* TagDataLut::byLargeCode(unsigned int tag) const
 {
     const auto it = m_byCode.constFind(tag);
     return it == m_byCode.constEnd() ? nullptr : it->get();
 }
 
-const TagData* TagDataLut::tagData(const QString& name) const
+const TagData* TagDataLut::tagData(QStringView name) const
 {
-    const auto it = m_byName.constFind(name);
-    return it == m_byName.constEnd() ? nullptr : it->get();
+    return m_nameIndex.find(name);
 }
 
 QString TagDataLut::tagName(unsigned int tag) const

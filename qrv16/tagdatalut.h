@@ -5,11 +5,14 @@
 // definition tree: the tree may change or go away afterwards.
 
 #include "qrv16/item.h"
+#include "qrv16/nameindex.h"
 
 #include <QHash>
 #include <QString>
 
+#include <array>
 #include <memory>
+#include <vector>
 
 namespace QRV16 {
 
@@ -19,15 +22,30 @@ class ItemDataLut
 public:
     void addItem(const Item* item);
 
-    const ItemData* byNumber(quint32 id) const;
-    const ItemData* byName(const QString& name) const;
+    const ItemData* byNumber(quint32 id) const
+    {
+        if (id < DenseIds)
+            return id < m_dense.size() ? m_dense[id] : nullptr;
+        return byLargeNumber(id);
+    }
+    const ItemData* byName(QStringView name) const;
     bool isEmpty() const { return m_byNumber.isEmpty(); }
     int count() const { return int(m_byNumber.size()); }
 
 private:
+    // Bit numbers and small enum values, looked up per printed value.
+    static constexpr quint32 DenseIds = 64;
+
+    const ItemData* byLargeNumber(quint32 id) const;
+
     QHash<quint32, std::shared_ptr<const ItemData>> m_byNumber;
     // Nameless values are printed by number but cannot be typed by name.
-    QHash<QString, std::shared_ptr<const ItemData>> m_byName;
+    // Owns what a name finds (also a value whose number a later one took),
+    // keyed by views of the owned names; lookups go through m_nameIndex,
+    // which the parser asks with slices of its text.
+    QHash<QStringView, std::shared_ptr<const ItemData>> m_byName;
+    NameIndex<ItemData> m_nameIndex;
+    std::vector<const ItemData*> m_dense; // ids below DenseIds, owned by m_byNumber
 };
 
 // One tag: its own record plus the tables of its bits and enum values.
@@ -45,8 +63,14 @@ class TagDataLut
 public:
     explicit TagDataLut(const Item* root);
 
-    const TagData* tagData(unsigned int tag) const;
-    const TagData* tagData(const QString& name) const;
+    const TagData* tagData(unsigned int tag) const
+    {
+        if (tag > 0xFFFF)
+            return byLargeCode(tag);
+        const quint16 page = m_pageOf[tag >> 8];
+        return page ? m_pages[(page - 1) * PageSize + (tag & 0xFF)] : nullptr;
+    }
+    const TagData* tagData(QStringView name) const;
     int count() const { return int(m_byCode.size()); }
 
     QString tagName(unsigned int tag) const;
@@ -57,8 +81,17 @@ public:
     int bitNumber(unsigned int tag, const QString& name) const;
 
 private:
+    static constexpr int PageSize = 256;
+
+    const TagData* byLargeCode(unsigned int tag) const;
+
     QHash<quint32, std::shared_ptr<const TagData>> m_byCode;
-    QHash<QString, std::shared_ptr<const TagData>> m_byName;
+    QHash<QStringView, std::shared_ptr<const TagData>> m_byName; // views of the owned names
+    NameIndex<TagData> m_nameIndex;                              // the same, looked up faster
+    // Every 16-bit code found in two steps, with no hashing: the writer
+    // asks once per element. A page of 256 codes exists only where a tag is.
+    std::array<quint16, 256> m_pageOf{}; // page number + 1, 0 for none
+    std::vector<const TagData*> m_pages; // owned by m_byCode
 };
 
 } // namespace QRV16

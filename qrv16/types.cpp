@@ -1,5 +1,10 @@
 #include "qrv16/types.h"
 
+#include <QDateTime>
+
+#include <cstdlib>
+#include <string>
+
 namespace QRV16 {
 
 static const QDate epoch1990(1990, 1, 1);
@@ -36,8 +41,8 @@ QString typeName(unsigned int tag)
     // Only the top nibble counts, so every extended tag is "Int64"; the code
     // generators print exactly this.
     static const char* const names[16] = {
-        "Binary", "Integer", "Bool", "String", "Date",    "Time",    "DateTime", "BitArray",
-        "Int64",  "IPAddress", nullptr, nullptr, "List", "Request", "Answer",   "Message",
+        "Binary", "Integer",   "Bool",  "String", "Date", "Time",    "DateTime", "BitArray",
+        "Int64",  "IPAddress", nullptr, nullptr,  "List", "Request", "Answer",   "Message",
     };
     const char* name = names[(tag >> 12) & 15];
     return name ? QString::fromLatin1(name) : QString();
@@ -45,7 +50,8 @@ QString typeName(unsigned int tag)
 
 QString tag2hex(unsigned int tag)
 {
-    return QStringLiteral("0x") + QString::number(tag, 16).toUpper().rightJustified(4, QLatin1Char('0'));
+    return QStringLiteral("0x") +
+           QString::number(tag, 16).toUpper().rightJustified(4, QLatin1Char('0'));
 }
 
 QString formatNumber(unsigned long long value, const DisplayMode& mode)
@@ -97,8 +103,8 @@ bool isValidIdentifier(const QString& name, QString* error)
         return fail("The name \"Tag\" is reserved.");
     for (QChar c : name) {
         const ushort u = c.unicode();
-        const bool ok = u == '_' || (u >= '0' && u <= '9') || (u >= 'A' && u <= 'Z') ||
-                        (u >= 'a' && u <= 'z');
+        const bool ok =
+            u == '_' || (u >= '0' && u <= '9') || (u >= 'A' && u <= 'Z') || (u >= 'a' && u <= 'z');
         if (!ok)
             return fail("Invalid characters in name.");
     }
@@ -120,6 +126,30 @@ QDate daysSince1990ToDate(int days)
     if (days <= 0)
         return QDate();
     return epoch1990.addDays(days);
+}
+
+// Remembered per thread for the last day asked, and for the TZ variable as
+// the C library reads it (a rule change twice in one day is not seen).
+bool isSteadyLocalDay(const QDate& date, int* offset)
+{
+    thread_local qint64 lastDay = 0;
+    thread_local bool lastSteady = false;
+    thread_local int lastOffset = 0;
+    thread_local std::string lastZone;
+    const char* zone = std::getenv("TZ");
+    const qint64 day = date.toJulianDay();
+    if (day != lastDay || lastZone != (zone ? zone : "\x01")) {
+        const QDateTime first(date, QTime(0, 0));
+        const QDateTime last(date, QTime(23, 59, 59, 999));
+        lastSteady = first.isValid() && last.isValid() && first.time() == QTime(0, 0) &&
+                     first.offsetFromUtc() == last.offsetFromUtc();
+        lastOffset = lastSteady ? first.offsetFromUtc() : 0;
+        lastDay = day;
+        lastZone = zone ? zone : "\x01";
+    }
+    if (offset)
+        *offset = lastOffset;
+    return lastSteady;
 }
 
 } // namespace QRV16

@@ -66,6 +66,10 @@ QString formatNumber(unsigned long long value, const DisplayMode& mode);
 bool isValidIdentifier(const QString& name, QString* error = nullptr);
 int dateToDaysSince1990(const QDate& date);
 QDate daysSince1990ToDate(int days);
+// Whether every wall-clock time of `date` exists once in local time, so a
+// local date-time of that day keeps the date and time it was made from;
+// then `offset` is the day's offset from UTC in seconds.
+bool isSteadyLocalDay(const QDate& date, int* offset = nullptr);
 
 } // namespace QRV16
 

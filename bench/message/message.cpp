@@ -18,6 +18,14 @@ using QRV16::Message;
 
 namespace {
 
+// As main() pins it, before the first local time below: unpinned, every
+// local time asks the C library to stat the zone file.
+const bool zonePinned = [] {
+    if (qEnvironmentVariableIsEmpty("TZ"))
+        qputenv("TZ", ":/etc/localtime");
+    return true;
+}();
+
 const QDateTime stamp(QDate(2026, 11, 22), QTime(19, 30, 15, 250));
 const QString pumpName = QStringLiteral("Pump station 4, north basin");
 const QString operatorName = QStringLiteral("J. Lindqvist");

@@ -32,6 +32,10 @@ struct Demo
 
     Demo()
     {
+        // As main() pins it: unpinned, every local time asks the C library
+        // to stat the zone file.
+        if (qEnvironmentVariableIsEmpty("TZ"))
+            qputenv("TZ", ":/etc/localtime");
         Parser parser;
         if (!parser.parse(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")))
             qFatal("%s", qPrintable(parser.formatError()));

@@ -4,6 +4,7 @@
 #include "bench/korvbench.h"
 
 #include "app/mainwindow.h"
+#include "app/tools.h"
 #include "app/tracemodel.h"
 
 #include "qrv16/item.h"
@@ -33,6 +34,7 @@ struct Demo
 
     Demo()
     {
+        Tools::pinTimeZone(); // as main() does
         Parser parser;
         if (!parser.parse(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")))
             qFatal("%s", qPrintable(parser.formatError()));

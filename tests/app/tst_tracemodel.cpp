@@ -118,6 +118,8 @@ private Q_SLOTS:
     void logRecord();
     void logRoleReadsBackThroughSplitCSV();
     void separator();
+    void lineTextKeptAsWritten_data();
+    void lineTextKeptAsWritten();
     void messageLines_data();
     void messageLines();
     void childLinesKeepTheFlagsOfTheirLine();
@@ -444,6 +446,32 @@ void TestTraceModel::logRoleReadsBackThroughSplitCSV()
                                   "GetStatusReply=(ResultCode=Ok Pumps=(PumpId=2 Running=true) "
                                   "StationName=\"x\")",
                                   "8", "3", "4"}));
+}
+
+void TestTraceModel::lineTextKeptAsWritten_data()
+{
+    // A line's text is stored as UTF-8; ASCII is narrowed without a detour.
+    QTest::addColumn<QString>("text");
+    QTest::newRow("empty") << QString();
+    QTest::newRow("ASCII") << QStringLiteral("Count=5 Name=\"x\"");
+    QTest::newRow("accent at the end") << QStringLiteral("Name=\"caf\u00e9\"");
+    QTest::newRow("accent first") << QStringLiteral("\u00e9t\u00e9");
+    QTest::newRow("outside the BMP") << QStringLiteral("x\U0001F600y");
+    QTest::newRow("DEL and controls") << QStringLiteral("a\x7f\x01\tb");
+    QTest::newRow("NUL inside") << QString::fromUtf16(u"a\0b", 3);
+}
+
+void TestTraceModel::lineTextKeptAsWritten()
+{
+    QFETCH(QString, text);
+    TraceItem item(TraceData(QStringLiteral("1"), ColorText, text, base));
+    QCOMPARE(item.text(), text);
+    QCOMPARE(item.hasText(), !text.isEmpty());
+    QCOMPARE(item.data().text, text);
+    item.setText(text + QStringLiteral("\u00fc"));
+    QCOMPARE(item.text(), text + QStringLiteral("\u00fc"));
+    item.setText(text + QStringLiteral("z"));
+    QCOMPARE(item.text(), text + QStringLiteral("z"));
 }
 
 void TestTraceModel::separator()

@@ -814,6 +814,9 @@ void TestMessage::dateTimeAcrossZoneRules_data()
     QTest::newRow("Berlin") << QByteArray("Europe/Berlin");
     QTest::newRow("New York") << QByteArray("America/New_York");
     QTest::newRow("Lord Howe half hours") << QByteArray("Australia/Lord_Howe");
+    QTest::newRow("Dublin, summer as standard time") << QByteArray("Europe/Dublin");
+    QTest::newRow("Chatham, 45 minutes") << QByteArray("Pacific/Chatham");
+    QTest::newRow("pinned as the program pins it") << QByteArray(":/etc/localtime");
 }
 
 void TestMessage::dateTimeAcrossZoneRules()

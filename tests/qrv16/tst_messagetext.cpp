@@ -23,6 +23,8 @@ private Q_SLOTS:
     void multiLine();
     void dateTimeInLocalGaps_data();
     void dateTimeInLocalGaps();
+    void dateTimeReadInLocalZones_data();
+    void dateTimeReadInLocalZones();
     void escapes_data();
     void escapes();
     void hexify_data();
@@ -157,6 +159,38 @@ void TestMessageText::writer_data()
                                                 << "Status=@CQABEAE=";
     QTest::newRow("unknown type is raw") << "0300" "01A0" "01" << false << 0 << "A001=@AQ==";
     QTest::newRow("undefined tag with table") << "0300" "7710" "05" << true << 0 << "1077=5";
+
+    // Printed straight from the payload: each form as the checked one.
+    QTest::newRow("string of control characters")
+        << "0C000130" "0900070A0D085C7F011F" << true << 0
+        << "Name=\"\\t\\000\\a\\n\\r\\b\\\\\\x7F\\x01\\x1F\"";
+    QTest::newRow("empty string") << "02000130" << true << 0 << "Name=\"\"";
+    QTest::newRow("string not UTF-8 is raw") << "04000130FF41" << true << 0 << "Name=@/0E=";
+    QTest::newRow("long binary") << "0C000100" "0123456789ABCDEF0A0B" << false << 0
+                                 << "0001=0123456789ABCDEF0A0B";
+    QTest::newRow("highest address") << "06000190FFFFFFFF" << true << 0
+                                     << "Host=255.255.255.255";
+    QTest::newRow("address of three bytes is raw") << "05000190010203" << true << 0
+                                                   << "Host=@AQID";
+    QTest::newRow("last second of the day") << "050001507F5101" << true << 0 << "Clock=23:59:59";
+    QTest::newRow("first day") << "0300014001" << true << 0 << "Day=1990-01-02";
+    QTest::newRow("leap day") << "040001407F0E" << true << 0 << "Day=2000-02-29";
+    QTest::newRow("datetime on a leap day") << "0A0001607F0E00007F510100" << true << 0
+                                            << "Stamp=2000-02-29T23:59:59";
+    QTest::newRow("datetime at 9999-12-31") << "0C00016017A42C00000000001000" << true << 0
+                                            << "Stamp=9999-12-31T00:00:00.016";
+    QTest::newRow("datetime at 10000-01-01 is raw") << "0A00016018A42C0000000000" << true << 0
+                                                    << "Stamp=@GKQsAAAAAAA=";
+    QTest::newRow("top bit named among others") << "0A00017001000000000000C0" << true << 0
+                                                << "Flags=Ready|Top|0x4000000000000000";
+    QTest::newRow("bits of nine bytes are raw") << "0B0001700100000000000000" "00" << true << 0
+                                                << "Flags=@AQAAAAAAAAAA";
+    QTest::newRow("bool of no bytes is raw") << "02000120" << true << 0 << "Enabled=@";
+    QTest::newRow("integer of no bytes is raw") << "02000110" << true << 0 << "Count=@";
+    QTest::newRow("enum of three bytes") << "0500021001" "0000" << true << 0 << "Mode=On";
+    QTest::newRow("unsigned padded display") << "030005100C" << true << 0 << "Level=0012";
+    QTest::newRow("hungarian date and time") << "0A0001607F0E00007F510100" << true << 1
+                                             << "dtStamp=2000-02-29T23:59:59";
 }
 
 void TestMessageText::writer()
@@ -344,6 +378,37 @@ void TestMessageText::parser_data()
     QTest::newRow("empty nested") << "F001=()" << false << "02 00 01 F0";
     QTest::newRow("parenthesis in escaped quote") << "F001=(3001=\"\\\")\")" << false
                                                   << "08 00 01 F0 04 00 01 30 22 29";
+
+    // Values read straight from the text, beside the forms that need more.
+    QTest::newRow("quoted datetime") << "6001=\"1990-01-02T00:00:01\"" << false
+                                     << "0A 00 01 60 01 00 00 00 01 00 00 00";
+    QTest::newRow("datetime before 1990 is day 0") << "6001=1989-12-31T23:59:59" << false
+                                                   << "0A 00 01 60 00 00 00 00 7F 51 01 00";
+    QTest::newRow("datetime last of 9999") << "6001=9999-12-31T23:59:59.999" << false
+                                           << "0C 00 01 60 17 A4 2C 00 7F 51 01 00 E7 03";
+    QTest::newRow("datetime on a leap day") << "6001=2000-02-29T12:00:00" << false
+                                            << "0A 00 01 60 7F 0E 00 00 C0 A8 00 00";
+    QTest::newRow("datetime with a space") << "6001=\"1990-01-02 00:00:01\"" << false
+                                           << "0A 00 01 60 01 00 00 00 01 00 00 00";
+    QTest::newRow("bool in capitals") << "2001=FALSE" << false << "03 00 01 20 00";
+    QTest::newRow("bool of another word") << "2001=yes" << false << "03 00 01 20 01";
+    QTest::newRow("quoted bool") << "2001=\"true\"" << false << "03 00 01 20 01";
+    QTest::newRow("plain string not ASCII") << "3001=\u00e9t\u00e9" << false
+                                            << "07 00 01 30 C3 A9 74 C3 A9";
+    QTest::newRow("plain string with a quote inside") << "3001=a\"b" << false
+                                                      << "05 00 01 30 61 22 62";
+    QTest::newRow("long number") << "1001=" + QString(70, QLatin1Char('0')) + "5" << false
+                                 << "03 00 01 10 05";
+    QTest::newRow("long string") << "3001=" + QString(70, QLatin1Char('x')) << false
+                                 << "48 00 01 30 " + QString("78 ").repeated(69) + "78";
+    QTest::newRow("address with a nul after it") << "9001=\"10.0.0.1\\000x\"" << false
+                                                 << "06 00 01 90 0A 00 00 01";
+    QTest::newRow("bits with blanks quoted") << "Flags=\" Ready ||  Fault|\"" << true
+                                             << "03 00 01 70 09";
+    QTest::newRow("hungarian prefix of every length") << "lstGroup=(deDay=0 tmClock=0 dtStamp=0)"
+                                                      << true
+                                                      << "18 00 01 C0 03 00 01 40 00 03 00 01 50 00 "
+                                                         "0A 00 01 60 00 00 00 00 00 00 00 00";
 }
 
 void TestMessageText::parser()
@@ -1021,6 +1086,51 @@ void TestMessageText::dateTimeInLocalGaps()
         qputenv("TZ", saved);
     tzset();
     QCOMPARE(written, text);
+}
+
+void TestMessageText::dateTimeReadInLocalZones_data()
+{
+    // The text is a local date-time: where the zone skips or repeats the
+    // wall clock, it reads as QDateTime makes it, not as written.
+    QTest::addColumn<QByteArray>("zone");
+    QTest::addColumn<QString>("stamp");
+    QTest::newRow("Berlin, a plain day") << QByteArray("Europe/Berlin") << "2026-11-22T19:30:15";
+    QTest::newRow("Berlin, in the spring gap") << QByteArray("Europe/Berlin")
+                                               << "2026-03-29T02:30:00";
+    QTest::newRow("Berlin, spring day after the gap") << QByteArray("Europe/Berlin")
+                                                      << "2026-03-29T12:00:00.500";
+    QTest::newRow("Berlin, in the autumn overlap") << QByteArray("Europe/Berlin")
+                                                   << "2026-10-25T02:30:00.000";
+    QTest::newRow("New York, in the gap") << QByteArray("America/New_York")
+                                          << "2026-03-08T02:30:00";
+    QTest::newRow("Apia, a skipped day") << QByteArray("Pacific/Apia") << "2011-12-30T12:00:00";
+    QTest::newRow("UTC") << QByteArray("UTC") << "2026-03-29T02:30:00";
+}
+
+void TestMessageText::dateTimeReadInLocalZones()
+{
+    QFETCH(QByteArray, zone);
+    QFETCH(QString, stamp);
+    const QByteArray saved = qgetenv("TZ");
+    qputenv("TZ", zone);
+    tzset();
+    const bool withMs = stamp.size() == 23;
+    const QDateTime local =
+        QDateTime::fromString(stamp, withMs ? Qt::ISODateWithMs : Qt::ISODate);
+    Message expected;
+    if (local.isValid())
+        expected.appendDateTime(0x6001, local,
+                                withMs ? Message::MillisecondsAlways : Message::MillisecondsAuto);
+    MessageParser parser;
+    const Message read = parser.parse("6001=" + stamp);
+    const Message quoted = parser.parse("6001=\"" + stamp + "\"");
+    if (saved.isNull())
+        qunsetenv("TZ");
+    else
+        qputenv("TZ", saved);
+    tzset();
+    QCOMPARE(read.bytes().toHex(' '), expected.bytes().toHex(' '));
+    QCOMPARE(quoted.bytes().toHex(' '), expected.bytes().toHex(' '));
 }
 
 QTEST_APPLESS_MAIN(TestMessageText)
