@@ -110,11 +110,12 @@ QString LinkPort::text(const QRV16::Message& message) const
     return QRV16::MessageWriter(m_tags, QRV16::TextOptions()).toText(message);
 }
 
-void LinkPort::print(const QString& prefix, const QRV16::Message& message, const QString& note)
+void LinkPort::print(const QDateTime& time, const QString& prefix, const QRV16::Message& message,
+                     const QString& note)
 {
     QString line;
     if (m_timestamps)
-        line = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd'T'hh:mm:ss.zzz ")) + prefix;
+        line = time.toString(QStringLiteral("yyyy-MM-dd'T'hh:mm:ss.zzz ")) + prefix;
     else
         line = prefix;
     line += text(message);
@@ -132,7 +133,7 @@ void LinkPort::sendMessage(const QRV16::Message& message, const QString& note)
         return;
     }
     if (m_printSent)
-        print(QStringLiteral("> "), message, note);
+        print(QDateTime::currentDateTime(), QStringLiteral("> "), message, note);
     m_connection->send(message.bytes());
 }
 
@@ -148,7 +149,7 @@ void LinkPort::onBytes(int src, int dst, const QByteArray& bytes)
         }
         const QDateTime time = QDateTime::currentDateTime();
         if (m_printReceived)
-            print(QString(), message, QString());
+            print(time, QString(), message, QString());
         Q_EMIT arrived(message, time, src, dst);
         Q_EMIT received(message);
     }

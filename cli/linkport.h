@@ -62,7 +62,8 @@ private:
     void onStateChanged();
     void onMessage(const QString& text);
     void fail();
-    void print(const QString& prefix, const QRV16::Message& message, const QString& note);
+    void print(const QDateTime& time, const QString& prefix, const QRV16::Message& message,
+               const QString& note);
 
     ConnectionSettings m_settings;
     Connection* m_connection; // Owned (child).

@@ -154,6 +154,7 @@ private Q_SLOTS:
     void listenEndsCleanlyOnSignal_data();
     void listenEndsCleanlyOnSignal();
     void listenCountNotReached();
+    void listenPrintsHexAndTime();
     void exitCodes_data();
     void exitCodes();
     void tlsFailureIsALinkFailure_data();
@@ -185,7 +186,7 @@ void TestKorvLink::sendExpects_data()
                            QStringLiteral("SetPumpModeReply=(PumpId=2 ResultCode=Denied)")};
     const QStringList twice{QStringLiteral("GetStatusReply"), QStringLiteral("GetStatusReply")};
     for (const QString& link : {QStringLiteral("tcp"), QStringLiteral("tls"), QStringLiteral("pty"),
-                                QStringLiteral("settings")}) {
+                                QStringLiteral("bis"), QStringLiteral("settings")}) {
         QTest::addRow("%s matched", qPrintable(link)) << link << ok << 0;
         QTest::addRow("%s not matched", qPrintable(link)) << link << denied << 1;
     }
@@ -203,11 +204,17 @@ void TestKorvLink::sendExpects()
     std::unique_ptr<PtyCable> cable;
     QStringList serverLink;
     QStringList clientLink;
-    if (link == QLatin1String("pty")) {
+    const bool serial = link == QLatin1String("pty") || link == QLatin1String("bis");
+    if (serial) {
         cable = std::make_unique<PtyCable>();
         QVERIFY(cable->isValid());
         serverLink = {QStringLiteral("--serial"), cable->a(), QStringLiteral("--baud"), QStringLiteral("115200")};
         clientLink = {QStringLiteral("--serial"), cable->b(), QStringLiteral("--baud"), QStringLiteral("115200")};
+        if (link == QLatin1String("bis")) {
+            // The controller is slave 5, the sender the bus master.
+            serverLink << QStringLiteral("--bis") << QStringLiteral("slave") << QStringLiteral("--src") << QStringLiteral("5");
+            clientLink << QStringLiteral("--bis") << QStringLiteral("master") << QStringLiteral("--dst") << QStringLiteral("5");
+        }
     } else {
         serverLink = {QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")};
         if (link == QLatin1String("tls"))
@@ -215,7 +222,7 @@ void TestKorvLink::sendExpects()
     }
     Background answer(withDefinitions(QStringList{QStringLiteral("answer")} + serverLink) << QStringLiteral("--channel") << QStringLiteral("2")
                                                   << pumpAnswers);
-    if (link == QLatin1String("pty")) {
+    if (serial) {
         QVERIFY2(!answer.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), answer.err().constData());
     } else {
         const int port = answer.port();
@@ -343,6 +350,30 @@ void TestKorvLink::listenCountNotReached()
                        QStringLiteral("--count"), QStringLiteral("2"), QStringLiteral("--for"), QStringLiteral("0.5")});
     QVERIFY(listen.port() > 0);
     QCOMPARE(listen.stop(), 1);
+}
+
+void TestKorvLink::listenPrintsHexAndTime()
+{
+    PtyCable cable;
+    QVERIFY(cable.isValid());
+    Background listen({QStringLiteral("listen"), QStringLiteral("--serial"), cable.a(), QStringLiteral("--count"),
+                       QStringLiteral("2"), QStringLiteral("--hex"), QStringLiteral("--time")});
+    QVERIFY2(!listen.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), listen.err().constData());
+    const QDateTime before = QDateTime::currentDateTime().addMSecs(-1);
+    QCOMPARE(runKorv({QStringLiteral("send"), QStringLiteral("--serial"), cable.b(), QStringLiteral("0101=5 0102=300")}).status, 0);
+    QCOMPARE(listen.stop(), 0);
+    const QStringList printed = QString::fromUtf8(listen.out()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(printed.size(), 2);
+    // As encode writes them.
+    const KorvRun encoded = runKorv({QStringLiteral("encode"), QStringLiteral("0101=5 0102=300")});
+    const QStringList hex = QString::fromLatin1(encoded.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(hex.size(), 2);
+    for (int i = 0; i < 2; ++i) {
+        const QString& line = printed.at(i);
+        const QDateTime time = QDateTime::fromString(line.left(23), QStringLiteral("yyyy-MM-dd'T'hh:mm:ss.zzz"));
+        QVERIFY2(time >= before && time <= QDateTime::currentDateTime(), qPrintable(line));
+        QCOMPARE(line.mid(24), hex.at(i));
+    }
 }
 
 void TestKorvLink::exitCodes_data()
