@@ -1,22 +1,11 @@
 #include "app/answerwriter.h"
 
+#include "app/savefile.h"
+
 #include <QBuffer>
-#include <QCoreApplication>
-#include <QDir>
-#include <QFile>
 #include <QXmlStreamWriter>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <unistd.h>
-
 namespace {
-
-QString tr(const char* text)
-{
-    return QCoreApplication::translate("AnswerWriter", text);
-}
 
 // XML 1.0 cannot hold control characters; a file holding one could not be
 // read back.
@@ -29,16 +18,6 @@ QString xmlText(const QString& text)
             clean.append(c);
     }
     return clean;
-}
-
-QString errnoText()
-{
-    return QString::fromLocal8Bit(std::strerror(errno));
-}
-
-QString native(const QString& path)
-{
-    return QDir::toNativeSeparators(path);
 }
 
 } // namespace
@@ -81,33 +60,5 @@ QByteArray AnswerWriter::encode(const QVector<AnswerRule>& rules) const
 bool AnswerWriter::save(const QVector<AnswerRule>& rules, const QString& path)
 {
     m_error.clear();
-    const QString temporary = path + QStringLiteral(".tmp");
-    const QString backup = path + QStringLiteral(".bak");
-    const QByteArray bytes = encode(rules);
-    QFile file(temporary);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        m_error = tr("Cannot open %1 for writing: %2").arg(native(temporary), file.errorString());
-        return false;
-    }
-    // Synced before the rename, or a crash could leave neither file.
-    if (file.write(bytes) != bytes.size() || !file.flush() || ::fsync(file.handle()) != 0) {
-        m_error = tr("Cannot write %1: %2").arg(native(temporary), file.errorString());
-        return false;
-    }
-    file.close();
-    const QByteArray target = QFile::encodeName(path);
-    const QByteArray old = QFile::encodeName(backup);
-    if (QFile::exists(backup) && std::remove(old.constData()) != 0) {
-        m_error = tr("Could not delete old backup %1: %2").arg(native(backup), errnoText());
-        return false;
-    }
-    if (QFile::exists(path) && std::rename(target.constData(), old.constData()) != 0) {
-        m_error = tr("Could not rename %1 to %2: %3").arg(native(path), native(backup), errnoText());
-        return false;
-    }
-    if (std::rename(QFile::encodeName(temporary).constData(), target.constData()) != 0) {
-        m_error = tr("Could not rename %1 to %2: %3").arg(native(temporary), native(path), errnoText());
-        return false;
-    }
-    return true;
+    return SaveFile::write(path, encode(rules), &m_error);
 }

@@ -1,0 +1,61 @@
+#include "app/savefile.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+namespace {
+
+QString tr(const char* text)
+{
+    return QCoreApplication::translate("SaveFile", text);
+}
+
+QString errnoText()
+{
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+QString native(const QString& path)
+{
+    return QDir::toNativeSeparators(path);
+}
+
+} // namespace
+
+bool SaveFile::write(const QString& path, const QByteArray& bytes, QString* error)
+{
+    const QString temporary = path + QStringLiteral(".tmp");
+    const QString backup = path + QStringLiteral(".bak");
+    QFile file(temporary);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        *error = tr("Cannot open %1 for writing: %2").arg(native(temporary), file.errorString());
+        return false;
+    }
+    // Synced before the rename, or a crash could leave neither file.
+    if (file.write(bytes) != bytes.size() || !file.flush() || ::fsync(file.handle()) != 0) {
+        *error = tr("Cannot write %1: %2").arg(native(temporary), file.errorString());
+        return false;
+    }
+    file.close();
+    const QByteArray target = QFile::encodeName(path);
+    const QByteArray old = QFile::encodeName(backup);
+    if (QFile::exists(backup) && std::remove(old.constData()) != 0) {
+        *error = tr("Could not delete old backup %1: %2").arg(native(backup), errnoText());
+        return false;
+    }
+    if (QFile::exists(path) && std::rename(target.constData(), old.constData()) != 0) {
+        *error = tr("Could not rename %1 to %2: %3").arg(native(path), native(backup), errnoText());
+        return false;
+    }
+    if (std::rename(QFile::encodeName(temporary).constData(), target.constData()) != 0) {
+        *error = tr("Could not rename %1 to %2: %3").arg(native(temporary), native(path), errnoText());
+        return false;
+    }
+    return true;
+}
