@@ -2,8 +2,11 @@
 
 #include "app/answerparser.h"
 #include "app/autoanswer.h"
+#include "app/sequenceparser.h"
+#include "app/sequencerunner.h"
 #include "cli/console.h"
 #include "cli/definitions.h"
+#include "cli/junitreport.h"
 #include "cli/linkoptions.h"
 #include "cli/linkport.h"
 #include "cli/receivelog.h"
@@ -13,6 +16,10 @@
 
 #include <QCommandLineParser>
 #include <QEventLoop>
+#include <QFileInfo>
+#include <QHash>
+#include <QSaveFile>
+#include <QSet>
 #include <QTimer>
 
 #include <memory>
@@ -388,5 +395,173 @@ int LinkCommands::answer(const QStringList& args)
     const int code = ending.run();
     engine.setPorts(nullptr, nullptr);
     port.close();
+    return code;
+}
+
+int LinkCommands::run(const QStringList& args)
+{
+    const QString usage = QStringLiteral(
+        "Usage: korv run LINK [-d FILE.qrvdef] [--channel 1|2] [--sequence NAME] [--junit FILE.xml]\n"
+        "                [--timeout MS] [--time] SEQUENCES.qrvseq\n"
+        "Runs the sequences of a file one after the other on the link, as the window\n"
+        "runs them, printing what goes out (\"> \") and comes in, each expect's verdict\n"
+        "and each sequence's summary. Exit status 0 when every expect passed and every\n"
+        "step could run, 1 otherwise or when a file cannot be read or written, 2 on a\n"
+        "usage error, 3 when the link could not be opened.\n\n"
+        "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
+        "  -q, --quiet             do not print the warnings of the files\n"
+        "  --channel 1|2           the channel this link is to the sequences (1)\n"
+        "  --sequence NAME         run only the sequence of this name\n"
+        "  --junit FILE.xml        write a JUnit report: a test suite per sequence, a\n"
+        "                          test case per expect\n"
+        "  --timeout MS            how long to wait for the link (5000)\n"
+        "  --time                  put the time before every printed message\n"
+        "  -h, --help              show this help\n\n") + LinkOptions::help();
+    QCommandLineParser p;
+    const LinkOptions link;
+    addLinkOptions(p, link);
+    const QCommandLineOption channelOption(QStringLiteral("channel"), QString(), QStringLiteral("N"));
+    const QCommandLineOption sequenceOption(QStringLiteral("sequence"), QString(), QStringLiteral("NAME"));
+    const QCommandLineOption junitOption(QStringLiteral("junit"), QString(), QStringLiteral("FILE"));
+    const QCommandLineOption timeoutOption(QStringLiteral("timeout"), QString(), QStringLiteral("MS"));
+    p.addOptions({channelOption, sequenceOption, junitOption, timeoutOption});
+    p.addPositionalArgument(QStringLiteral("SEQUENCES"), QString());
+    ConnectionSettings settings;
+    Definitions defs;
+    if (const int code = prepare(p, link, args, usage, &settings, &defs); code >= 0)
+        return code;
+    if (p.positionalArguments().size() != 1)
+        return Console::usageError(QStringLiteral("run takes exactly one sequence file"), usage);
+    int channel = 1;
+    if (p.isSet(channelOption) && (!positiveNumber(p.value(channelOption), &channel) || channel > 2))
+        return Console::usageError(QStringLiteral("--channel wants 1 or 2"), usage);
+    int timeout = 5000;
+    if (p.isSet(timeoutOption) && !positiveNumber(p.value(timeoutOption), &timeout))
+        return Console::usageError(QStringLiteral("--timeout wants milliseconds, not \"%1\"")
+                                       .arg(p.value(timeoutOption)),
+                                   usage);
+    const QString path = p.positionalArguments().constFirst();
+    SequenceParser file;
+    const bool read = file.parse(path);
+    if (!p.isSet(quietOption) && !file.warnings().isEmpty())
+        Console::err(file.warnings());
+    if (!read) {
+        Console::err(file.formatError() + QLatin1Char('\n'));
+        return Console::Failed;
+    }
+    QVector<Sequence> sequences = file.sequences();
+    if (p.isSet(sequenceOption)) {
+        const QString name = p.value(sequenceOption);
+        sequences.erase(std::remove_if(sequences.begin(), sequences.end(),
+                                       [&](const Sequence& s) { return s.name != name; }),
+                        sequences.end());
+        if (sequences.isEmpty())
+            return Console::usageError(QStringLiteral("no sequence \"%1\" in %2").arg(name, path), usage);
+    } else if (sequences.isEmpty()) {
+        Console::errorLine(path, QStringLiteral("no sequence in the file"));
+        return Console::Failed;
+    }
+
+    QEventLoop loop;
+    LinkPort port(channel, settings, defs.lut());
+    port.setTimestamps(p.isSet(timeOption));
+    port.setPrintSent(true);
+    SequenceRunner runner;
+    runner.setTags(defs.lut());
+    runner.setPorts(channel == 1 ? &port : nullptr, channel == 2 ? &port : nullptr);
+    SignalWatcher signals;
+    Ending ending(&loop, &port);
+    JUnitReport report(QFileInfo(path).fileName());
+
+    int current = -1;
+    bool allPassed = true;
+    bool started = false;
+    bool interrupted = false;
+    QSet<int> reached;     // steps of the running sequence with a test case
+    QHash<int, int> runs;  // expects of the running sequence, by step: how often they ran
+
+    const auto stepName = [&](int step) {
+        const Sequence& sequence = sequences.at(current);
+        const QString text = step >= 0 && step < sequence.steps.size() ? sequence.steps.at(step).text : QString();
+        QString name = QStringLiteral("step %1: %2").arg(step + 1).arg(text);
+        // Inside a repeat the same step runs again: each run is a case.
+        if (const int n = ++runs[step]; n > 1)
+            name += QStringLiteral(" (run %1)").arg(n);
+        return name;
+    };
+    const auto startNext = [&] {
+        if (interrupted)
+            return;
+        if (++current >= sequences.size()) {
+            ending.finish(allPassed ? Console::Success : Console::Failed);
+            return;
+        }
+        report.beginSuite(sequences.at(current).name);
+        reached.clear();
+        runs.clear();
+        runner.start(sequences.at(current));
+    };
+    QObject::connect(&runner, &SequenceRunner::expectFinished, &loop,
+                     [&](int step, bool passed, const QString& pattern, const QString& arrived, qint64 msecs) {
+                         reached.insert(step);
+                         report.addCase(stepName(step), passed ? JUnitReport::Passed : JUnitReport::Failed, msecs,
+                                        passed ? QString() : arrived);
+                         Console::out(passed ? QStringLiteral("PASS step %1: %2 (%3 ms)\n").arg(step + 1).arg(pattern).arg(msecs)
+                                             : QStringLiteral("FAIL step %1: %2: %3\n").arg(step + 1).arg(pattern, arrived));
+                     });
+    QObject::connect(&runner, &SequenceRunner::message, &loop, [&](const QString& text) {
+        const int step = runner.currentStep();
+        reached.insert(step);
+        report.addCase(stepName(step), JUnitReport::Error, 0, text);
+        Console::out(QStringLiteral("ERROR %1\n").arg(text));
+    });
+    QObject::connect(&runner, &SequenceRunner::finished, &loop,
+                     [&](const SequenceRunner::Summary& summary, const QString& line) {
+                         const Sequence& sequence = sequences.at(current);
+                         for (int step = 0; step < sequence.steps.size(); ++step) {
+                             if (sequence.steps.at(step).kind == SequenceStep::Expect && !reached.contains(step))
+                                 report.addCase(stepName(step), JUnitReport::Skipped, 0);
+                         }
+                         report.endSuite(summary.durationMs);
+                         allPassed = allPassed && summary.passed();
+                         Console::out(line + QLatin1Char('\n'));
+                         std::fflush(stdout);
+                         // Not from inside the runner's own signal.
+                         QTimer::singleShot(0, &loop, startNext);
+                     });
+    wire(&port, &signals, &ending, [&] {
+        interrupted = true;
+        runner.stop();
+        return Console::Failed;
+    });
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    QObject::connect(&deadline, &QTimer::timeout, &loop, [&] {
+        if (started)
+            return;
+        Console::errorLine(QStringLiteral("korv"), QStringLiteral("the link was not up within %1 ms").arg(timeout));
+        ending.finish(Console::LinkFailed);
+    });
+    QObject::connect(&port, &LinkPort::ready, &loop, [&] {
+        if (started)
+            return;
+        started = true;
+        startNext();
+    });
+    deadline.start(timeout);
+    port.open();
+    int code = ending.run();
+    runner.stop();
+    runner.setPorts(nullptr, nullptr);
+    port.close();
+
+    if (p.isSet(junitOption) && started) {
+        QSaveFile out(p.value(junitOption));
+        if (!out.open(QIODevice::WriteOnly) || out.write(report.toXml()) < 0 || !out.commit()) {
+            Console::errorLine(p.value(junitOption), out.errorString());
+            if (code == Console::Success)
+                code = Console::Failed;
+        }
+    }
     return code;
 }

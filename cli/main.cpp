@@ -21,7 +21,8 @@ const char* const mainUsage =
     "  trace     captured BiS or element bytes as annotated lines\n"
     "  send      send messages on a link and wait for the expected answers\n"
     "  listen    print (and log) the messages that arrive on a link\n"
-    "  answer    play a controller on a link by the rules of an answer file\n\n"
+    "  answer    play a controller on a link by the rules of an answer file\n"
+    "  run       run the sequences of a file on a link, with a JUnit report\n\n"
     "  korv COMMAND --help   help on one command, links included\n"
     "  korv --version        the program's version\n\n"
     "Exit status: 0 success, 1 an input or an expectation failed, 2 usage error,\n"
@@ -40,6 +41,7 @@ const Entry commands[] = {
     {"check", &FormatCommands::check},   {"generate", &FormatCommands::generate},
     {"trace", &FormatCommands::trace},   {"send", &LinkCommands::send},
     {"listen", &LinkCommands::listen},   {"answer", &LinkCommands::answer},
+    {"run", &LinkCommands::run},
 };
 
 } // namespace

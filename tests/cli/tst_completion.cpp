@@ -55,6 +55,8 @@ void TestCompletion::completes_data()
     QTest::newRow("definitions") << QStringLiteral("korv send -d ") << QStringList{QStringLiteral("<files:qrvdef>")};
     QTest::newRow("answer rules") << QStringLiteral("korv answer --listen 7000 ")
                                   << QStringList{QStringLiteral("<files:qrvans>")};
+    QTest::newRow("run's sequences") << QStringLiteral("korv run --tcp h:1 ") << QStringList{QStringLiteral("<files:qrvseq>")};
+    QTest::newRow("junit report") << QStringLiteral("korv run --junit ") << QStringList{QStringLiteral("<files:xml>")};
     QTest::newRow("languages") << QStringLiteral("korv generate --lang c")
                                << QStringList{QStringLiteral("c"), QStringLiteral("cpp"), QStringLiteral("cpplut"),
                                               QStringLiteral("cs")};

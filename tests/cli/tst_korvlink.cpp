@@ -16,6 +16,7 @@
 #include "tests/pty.h"
 
 #include <QRegularExpression>
+#include <QXmlStreamReader>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -30,6 +31,48 @@ namespace {
 
 const QString demoDefinitions = QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef");
 const QString pumpAnswers = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvans");
+const QString pumpSequences = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvseq");
+
+// A JUnit report as a CI system reads it: the totals, and per test case
+// "name|outcome|detail".
+struct JUnit
+{
+    QMap<QString, int> totals;
+    QStringList cases;
+};
+
+JUnit readJUnit(const QString& path)
+{
+    JUnit report;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return report;
+    QXmlStreamReader xml(&file);
+    QString name;
+    QString outcome;
+    QString detail;
+    while (xml.readNext() != QXmlStreamReader::Invalid && !xml.atEnd()) {
+        if (xml.isStartElement()) {
+            const QXmlStreamAttributes a = xml.attributes();
+            if (xml.name() == QLatin1String("testsuites")) {
+                for (const char* key : {"tests", "failures", "errors", "skipped"})
+                    report.totals[QLatin1String(key)] = a.value(QLatin1String(key)).toInt();
+            } else if (xml.name() == QLatin1String("testcase")) {
+                name = a.value(QLatin1String("name")).toString();
+                outcome = QStringLiteral("passed");
+                detail.clear();
+            } else if (xml.name() != QLatin1String("testsuite")) {
+                outcome = xml.name().toString();
+                detail = a.value(QLatin1String("message")).toString();
+            }
+        } else if (xml.isEndElement() && xml.name() == QLatin1String("testcase")) {
+            report.cases << name + QLatin1Char('|') + outcome + QLatin1Char('|') + detail;
+        }
+    }
+    if (xml.hasError())
+        report.cases << QStringLiteral("XML error: ") + xml.errorString();
+    return report;
+}
 
 // A korv that runs beside the test: started, waited for until its link is
 // up, then stopped by a signal.
@@ -157,6 +200,8 @@ private Q_SLOTS:
     void listenPrintsHexAndTime();
     void exitCodes_data();
     void exitCodes();
+    void runWritesJUnit_data();
+    void runWritesJUnit();
     void tlsFailureIsALinkFailure_data();
     void tlsFailureIsALinkFailure();
 
@@ -427,6 +472,14 @@ void TestKorvLink::exitCodes_data()
                                           << 2 << QByteArray("exactly one rules file");
     QTest::newRow("missing rules file") << QStringList{QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("0"), missingDevice}
                                         << 1 << QByteArray("no-such-tty");
+    QTest::newRow("run, refused") << QStringList{QStringLiteral("run"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:1"), pumpSequences}
+                                  << 3 << QByteArray("cannot open the link");
+    QTest::newRow("run without sequences") << QStringList{QStringLiteral("run"), QStringLiteral("--listen"), QStringLiteral("0")}
+                                           << 2 << QByteArray("exactly one sequence file");
+    QTest::newRow("run, unknown sequence") << QStringList{QStringLiteral("run"), QStringLiteral("--listen"), QStringLiteral("0"), QStringLiteral("-d"), demoDefinitions, QStringLiteral("--sequence"), QStringLiteral("Nightly"), pumpSequences}
+                                           << 2 << QByteArray("no sequence \"Nightly\"");
+    QTest::newRow("run, missing file") << QStringList{QStringLiteral("run"), QStringLiteral("--listen"), QStringLiteral("0"), missingDevice}
+                                       << 1 << QByteArray("no-such-tty");
     QTest::newRow("log cannot be written") << QStringList{QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("0"), QStringLiteral("--log"), m_dir.filePath(QStringLiteral("no/such/dir.csv"))}
                                            << 1 << QByteArray("dir.csv");
 }
@@ -439,6 +492,92 @@ void TestKorvLink::exitCodes()
     const KorvRun run = runKorv(args);
     QCOMPARE(run.status, status);
     QVERIFY2(run.err.contains(message), run.err.constData());
+}
+
+void TestKorvLink::runWritesJUnit_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<bool>("lockout");
+    QTest::addColumn<QString>("channel");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("failures");
+    QTest::addColumn<int>("skipped");
+
+    QTest::newRow("tcp, green") << QStringLiteral("tcp") << true << QStringLiteral("1") << 0 << 0 << 0;
+    QTest::newRow("pty, green") << QStringLiteral("pty") << true << QStringLiteral("1") << 0 << 0 << 0;
+    // The rest of the first sequence is skipped; the second goes on.
+    QTest::newRow("tcp, lockout rule off") << QStringLiteral("tcp") << false << QStringLiteral("1") << 1 << 1 << 1;
+    QTest::newRow("pty, lockout rule off") << QStringLiteral("pty") << false << QStringLiteral("1") << 1 << 1 << 1;
+    // The sequences send on channel 1, which this link is not.
+    QTest::newRow("wrong channel") << QStringLiteral("tcp") << true << QStringLiteral("2") << 1 << 0 << 5;
+}
+
+void TestKorvLink::runWritesJUnit()
+{
+    QFETCH(QString, link);
+    QFETCH(bool, lockout);
+    QFETCH(QString, channel);
+    QFETCH(int, status);
+    QFETCH(int, failures);
+    QFETCH(int, skipped);
+
+    QString rules = pumpAnswers;
+    if (!lockout) {
+        QFile original(pumpAnswers);
+        QVERIFY(original.open(QIODevice::ReadOnly));
+        QByteArray text = original.readAll();
+        QVERIFY(text.contains("<name>Pump 2 locked out</name>"));
+        text.replace("<rule channel=\"2\" delay=\"20\">\n    <name>Pump 2 locked out</name>",
+                     "<rule channel=\"2\" delay=\"20\" enabled=\"false\">\n    <name>Pump 2 locked out</name>");
+        rules = m_dir.filePath(QStringLiteral("no-lockout.qrvans"));
+        QFile edited(rules);
+        QVERIFY(edited.open(QIODevice::WriteOnly) && edited.write(text) == text.size());
+    }
+    std::unique_ptr<PtyCable> cable;
+    QStringList serverLink{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")};
+    if (link == QLatin1String("pty")) {
+        cable = std::make_unique<PtyCable>();
+        QVERIFY(cable->isValid());
+        serverLink = {QStringLiteral("--serial"), cable->a()};
+    }
+    Background answer(withDefinitions(QStringList{QStringLiteral("answer")} + serverLink)
+                      << QStringLiteral("--channel") << QStringLiteral("2") << rules);
+    QStringList clientLink;
+    if (cable) {
+        QVERIFY2(!answer.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), answer.err().constData());
+        clientLink = {QStringLiteral("--serial"), cable->b()};
+    } else {
+        const int port = answer.port();
+        QVERIFY2(port > 0, answer.err().constData());
+        clientLink = {QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)};
+    }
+    const QString junit = m_dir.filePath(QStringLiteral("report.xml"));
+    QFile::remove(junit);
+    const KorvRun run = runKorv(withDefinitions(QStringList{QStringLiteral("run")} + clientLink)
+                                << QStringLiteral("--channel") << channel << QStringLiteral("--junit") << junit
+                                << pumpSequences);
+    QCOMPARE(run.status, status);
+    QCOMPARE(answer.stop(SIGTERM), 0);
+
+    const JUnit report = readJUnit(junit);
+    // 9 expects in the file, step 7 three times over.
+    QCOMPARE(report.totals.value(QStringLiteral("tests")) - report.totals.value(QStringLiteral("errors")),
+             channel == QLatin1String("1") ? 9 : 5);
+    QCOMPARE(report.totals.value(QStringLiteral("failures")), failures);
+    QCOMPARE(report.totals.value(QStringLiteral("skipped")), skipped);
+    QCOMPARE(report.totals.value(QStringLiteral("errors")) > 0, channel != QLatin1String("1"));
+    if (!lockout) {
+        // The failure says what arrived instead.
+        QVERIFY2(report.cases.contains(QStringLiteral(
+                     "step 11: SetPumpModeReply=(PumpId=2 ResultCode=Denied)|failure|SetPumpModeReply=(PumpId=2 ResultCode=Ok)")),
+                 qPrintable(report.cases.join(QLatin1Char('\n'))));
+        QVERIFY(report.cases.contains(QStringLiteral("step 13: ReadLogReply=(ResultCode=Ok FirstEntry=0)|skipped|")));
+        QVERIFY(run.out.contains("FAIL step 11: "));
+    }
+    if (status == 0) {
+        QVERIFY(report.cases.contains(QStringLiteral("step 7: SetPumpModeReply=(PumpId=1 ResultCode=Ok) (run 3)|passed|")));
+        QVERIFY(run.out.contains("Sequence \"Pump station acceptance\": 17 steps, 7 passed, 0 failed"));
+    }
 }
 
 void TestKorvLink::tlsFailureIsALinkFailure_data()
