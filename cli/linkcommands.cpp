@@ -323,8 +323,11 @@ int LinkCommands::listen(const QStringList& args)
                          if (ending.isDone())
                              return;
                          log.record(message, time, channel, src, dst);
-                         if (++received == count)
+                         if (++received == count) {
+                             // Messages behind it in the same read are not printed either.
+                             port.setPrintReceived(false);
                              ending.finish(Console::Success);
+                         }
                      });
     QObject::connect(&port, &LinkPort::lost, &loop, [&] { ending.finish(status()); });
     QTimer limit;
