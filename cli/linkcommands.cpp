@@ -22,6 +22,7 @@
 #include <QSet>
 #include <QTimer>
 
+#include <cstdio>
 #include <memory>
 
 namespace {
@@ -511,12 +512,14 @@ int LinkCommands::run(const QStringList& args)
                                         passed ? QString() : arrived);
                          Console::out(passed ? QStringLiteral("PASS step %1: %2 (%3 ms)\n").arg(step + 1).arg(pattern).arg(msecs)
                                              : QStringLiteral("FAIL step %1: %2: %3\n").arg(step + 1).arg(pattern, arrived));
+                         std::fflush(stdout);
                      });
     QObject::connect(&runner, &SequenceRunner::message, &loop, [&](const QString& text) {
         const int step = runner.currentStep();
         reached.insert(step);
         report.addCase(stepName(step), JUnitReport::Error, 0, text);
         Console::out(QStringLiteral("ERROR %1\n").arg(text));
+        std::fflush(stdout);
     });
     QObject::connect(&runner, &SequenceRunner::finished, &loop,
                      [&](const SequenceRunner::Summary& summary, const QString& line) {

@@ -202,6 +202,7 @@ private Q_SLOTS:
     void exitCodes();
     void runWritesJUnit_data();
     void runWritesJUnit();
+    void runInterruptedKeepsItsReport();
     void tlsFailureIsALinkFailure_data();
     void tlsFailureIsALinkFailure();
 
@@ -578,6 +579,43 @@ void TestKorvLink::runWritesJUnit()
         QVERIFY(report.cases.contains(QStringLiteral("step 7: SetPumpModeReply=(PumpId=1 ResultCode=Ok) (run 3)|passed|")));
         QVERIFY(run.out.contains("Sequence \"Pump station acceptance\": 17 steps, 7 passed, 0 failed"));
     }
+}
+
+void TestKorvLink::runInterruptedKeepsItsReport()
+{
+    const QString sequences = m_dir.filePath(QStringLiteral("long.qrvseq"));
+    QFile file(sequences);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrvsequences>
+  <sequence name="Long">
+    <send channel="1">0101=1</send>
+    <expect channel="1" within="5000">0101</expect>
+    <wait ms="600000"/>
+    <expect channel="1" within="100">*</expect>
+  </sequence>
+</qrvsequences>
+)");
+    file.close();
+    // The far end echoes: an answer rule for anything.
+    const QString rules = m_dir.filePath(QStringLiteral("echo.qrvans"));
+    QFile echo(rules);
+    QVERIFY(echo.open(QIODevice::WriteOnly));
+    echo.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrvanswers><rule><name>Echo</name><when>0101</when><answer>0101=1</answer></rule></qrvanswers>
+)");
+    echo.close();
+    Background answer({QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"), rules});
+    const int port = answer.port();
+    QVERIFY2(port > 0, answer.err().constData());
+    const QString junit = m_dir.filePath(QStringLiteral("interrupted.xml"));
+    Background run({QStringLiteral("run"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port),
+                    QStringLiteral("--junit"), junit, sequences});
+    QVERIFY2(!run.waitFor(QStringLiteral("(PASS step 2)"), true).isNull(), run.err().constData());
+    QCOMPARE(run.stop(SIGINT), 1);
+    QCOMPARE(answer.stop(SIGINT), 0);
+    const JUnit report = readJUnit(junit);
+    QCOMPARE(report.cases, (QStringList{QStringLiteral("step 2: 0101|passed|"), QStringLiteral("step 4: *|skipped|")}));
 }
 
 void TestKorvLink::tlsFailureIsALinkFailure_data()
