@@ -3,7 +3,6 @@
 #include "cli/console.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
 #include <QSettings>
 #include <QSslSocket>
 
@@ -117,14 +116,8 @@ bool LinkOptions::read(const QCommandLineParser& p, ConnectionSettings* settings
         if (!stored.childGroups().contains(value(Settings)))
             return fail(QStringLiteral("no stored settings \"%1\" in %2")
                             .arg(value(Settings), stored.fileName()));
-        const QString oldOrganization = QCoreApplication::organizationName();
-        const QString oldApplication = QCoreApplication::applicationName();
-        QCoreApplication::setOrganizationName(QString::fromLatin1(Organization));
-        QCoreApplication::setApplicationName(QString::fromLatin1(Application));
         QStringList warnings;
-        s.restoreFromSettings(value(Settings), &warnings);
-        QCoreApplication::setOrganizationName(oldOrganization);
-        QCoreApplication::setApplicationName(oldApplication);
+        s.restoreFromSettings(stored, value(Settings), &warnings);
         // Out-of-range values fell back to their defaults: worth a word, not a stop.
         for (const QString& warning : std::as_const(warnings))
             Console::note(warning);
