@@ -105,7 +105,8 @@ private:
 };
 
 // Wiring every command shares: a link that cannot be opened ends it with
-// LinkFailed, SIGINT and SIGTERM with `interrupted()`'s status.
+// LinkFailed, SIGINT, SIGTERM and a closed output with `interrupted()`'s
+// status.
 template <typename Interrupted>
 void wire(LinkPort* port, SignalWatcher* signals, Ending* ending, Interrupted interrupted)
 {
@@ -114,6 +115,10 @@ void wire(LinkPort* port, SignalWatcher* signals, Ending* ending, Interrupted in
         ending->finish(Console::LinkFailed);
     });
     QObject::connect(signals, &SignalWatcher::signalled, port, [ending, interrupted](int) {
+        ending->finish(interrupted());
+    });
+    // `korv listen | head`: ended as by a signal, files flushed.
+    QObject::connect(port, &LinkPort::outputClosed, port, [ending, interrupted] {
         ending->finish(interrupted());
     });
 }
@@ -321,7 +326,8 @@ int LinkCommands::listen(const QStringList& args)
     wire(&port, &signals, &ending, [] { return Console::Success; });
     QObject::connect(&port, &LinkPort::arrived, &loop,
                      [&](const QRV16::Message& message, const QDateTime& time, int src, int dst) {
-                         if (ending.isDone())
+                         // Whatever arrived is logged, up to --count.
+                         if (count > 0 && received >= count)
                              return;
                          log.record(message, time, channel, src, dst);
                          if (++received == count) {

@@ -123,7 +123,10 @@ void LinkPort::print(const QDateTime& time, const QString& prefix, const QRV16::
         line += QStringLiteral("  # ") + note;
     Console::out(line + QLatin1Char('\n'));
     // Lines reach a pipe as they happen, not when the buffer fills.
-    std::fflush(stdout);
+    if (std::fflush(stdout) != 0 && !m_outputClosed) {
+        m_outputClosed = true;
+        Q_EMIT outputClosed();
+    }
 }
 
 void LinkPort::sendMessage(const QRV16::Message& message, const QString& note)

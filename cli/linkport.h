@@ -54,6 +54,9 @@ Q_SIGNALS:
     void ready();
     // A client or serial link that was up went down.
     void lost();
+    // Standard output went away (the reader of a pipe ended): nothing
+    // printed from now on arrives.
+    void outputClosed();
     // Every message received, with when and, on a bus, from and to whom.
     void arrived(const QRV16::Message& message, const QDateTime& time, int src, int dst);
 
@@ -76,4 +79,5 @@ private:
     bool m_printSent = false;
     bool m_timestamps = false;
     bool m_hex = false;
+    bool m_outputClosed = false;
 };

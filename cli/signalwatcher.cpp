@@ -38,6 +38,9 @@ SignalWatcher::SignalWatcher(QObject* parent) : QObject(parent)
     action.sa_flags = SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    // A closed pipe is an error of the write, not the end of the process:
+    // the command still closes its link and flushes its files.
+    signal(SIGPIPE, SIG_IGN);
 }
 
 SignalWatcher::~SignalWatcher()
@@ -46,6 +49,7 @@ SignalWatcher::~SignalWatcher()
         return;
     signal(SIGINT, SIG_DFL);
     signal(SIGTERM, SIG_DFL);
+    signal(SIGPIPE, SIG_DFL);
     delete m_notifier;
     ::close(fds[0]);
     ::close(fds[1]);

@@ -2,7 +2,8 @@
 
 // Turns SIGINT and SIGTERM into a signal of the event loop: the handler
 // only writes to a socket pair, the loop reads it, so a command can close
-// its link and flush its files before it ends.
+// its link and flush its files before it ends. SIGPIPE is ignored while it
+// lives, for the same reason.
 
 #include <QObject>
 

@@ -79,10 +79,18 @@ JUnit readJUnit(const QString& path)
 class Background
 {
 public:
-    explicit Background(const QStringList& args)
+    explicit Background(const QStringList& args, bool readerGone = false)
     {
         m_process.setProcessEnvironment(QProcessEnvironment::systemEnvironment());
-        m_process.start(QStringLiteral(KORV_BINARY), args);
+        if (readerGone) {
+            // `korv ... | true`: the pipe's reader ends at once.
+            m_process.start(QStringLiteral("bash"),
+                            QStringList{QStringLiteral("-c"), QStringLiteral("\"$@\" | true; exit ${PIPESTATUS[0]}"),
+                                        QStringLiteral("bash"), QStringLiteral(KORV_BINARY)}
+                                + args);
+        } else {
+            m_process.start(QStringLiteral(KORV_BINARY), args);
+        }
     }
     ~Background()
     {
@@ -197,6 +205,7 @@ private Q_SLOTS:
     void listenEndsCleanlyOnSignal_data();
     void listenEndsCleanlyOnSignal();
     void listenCountNotReached();
+    void listenEndsCleanlyWhenItsReaderGoes();
     void listenPrintsHexAndTime();
     void exitCodes_data();
     void exitCodes();
@@ -388,6 +397,23 @@ void TestKorvLink::listenEndsCleanlyOnSignal()
     QFile file(csv);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QVERIFY2(file.readAll().contains(",\"1\",\"0101=05\",7,,\n"), qPrintable(csv));
+}
+
+void TestKorvLink::listenEndsCleanlyWhenItsReaderGoes()
+{
+    const QString csv = m_dir.filePath(QStringLiteral("pipe.csv"));
+    Background listen({QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
+                       QStringLiteral("--log"), csv},
+                      true);
+    const int port = listen.port();
+    QVERIFY2(port > 0, listen.err().constData());
+    const QStringList link{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)};
+    QCOMPARE(runKorv(link + QStringList{QStringLiteral("0101=1")}).status, 0);
+    QCOMPARE(listen.stop(), 0);
+    // The message it could not print is in the log all the same.
+    QFile file(csv);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY2(file.readAll().contains(",\"1\",\"0101=01\",7,,\n"), qPrintable(csv));
 }
 
 void TestKorvLink::listenCountNotReached()
