@@ -520,8 +520,11 @@ int LinkCommands::run(const QStringList& args)
                                              : QStringLiteral("FAIL step %1: %2: %3\n").arg(step + 1).arg(pattern, arrived));
                          std::fflush(stdout);
                      });
+    // A step that cannot run is the one that just started.
+    int stepStarted = -1;
+    QObject::connect(&runner, &SequenceRunner::stepStarted, &loop, [&](int step) { stepStarted = step; });
     QObject::connect(&runner, &SequenceRunner::message, &loop, [&](const QString& text) {
-        const int step = runner.currentStep();
+        const int step = stepStarted;
         reached.insert(step);
         report.addCase(stepName(step), JUnitReport::Error, 0, text);
         Console::out(QStringLiteral("ERROR %1\n").arg(text));

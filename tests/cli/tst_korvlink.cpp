@@ -601,6 +601,11 @@ void TestKorvLink::runWritesJUnit()
         QVERIFY(report.cases.contains(QStringLiteral("step 13: ReadLogReply=(ResultCode=Ok FirstEntry=0)|skipped|")));
         QVERIFY(run.out.contains("FAIL step 11: "));
     }
+    if (channel != QLatin1String("1")) {
+        // The error is the step's own case, the run's first step here.
+        QVERIFY2(report.cases.value(0).startsWith(QStringLiteral("step 1: GetStatus|error|Sequence \"Pump station acceptance\", step 1: ")),
+                 qPrintable(report.cases.join(QLatin1Char('\n'))));
+    }
     if (status == 0) {
         QVERIFY(report.cases.contains(QStringLiteral("step 7: SetPumpModeReply=(PumpId=1 ResultCode=Ok) (run 3)|passed|")));
         QVERIFY(run.out.contains("Sequence \"Pump station acceptance\": 17 steps, 7 passed, 0 failed"));
