@@ -1,5 +1,6 @@
 #include "app/tracemodel.h"
 
+#include "app/logrecord.h"
 #include "app/mainwindow.h"
 #include "connection/ansitext.h"
 
@@ -15,25 +16,6 @@ namespace {
 TraceData rootData()
 {
     return TraceData(QString(), ColorNone, QString(), QDateTime(), -1, -1);
-}
-
-void appendQuoted(QString& out, const QString& text)
-{
-    if (text.isEmpty())
-        return;
-    out += QLatin1Char('"');
-    for (const QChar c : text) {
-        if (c == QLatin1Char('"'))
-            out += QLatin1Char('"');
-        out += c;
-    }
-    out += QLatin1Char('"');
-}
-
-void appendNumber(QString& out, int value)
-{
-    if (value >= 0)
-        out += QString::number(value);
 }
 
 } // namespace
@@ -356,22 +338,7 @@ QString TraceModel::timestamp(const QDateTime& time) const
 
 QString TraceModel::logData(const TraceData& data)
 {
-    QString out;
-    out.reserve(data.text.size() + data.source.size() + 48);
-    if (data.time.isValid())
-        out += data.time.toString(QStringLiteral("yyyy-MM-dd'T'hh:mm:ss.zzz"));
-    out += QLatin1Char(',');
-    appendQuoted(out, data.source);
-    out += QLatin1Char(',');
-    appendQuoted(out, AnsiText::hasEscapes(data.text) ? AnsiText::strip(data.text) : data.text);
-    out += QLatin1Char(',');
-    appendNumber(out, data.color);
-    out += QLatin1Char(',');
-    appendNumber(out, data.src);
-    out += QLatin1Char(',');
-    appendNumber(out, data.dst);
-    out += QLatin1Char('\n');
-    return out;
+    return LogRecord::format(data.time, data.source, data.text, data.color, data.src, data.dst);
 }
 
 TraceItem* TraceModel::itemOrRoot(const QModelIndex& index) const

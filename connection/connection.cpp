@@ -123,6 +123,18 @@ bool Connection::isListening() const
     return m_server && m_server->isListening();
 }
 
+qsizetype Connection::pendingOutput() const
+{
+    qsizetype n = m_pendingoutput.size() + (m_serialout.size() - m_serialoutpos);
+    if (m_socket)
+        n += m_socket->bytesToWrite() + m_socket->encryptedBytesToWrite();
+    for (const QByteArray& frame : m_queue)
+        n += frame.size();
+    if (bisActive() && responsePending())
+        ++n;
+    return n;
+}
+
 QObject* Connection::connection() const
 {
     if (m_serialport)

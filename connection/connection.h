@@ -68,6 +68,9 @@ public:
     QString bisModeText() const;
     int sourceAddress() const { return m_sourceaddress; }
     int destinationAddress() const { return m_destinationaddress; }
+    // Bytes taken by send() and not yet handed to the system, plus one for
+    // a BiS frame still waiting for its answer: 0 once all is out.
+    qsizetype pendingOutput() const;
 
 public Q_SLOTS:
     void toggleConnected();

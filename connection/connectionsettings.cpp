@@ -108,6 +108,11 @@ void ConnectionSettings::saveToSettings(const QString& group) const
 void ConnectionSettings::restoreFromSettings(const QString& group, QStringList* warnings)
 {
     QSettings settings;
+    restoreFromSettings(settings, group, warnings);
+}
+
+void ConnectionSettings::restoreFromSettings(QSettings& settings, const QString& group, QStringList* warnings)
+{
     settings.beginGroup(group);
     m_mode = indexOf(modeNames, settings.value(QStringLiteral("Mode")).toString(), m_mode);
     m_bismode = indexOf(bisModeNames, settings.value(QStringLiteral("BiSMode")).toString(), m_bismode);

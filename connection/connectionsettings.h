@@ -11,6 +11,8 @@
 #include <QSslKey>
 #include <QString>
 
+class QSettings;
+
 class ConnectionSettings
 {
 public:
@@ -33,6 +35,8 @@ public:
     // A stored speed, time-out or try count out of range falls back to its
     // default; warnings, if given, gets one line for each.
     void restoreFromSettings(const QString& group, QStringList* warnings = nullptr);
+    // The same from another program's store.
+    void restoreFromSettings(QSettings& settings, const QString& group, QStringList* warnings = nullptr);
 
     // Null key or certificate when the file cannot be read or parsed.
     static QSslKey loadPrivateKey(const QString& path);

@@ -36,11 +36,18 @@ foreach(f usr/bin/korvgui usr/bin/korv
           usr/share/doc/korvgui/examples/demo.qrvdef
           usr/share/doc/korvgui/examples/demo.qrvbm
           usr/share/doc/korvgui/examples/pump-station.qrvans
-          usr/share/doc/korvgui/examples/pump-station.qrvseq)
+          usr/share/doc/korvgui/examples/pump-station.qrvseq
+          usr/share/man/man1/korv.1.gz
+          usr/share/bash-completion/completions/korv)
     if(NOT EXISTS ${root}/${f})
         message(FATAL_ERROR "missing from the package: ${f}")
     endif()
 endforeach()
+# The manual page is compressed and still a manual page.
+run(gzip -dc ${root}/usr/share/man/man1/korv.1.gz)
+if(NOT out MATCHES "^\\.TH KORV 1")
+    message(FATAL_ERROR "korv.1.gz is not the manual page")
+endif()
 # The libraries belong to the -dev package only.
 file(GLOB_RECURSE stray ${root}/*.a ${root}/*.h)
 if(stray)

@@ -1,0 +1,690 @@
+// korv on a link, end to end: one korv process plays the controller or
+// listens, another sends, over loopback TCP, TLS and a pair of ptys.
+
+#include "app/mainwindow.h"
+#include "app/replayer.h"
+#include "app/tracemodel.h"
+#include "connection/connectionsettings.h"
+#include "qrv16/item.h"
+#include "qrv16/messageparser.h"
+#include "qrv16/parser.h"
+#include "qrv16/pcapngwriter.h"
+#include "qrv16/tagdatalut.h"
+#include "tests/app/tracelines.h"
+#include "tests/cli/korvrun.h"
+#include "tests/pcapngreader.h"
+#include "tests/pty.h"
+
+#include <QRegularExpression>
+#include <QXmlStreamReader>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <atomic>
+#include <csignal>
+#include <memory>
+#include <thread>
+
+namespace {
+
+const QString demoDefinitions = QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef");
+const QString pumpAnswers = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvans");
+const QString pumpSequences = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvseq");
+
+// A JUnit report as a CI system reads it: the totals, and per test case
+// "name|outcome|detail".
+struct JUnit
+{
+    QMap<QString, int> totals;
+    QStringList cases;
+};
+
+JUnit readJUnit(const QString& path)
+{
+    JUnit report;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return report;
+    QXmlStreamReader xml(&file);
+    QString name;
+    QString outcome;
+    QString detail;
+    while (xml.readNext() != QXmlStreamReader::Invalid && !xml.atEnd()) {
+        if (xml.isStartElement()) {
+            const QXmlStreamAttributes a = xml.attributes();
+            if (xml.name() == QLatin1String("testsuites")) {
+                for (const char* key : {"tests", "failures", "errors", "skipped"})
+                    report.totals[QLatin1String(key)] = a.value(QLatin1String(key)).toInt();
+            } else if (xml.name() == QLatin1String("testcase")) {
+                name = a.value(QLatin1String("name")).toString();
+                outcome = QStringLiteral("passed");
+                detail.clear();
+            } else if (xml.name() != QLatin1String("testsuite")) {
+                outcome = xml.name().toString();
+                detail = a.value(QLatin1String("message")).toString();
+            }
+        } else if (xml.isEndElement() && xml.name() == QLatin1String("testcase")) {
+            report.cases << name + QLatin1Char('|') + outcome + QLatin1Char('|') + detail;
+        }
+    }
+    if (xml.hasError())
+        report.cases << QStringLiteral("XML error: ") + xml.errorString();
+    return report;
+}
+
+// A korv that runs beside the test: started, waited for until its link is
+// up, then stopped by a signal.
+class Background
+{
+public:
+    explicit Background(const QStringList& args, bool readerGone = false)
+    {
+        m_process.setProcessEnvironment(QProcessEnvironment::systemEnvironment());
+        if (readerGone) {
+            // `korv ... | true`: the pipe's reader ends at once.
+            m_process.start(QStringLiteral("bash"),
+                            QStringList{QStringLiteral("-c"), QStringLiteral("\"$@\" | true; exit ${PIPESTATUS[0]}"),
+                                        QStringLiteral("bash"), QStringLiteral(KORV_BINARY)}
+                                + args);
+        } else {
+            m_process.start(QStringLiteral(KORV_BINARY), args);
+        }
+    }
+    ~Background()
+    {
+        if (m_process.state() != QProcess::NotRunning) {
+            m_process.kill();
+            m_process.waitForFinished(5000);
+        }
+    }
+
+    // Waits for stderr (or stdout) to show `pattern`; its first capture,
+    // "" without one, null when it never showed.
+    QString waitFor(const QString& pattern, bool onStdout = false, int msecs = 20000)
+    {
+        const QRegularExpression re(pattern);
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < msecs) {
+            const QRegularExpressionMatch m = re.match(QString::fromLocal8Bit(onStdout ? m_out : m_err));
+            if (m.hasMatch())
+                return m.captured(1).isNull() ? QStringLiteral("") : m.captured(1);
+            if (m_process.state() == QProcess::NotRunning)
+                break;
+            m_process.waitForReadyRead(100);
+            m_err += m_process.readAllStandardError();
+            m_out += m_process.readAllStandardOutput();
+        }
+        return QString();
+    }
+    // The port of a --listen link.
+    int port() { return waitFor(QStringLiteral("Listening to [^:]*:(\\d+)")).toInt(); }
+
+    // Exit status after `signal`, or without one once it ends by itself.
+    int stop(int signal = 0)
+    {
+        if (signal && m_process.state() != QProcess::NotRunning)
+            ::kill(pid_t(m_process.processId()), signal);
+        if (!m_process.waitForFinished(20000))
+            return -2;
+        m_err += m_process.readAllStandardError();
+        m_out += m_process.readAllStandardOutput();
+        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+    }
+    QByteArray out() const { return m_out; }
+    QByteArray err() const { return m_err; }
+
+private:
+    QProcess m_process;
+    QByteArray m_out;
+    QByteArray m_err;
+};
+
+// Two ptys joined master to master, as a null-modem cable joins two ports.
+class PtyCable
+{
+public:
+    PtyCable() : m_thread([this] { run(); }) {}
+    ~PtyCable()
+    {
+        m_stop = true;
+        m_thread.join();
+    }
+    bool isValid() const { return m_a.isValid() && m_b.isValid(); }
+    QString a() const { return m_a.path(); }
+    QString b() const { return m_b.path(); }
+
+private:
+    void run()
+    {
+        while (!m_stop) {
+            pollfd fds[2] = {{m_a.masterFd(), POLLIN, 0}, {m_b.masterFd(), POLLIN, 0}};
+            if (::poll(fds, 2, 20) <= 0)
+                continue;
+            bool moved = false;
+            for (int i = 0; i < 2; ++i) {
+                if (!(fds[i].revents & POLLIN))
+                    continue;
+                char buffer[4096];
+                const ssize_t n = ::read(fds[i].fd, buffer, sizeof buffer);
+                if (n > 0) {
+                    (i == 0 ? m_b : m_a).write(QByteArray(buffer, int(n)));
+                    moved = true;
+                }
+            }
+            // A closed side keeps reporting; do not spin on it.
+            if (!moved)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+
+    korvtest::Pty m_a;
+    korvtest::Pty m_b;
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+
+QStringList withDefinitions(QStringList args)
+{
+    return args << QStringLiteral("-d") << demoDefinitions;
+}
+
+} // namespace
+
+class TestKorvLink : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void sendExpects_data();
+    void sendExpects();
+    void listenLogReplaysInTheWindow();
+    void listenEndsCleanlyOnSignal_data();
+    void listenEndsCleanlyOnSignal();
+    void listenCountNotReached();
+    void listenEndsCleanlyWhenItsReaderGoes();
+    void listenPrintsHexAndTime();
+    void exitCodes_data();
+    void exitCodes();
+    void runWritesJUnit_data();
+    void runWritesJUnit();
+    void runInterruptedKeepsItsReport();
+    void tlsFailureIsALinkFailure_data();
+    void tlsFailureIsALinkFailure();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void TestKorvLink::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    // The window's stored channels, where both this test and korv find them.
+    qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toLocal8Bit());
+    qputenv("NO_COLOR", "1");
+    QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
+    QCoreApplication::setApplicationName(QStringLiteral("korvgui"));
+}
+
+void TestKorvLink::sendExpects_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<QStringList>("expects");
+    QTest::addColumn<int>("status");
+
+    const QStringList ok{QStringLiteral("GetStatusReply=(ResultCode=Ok)")};
+    const QStringList denied{QStringLiteral("GetStatusReply=(ResultCode=Denied)")};
+    const QStringList both{QStringLiteral("GetStatusReply=(Pumps=(PumpId=2))"),
+                           QStringLiteral("SetPumpModeReply=(PumpId=2 ResultCode=Denied)")};
+    const QStringList twice{QStringLiteral("GetStatusReply"), QStringLiteral("GetStatusReply")};
+    for (const QString& link : {QStringLiteral("tcp"), QStringLiteral("tls"), QStringLiteral("pty"),
+                                QStringLiteral("bis"), QStringLiteral("settings")}) {
+        QTest::addRow("%s matched", qPrintable(link)) << link << ok << 0;
+        QTest::addRow("%s not matched", qPrintable(link)) << link << denied << 1;
+    }
+    QTest::newRow("two expects, two answers") << QStringLiteral("tcp") << both << 0;
+    QTest::newRow("one answer cannot meet two expects") << QStringLiteral("tcp") << twice << 1;
+    QTest::newRow("no expect") << QStringLiteral("pty") << QStringList() << 0;
+}
+
+void TestKorvLink::sendExpects()
+{
+    QFETCH(QString, link);
+    QFETCH(QStringList, expects);
+    QFETCH(int, status);
+
+    std::unique_ptr<PtyCable> cable;
+    QStringList serverLink;
+    QStringList clientLink;
+    const bool serial = link == QLatin1String("pty") || link == QLatin1String("bis");
+    if (serial) {
+        cable = std::make_unique<PtyCable>();
+        QVERIFY(cable->isValid());
+        serverLink = {QStringLiteral("--serial"), cable->a(), QStringLiteral("--baud"), QStringLiteral("115200")};
+        clientLink = {QStringLiteral("--serial"), cable->b(), QStringLiteral("--baud"), QStringLiteral("115200")};
+        if (link == QLatin1String("bis")) {
+            // The controller is slave 5, the sender the bus master.
+            serverLink << QStringLiteral("--bis") << QStringLiteral("slave") << QStringLiteral("--src") << QStringLiteral("5");
+            clientLink << QStringLiteral("--bis") << QStringLiteral("master") << QStringLiteral("--dst") << QStringLiteral("5");
+        }
+    } else {
+        serverLink = {QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")};
+        if (link == QLatin1String("tls"))
+            serverLink << QStringLiteral("--tls");
+    }
+    Background answer(withDefinitions(QStringList{QStringLiteral("answer")} + serverLink) << QStringLiteral("--channel") << QStringLiteral("2")
+                                                  << pumpAnswers);
+    if (serial) {
+        QVERIFY2(!answer.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), answer.err().constData());
+    } else {
+        const int port = answer.port();
+        QVERIFY2(port > 0, answer.err().constData());
+        if (link == QLatin1String("settings")) {
+            ConnectionSettings stored;
+            stored.setMode(ConnectionSettings::ClientMode);
+            stored.setClientAddress(QStringLiteral("127.0.0.1"));
+            stored.setClientPort(port);
+            stored.saveToSettings(QStringLiteral("Connection2"));
+            QSettings().sync();
+            clientLink = {QStringLiteral("--settings"), QStringLiteral("Connection2")};
+        } else {
+            clientLink = {QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)};
+            if (link == QLatin1String("tls"))
+                clientLink << QStringLiteral("--tls");
+        }
+    }
+
+    QStringList args = withDefinitions(QStringList{QStringLiteral("send")} + clientLink);
+    for (const QString& expect : expects)
+        args << QStringLiteral("--expect") << expect;
+    args << QStringLiteral("--timeout") << (status == 0 ? QStringLiteral("10000") : QStringLiteral("3000"));
+    args << QStringLiteral("GetStatus") << QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service)");
+    const KorvRun run = runKorv(args);
+    QCOMPARE(run.status, status);
+    if (!expects.isEmpty()) {
+        // What came back is printed, decoded, whatever the verdict.
+        QVERIFY2(run.out.startsWith("GetStatusReply=(ResultCode=Ok StationName=\"North well\""), run.out.constData());
+    }
+    if (status == 1)
+        QVERIFY2(run.err.contains("no message matched"), run.err.constData());
+
+    QCOMPARE(answer.stop(SIGINT), 0);
+    // The controller traced what it answered, and by which rule.
+    QVERIFY2(answer.out().contains("GetStatus=()\n"), answer.out().constData());
+    QVERIFY(answer.out().contains("\n> GetStatusReply=(ResultCode=Ok"));
+    QVERIFY(answer.out().contains("answer rule \"Pump 2 locked out\""));
+}
+
+void TestKorvLink::listenLogReplaysInTheWindow()
+{
+    const QString csv = m_dir.filePath(QStringLiteral("listen.csv"));
+    const QString pcapng = m_dir.filePath(QStringLiteral("listen.pcapng"));
+    Background listen(withDefinitions({QStringLiteral("listen"), QStringLiteral("--listen"),
+                                       QStringLiteral("127.0.0.1:0"), QStringLiteral("--count"),
+                                       QStringLiteral("3"), QStringLiteral("--log"), csv,
+                                       QStringLiteral("--pcapng"), pcapng}));
+    const int port = listen.port();
+    QVERIFY2(port > 0, listen.err().constData());
+    const QStringList texts{QStringLiteral("GetStatus=()"), QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Manual)"),
+                            QStringLiteral("Login=(Operator=\"j.lindqvist\")")};
+    const KorvRun sent = runKorv(withDefinitions(QStringList{QStringLiteral("send"), QStringLiteral("--tcp"),
+                                                             QStringLiteral("127.0.0.1:%1").arg(port)} + texts));
+    QCOMPARE(sent.status, 0);
+    QCOMPARE(listen.stop(), 0);
+    QCOMPARE(QString::fromUtf8(listen.out()).split(QLatin1Char('\n'), Qt::SkipEmptyParts), texts);
+
+    // The window replays the log as it would its own.
+    QRV16::Parser parser;
+    QVERIFY(parser.parse(demoDefinitions));
+    std::unique_ptr<QRV16::Item> root(parser.takeRoot());
+    QRV16::TagDataLut tags(root.get());
+    for (bool& flag : MainWindow::global)
+        flag = false;
+    MainWindow::global[MainWindow::Decode] = true;
+    TraceModel model;
+    model.setTags(&tags);
+    Replayer replayer(&model);
+    QSignalSpy finished(&replayer, &Replayer::finished);
+    QVERIFY(replayer.start(csv, Replayer::LogFile));
+    QVERIFY(finished.wait(20000));
+    QCOMPARE(replayer.badRecords(), 0);
+    QStringList expected;
+    for (const QString& text : texts)
+        expected << QStringLiteral("1|") + text;
+    // The replay is framed by separator lines.
+    QStringList shown = lines(model);
+    shown.removeAll(QStringLiteral("|"));
+    QCOMPARE(shown, expected);
+
+    // The capture holds the same messages, as the window exports them.
+    QFile file(pcapng);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QString error;
+    const QList<PcapngReader::Packet> packets = PcapngReader::readPackets(file.readAll(), &error);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QCOMPARE(packets.size(), texts.size());
+    QRV16::MessageParser messages(&tags);
+    for (int i = 0; i < texts.size(); ++i) {
+        QRV16::PcapngWriter::Packet packet;
+        packet.data = messages.parseList(texts.at(i)).value(0).bytes();
+        QCOMPARE(packets.at(i).data, QRV16::PcapngWriter::header(packet) + packet.data);
+        QCOMPARE(packets.at(i).comment, QRV16::PcapngWriter::comment(packet));
+    }
+}
+
+void TestKorvLink::listenEndsCleanlyOnSignal_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGINT") << int(SIGINT);
+    QTest::newRow("SIGTERM") << int(SIGTERM);
+}
+
+void TestKorvLink::listenEndsCleanlyOnSignal()
+{
+    QFETCH(int, signal);
+    // Over a pty: the record must reach the file although the link stays up.
+    PtyCable cable;
+    QVERIFY(cable.isValid());
+    const QString csv = m_dir.filePath(QStringLiteral("signal.csv"));
+    Background listen({QStringLiteral("listen"), QStringLiteral("--serial"), cable.a(), QStringLiteral("--log"), csv});
+    QVERIFY2(!listen.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), listen.err().constData());
+    QCOMPARE(runKorv({QStringLiteral("send"), QStringLiteral("--serial"), cable.b(), QStringLiteral("0101=5")}).status, 0);
+    QVERIFY2(!listen.waitFor(QStringLiteral("(0101=05)"), true).isNull(), listen.err().constData());
+    QCOMPARE(listen.stop(signal), 0);
+    QFile file(csv);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY2(file.readAll().contains(",\"1\",\"0101=05\",7,,\n"), qPrintable(csv));
+}
+
+void TestKorvLink::listenEndsCleanlyWhenItsReaderGoes()
+{
+    const QString csv = m_dir.filePath(QStringLiteral("pipe.csv"));
+    Background listen({QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
+                       QStringLiteral("--log"), csv},
+                      true);
+    const int port = listen.port();
+    QVERIFY2(port > 0, listen.err().constData());
+    const QStringList link{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)};
+    QCOMPARE(runKorv(link + QStringList{QStringLiteral("0101=1")}).status, 0);
+    QCOMPARE(listen.stop(), 0);
+    // The message it could not print is in the log all the same.
+    QFile file(csv);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY2(file.readAll().contains(",\"1\",\"0101=01\",7,,\n"), qPrintable(csv));
+}
+
+void TestKorvLink::listenCountNotReached()
+{
+    Background listen({QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
+                       QStringLiteral("--count"), QStringLiteral("2"), QStringLiteral("--for"), QStringLiteral("0.5")});
+    QVERIFY(listen.port() > 0);
+    QCOMPARE(listen.stop(), 1);
+}
+
+void TestKorvLink::listenPrintsHexAndTime()
+{
+    PtyCable cable;
+    QVERIFY(cable.isValid());
+    Background listen({QStringLiteral("listen"), QStringLiteral("--serial"), cable.a(), QStringLiteral("--count"),
+                       QStringLiteral("2"), QStringLiteral("--hex"), QStringLiteral("--time")});
+    QVERIFY2(!listen.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), listen.err().constData());
+    const QDateTime before = QDateTime::currentDateTime().addMSecs(-1);
+    QCOMPARE(runKorv({QStringLiteral("send"), QStringLiteral("--serial"), cable.b(), QStringLiteral("0101=5 0102=300")}).status, 0);
+    QCOMPARE(listen.stop(), 0);
+    const QStringList printed = QString::fromUtf8(listen.out()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(printed.size(), 2);
+    // As encode writes them.
+    const KorvRun encoded = runKorv({QStringLiteral("encode"), QStringLiteral("0101=5 0102=300")});
+    const QStringList hex = QString::fromLatin1(encoded.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(hex.size(), 2);
+    for (int i = 0; i < 2; ++i) {
+        const QString& line = printed.at(i);
+        const QDateTime time = QDateTime::fromString(line.left(23), QStringLiteral("yyyy-MM-dd'T'hh:mm:ss.zzz"));
+        QVERIFY2(time >= before && time <= QDateTime::currentDateTime(), qPrintable(line));
+        QCOMPARE(line.mid(24), hex.at(i));
+    }
+}
+
+void TestKorvLink::exitCodes_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("message");
+
+    const QString missingDevice = m_dir.filePath(QStringLiteral("no-such-tty"));
+    QTest::newRow("refused") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:1"), QStringLiteral("0101=1")}
+                             << 3 << QByteArray("cannot open the link");
+    QTest::newRow("missing device, send") << QStringList{QStringLiteral("send"), QStringLiteral("--serial"), missingDevice, QStringLiteral("0101=1")}
+                                          << 3 << QByteArray("cannot open the link");
+    QTest::newRow("missing device, listen") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice}
+                                            << 3 << QByteArray("cannot open the link");
+    QTest::newRow("missing device, answer") << QStringList{QStringLiteral("answer"), QStringLiteral("--serial"), missingDevice, pumpAnswers}
+                                            << 3 << QByteArray("cannot open the link");
+    QTest::newRow("no link") << QStringList{QStringLiteral("send"), QStringLiteral("0101=1")} << 2 << QByteArray("choose a link");
+    QTest::newRow("two links") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--listen"), QStringLiteral("1")}
+                               << 2 << QByteArray("choose one link");
+    QTest::newRow("no port") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("localhost"), QStringLiteral("0101=1")}
+                             << 2 << QByteArray("--tcp wants HOST:PORT");
+    QTest::newRow("port out of range") << QStringList{QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("70000")}
+                                       << 2 << QByteArray("--listen wants");
+    QTest::newRow("baud on tcp") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--baud"), QStringLiteral("9600")}
+                                 << 2 << QByteArray("need a serial link");
+    QTest::newRow("bad handshake") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice, QStringLiteral("--handshake"), QStringLiteral("dtr")}
+                                   << 2 << QByteArray("--handshake wants");
+    QTest::newRow("bad bis mode") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice, QStringLiteral("--bis"), QStringLiteral("boss")}
+                                  << 2 << QByteArray("--bis wants");
+    QTest::newRow("address without bis") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice, QStringLiteral("--dst"), QStringLiteral("5")}
+                                         << 2 << QByteArray("need --bis");
+    QTest::newRow("tls on serial") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice, QStringLiteral("--tls")}
+                                   << 2 << QByteArray("TLS needs a TCP link");
+    QTest::newRow("bad verify") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--tls"), QStringLiteral("--verify"), QStringLiteral("always")}
+                                << 2 << QByteArray("--verify wants");
+    QTest::newRow("unknown stored channel") << QStringList{QStringLiteral("listen"), QStringLiteral("--settings"), QStringLiteral("Connection9")}
+                                            << 2 << QByteArray("no stored settings");
+    QTest::newRow("no message") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1")} << 2 << QByteArray("send needs a message");
+    QTest::newRow("bad message") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("NoSuchTag=1")}
+                                 << 2 << QByteArray("argument 1:1:1");
+    QTest::newRow("bad pattern") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--expect"), QStringLiteral("0101=("), QStringLiteral("0101=1")}
+                                 << 2 << QByteArray("--expect \"0101=(\"");
+    QTest::newRow("bad timeout") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--timeout"), QStringLiteral("soon"), QStringLiteral("0101=1")}
+                                 << 2 << QByteArray("--timeout wants");
+    QTest::newRow("zero count") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--count"), QStringLiteral("0")}
+                                << 2 << QByteArray("--count wants");
+    QTest::newRow("unknown option") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--colour")}
+                                    << 2 << QByteArray("Unknown option");
+    QTest::newRow("answer without rules") << QStringList{QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("0")}
+                                          << 2 << QByteArray("exactly one rules file");
+    QTest::newRow("missing rules file") << QStringList{QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("0"), missingDevice}
+                                        << 1 << QByteArray("no-such-tty");
+    QTest::newRow("run, refused") << QStringList{QStringLiteral("run"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:1"), pumpSequences}
+                                  << 3 << QByteArray("cannot open the link");
+    QTest::newRow("run without sequences") << QStringList{QStringLiteral("run"), QStringLiteral("--listen"), QStringLiteral("0")}
+                                           << 2 << QByteArray("exactly one sequence file");
+    QTest::newRow("run, unknown sequence") << QStringList{QStringLiteral("run"), QStringLiteral("--listen"), QStringLiteral("0"), QStringLiteral("-d"), demoDefinitions, QStringLiteral("--sequence"), QStringLiteral("Nightly"), pumpSequences}
+                                           << 2 << QByteArray("no sequence \"Nightly\"");
+    QTest::newRow("run, missing file") << QStringList{QStringLiteral("run"), QStringLiteral("--listen"), QStringLiteral("0"), missingDevice}
+                                       << 1 << QByteArray("no-such-tty");
+    QTest::newRow("log cannot be written") << QStringList{QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("0"), QStringLiteral("--log"), m_dir.filePath(QStringLiteral("no/such/dir.csv"))}
+                                           << 1 << QByteArray("dir.csv");
+}
+
+void TestKorvLink::exitCodes()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, status);
+    QFETCH(QByteArray, message);
+    const KorvRun run = runKorv(args);
+    QCOMPARE(run.status, status);
+    QVERIFY2(run.err.contains(message), run.err.constData());
+}
+
+void TestKorvLink::runWritesJUnit_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<bool>("lockout");
+    QTest::addColumn<QString>("channel");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("failures");
+    QTest::addColumn<int>("skipped");
+
+    QTest::newRow("tcp, green") << QStringLiteral("tcp") << true << QStringLiteral("1") << 0 << 0 << 0;
+    QTest::newRow("pty, green") << QStringLiteral("pty") << true << QStringLiteral("1") << 0 << 0 << 0;
+    // The rest of the first sequence is skipped; the second goes on.
+    QTest::newRow("tcp, lockout rule off") << QStringLiteral("tcp") << false << QStringLiteral("1") << 1 << 1 << 1;
+    QTest::newRow("pty, lockout rule off") << QStringLiteral("pty") << false << QStringLiteral("1") << 1 << 1 << 1;
+    // The sequences send on channel 1, which this link is not.
+    QTest::newRow("wrong channel") << QStringLiteral("tcp") << true << QStringLiteral("2") << 1 << 0 << 5;
+}
+
+void TestKorvLink::runWritesJUnit()
+{
+    QFETCH(QString, link);
+    QFETCH(bool, lockout);
+    QFETCH(QString, channel);
+    QFETCH(int, status);
+    QFETCH(int, failures);
+    QFETCH(int, skipped);
+
+    QString rules = pumpAnswers;
+    if (!lockout) {
+        QFile original(pumpAnswers);
+        QVERIFY(original.open(QIODevice::ReadOnly));
+        QByteArray text = original.readAll();
+        QVERIFY(text.contains("<name>Pump 2 locked out</name>"));
+        text.replace("<rule channel=\"2\" delay=\"20\">\n    <name>Pump 2 locked out</name>",
+                     "<rule channel=\"2\" delay=\"20\" enabled=\"false\">\n    <name>Pump 2 locked out</name>");
+        rules = m_dir.filePath(QStringLiteral("no-lockout.qrvans"));
+        QFile edited(rules);
+        QVERIFY(edited.open(QIODevice::WriteOnly) && edited.write(text) == text.size());
+    }
+    std::unique_ptr<PtyCable> cable;
+    QStringList serverLink{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")};
+    if (link == QLatin1String("pty")) {
+        cable = std::make_unique<PtyCable>();
+        QVERIFY(cable->isValid());
+        serverLink = {QStringLiteral("--serial"), cable->a()};
+    }
+    Background answer(withDefinitions(QStringList{QStringLiteral("answer")} + serverLink)
+                      << QStringLiteral("--channel") << QStringLiteral("2") << rules);
+    QStringList clientLink;
+    if (cable) {
+        QVERIFY2(!answer.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), answer.err().constData());
+        clientLink = {QStringLiteral("--serial"), cable->b()};
+    } else {
+        const int port = answer.port();
+        QVERIFY2(port > 0, answer.err().constData());
+        clientLink = {QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)};
+    }
+    const QString junit = m_dir.filePath(QStringLiteral("report.xml"));
+    QFile::remove(junit);
+    const KorvRun run = runKorv(withDefinitions(QStringList{QStringLiteral("run")} + clientLink)
+                                << QStringLiteral("--channel") << channel << QStringLiteral("--junit") << junit
+                                << pumpSequences);
+    QCOMPARE(run.status, status);
+    QCOMPARE(answer.stop(SIGTERM), 0);
+
+    const JUnit report = readJUnit(junit);
+    // 9 expects in the file, step 7 three times over.
+    QCOMPARE(report.totals.value(QStringLiteral("tests")) - report.totals.value(QStringLiteral("errors")),
+             channel == QLatin1String("1") ? 9 : 5);
+    QCOMPARE(report.totals.value(QStringLiteral("failures")), failures);
+    QCOMPARE(report.totals.value(QStringLiteral("skipped")), skipped);
+    QCOMPARE(report.totals.value(QStringLiteral("errors")) > 0, channel != QLatin1String("1"));
+    if (!lockout) {
+        // The failure says what arrived instead.
+        QVERIFY2(report.cases.contains(QStringLiteral(
+                     "step 11: SetPumpModeReply=(PumpId=2 ResultCode=Denied)|failure|SetPumpModeReply=(PumpId=2 ResultCode=Ok)")),
+                 qPrintable(report.cases.join(QLatin1Char('\n'))));
+        QVERIFY(report.cases.contains(QStringLiteral("step 13: ReadLogReply=(ResultCode=Ok FirstEntry=0)|skipped|")));
+        QVERIFY(run.out.contains("FAIL step 11: "));
+    }
+    if (channel != QLatin1String("1")) {
+        // The error is the step's own case, the run's first step here.
+        QVERIFY2(report.cases.value(0).startsWith(QStringLiteral("step 1: GetStatus|error|Sequence \"Pump station acceptance\", step 1: ")),
+                 qPrintable(report.cases.join(QLatin1Char('\n'))));
+    }
+    if (status == 0) {
+        QVERIFY(report.cases.contains(QStringLiteral("step 7: SetPumpModeReply=(PumpId=1 ResultCode=Ok) (run 3)|passed|")));
+        QVERIFY(run.out.contains("Sequence \"Pump station acceptance\": 17 steps, 7 passed, 0 failed"));
+    }
+}
+
+void TestKorvLink::runInterruptedKeepsItsReport()
+{
+    const QString sequences = m_dir.filePath(QStringLiteral("long.qrvseq"));
+    QFile file(sequences);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrvsequences>
+  <sequence name="Long">
+    <send channel="1">0101=1</send>
+    <expect channel="1" within="5000">0101</expect>
+    <wait ms="600000"/>
+    <expect channel="1" within="100">*</expect>
+  </sequence>
+</qrvsequences>
+)");
+    file.close();
+    // The far end echoes: an answer rule for anything.
+    const QString rules = m_dir.filePath(QStringLiteral("echo.qrvans"));
+    QFile echo(rules);
+    QVERIFY(echo.open(QIODevice::WriteOnly));
+    echo.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrvanswers><rule><name>Echo</name><when>0101</when><answer>0101=1</answer></rule></qrvanswers>
+)");
+    echo.close();
+    Background answer({QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"), rules});
+    const int port = answer.port();
+    QVERIFY2(port > 0, answer.err().constData());
+    const QString junit = m_dir.filePath(QStringLiteral("interrupted.xml"));
+    Background run({QStringLiteral("run"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port),
+                    QStringLiteral("--junit"), junit, sequences});
+    QVERIFY2(!run.waitFor(QStringLiteral("(PASS step 2)"), true).isNull(), run.err().constData());
+    QCOMPARE(run.stop(SIGINT), 1);
+    QCOMPARE(answer.stop(SIGINT), 0);
+    const JUnit report = readJUnit(junit);
+    QCOMPARE(report.cases, (QStringList{QStringLiteral("step 2: 0101|passed|"), QStringLiteral("step 4: *|skipped|")}));
+}
+
+void TestKorvLink::tlsFailureIsALinkFailure_data()
+{
+    QTest::addColumn<QStringList>("server");
+    QTest::addColumn<QStringList>("client");
+    QTest::addColumn<QByteArray>("message");
+    QTest::addColumn<QString>("timeout");
+
+    // Failed handshakes end at once; the time-out is only for a loaded machine.
+    QTest::newRow("test certificate not trusted")
+        << QStringList{QStringLiteral("--tls")} << QStringList{QStringLiteral("--tls"), QStringLiteral("--verify"), QStringLiteral("verify")}
+        << QByteArray("cannot open the link") << QStringLiteral("30000");
+    QTest::newRow("server without TLS") << QStringList() << QStringList{QStringLiteral("--tls")}
+                                        << QByteArray("the link was not up within 1000 ms") << QStringLiteral("1000");
+    QTest::newRow("unreadable key") << QStringList{QStringLiteral("--tls")}
+                                    << QStringList{QStringLiteral("--tls"), QStringLiteral("--key"), QStringLiteral("/nonexistent.key")}
+                                    << QByteArray("Load private key: FAIL") << QStringLiteral("30000");
+}
+
+void TestKorvLink::tlsFailureIsALinkFailure()
+{
+    QFETCH(QStringList, server);
+    QFETCH(QStringList, client);
+    QFETCH(QByteArray, message);
+    QFETCH(QString, timeout);
+    Background answer(QStringList{QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")}
+                      + server + QStringList{pumpAnswers});
+    const int port = answer.port();
+    QVERIFY2(port > 0, answer.err().constData());
+    const KorvRun run = runKorv(QStringList{QStringLiteral("send"), QStringLiteral("--tcp"),
+                                            QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("--timeout"),
+                                            timeout}
+                                + client + QStringList{QStringLiteral("0101=1")});
+    QCOMPARE(run.status, 3);
+    QVERIFY2(run.err.contains(message), run.err.constData());
+    QCOMPARE(answer.stop(SIGTERM), 0);
+}
+
+QTEST_MAIN(TestKorvLink)
+#include "tst_korvlink.moc"

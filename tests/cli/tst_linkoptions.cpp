@@ -1,0 +1,148 @@
+// The link options as the user types them, and the settings they make.
+
+#include "cli/linkoptions.h"
+
+#include <QCommandLineParser>
+#include <QSettings>
+#include <QSslSocket>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+// "mode host:port" and the rest of what a link is, in one comparable line.
+QString describe(const ConnectionSettings& s)
+{
+    QString where;
+    switch (s.mode()) {
+    case ConnectionSettings::ClientMode:
+        where = QStringLiteral("client %1:%2").arg(s.clientAddress()).arg(s.clientPort());
+        break;
+    case ConnectionSettings::ServerMode:
+        where = QStringLiteral("server %1:%2").arg(s.serverAddress()).arg(s.serverPort());
+        break;
+    case ConnectionSettings::SerialMode:
+        where = QStringLiteral("serial %1 %2 hs%3").arg(s.serialPort()).arg(s.serialSpeed()).arg(s.serialHandshake());
+        if (s.bisEnabled())
+            where += QStringLiteral(" bis%1 %2>%3 x%4 %5ms")
+                         .arg(s.bisMode())
+                         .arg(s.sourceAddress())
+                         .arg(s.destinationAddress())
+                         .arg(s.tries())
+                         .arg(s.timeout());
+        break;
+    default:
+        where = QStringLiteral("disabled");
+    }
+    if (s.sslEnabled())
+        where += QStringLiteral(" tls key=%1 cert=%2 ca=%3 verify%4")
+                     .arg(s.privateKeyFile(), s.localCertificateFile(), s.caCertificateDirectory())
+                     .arg(s.peerVerifyMode());
+    if (s.reconnect())
+        where += QStringLiteral(" reconnect");
+    return where;
+}
+
+} // namespace
+
+class TestLinkOptions : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void makesSettings_data();
+    void makesSettings();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void TestLinkOptions::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    // The window's store, where --settings looks.
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_dir.path());
+    ConnectionSettings stored;
+    stored.setMode(ConnectionSettings::SerialMode);
+    stored.setSerialPort(QStringLiteral("ttyUSB3"));
+    stored.setSerialSpeed(57600);
+    stored.setBisEnabled(true);
+    stored.setBisMode(ConnectionSettings::BiSMasterMode);
+    stored.setDestinationAddress(9);
+    stored.setReconnect(true);
+    QCoreApplication::setOrganizationName(QLatin1String(LinkOptions::Organization));
+    QCoreApplication::setApplicationName(QLatin1String(LinkOptions::Application));
+    stored.saveToSettings(QStringLiteral("Connection2"));
+    ConnectionSettings disabled;
+    disabled.saveToSettings(QStringLiteral("Connection1"));
+    QCoreApplication::setApplicationName(QStringLiteral("korv"));
+}
+
+void TestLinkOptions::makesSettings_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<QString>("expected");
+
+    const auto row = [](const char* name, const QString& args, const QString& expected) {
+        QTest::newRow(name) << args.split(QLatin1Char(' ')) << expected;
+    };
+    row("tcp by name", QStringLiteral("--tcp plc.local:10001"), QStringLiteral("client plc.local:10001"));
+    row("tcp to IPv6 in brackets", QStringLiteral("--tcp [::1]:80"), QStringLiteral("client ::1:80"));
+    row("listen on every address", QStringLiteral("--listen 7000"), QStringLiteral("server :7000"));
+    row("listen on one address, any port", QStringLiteral("--listen 127.0.0.1:0"), QStringLiteral("server 127.0.0.1:0"));
+    row("serial defaults", QStringLiteral("--serial ttyUSB0"), QStringLiteral("serial ttyUSB0 9600 hs0"));
+    row("serial speed and handshake", QStringLiteral("--serial /dev/ttyS1 --baud 115200 --handshake XON"),
+        QStringLiteral("serial /dev/ttyS1 115200 hs2"));
+    row("bis slave", QStringLiteral("--serial ttyUSB0 --bis slave --src 0x10"),
+        QStringLiteral("serial ttyUSB0 9600 hs0 bis2 16>-1 x5 1000ms"));
+    row("bis master with tries and time-out",
+        QStringLiteral("--serial ttyUSB0 --bis master --dst 5 --tries 3 --bis-timeout 250"),
+        QStringLiteral("serial ttyUSB0 9600 hs0 bis1 -1>5 x3 250ms"));
+    row("tls with the test certificate", QStringLiteral("--tcp h:1 --tls"),
+        QStringLiteral("client h:1 tls key= cert= ca= verify0"));
+    row("tls with files and verification",
+        QStringLiteral("--listen 443 --tls --key k.pem --cert c.pem --ca cas --verify verify"),
+        QStringLiteral("server :443 tls key=k.pem cert=c.pem ca=cas verify2"));
+    row("tls, peer asked for", QStringLiteral("--tcp h:1 --tls --verify optional"),
+        QStringLiteral("client h:1 tls key= cert= ca= verify1"));
+    // A command reports a lost link instead of reconnecting as the window does.
+    row("stored channel", QStringLiteral("--settings Connection2"),
+        QStringLiteral("serial ttyUSB3 57600 hs0 bis1 -1>9 x5 1000ms"));
+    row("stored channel, changed for this run", QStringLiteral("--settings Connection2 --baud 9600 --dst 4"),
+        QStringLiteral("serial ttyUSB3 9600 hs0 bis1 -1>4 x5 1000ms"));
+    row("stored channel disabled", QStringLiteral("--settings Connection1"),
+        QStringLiteral("error: the link of \"Connection1\" is disabled"));
+    row("no such stored channel", QStringLiteral("--settings Connection7"),
+        QStringLiteral("error: no stored settings \"Connection7\""));
+    row("tcp port zero", QStringLiteral("--tcp h:0"), QStringLiteral("error: --tcp wants HOST:PORT, not \"h:0\""));
+    row("tcp without host", QStringLiteral("--tcp :80"), QStringLiteral("error: --tcp wants HOST:PORT, not \":80\""));
+    row("speed not a number", QStringLiteral("--serial x --baud fast"),
+        QStringLiteral("error: --baud wants a speed, not \"fast\""));
+    row("too many tries", QStringLiteral("--serial x --bis master --tries 101"),
+        QStringLiteral("error: --tries wants 1 to 100, not \"101\""));
+    row("time-out below the least", QStringLiteral("--serial x --bis master --bis-timeout 5"),
+        QStringLiteral("error: --bis-timeout wants 10 ms or more, not \"5\""));
+    row("key without tls", QStringLiteral("--tcp h:1 --key k.pem"),
+        QStringLiteral("error: --key, --cert, --ca and --verify need --tls"));
+}
+
+void TestLinkOptions::makesSettings()
+{
+    QFETCH(QStringList, args);
+    QFETCH(QString, expected);
+    QCommandLineParser parser;
+    const LinkOptions options;
+    options.addTo(parser);
+    QVERIFY2(parser.parse(QStringList{QStringLiteral("korv")} + args), qPrintable(parser.errorText()));
+    ConnectionSettings settings;
+    QString error;
+    const QString got = options.read(parser, &settings, &error) ? describe(settings) : QStringLiteral("error: ") + error;
+    // Error texts may name the store's path after the part compared.
+    QCOMPARE(got.left(expected.size()), expected);
+    QCOMPARE(got.size() == expected.size(), !expected.startsWith(QLatin1String("error: no stored")));
+}
+
+QTEST_GUILESS_MAIN(TestLinkOptions)
+#include "tst_linkoptions.moc"
