@@ -124,6 +124,7 @@ MainWindow::MainWindow(QWidget* parent)
 
     m_model = new TraceModel(this);
     m_filter = new TraceFilter(m_model, this);
+    m_filter->setSuspended(true);
     m_tv_trace->setModel(m_model);
     m_delegate = new TraceDelegate(m_tv_trace);
     m_tv_trace->setItemDelegate(m_delegate);
@@ -831,6 +832,7 @@ void MainWindow::showFiltered(bool filtered)
         filtered ? static_cast<QAbstractItemModel*>(m_filter) : static_cast<QAbstractItemModel*>(m_model);
     if (m_tv_trace->model() == shown)
         return;
+    m_filter->setSuspended(false);
     const auto toShown = [this, filtered](const QModelIndex& source) {
         return filtered ? m_filter->mapFromSource(source) : source;
     };
@@ -861,6 +863,7 @@ void MainWindow::showFiltered(bool filtered)
     if (at.isValid())
         m_tv_trace->selectionModel()->setCurrentIndex(at, QItemSelectionModel::NoUpdate);
     m_following = following;
+    m_filter->setSuspended(!filtered);
 }
 
 void MainWindow::collectExpanded(const QModelIndex& parent, QList<QPersistentModelIndex>* out) const

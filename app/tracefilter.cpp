@@ -54,6 +54,12 @@ void TraceFilter::setConditions(const Conditions& conditions)
     invalidate();
 }
 
+void TraceFilter::setSuspended(bool suspended)
+{
+    if (suspended != isSuspended())
+        setSourceModel(suspended ? nullptr : m_source);
+}
+
 bool TraceFilter::isActive() const
 {
     const Conditions& c = m_conditions;
@@ -95,6 +101,8 @@ bool TraceFilter::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParen
 
 bool TraceFilter::hasChildren(const QModelIndex& parent) const
 {
+    if (isSuspended())
+        return false;
     if (!parent.isValid())
         return rowCount() > 0;
     return m_source->hasChildren(mapToSource(parent));

@@ -37,6 +37,12 @@ public:
     void clear() { setConditions(Conditions()); }
 
     bool isActive() const;
+
+    // A suspended filter follows no model and shows no line; conditions
+    // set meanwhile apply when it resumes. The window suspends it while
+    // its view shows the trace itself, so lines cost nothing here then.
+    void setSuspended(bool suspended);
+    bool isSuspended() const { return sourceModel() == nullptr; }
     bool accepts(const TraceItem* line) const;
 
     // Element lines all pass: answered by the trace without building them.

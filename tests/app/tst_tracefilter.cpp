@@ -65,6 +65,7 @@ private Q_SLOTS:
     void arrivingLinesAreTested();
     void linesLeaveAtTheLimit();
     void clearingKeepsTheCurrentLine();
+    void suspendedFilterFollowsNothing();
     void barShowsTheExpressionError();
 
 private:
@@ -230,6 +231,21 @@ void TestTraceFilter::clearingKeepsTheCurrentLine()
     m_filter->clear();
     QCOMPARE(view.currentIndex().row(), 3);
     QCOMPARE(view.currentIndex().siblingAtColumn(TraceModel::SourceColumn).data().toString(), QStringLiteral("2"));
+}
+
+void TestTraceFilter::suspendedFilterFollowsNothing()
+{
+    m_filter->setSuspended(true);
+    QVERIFY(m_filter->isSuspended());
+    QCOMPARE(m_filter->rowCount(), 0);
+    QVERIFY(!m_filter->hasChildren());
+    TraceFilter::Conditions c;
+    c.kind = TraceFilter::MessageKind;
+    m_filter->setConditions(c);
+    addSample(); // lines that arrive meanwhile are not lost on resume
+    QCOMPARE(m_filter->rowCount(), 0);
+    m_filter->setSuspended(false);
+    QCOMPARE(shownRows(*m_filter), QStringLiteral("2 3 9 10"));
 }
 
 void TestTraceFilter::barShowsTheExpressionError()
