@@ -1,37 +1,14 @@
 #include "app/answerwriter.h"
 
 #include "app/savefile.h"
+#include "app/xmlfilewriter.h"
 
-#include <QBuffer>
 #include <QXmlStreamWriter>
-
-namespace {
-
-// XML 1.0 cannot hold control characters; a file holding one could not be
-// read back.
-QString xmlText(const QString& text)
-{
-    QString clean;
-    clean.reserve(text.size());
-    for (QChar c : text) {
-        if (c.unicode() >= 0x20 || c == QLatin1Char('\t') || c == QLatin1Char('\n') || c == QLatin1Char('\r'))
-            clean.append(c);
-    }
-    return clean;
-}
-
-} // namespace
 
 QByteArray AnswerWriter::encode(const QVector<AnswerRule>& rules) const
 {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QXmlStreamWriter xml(&buffer);
-    xml.setAutoFormatting(true);
-    xml.setAutoFormattingIndent(2);
-    xml.writeStartDocument(QStringLiteral("1.0"));
-    xml.writeStartElement(QStringLiteral("qrvanswers"));
+    XmlFileWriter file(QStringLiteral("qrvanswers"));
+    QXmlStreamWriter& xml = file.xml();
     for (const AnswerRule& rule : rules) {
         xml.writeStartElement(QStringLiteral("rule"));
         if (!rule.enabled)
@@ -46,15 +23,13 @@ QByteArray AnswerWriter::encode(const QVector<AnswerRule>& rules) const
         if (rule.every > 0)
             xml.writeAttribute(QStringLiteral("every"), QString::number(rule.every));
         if (!rule.name.isEmpty())
-            xml.writeTextElement(QStringLiteral("name"), xmlText(rule.name));
+            xml.writeTextElement(QStringLiteral("name"), XmlFileWriter::text(rule.name));
         if (!rule.isPeriodic())
-            xml.writeTextElement(QStringLiteral("when"), xmlText(rule.when));
-        xml.writeTextElement(QStringLiteral("answer"), xmlText(rule.answer));
+            xml.writeTextElement(QStringLiteral("when"), XmlFileWriter::text(rule.when));
+        xml.writeTextElement(QStringLiteral("answer"), XmlFileWriter::text(rule.answer));
         xml.writeEndElement();
     }
-    xml.writeEndElement();
-    xml.writeEndDocument();
-    return bytes;
+    return file.finish();
 }
 
 bool AnswerWriter::save(const QVector<AnswerRule>& rules, const QString& path)

@@ -1,24 +1,11 @@
 #include "app/sequencewriter.h"
 
 #include "app/savefile.h"
+#include "app/xmlfilewriter.h"
 
-#include <QBuffer>
 #include <QXmlStreamWriter>
 
 namespace {
-
-// XML 1.0 cannot hold control characters; a file holding one could not be
-// read back.
-QString xmlText(const QString& text)
-{
-    QString clean;
-    clean.reserve(text.size());
-    for (QChar c : text) {
-        if (c.unicode() >= 0x20 || c == QLatin1Char('\t') || c == QLatin1Char('\n') || c == QLatin1Char('\r'))
-            clean.append(c);
-    }
-    return clean;
-}
 
 void writeStep(QXmlStreamWriter& xml, const SequenceStep& step)
 {
@@ -26,13 +13,13 @@ void writeStep(QXmlStreamWriter& xml, const SequenceStep& step)
     case SequenceStep::Send:
         xml.writeStartElement(QStringLiteral("send"));
         xml.writeAttribute(QStringLiteral("channel"), QString::number(step.channel));
-        xml.writeCharacters(xmlText(step.text));
+        xml.writeCharacters(XmlFileWriter::text(step.text));
         break;
     case SequenceStep::Expect:
         xml.writeStartElement(QStringLiteral("expect"));
         xml.writeAttribute(QStringLiteral("channel"), QString::number(step.channel));
         xml.writeAttribute(QStringLiteral("within"), QString::number(step.ms));
-        xml.writeCharacters(xmlText(step.text));
+        xml.writeCharacters(XmlFileWriter::text(step.text));
         break;
     case SequenceStep::Wait:
         xml.writeEmptyElement(QStringLiteral("wait"));
@@ -56,26 +43,18 @@ void writeStep(QXmlStreamWriter& xml, const SequenceStep& step)
 
 QByteArray SequenceWriter::encode(const QVector<Sequence>& sequences) const
 {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QXmlStreamWriter xml(&buffer);
-    xml.setAutoFormatting(true);
-    xml.setAutoFormattingIndent(2);
-    xml.writeStartDocument(QStringLiteral("1.0"));
-    xml.writeStartElement(QStringLiteral("qrvsequences"));
+    XmlFileWriter file(QStringLiteral("qrvsequences"));
+    QXmlStreamWriter& xml = file.xml();
     for (const Sequence& sequence : sequences) {
         xml.writeStartElement(QStringLiteral("sequence"));
-        xml.writeAttribute(QStringLiteral("name"), xmlText(sequence.name));
+        xml.writeAttribute(QStringLiteral("name"), XmlFileWriter::text(sequence.name));
         if (sequence.continueOnFail)
             xml.writeAttribute(QStringLiteral("continue"), QStringLiteral("true"));
         for (const SequenceStep& step : sequence.steps)
             writeStep(xml, step);
         xml.writeEndElement();
     }
-    xml.writeEndElement();
-    xml.writeEndDocument();
-    return bytes;
+    return file.finish();
 }
 
 bool SequenceWriter::save(const QVector<Sequence>& sequences, const QString& path)
