@@ -61,6 +61,13 @@ bool positiveNumber(const QString& text, int* value)
     return ok && *value > 0;
 }
 
+// The channel a link stands for to rules and sequences: 1 unless given.
+bool channelFrom(const QCommandLineParser& p, const QCommandLineOption& option, int* channel)
+{
+    *channel = 1;
+    return !p.isSet(option) || (positiveNumber(p.value(option), channel) && *channel <= 2);
+}
+
 // The end of a command: waits (briefly) for what was sent to leave, then
 // leaves the loop with `code`. Later calls are ignored.
 class Ending
@@ -303,8 +310,8 @@ int LinkCommands::listen(const QStringList& args)
             return Console::usageError(
                 QStringLiteral("--for wants seconds, not \"%1\"").arg(p.value(forOption)), usage);
     }
-    int channel = 1;
-    if (p.isSet(channelOption) && (!positiveNumber(p.value(channelOption), &channel) || channel > 2))
+    int channel = 0;
+    if (!channelFrom(p, channelOption, &channel))
         return Console::usageError(QStringLiteral("--channel wants 1 or 2"), usage);
 
     ReceiveLog log(defs.lut());
@@ -376,8 +383,8 @@ int LinkCommands::answer(const QStringList& args)
         return code;
     if (p.positionalArguments().size() != 1)
         return Console::usageError(QStringLiteral("answer takes exactly one rules file"), usage);
-    int channel = 1;
-    if (p.isSet(channelOption) && (!positiveNumber(p.value(channelOption), &channel) || channel > 2))
+    int channel = 0;
+    if (!channelFrom(p, channelOption, &channel))
         return Console::usageError(QStringLiteral("--channel wants 1 or 2"), usage);
     AnswerParser rules;
     const bool read = rules.parse(p.positionalArguments().constFirst());
@@ -442,8 +449,8 @@ int LinkCommands::run(const QStringList& args)
         return code;
     if (p.positionalArguments().size() != 1)
         return Console::usageError(QStringLiteral("run takes exactly one sequence file"), usage);
-    int channel = 1;
-    if (p.isSet(channelOption) && (!positiveNumber(p.value(channelOption), &channel) || channel > 2))
+    int channel = 0;
+    if (!channelFrom(p, channelOption, &channel))
         return Console::usageError(QStringLiteral("--channel wants 1 or 2"), usage);
     int timeout = 5000;
     if (p.isSet(timeoutOption) && !positiveNumber(p.value(timeoutOption), &timeout))
