@@ -121,6 +121,20 @@ public:
         }
         m_p += n;
     }
+    // " name=" (the blank unless first) with one check for room: the
+    // common start of an element.
+    void named(bool first, QStringView name)
+    {
+        const qsizetype n = name.size();
+        room(n + 2);
+        if (!first)
+            *m_p++ = u' ';
+        const char16_t* q = name.utf16();
+        for (qsizetype i = 0; i < n; ++i)
+            m_p[i] = q[i];
+        m_p += n;
+        *m_p++ = u'=';
+    }
     // Fixed-width decimal digits, for dates and times printed from the wire.
     void digits(quint64 value, int width)
     {
@@ -669,11 +683,20 @@ void MessageWriter::appendValue(TextSink& out, const Message::Iterator& it, cons
     case DataType::Request:
     case DataType::Answer:
     case DataType::Message: {
-        Message::Iterator children;
-        if (stored <= 0 || !childrenOf(it, depth, &children))
+        // Printed while walked: a walk that breaks off is undone and the
+        // element takes valueText's raw form, as childrenOf would decide.
+        if (stored <= 0 || depth >= MaxDepth)
             break;
+        bool ok = false;
+        const Message::Iterator children = it.getIterator(&ok);
+        if (!ok)
+            break;
+        const qsizetype mark = out.size();
         out.put('(');
-        appendElements(out, children, depth + 1);
+        if (!appendElements(out, children, depth + 1)) {
+            out.truncate(mark);
+            break;
+        }
         out.put(')');
         return;
     }
@@ -810,24 +833,33 @@ bool MessageWriter::childrenOf(const Message::Iterator& it, int depth,
     return probe.position() >= 0;
 }
 
-void MessageWriter::appendElements(TextSink& out, Message::Iterator it, int depth) const
+bool MessageWriter::appendElements(TextSink& out, Message::Iterator it, int depth) const
 {
+    const bool hungarian = m_options & Hungarian;
     bool first = true;
     for (; !it.atEnd(); ++it) {
-        if (!first)
-            out.put(' ');
-        first = false;
         const int tag = it.tag();
         if (tag < 0) {
             // A stub too short for a header: nothing to print.
+            if (!first)
+                out.put(' ');
+            first = false;
             continue;
         }
         // The tag is 16 bits here: the table's page lookup, inlined.
         const TagData* data = m_lut ? m_lut->tagData(unsigned(tag)) : nullptr;
-        appendTag(out, tag, data);
-        out.put('=');
+        if (data && !hungarian && !data->name.isEmpty()) {
+            out.named(first, data->name);
+        } else {
+            if (!first)
+                out.put(' ');
+            appendTag(out, tag, data);
+            out.put('=');
+        }
+        first = false;
         appendValue(out, it, data, depth);
     }
+    return it.position() >= 0;
 }
 
 void MessageWriter::appendFormatted(TextSink& out, Message::Iterator it, int indent,
