@@ -581,9 +581,20 @@ bool MessageParser::parsePlain(int end)
             return decodePlain(QStringView(m_chars + start, m_pos - start), start);
         }
     }
-    while (m_pos < end && !m_chars[m_pos].isSpace() && m_chars[m_pos] != QLatin1Char(')'))
-        ++m_pos;
-    checkToken(start, m_pos);
+    for (; m_pos < end; ++m_pos) {
+        const QChar c = m_chars[m_pos];
+        const ushort u = c.unicode();
+        // Blanks, ')' and the characters that make a token doubtful lie at
+        // or below ')' or are a backslash; above, only non-ASCII blanks end it.
+        if (u <= ')' || u == '\\') {
+            if (u == ')' || c.isSpace())
+                break;
+            if (u == '"' || u == '(' || u == '\\')
+                m_doubtful = true;
+        } else if (u >= 0x80 && c.isSpace()) {
+            break;
+        }
+    }
     return decodePlain(QStringView(m_chars + start, m_pos - start), start);
 }
 
