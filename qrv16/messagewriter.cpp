@@ -178,6 +178,13 @@ private:
         m_end = b + m_text.size();
     }
 
+    // Two digits of 0 to 99; room is made by the caller.
+    void two(int v)
+    {
+        *m_p++ = char16_t('0' + v / 10);
+        *m_p++ = char16_t('0' + v % 10);
+    }
+
     QString m_text;
     char16_t* m_p = nullptr;
     char16_t* m_end = nullptr;
@@ -239,23 +246,43 @@ void TextSink::number(quint64 value, const DisplayMode& mode)
 
 void TextSink::isoDate(int y, int m, int d)
 {
-    digits(quint64(y), 4);
-    put('-');
-    digits(quint64(m), 2);
-    put('-');
-    digits(quint64(d), 2);
+    // Years up to 9999 here: the fixed layout is written in place.
+    if (y < 0 || y > 9999) {
+        digits(quint64(y), 4);
+        put('-');
+        digits(quint64(m), 2);
+        put('-');
+        digits(quint64(d), 2);
+        return;
+    }
+    room(10);
+    two(y / 100);
+    two(y % 100);
+    *m_p++ = u'-';
+    two(m);
+    *m_p++ = u'-';
+    two(d);
 }
 
 void TextSink::time(int msecs, bool withMs)
 {
-    digits(quint64(msecs / 3600000), 2);
-    put(':');
-    digits(quint64(msecs / 60000 % 60), 2);
-    put(':');
-    digits(quint64(msecs / 1000 % 60), 2);
+    const int hours = msecs / 3600000;
+    if (hours > 99) {
+        digits(quint64(hours), 2);
+    } else {
+        room(2);
+        two(hours);
+    }
+    room(10);
+    *m_p++ = u':';
+    two(msecs / 60000 % 60);
+    *m_p++ = u':';
+    two(msecs / 1000 % 60);
     if (withMs) {
-        put('.');
-        digits(quint64(msecs % 1000), 3);
+        const int ms = msecs % 1000;
+        *m_p++ = u'.';
+        *m_p++ = char16_t('0' + ms / 100);
+        two(ms % 100);
     }
 }
 
