@@ -526,7 +526,10 @@ void Message::appendData(int tag, const void* data, int size)
     putLE(putLE(buf, quint64(size + 2), 2), quint64(tag), 2);
     if (size > 0 && size <= int(sizeof buf) - 4) {
         std::memcpy(buf + 4, data, size_t(size));
-        m_data.append(buf, 4 + size);
+        // resize() and a copy: append() goes through the general insert.
+        const qsizetype at = m_data.size();
+        m_data.resize(at + 4 + size);
+        std::memcpy(m_data.data() + at, buf, size_t(4 + size));
         return;
     }
     m_data.append(buf, 4);

@@ -197,6 +197,8 @@ void MessageParser::reset(const QString& text)
     m_text = text;
     m_chars = m_text.constData();
     m_closeOf.clear();
+    m_optimistic = false;
+    m_doubtful = false;
     m_pos = 0;
     m_tag = -1;
     m_tagData = nullptr;
@@ -208,7 +210,21 @@ void MessageParser::reset(const QString& text)
 
 Message MessageParser::parse(const QString& text)
 {
-    reset(text);
+    // Most text is well formed: read it without the scans for closing
+    // parentheses first. Failing or doubtful text is read again with them,
+    // so that errors are reported exactly as before.
+    for (const bool optimistic : {true, false}) {
+        reset(text);
+        m_optimistic = optimistic;
+        const Message message = parseOne();
+        if (!optimistic || (!hasError() && !m_doubtful))
+            return message;
+    }
+    return Message();
+}
+
+Message MessageParser::parseOne()
+{
     const int end = int(m_text.size());
     skipSpace(end);
     if (atEnd(end)) {
@@ -227,7 +243,18 @@ Message MessageParser::parse(const QString& text)
 
 QList<Message> MessageParser::parseList(const QString& text)
 {
-    reset(text);
+    for (const bool optimistic : {true, false}) {
+        reset(text);
+        m_optimistic = optimistic;
+        const QList<Message> list = parseAll();
+        if (!optimistic || (!hasError() && !m_doubtful))
+            return list;
+    }
+    return QList<Message>();
+}
+
+QList<Message> MessageParser::parseAll()
+{
     const int end = int(m_text.size());
     QList<Message> list;
     for (;;) {
@@ -248,7 +275,7 @@ bool MessageParser::parseElements(int end, int depth)
 {
     for (;;) {
         skipSpace(end);
-        if (atEnd(end))
+        if (atEnd(end) || (m_optimistic && m_chars[m_pos] == QLatin1Char(')')))
             return true;
         if (!parseElement(end, depth))
             return false;
@@ -269,7 +296,7 @@ bool MessageParser::parseElement(int end, int depth)
     }
     const int equals = m_pos++;
     skipSpace(end);
-    if (atEnd(end))
+    if (atEnd(end) || (m_optimistic && depth > 0 && m_chars[m_pos] == QLatin1Char(')')))
         return fail("Contents expected", equals, m_pos);
     return parseValue(end, depth);
 }
@@ -409,6 +436,19 @@ bool MessageParser::parseNested(int end, int depth)
         return fail("Opening parenthesis expected", open, open);
     if (depth + 1 > MaxDepth)
         return fail("Nesting depth exceeded", open, open + 1);
+    if (m_optimistic) {
+        const int tag = m_tag;
+        m_message.beginMessage(tag);
+        m_pos = open + 1;
+        if (!parseElements(end, depth + 1))
+            return false;
+        if (atEnd(end))
+            return fail("End of data looking for closing parenthesis expected", open, end);
+        m_message.endMessage();
+        ++m_pos;
+        m_tag = tag;
+        return true;
+    }
     const int close = findClosingParenthesis(open + 1, end);
     if (close < 0)
         return fail("End of data looking for closing parenthesis expected", open, end);
@@ -429,6 +469,7 @@ bool MessageParser::parseBase64(int end)
     const int from = m_pos;
     while (m_pos < end && !m_text.at(m_pos).isSpace() && m_text.at(m_pos) != QLatin1Char(')'))
         ++m_pos;
+    checkToken(from, m_pos);
     const QByteArray token = m_text.mid(from, m_pos - from).toLatin1();
     const auto decoded =
         QByteArray::fromBase64Encoding(token, QByteArray::AbortOnBase64DecodingErrors);
@@ -536,12 +577,36 @@ bool MessageParser::parsePlain(int end)
             ++i;
         if (i < end && m_chars[i] == QLatin1Char(']')) {
             m_pos = i + 1;
+            checkToken(start, m_pos);
             return decodePlain(QStringView(m_chars + start, m_pos - start), start);
         }
     }
-    while (m_pos < end && !m_chars[m_pos].isSpace() && m_chars[m_pos] != QLatin1Char(')'))
-        ++m_pos;
+    for (; m_pos < end; ++m_pos) {
+        const QChar c = m_chars[m_pos];
+        const ushort u = c.unicode();
+        // Blanks, ')' and the characters that make a token doubtful lie at
+        // or below ')' or are a backslash; above, only non-ASCII blanks end it.
+        if (u <= ')' || u == '\\') {
+            if (u == ')' || c.isSpace())
+                break;
+            if (u == '"' || u == '(' || u == '\\')
+                m_doubtful = true;
+        } else if (u >= 0x80 && c.isSpace()) {
+            break;
+        }
+    }
     return decodePlain(QStringView(m_chars + start, m_pos - start), start);
+}
+
+void MessageParser::checkToken(int from, int to)
+{
+    // The scan for a closing parenthesis takes these as quotes, escapes or
+    // nesting where the token does not; such text takes the careful path.
+    for (int i = from; i < to; ++i) {
+        const ushort c = m_chars[i].unicode();
+        if (c == '"' || c == '(' || c == ')' || c == '\\')
+            m_doubtful = true;
+    }
 }
 
 bool MessageParser::decodePlain(QStringView token, int start)

@@ -44,6 +44,8 @@ public:
 
 private:
     void reset(const QString& text);
+    Message parseOne();
+    QList<Message> parseAll();
     void skipSpace(int end)
     {
         while (m_pos < end && m_chars[m_pos].isSpace())
@@ -60,6 +62,9 @@ private:
     bool parsePlain(int end);
     bool decodePlain(QStringView token, int start);
     int findClosingParenthesis(int from, int end);
+    // Marks the text doubtful when the token holds a character that the
+    // closing-parenthesis scan would read otherwise than the parser does.
+    void checkToken(int from, int to);
     bool fail(const char* message, int start, int end = -1);
     bool failText(const QString& message, int start, int end);
     void computeCoordinates() const;
@@ -69,6 +74,8 @@ private:
     QString m_text;
     const QChar* m_chars = nullptr; // m_text's characters, read without bounds checks
     std::vector<int> m_closeOf;     // a '(' position's match, once a scan has passed it
+    bool m_optimistic = false; // nested values end where their ')' is met, no scan first
+    bool m_doubtful = false;   // an optimistic read that the scan might read otherwise
     int m_pos = 0;
     int m_tag = -1;
     const TagData* m_tagData = nullptr;

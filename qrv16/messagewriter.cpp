@@ -121,6 +121,20 @@ public:
         }
         m_p += n;
     }
+    // " name=" (the blank unless first) with one check for room: the
+    // common start of an element.
+    void named(bool first, QStringView name)
+    {
+        const qsizetype n = name.size();
+        room(n + 2);
+        if (!first)
+            *m_p++ = u' ';
+        const char16_t* q = name.utf16();
+        for (qsizetype i = 0; i < n; ++i)
+            m_p[i] = q[i];
+        m_p += n;
+        *m_p++ = u'=';
+    }
     // Fixed-width decimal digits, for dates and times printed from the wire.
     void digits(quint64 value, int width)
     {
@@ -162,6 +176,13 @@ private:
         auto* b = reinterpret_cast<char16_t*>(m_text.data());
         m_p = b + used;
         m_end = b + m_text.size();
+    }
+
+    // Two digits of 0 to 99; room is made by the caller.
+    void two(int v)
+    {
+        *m_p++ = char16_t('0' + v / 10);
+        *m_p++ = char16_t('0' + v % 10);
     }
 
     QString m_text;
@@ -225,23 +246,43 @@ void TextSink::number(quint64 value, const DisplayMode& mode)
 
 void TextSink::isoDate(int y, int m, int d)
 {
-    digits(quint64(y), 4);
-    put('-');
-    digits(quint64(m), 2);
-    put('-');
-    digits(quint64(d), 2);
+    // Years up to 9999 here: the fixed layout is written in place.
+    if (y < 0 || y > 9999) {
+        digits(quint64(y), 4);
+        put('-');
+        digits(quint64(m), 2);
+        put('-');
+        digits(quint64(d), 2);
+        return;
+    }
+    room(10);
+    two(y / 100);
+    two(y % 100);
+    *m_p++ = u'-';
+    two(m);
+    *m_p++ = u'-';
+    two(d);
 }
 
 void TextSink::time(int msecs, bool withMs)
 {
-    digits(quint64(msecs / 3600000), 2);
-    put(':');
-    digits(quint64(msecs / 60000 % 60), 2);
-    put(':');
-    digits(quint64(msecs / 1000 % 60), 2);
+    const int hours = msecs / 3600000;
+    if (hours > 99) {
+        digits(quint64(hours), 2);
+    } else {
+        room(2);
+        two(hours);
+    }
+    room(10);
+    *m_p++ = u':';
+    two(msecs / 60000 % 60);
+    *m_p++ = u':';
+    two(msecs / 1000 % 60);
     if (withMs) {
-        put('.');
-        digits(quint64(msecs % 1000), 3);
+        const int ms = msecs % 1000;
+        *m_p++ = u'.';
+        *m_p++ = char16_t('0' + ms / 100);
+        two(ms % 100);
     }
 }
 
@@ -669,11 +710,20 @@ void MessageWriter::appendValue(TextSink& out, const Message::Iterator& it, cons
     case DataType::Request:
     case DataType::Answer:
     case DataType::Message: {
-        Message::Iterator children;
-        if (stored <= 0 || !childrenOf(it, depth, &children))
+        // Printed while walked: a walk that breaks off is undone and the
+        // element takes valueText's raw form, as childrenOf would decide.
+        if (stored <= 0 || depth >= MaxDepth)
             break;
+        bool ok = false;
+        const Message::Iterator children = it.getIterator(&ok);
+        if (!ok)
+            break;
+        const qsizetype mark = out.size();
         out.put('(');
-        appendElements(out, children, depth + 1);
+        if (!appendElements(out, children, depth + 1)) {
+            out.truncate(mark);
+            break;
+        }
         out.put(')');
         return;
     }
@@ -810,24 +860,33 @@ bool MessageWriter::childrenOf(const Message::Iterator& it, int depth,
     return probe.position() >= 0;
 }
 
-void MessageWriter::appendElements(TextSink& out, Message::Iterator it, int depth) const
+bool MessageWriter::appendElements(TextSink& out, Message::Iterator it, int depth) const
 {
+    const bool hungarian = m_options & Hungarian;
     bool first = true;
     for (; !it.atEnd(); ++it) {
-        if (!first)
-            out.put(' ');
-        first = false;
         const int tag = it.tag();
         if (tag < 0) {
             // A stub too short for a header: nothing to print.
+            if (!first)
+                out.put(' ');
+            first = false;
             continue;
         }
         // The tag is 16 bits here: the table's page lookup, inlined.
         const TagData* data = m_lut ? m_lut->tagData(unsigned(tag)) : nullptr;
-        appendTag(out, tag, data);
-        out.put('=');
+        if (data && !hungarian && !data->name.isEmpty()) {
+            out.named(first, data->name);
+        } else {
+            if (!first)
+                out.put(' ');
+            appendTag(out, tag, data);
+            out.put('=');
+        }
+        first = false;
         appendValue(out, it, data, depth);
     }
+    return it.position() >= 0;
 }
 
 void MessageWriter::appendFormatted(TextSink& out, Message::Iterator it, int indent,

@@ -43,7 +43,8 @@ private:
                      int depth) const;
     void appendTag(TextSink& out, int tag, const TagData* data) const;
     void appendBits(TextSink& out, quint64 bits, const TagData* data) const;
-    void appendElements(TextSink& out, Message::Iterator it, int depth) const;
+    // False when the walk does not end cleanly.
+    bool appendElements(TextSink& out, Message::Iterator it, int depth) const;
     void appendFormatted(TextSink& out, Message::Iterator it, int indent, int depth) const;
     // False when the children do not walk cleanly to their end, or lie
     // deeper than MaxDepth; then the raw form is written instead.

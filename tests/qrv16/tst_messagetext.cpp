@@ -153,6 +153,14 @@ void TestMessageText::writer_data()
                             << "Status=(Count=1 Group=())";
     QTest::newRow("nested hungarian") << "0700" "01F0" "03000110" "01" << true << 1
                                       << "msgStatus=(iCount=1)";
+    QTest::newRow("children breaking off after one are raw")
+        << "0B0001F0" "0300011001" "05000110" << false << 0 << "F001=@AwABEAEFAAEQ";
+    QTest::newRow("children breaking off after a nested one are raw")
+        << "0F0001F0" "070001C00300011001" "05000110" << false << 0
+        << "F001=@BwABwAMAARABBQABEA==";
+    QTest::newRow("broken grandchildren are raw alone")
+        << "140001F0" "0B0001C0030001100105000110" "0300011002" << false << 0
+        << "F001=(C001=@AwABEAEFAAEQ 1001=2)";
     QTest::newRow("request and answer") << "0700" "01D0" "0300" "0110" "01" << true << 0
                                         << "Query=(Count=1)";
     QTest::newRow("malformed children are raw") << "0700" "01F0" "0900" "0110" "01" << true << 0
@@ -474,6 +482,26 @@ void TestMessageText::parserErrors_data()
                                     << 5 << 3;
     QTest::newRow("octal digit out of range") << "1001=0o8" << false << "Failed to decode value"
                                               << 5 << 3;
+    // Inside parentheses the closing parenthesis is looked for first, with
+    // quotes, nesting and escapes taken wherever they stand.
+    QTest::newRow("quote inside a nested plain value")
+        << "F001=(3001=a\"b)" << false << "End of data looking for closing parenthesis expected"
+        << 5 << 10;
+    QTest::newRow("parenthesis inside a nested plain value")
+        << "F001=(3001=a(b)" << false << "End of data looking for closing parenthesis expected"
+        << 5 << 10;
+    QTest::newRow("unclosed nesting before a bad value")
+        << "F001=(1001=zz 3001=\"x)" << false
+        << "End of data looking for closing parenthesis expected" << 5 << 17;
+    QTest::newRow("quote two levels down")
+        << "F001=(C001=(1001=5 3001=x\"y) 1001=z)" << false
+        << "End of data looking for closing parenthesis expected" << 5 << 31;
+    QTest::newRow("backslash inside a nested plain value")
+        << "F001=(3001=a\\b) 1001=1" << false << "Invalid trailing data" << 16 << 6;
+    QTest::newRow("missing value before a closing parenthesis")
+        << "F001=(1001=5 1001=)" << false << "Contents expected" << 17 << 1;
+    QTest::newRow("parenthesis inside a quoted value")
+        << "F001=(3001=\"a)\" 1001=x)" << false << "Failed to decode value" << 21 << 1;
     QTest::newRow("octal beyond 64 bits") << "1001=0o2000000000000000000000" << false
                                           << "Failed to decode value" << 5 << 24;
     QTest::newRow("rect with three values") << "8101=[1, 2, 3]" << false
