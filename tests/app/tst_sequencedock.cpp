@@ -8,6 +8,7 @@
 #include "app/mainwindow.h"
 #include "app/messageport.h"
 #include "app/sequencedock.h"
+#include "tests/stallmeter.h"
 #include "app/sequenceparser.h"
 #include "app/sequencestepdialog.h"
 #include "app/tracemodel.h"
@@ -421,6 +422,7 @@ void TestSequenceDock::windowStaysLiveWhileRunning()
         last = now;
     });
     QSignalSpy finished(dock->runner(), &SequenceRunner::finished);
+    korvtest::StallMeter meter;
     clock.start();
     last = clock.nsecsElapsed();
     tick.start(10);
@@ -434,8 +436,11 @@ void TestSequenceDock::windowStaysLiveWhileRunning()
     QVERIFY(lateness.size() > 10);
     const double p99 = lateness.at(int(lateness.size() * 0.99));
     const double max = lateness.last();
-    qInfo("300 round trips in %lld ms; 10 ms timer late by p99 %.1f ms, max %.1f ms", summary.durationMs, p99, max);
-    QVERIFY2(max < 100, qPrintable(QString::number(max)));
+    qInfo("300 round trips in %lld ms; 10 ms timer late by p99 %.1f ms, max %.1f ms; longest busy stretch %lld ms",
+          summary.durationMs, p99, max, meter.longest);
+    // Lateness also counts the machine preempting the test; a stall of
+    // ours is time the event loop's thread spent working.
+    QVERIFY2(meter.longest < 100, qPrintable(QString::number(meter.longest)));
 }
 
 void TestSequenceDock::windowRunsTheDemo_data()

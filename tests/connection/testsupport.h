@@ -8,6 +8,7 @@
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
 #include "tests/pty.h"
+#include "tests/stallmeter.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -16,8 +17,6 @@
 #include <QStringList>
 #include <QTcpServer>
 #include <QTimer>
-
-#include <ctime>
 
 #include <cstring>
 #include <fcntl.h>
@@ -151,38 +150,6 @@ public:
 };
 
 // Measures the longest time the event loop went without running a 2 ms timer.
-// The longest time the event loop's thread spent working between two
-// ticks of a 2 ms timer. Counted in the thread's CPU time: a busy machine
-// that preempts the test is not a stall of the code under test.
-class StallMeter : public QObject
-{
-public:
-    StallMeter()
-    {
-        m_timer.setInterval(2);
-        QObject::connect(&m_timer, &QTimer::timeout, this, [this] {
-            const qint64 now = threadCpuMs();
-            longest = qMax(longest, now - m_last);
-            m_last = now;
-        });
-        m_last = threadCpuMs();
-        m_timer.start();
-    }
-
-    qint64 longest = 0;
-
-private:
-    static qint64 threadCpuMs()
-    {
-        timespec t{};
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-        return qint64(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
-    }
-
-    QTimer m_timer;
-    qint64 m_last = 0;
-};
-
 // Copies whatever one port writes to the other: two ptys become one line.
 class PtyLink : public QObject
 {
