@@ -68,6 +68,21 @@ bool channelFrom(const QCommandLineParser& p, const QCommandLineOption& option, 
     return !p.isSet(option) || (positiveNumber(p.value(option), channel) && *channel <= 2);
 }
 
+// `answer` and `run`: the link, the definitions, exactly one file and the
+// channel; a status to end with, or -1 to go on.
+int prepareForFile(QCommandLineParser& p, const LinkOptions& link, const QStringList& args, const QString& usage,
+                   const QCommandLineOption& channelOption, const QString& notOneFile, ConnectionSettings* settings,
+                   Definitions* defs, int* channel)
+{
+    if (const int code = prepare(p, link, args, usage, settings, defs); code >= 0)
+        return code;
+    if (p.positionalArguments().size() != 1)
+        return Console::usageError(notOneFile, usage);
+    if (!channelFrom(p, channelOption, channel))
+        return Console::usageError(QStringLiteral("--channel wants 1 or 2"), usage);
+    return -1;
+}
+
 // The end of a command: waits (briefly) for what was sent to leave, then
 // leaves the loop with `code`. Later calls are ignored.
 class Ending
@@ -379,13 +394,11 @@ int LinkCommands::answer(const QStringList& args)
     p.addPositionalArgument(QStringLiteral("RULES"), QString());
     ConnectionSettings settings;
     Definitions defs;
-    if (const int code = prepare(p, link, args, usage, &settings, &defs); code >= 0)
-        return code;
-    if (p.positionalArguments().size() != 1)
-        return Console::usageError(QStringLiteral("answer takes exactly one rules file"), usage);
     int channel = 0;
-    if (!channelFrom(p, channelOption, &channel))
-        return Console::usageError(QStringLiteral("--channel wants 1 or 2"), usage);
+    if (const int code = prepareForFile(p, link, args, usage, channelOption, QStringLiteral("answer takes exactly one rules file"), &settings,
+                                        &defs, &channel);
+        code >= 0)
+        return code;
     AnswerParser rules;
     const bool read = rules.parse(p.positionalArguments().constFirst());
     if (!p.isSet(quietOption) && !rules.warnings().isEmpty())
@@ -445,13 +458,11 @@ int LinkCommands::run(const QStringList& args)
     p.addPositionalArgument(QStringLiteral("SEQUENCES"), QString());
     ConnectionSettings settings;
     Definitions defs;
-    if (const int code = prepare(p, link, args, usage, &settings, &defs); code >= 0)
-        return code;
-    if (p.positionalArguments().size() != 1)
-        return Console::usageError(QStringLiteral("run takes exactly one sequence file"), usage);
     int channel = 0;
-    if (!channelFrom(p, channelOption, &channel))
-        return Console::usageError(QStringLiteral("--channel wants 1 or 2"), usage);
+    if (const int code = prepareForFile(p, link, args, usage, channelOption, QStringLiteral("run takes exactly one sequence file"), &settings,
+                                        &defs, &channel);
+        code >= 0)
+        return code;
     int timeout = 5000;
     if (p.isSet(timeoutOption) && !positiveNumber(p.value(timeoutOption), &timeout))
         return Console::usageError(QStringLiteral("--timeout wants milliseconds, not \"%1\"")
