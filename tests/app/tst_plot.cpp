@@ -119,7 +119,8 @@ void TestPlot::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
-    QCoreApplication::setApplicationName(QStringLiteral("korvgui-test"));
+    // A settings file of its own: test programs run side by side.
+    QCoreApplication::setApplicationName(QStringLiteral("korvgui-test-plot"));
     QRV16::Parser parser;
     QVERIFY(parser.parse(QByteArray(definitions)));
     m_root.reset(parser.takeRoot());
