@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Build, test and run korvgui. Every target installs missing Debian packages first.
 
 # Qt Charts finds its OpenGL dependency only with libqt6opengl6-dev, which

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/answerdialog.h"
 
 #include "qrv16/messagepattern.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/answerwriter.h"
 
 #include "app/savefile.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Writes answer rules as an answer file (.qrvans), the form AnswerParser

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/colorruleeditor.h"
 
 #include "qrv16/messageexpression.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/filterbar.h"
 
 #include "app/tracefilter.h"

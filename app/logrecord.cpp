@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/logrecord.h"
 
 #include "connection/ansitext.h"

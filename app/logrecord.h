@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // One line of the CSV log the window writes and replays, and that `korv

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/messageport.h"
 
 MessagePort::MessagePort(int number, QObject* parent) : QObject(parent), m_number(number) {}

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/plotdock.h"
 
 #include "app/mainwindow.h"

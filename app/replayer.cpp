@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/replayer.h"
 
 #include "app/channel.h"

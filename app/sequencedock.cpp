@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/sequencedock.h"
 
 #include "app/sequenceparser.h"

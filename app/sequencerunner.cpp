@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/sequencerunner.h"
 
 #include "app/messageport.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/sequencestep.h"
 
 #include <QCoreApplication>

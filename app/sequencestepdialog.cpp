@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/sequencestepdialog.h"
 
 #include "app/sequenceparser.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/sequencewriter.h"
 
 #include "app/savefile.h"

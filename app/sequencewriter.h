@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Writes sequences as a sequence file (.qrvseq), the form SequenceParser

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The trace colours: every trace line names one of them. Channel 2's six

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/styledialog.h"
 
 #include "app/colorruleeditor.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/tracedelegate.h"
 
 #include "app/tracemodel.h"

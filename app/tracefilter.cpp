@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/tracefilter.h"
 
 #include "app/tracemodel.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/tracemodel.h"
 
 #include "app/logrecord.h"

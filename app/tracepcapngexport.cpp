@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/tracepcapngexport.h"
 
 #include "app/traceitem.h"

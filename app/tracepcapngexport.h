@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Writes the message and raw byte lines of a trace as a pcapng capture

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/traceplotter.h"
 
 #include "app/traceitem.h"

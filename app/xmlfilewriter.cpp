@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/xmlfilewriter.h"
 
 XmlFileWriter::XmlFileWriter(const QString& root) : m_buffer(&m_bytes), m_xml(&m_buffer)

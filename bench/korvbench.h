@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // A main() for the benchmarks: runs them with the console reporter, then

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "bookmarks/bookmarkmodel.h"
 
 #include "bookmarks/bookmarklist.h"

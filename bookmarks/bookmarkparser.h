@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Reads a bookmark file (.qrvbm) into a BookmarkList:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "bookmarks/bookmarkwidget.h"
 
 #include "bookmarks/bookmarklist.h"

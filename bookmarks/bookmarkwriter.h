@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Writes a BookmarkList as a bookmark file (.qrvbm): one <bookmark> per

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cli/formatcommands.h"
 
 #include "cli/console.h"

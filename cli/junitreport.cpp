@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cli/junitreport.h"
 
 #include <QDateTime>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // A JUnit XML report as CI systems read it: one <testsuite> per sequence,

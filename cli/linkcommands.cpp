@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cli/linkcommands.h"
 
 #include "app/answerparser.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cli/linkoptions.h"
 
 #include "cli/console.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // korv: the message format on the command line, for scripts and firmware CI.
 
 #include "cli/console.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cli/receivelog.h"
 
 #include "app/logrecord.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // What `korv listen` keeps of the messages it receives: a CSV log in the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cli/signalwatcher.h"
 
 #include <QSocketNotifier>

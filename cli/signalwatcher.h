@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Turns SIGINT and SIGTERM into a signal of the event loop: the handler

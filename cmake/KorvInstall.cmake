@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What `cmake --install` and CPack ship: the two programs, the desktop
 # integration and the examples (component runtime), and the libraries that
 # are of use without the window, with their headers and a package config

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # korv_add_test(NAME name SOURCES a.cpp ... LIBS lib ...)
 # A Qt Test executable registered with CTest; widgets run offscreen.
 function(korv_add_test)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Colour for the trace printers' text. The printers mark the parts of a frame

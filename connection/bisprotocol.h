@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The BiS bus framing: wraps outgoing blocks in checked, addressed frames

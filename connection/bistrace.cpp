@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/bistrace.h"
 
 #include "connection/ansitext.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Prints the traffic of a BiS bus on which this program only listens. Bytes

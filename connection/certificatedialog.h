@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Shows certificates grouped under titles ("Server Certificate", "Server CA

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The transport of one channel: a serial port, a TCP client socket or a TCP

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // One channel's transport: mode, BiS framing, serial, TCP client, TCP server

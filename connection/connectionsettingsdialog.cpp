@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/connectionsettingsdialog.h"
 
 #include "connection/certificatedialog.h"

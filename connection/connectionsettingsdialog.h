@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Edits one ConnectionSettings: the transport mode with its page of serial,

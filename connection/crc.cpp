@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/crc.h"
 
 #include <array>

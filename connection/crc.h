@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // CRC-16 of the BiS bus (polynomial 0x1021, MSB first) in the augmented

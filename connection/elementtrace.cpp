@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/elementtrace.h"
 
 #include "qrv16/message.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Prints a raw byte stream cut into tagged elements (length, tag, payload),

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The element printer for the 16-bit framing: a 2-byte little-endian length

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The element printer for the older 8-bit framing: a 1-byte length (of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/portchooser.h"
 
 #include "libserial/serportdeviceinfo.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/codehighlighter.h"
 
 CodeHighlighter::CodeHighlighter(const QStringList& keywords, const QStringList& lineComments,

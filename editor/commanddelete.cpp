@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/commanddelete.h"
 
 #include "editor/editormodel.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/commandnew.h"
 
 #include "editor/editormodel.h"

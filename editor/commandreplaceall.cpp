@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/commandreplaceall.h"
 
 #include "editor/editormodel.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/editoritemeditdialog.h"
 
 #include "editor/editormodel.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/editormodel.h"
 
 #include "editor/commandchange.h"

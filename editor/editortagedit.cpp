@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/editortagedit.h"
 
 #include "editor/editortagmodel.h"

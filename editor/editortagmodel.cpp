@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/editortagmodel.h"
 
 #include <QPixmap>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/editorwindow.h"
 
 #include "editor/editordelegate.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/highlighterc.h"
 
 HighlighterC::HighlighterC(QTextDocument* parent)

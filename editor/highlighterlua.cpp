@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/highlighterlua.h"
 
 HighlighterLua::HighlighterLua(QTextDocument* parent)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/identifiervalidator.h"
 
 #include "qrv16/item.h"

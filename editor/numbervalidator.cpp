@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/numbervalidator.h"
 
 #include "qrv16/item.h"

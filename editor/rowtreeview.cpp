@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/rowtreeview.h"
 
 RowTreeView::RowTreeView(QWidget* parent) : QTreeView(parent) {}

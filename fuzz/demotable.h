@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The names of examples/demo.qrvdef, loaded once for the fuzzers.

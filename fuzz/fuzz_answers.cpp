@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Answer files: any bytes end in rules or a positioned error; the rules'
 // patterns and value copies parse or fail with a position; what is read
 // is written back and read again unchanged.

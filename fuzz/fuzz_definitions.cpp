@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Definition files: any bytes end in a tree or a positioned error.
 
 #include "qrv16/item.h"

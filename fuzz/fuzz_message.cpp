@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Received bytes: every reader, the collector and the text writer. What the
 // writer prints of a valid message reads back, with and without the demo
 // definitions, in every layout, and what it reads back to is a fixed point;

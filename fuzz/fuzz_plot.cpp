@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Received bytes as a plot reads them: every element's value, and the
 // search for a tag at any depth, with and without the demo definitions.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Trace printers: any bytes, cut anywhere, print without leaving their
 // buffers, and every line reads back as plain text with its colour runs.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sequence files: any bytes end in sequences or a positioned error; the
 // steps' texts and patterns parse or fail with a position; what is read is
 // written back and read again unchanged.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Typed text against demo.qrvdef's names. Whatever parses, prints in every
 // layout and reads back to a fixed point; a mismatch aborts.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "libserial/pserbps.h"
 
 #include <termios.h>

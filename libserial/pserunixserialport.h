@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // SerSerialPort on a Unix terminal device (termios and modem-line ioctls),

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "libserial/serportdeviceinfo.h"
 
 #include <QCoreApplication>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "libserial/serserialport.h"
 
 #include "libserial/pserserialportdata.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // A serial device as a sequential QIODevice with speed, handshake, parity

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // An IPv4 address (or netmask) held as one number, first octet in the most

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "qrv16/item.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // One node of a definition tree: the root, a tag, a tag's enum or bit

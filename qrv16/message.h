@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // One QRV16 message in its wire format: a byte buffer holding exactly one

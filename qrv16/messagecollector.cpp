@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "qrv16/messagecollector.h"
 
 namespace QRV16 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "qrv16/messageexpression.h"
 
 #include "qrv16/messagewriter.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "qrv16/messagepattern.h"
 
 #include "qrv16/messageparser.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Integer parsing from character data: an optional sign, then "0x"/"0X" for

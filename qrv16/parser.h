@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Reads a .qrvdef definitions file into a tree of items, keeping its blank

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Writes traced traffic as a pcapng capture that Wireshark and tshark open.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "qrv16/tagdatalut.h"
 
 #include "qrv16/types.h"

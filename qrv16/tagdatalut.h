@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Read-only lookups from tag codes to names and back, and from enum values

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The common frame of the XML readers: opens a file or a buffer, reads

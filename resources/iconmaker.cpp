@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // iconmaker MANIFEST OUTDIR
 //
 // Writes the application's icons from the 16x16 silk set. Each manifest line

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "widgets/colorbutton.h"
 
 #include <QAbstractButton>

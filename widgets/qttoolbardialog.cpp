@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "widgets/qttoolbardialog.h"
 
 #include "widgets/qttoolbarmanager.h"

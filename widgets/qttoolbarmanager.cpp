@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "widgets/qttoolbarmanager.h"
 
 #include <QAction>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "writers/identifierset.h"
 
 namespace QRV16 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "writers/writer.h"
 
 #include <QBuffer>

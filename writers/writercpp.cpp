@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "writers/writercpp.h"
 
 #include "writers/codemodel.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "writers/writercpplut.h"
 
 #include "writers/codemodel.h"

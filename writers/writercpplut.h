@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Writes the definitions as C++17 lookup tables: the tags sorted by code

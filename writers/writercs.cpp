@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "writers/writercs.h"
 
 #include "writers/codemodel.h"

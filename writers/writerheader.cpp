@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "writers/writerheader.h"
 
 #include "writers/codemodel.h"

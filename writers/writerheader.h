@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Writes the definitions as a C header: per tag PREFIX_TAG_<Tag> (its code)

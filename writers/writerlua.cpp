@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "writers/writerlua.h"
 
 #include "writers/codemodel.h"

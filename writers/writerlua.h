@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Writes the definitions as a Lua 5.3 or later module returning one table:

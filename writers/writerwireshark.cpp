@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "writers/writerwireshark.h"
 
 #include "qrv16/pcapngwriter.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "writers/writerxml.h"
 
 #include "qrv16/item.h"

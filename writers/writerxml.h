@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Writes a definition tree back as a .qrvdef file, with its blank lines and

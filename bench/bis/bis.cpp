@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // BiS framing throughput with 1 KB payloads, beside a memcpy of the same
 // kilobyte. "headroom" is how many times faster than the fastest serial
 // line (460800 baud, 10 bits a byte: 46080 bytes/s) the work runs.

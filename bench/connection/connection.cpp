@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Loopback TCP throughput in 64-byte blocks: from Connection::send on one
 // side to Connection::received on the other, beside a plain pair of
 // QTcpSockets carrying the same blocks as the baseline.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Definition files of 10,000 tags, beside 1,000: reading and writing them,
 // generating code from them, and the editor's steps on them. Every step is
 // reported beside reading the same file (BM_Read/10000).

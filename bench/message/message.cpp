@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Building and walking a typical message, beside a memcpy of its bytes and
 // protobuf's work on a proto3 message of the same content.
 

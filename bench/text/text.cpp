@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The text notation with demo.qrvdef's tables, and the stream collector;
 // printing and parsing beside protobuf's text format on the same content.
 

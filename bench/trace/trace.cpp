@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The trace model at scale: message lines appended to a capped model, in
 // time order and out of order, and the memory of a full model.
 

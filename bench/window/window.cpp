@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The main window at scale, offscreen with the view shown and auto scroll
 // on: channel 1 listens on loopback and a peer thread writes to it. Reports
 // the CPU per received line at three trace sizes, the event-loop latency and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Two channels talking to each other over TCP on 127.0.0.1: channel `one`

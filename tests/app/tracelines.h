@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The trace as a test reads it: every top-level line as "source|text",

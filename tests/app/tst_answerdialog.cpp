@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "../qrv16/demotags.h"
 
 #include "app/answerdialog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/answerparser.h"
 #include "app/answerwriter.h"
 

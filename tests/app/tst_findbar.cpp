@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/findbar.h"
 #include "app/mainwindow.h"
 #include "app/tracemodel.h"

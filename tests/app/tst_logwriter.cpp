@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/logwriter.h"
 #include "app/tracemodel.h"
 

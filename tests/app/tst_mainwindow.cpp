@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/channel.h"
 #include "app/filterbar.h"
 #include "app/mainwindow.h"

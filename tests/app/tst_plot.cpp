@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/mainwindow.h"
 #include "app/plotdock.h"
 #include "app/traceitem.h"

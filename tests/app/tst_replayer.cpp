@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/channel.h"
 #include "app/mainwindow.h"
 #include "app/replayer.h"

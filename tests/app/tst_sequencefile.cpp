@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/sequenceparser.h"
 #include "app/sequencewriter.h"
 

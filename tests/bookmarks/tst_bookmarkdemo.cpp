@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sample bookmarks: they load cleanly, every message parses with the
 // sample definitions, and damaged copies never bring the reader down.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bookmark editor under the offscreen platform, driven through its
 // buttons and fields as a user would.
 

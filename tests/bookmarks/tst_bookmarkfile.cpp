@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bookmark file: what the writer puts in it byte by byte, what the
 // reader makes of good and bad documents, and the round trip between them.
 

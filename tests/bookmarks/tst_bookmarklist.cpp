@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bookmark list: order, ownership, the dirty state, activation and the
 // menu and toolbar that show the bookmarks.
 

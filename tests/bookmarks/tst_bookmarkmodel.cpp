@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The item model over a bookmark list: rows follow every change of the
 // list, the roles show the actions, and drag and drop moves rows.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bookmark panel under the offscreen platform: activating a row sends
 // its bookmark, the keys move and delete, and it copes with no bookmarks and
 // with many.

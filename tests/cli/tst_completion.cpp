@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bash completion, run in bash with the two helpers that the
 // bash-completion package would provide reduced to what they do here.
 

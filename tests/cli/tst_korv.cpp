@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The korv command-line tool, run as a user's script would run it.
 
 #include "tests/cli/korvrun.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // korv on a link, end to end: one korv process plays the controller or
 // listens, another sends, over loopback TCP, TLS and a pair of ptys.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // korv trace: captured bytes printed by the three trace printers.
 
 #include "tests/cli/korvrun.h"

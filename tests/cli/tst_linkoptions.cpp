@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The link options as the user types them, and the settings they make.
 
 #include "cli/linkoptions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A trace exported as pcapng, dissected by tshark with the dissector that
 // `korv generate --lang wireshark` writes for the sample definitions.
 #include "qrv16/message.h"

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # make-expired-cert.sh DIR: a key and a self-signed certificate for
 # "korvgui-expired" that ran out on 2 January 2020, made at build time so
 # that no private key is kept in the repository.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/bisprotocol.h"
 #include "connection/crc.h"
 

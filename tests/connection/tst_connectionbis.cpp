@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Serial links through pseudo-terminals: BiS master and slave through two
 // Connections, retransmission and the send queue, the passive trace role,
 // and the bits of a serial link that need no far end.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A TCP peer that vanishes without closing, as a pulled cable or a host
 // switched off does. The test runs in a network namespace of its own, whose
 // loopback it takes down: packets then go nowhere and only the keepalive

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Serial links when the real world intervenes: the device goes away and
 // comes back, the far end reads slowly or not at all, rates outside the
 // table. The far end is a pseudo-terminal.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Connection settings in a temporary settings store, and the loading of TLS
 // keys and certificates from files, directories and the built-in resources.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The connection settings dialog, the certificate viewer and the port
 // chooser under the offscreen platform, driven through their widgets.
 

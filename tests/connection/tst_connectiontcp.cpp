@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TCP client and server links, with and without TLS, through real loopback
 // sockets; and the robustness of both against floods, cut messages and
 // connection storms.

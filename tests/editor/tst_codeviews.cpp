@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/highlighterc.h"
 #include "editor/highlighterlua.h"
 #include "editor/rowtreeview.h"

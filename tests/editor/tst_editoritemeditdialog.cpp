@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/editoritemeditdialog.h"
 #include "editor/editortagedit.h"
 #include "treetext.h"

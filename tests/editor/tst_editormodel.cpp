@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/commandchangeid.h"
 #include "editor/commanddelete.h"
 #include "editor/commandnew.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/filechangedwidget.h"
 
 #include <QFile>

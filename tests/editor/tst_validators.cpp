@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "editor/identifiervalidator.h"
 #include "editor/numbervalidator.h"
 #include "editor/tagvalidator.h"

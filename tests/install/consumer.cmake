@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # cmake -DKORV_SOURCE=... -DKORV_BUILD=... -DWORK=... [-DGENERATOR=...] -P consumer.cmake
 #
 # Builds the consumer project twice: against an install of the finished

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # cmake -DKORV_BUILD=... -DWORK=... -DVERSION=... -P package.cmake
 #
 # Packs the finished build as .deb files, unpacks the program's package into
@@ -45,7 +46,7 @@ foreach(f usr/bin/korvgui usr/bin/korv
 endforeach()
 # The manual page is compressed and still a manual page.
 run(gzip -dc ${root}/usr/share/man/man1/korv.1.gz)
-if(NOT out MATCHES "^\\.TH KORV 1")
+if(NOT out MATCHES "\n\\.TH KORV 1")
     message(FATAL_ERROR "korv.1.gz is not the manual page")
 endif()
 # The libraries belong to the -dev package only.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # run(command...): runs it and stops the script with its output when it
 # fails; its standard output is left in `out`.
 function(run)

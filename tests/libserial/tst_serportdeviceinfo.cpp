@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "libserial/pserunixserialport.h"
 #include "libserial/serportdeviceinfo.h"
 

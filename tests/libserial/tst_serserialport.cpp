@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "libserial/pserbps.h"
 #include "libserial/pserunixserialport.h"
 #include "libserial/serserialport.h"

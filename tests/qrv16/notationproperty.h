@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // The promise of the text notation, shared by the tests and the fuzzer:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "qrv16/message.h"
 #include "qrv16/types.h"
 

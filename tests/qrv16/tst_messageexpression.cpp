@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "textfixture.h"
 
 #include "qrv16/messageexpression.h"

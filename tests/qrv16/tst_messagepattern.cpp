@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "demotags.h"
 
 #include "qrv16/messageparser.h"

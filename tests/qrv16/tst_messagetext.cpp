@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "notationproperty.h"
 #include "textfixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "textfixture.h"
 
 using namespace QRV16;

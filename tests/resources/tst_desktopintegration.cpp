@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The file types and menu entries that the package installs, read the way
 // a desktop reads them: the types through the shared-mime-info database.
 #include <QDir>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The colour button under the offscreen platform: its swatch, its signal,
 // and picking from its popup by keyboard and by mouse.
 

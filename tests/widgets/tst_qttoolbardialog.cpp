@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The toolbar dialog under the offscreen platform, driven through its
 // widgets: edits stay in the dialog until Apply or OK, Cancel drops them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The toolbar manager over a real main window: categories, toolbar
 // content, user toolbars, and saved states good and bad.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The style dialog under the offscreen platform: every labelled button
 // edits its own colour, fonts come from QFontDialog, and the edited style
 // leaves through apply() on Apply and OK only.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/writers/codesample.h"
 
 #include "qrv16/parser.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every code generator promises, whatever its language: the same bytes
 // for the same definitions, the file's order, clear errors for trees that
 // cannot become code, the header text, and files written through the frame.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Identifiers of generated code: valid, clear of keywords, independent of
 // the other names, and a clash reported rather than renamed away.
 

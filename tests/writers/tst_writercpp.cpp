@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The C++ include file generator: what it writes, and that g++ and the
 // compiled program agree.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The C++ lookup table generator: what it writes, and that its tables and
 // functions find what they should once compiled.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The C# generator: what it writes. Debian has no C# compiler by default, so
 // the structure is checked here: balanced blocks, and every declared name a
 // valid identifier, no keyword, unique in its block.

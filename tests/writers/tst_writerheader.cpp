@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The C header generator: what it writes, and that gcc agrees.
 
 #include "tests/writers/codesample.h"

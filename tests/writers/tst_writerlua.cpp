@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Lua module generator: what it writes, and that Lua loads it and finds
 // the values in it.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // consumer DEFINITIONS: reads the definitions, writes them back as XML and
 // prints how many tags they have and whether the rewrite kept every byte.
 
