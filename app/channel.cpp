@@ -225,12 +225,14 @@ void Channel::editConnection()
     setSettings(edited);
 }
 
-bool Channel::sendMessage(const QString& text)
+bool Channel::sendMessage(const QString& text, const QString& origin)
 {
     QRV16::MessageParser parser(m_model ? m_model->tags() : nullptr);
     const QList<QRV16::Message> messages = parser.parseList(text);
     if (parser.hasError()) {
-        appendLine(m_label + QLatin1String(" Err"), parser.errorMessage(), ColorError);
+        const QString report = parser.errorReport();
+        appendLine(m_label + QLatin1String(" Err"),
+                   origin.isEmpty() ? report : origin + QLatin1String(": ") + report, ColorError);
         return false;
     }
     if (!linkUp())

@@ -68,8 +68,10 @@ public Q_SLOTS:
     void toggleConnected();
     void editConnection();
 
-    // False, with an " Err" line, when the text does not parse.
-    bool sendMessage(const QString& text);
+    // False, with an " Err" line, when the text does not parse: the place
+    // and the parser's error, after `origin` (what the text came from) if
+    // given.
+    bool sendMessage(const QString& text, const QString& origin = QString());
     // A non-empty `note` heads the line's tool tip, e.g. for what was sent
     // automatically.
     void sendMessage(const QRV16::Message& message, const QString& note = QString()) override;

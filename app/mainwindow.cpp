@@ -1058,7 +1058,7 @@ void MainWindow::onBookmarkActivated(QAction* action)
 {
     const QString text = action ? action->data().toString() : QString();
     if (!text.isEmpty())
-        m_target->sendMessage(text);
+        m_target->sendMessage(text, tr("Bookmark \"%1\"").arg(action->text()));
 }
 
 bool MainWindow::loadBookmarks(const QString& path)

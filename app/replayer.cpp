@@ -290,6 +290,15 @@ void Replayer::replayLogRecord(const QString& text)
                 m_model->append(from, msg, record.color, record.time, src, dst);
             return;
         }
+        // A channel's message line that no longer reads (a value out of
+        // range, a name the definitions lack) is said, and kept as text.
+        if (from == QLatin1String("1") || from == QLatin1String("2")) {
+            const QString hint = parser.errorHint();
+            reportBad(tr("%1 at column %2 of \"%3\"%4")
+                          .arg(parser.errorMessage())
+                          .arg(parser.errorStart() + 1)
+                          .arg(shortened(notation), hint.isEmpty() ? QString() : QLatin1String("; ") + hint));
+        }
     }
     m_model->append(from, notation, record.color, record.time);
 }

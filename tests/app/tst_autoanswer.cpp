@@ -46,6 +46,7 @@ private Q_SLOTS:
     void noAnswerToAnAnswer();
     void periodic();
     void badAnswerIsReported();
+    void answerBeyond32BitsIsRefused();
     void toolTipMarksAutomaticLines();
 
 private:
@@ -242,6 +243,17 @@ void TestAutoAnswer::badAnswerIsReported()
     QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
     QTRY_COMPARE(messages.count(), 3);
     QVERIFY(messages.at(2).at(0).toString().contains(QStringLiteral("has no PumpId")));
+    QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 0);
+}
+
+void TestAutoAnswer::answerBeyond32BitsIsRefused()
+{
+    QSignalSpy messages(m_auto.get(), &AutoAnswer::message);
+    m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(PumpId=4294967296)"), 2)});
+    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
+    QTRY_COMPARE(messages.count(), 1);
+    QVERIFY2(messages.at(0).at(0).toString().contains(QStringLiteral("Value out of range at column 24")),
+             qPrintable(messages.at(0).at(0).toString()));
     QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 0);
 }
 

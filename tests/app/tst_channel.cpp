@@ -179,9 +179,11 @@ void TestChannel::unparsableTextGivesErrLineAndSendsNothing_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("error");
-    QTest::newRow("three digits are a name, not a code") << QStringLiteral("101=5") << QStringLiteral("Tag 101 not defined");
-    QTest::newRow("unknown name") << QStringLiteral("NoSuchTag=1") << QStringLiteral("Tag NoSuchTag not defined");
-    QTest::newRow("second element bad") << QStringLiteral("1001=1 1001=x") << QStringLiteral("Failed to decode value");
+    // The place comes first, then the parser's own words.
+    QTest::newRow("three digits are a name, not a code") << QStringLiteral("101=5") << QStringLiteral("1:1: Tag 101 not defined");
+    QTest::newRow("unknown name") << QStringLiteral("NoSuchTag=1") << QStringLiteral("1:1: Tag NoSuchTag not defined");
+    QTest::newRow("second element bad") << QStringLiteral("1001=1 1001=x") << QStringLiteral("1:13: Failed to decode value");
+    QTest::newRow("number beyond 32 bits") << QStringLiteral("PumpId=4294967297") << QStringLiteral("1:8: Value out of range");
 }
 
 void TestChannel::unparsableTextGivesErrLineAndSendsNothing()

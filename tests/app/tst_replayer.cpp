@@ -56,6 +56,7 @@ private Q_SLOTS:
 
     void badRecordsAreReportedOnce_data();
     void badRecordsAreReportedOnce();
+    void messageThatDoesNotReadIsReportedAndKept();
     void runsInSlicesWithProgress();
     void cancelStopsAtOnce();
     void missingFileIsReported();
@@ -174,6 +175,25 @@ void TestReplayer::badRecordsAreReportedOnce()
     QCOMPARE(int(shown.count(QStringLiteral("1|PumpId=4"))), good);
     QCOMPARE(shown.constFirst(), QStringLiteral("|"));
     QCOMPARE(shown.constLast(), QStringLiteral("|"));
+}
+
+void TestReplayer::messageThatDoesNotReadIsReportedAndKept()
+{
+    // Status texts of other sources never read as messages: they are not reported.
+    const QByteArray content = QByteArray(goodRecord) +
+                               "2011-03-04T10:20:31.000,\"1\",\"PumpId=4294967296\",7,,\n"
+                               "2011-03-04T10:20:32.000,\"1 Con\",\"Connected to pts/3\",0,,\n"
+                               "2011-03-04T10:20:33.000,\"2\",\"PumpId=x\",13,,\n";
+    QStringList shown;
+    bool completed = false;
+    run(Replayer::LogFile, content, &shown, &completed);
+    QVERIFY(completed);
+    shown.removeIf([](const QString& line) { return line.startsWith(QLatin1String("Log|Replay ")); });
+    QCOMPARE(shown, (QStringList{"|", "1|PumpId=4",
+                                 "Log|Line 2: Value out of range at column 8 of \"PumpId=4294967296\"",
+                                 "1|PumpId=4294967296", "1 Con|Connected to pts/3",
+                                 "Log|Line 4: Failed to decode value at column 8 of \"PumpId=x\"",
+                                 "2|PumpId=x", "|"}));
 }
 
 void TestReplayer::runsInSlicesWithProgress()

@@ -488,6 +488,8 @@ void TestKorvLink::exitCodes_data()
     QTest::newRow("no message") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1")} << 2 << QByteArray("send needs a message");
     QTest::newRow("bad message") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("NoSuchTag=1")}
                                  << 2 << QByteArray("argument 1:1:1");
+    QTest::newRow("number beyond 32 bits") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("1001=1 1001=4294967296")}
+                                           << 2 << QByteArray("argument 1:1:13: error: Value out of range");
     QTest::newRow("bad pattern") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--expect"), QStringLiteral("0101=("), QStringLiteral("0101=1")}
                                  << 2 << QByteArray("--expect \"0101=(\"");
     QTest::newRow("bad timeout") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--timeout"), QStringLiteral("soon"), QStringLiteral("0101=1")}
