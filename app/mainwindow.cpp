@@ -6,6 +6,7 @@
 #include "app/answerwriter.h"
 #include "app/autoanswer.h"
 #include "app/channel.h"
+#include "app/entryline.h"
 #include "app/filterbar.h"
 #include "app/findbar.h"
 #include "app/logwriter.h"
@@ -38,21 +39,16 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QCloseEvent>
-#include <QComboBox>
-#include <QCompleter>
 #include <QDir>
 #include <QDockWidget>
 #include <QFile>
 #include <QFileDialog>
-#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QProgressDialog>
-#include <QPushButton>
 #include <QSaveFile>
 #include <QScrollBar>
 #include <QSettings>
@@ -84,8 +80,6 @@ const char* const Bookmarks = "Bookmarks";
 const char* const Log = "Log";
 const char* const Answers = "Answers";
 const char* const Sequences = "Sequences";
-
-constexpr int HistoryLimit = 100;
 
 QString source(const char* name)
 {
@@ -165,7 +159,7 @@ MainWindow::MainWindow(QWidget* parent)
     connect(m_autoanswer, &AutoAnswer::message, this,
             [this](const QString& text) { message(text, ColorError, source(Answers)); });
     m_sequencedock->setPorts(m_channel1, m_channel2);
-    m_sequencedock->setEntryLine(m_cb_message->lineEdit());
+    m_sequencedock->setEntryLine(m_entry->lineEdit());
     connect(m_sequencedock, &SequenceDock::message, this, [this](const QString& text, bool error) {
         message(text, error ? ColorError : ColorText, source(Sequences));
     });
@@ -174,7 +168,7 @@ MainWindow::MainWindow(QWidget* parent)
     connectActions();
     setupSearch();
 
-    restoreHistory();
+    m_entry->restoreHistory();
     QSettings settings;
     selectTarget(settings.value(QStringLiteral("MainWindow/TargetChannel"), 1).toInt());
 
@@ -390,36 +384,12 @@ void MainWindow::setupUi()
     m_tv_trace->setSelectionMode(QAbstractItemView::ExtendedSelection);
     // The trace's actions, and "Plot TAG" on elements that can be plotted.
     m_tv_trace->setContextMenuPolicy(Qt::CustomContextMenu);
-    m_lbl_target = new QLabel(m_central_widget);
-    m_lbl_target->setObjectName(QStringLiteral("m_lbl_target"));
-    m_lbl_target->setFixedSize(16, 16);
-    m_cb_message = new QComboBox(m_central_widget);
-    m_cb_message->setObjectName(QStringLiteral("m_cb_message"));
-    m_cb_message->setEditable(true);
-    m_cb_message->setMaxCount(HistoryLimit);
-    m_cb_message->setMaxVisibleItems(HistoryLimit);
-    m_cb_message->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    m_cb_message->setToolTip(tr("A message in the text notation, e.g. F001=(1001=1500 3001=\"north\")"));
-    m_cb_message->lineEdit()->setPlaceholderText(tr("Type a message and press Return"));
-    m_cb_message->completer()->setCaseSensitivity(Qt::CaseSensitive);
-    m_pb_go1 = new QPushButton(QStringLiteral("⇨ 1"), m_central_widget);
-    m_pb_go1->setObjectName(QStringLiteral("m_pb_go1"));
-    m_pb_go1->setToolTip(QStringLiteral("⇨ 1"));
-    m_pb_go1->setIcon(QIcon(QStringLiteral(":/icons/i16_send1.png")));
-    m_pb_go2 = new QPushButton(QStringLiteral("⇨ 2"), m_central_widget);
-    m_pb_go2->setObjectName(QStringLiteral("m_pb_go2"));
-    m_pb_go2->setToolTip(QStringLiteral("⇨ 2"));
-    m_pb_go2->setIcon(QIcon(QStringLiteral(":/icons/i16_send2.png")));
-
-    auto* entry = new QHBoxLayout;
-    entry->addWidget(m_lbl_target);
-    entry->addWidget(m_cb_message, 1);
-    entry->addWidget(m_pb_go1);
-    entry->addWidget(m_pb_go2);
+    m_entry = new EntryLine(m_central_widget);
+    m_entry->setObjectName(QStringLiteral("m_entry"));
     auto* layout = new QVBoxLayout(m_central_widget);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(m_tv_trace, 1);
-    layout->addLayout(entry);
+    layout->addWidget(m_entry);
     setCentralWidget(m_central_widget);
 
     // Before the menus, which hold its view action.
@@ -633,9 +603,7 @@ void MainWindow::connectActions()
     connect(m_act_show_bookmarks, &QAction::triggered, this, &MainWindow::onShowBookmarks);
     connect(m_act_ssl1, &QAction::triggered, m_channel1, &Channel::showSslInformation);
     connect(m_act_ssl2, &QAction::triggered, m_channel2, &Channel::showSslInformation);
-    connect(m_cb_message->lineEdit(), &QLineEdit::returnPressed, this, &MainWindow::onEnter);
-    connect(m_pb_go1, &QPushButton::clicked, this, &MainWindow::onGo1);
-    connect(m_pb_go2, &QPushButton::clicked, this, &MainWindow::onGo2);
+    connect(m_entry, &EntryLine::sendRequested, this, &MainWindow::onSendRequested);
     connect(m_tv_trace, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
         QMenu* menu = createTraceMenu(m_tv_trace->indexAt(pos));
         menu->setAttribute(Qt::WA_DeleteOnClose);
@@ -645,8 +613,7 @@ void MainWindow::connectActions()
     connect(m_tv_trace, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
         const TraceItem* item = m_model->index2item(traceIndex(index));
         if (item && item->message() && !index.parent().isValid()) {
-            m_cb_message->setEditText(item->text());
-            m_cb_message->setFocus();
+            m_entry->setText(item->text());
         }
     });
 }
@@ -679,19 +646,6 @@ void MainWindow::plotTag(int tag)
     }
     if (!m_plotdock->addTag(tag))
         message(tr("%1 cannot be plotted").arg(QRV16::tag2hex(unsigned(tag))), ColorError);
-}
-
-void MainWindow::restoreHistory()
-{
-    QSettings settings;
-    const QVariant stored = settings.value(QStringLiteral("MainWindow/History"));
-    QStringList history;
-    if (stored.canConvert<QStringList>())
-        history = stored.toStringList();
-    for (const QString& item : std::as_const(history).mid(0, HistoryLimit))
-        m_cb_message->addItem(item);
-    m_cb_message->setCurrentIndex(
-        qBound(-1, settings.value(QStringLiteral("MainWindow/HistoryIndex"), 0).toInt(), m_cb_message->count() - 1));
 }
 
 void MainWindow::initialize()
@@ -744,56 +698,24 @@ void MainWindow::updateToggles()
 
 void MainWindow::selectTarget(int channel)
 {
-    QPushButton* button = channel == 2 ? m_pb_go2 : m_pb_go1;
     m_target = channel == 2 ? m_channel2 : m_channel1;
-    m_lbl_target->setPixmap(button->icon().pixmap(16, 16));
-    m_lbl_target->setToolTip(tr("Return sends to channel %1").arg(channel == 2 ? 2 : 1));
+    m_entry->setTarget(channel);
     m_sequencedock->setSendChannel(channel == 2 ? 2 : 1);
 }
 
-void MainWindow::sendEntry()
+void MainWindow::onSendRequested(const QString& text, int channel)
 {
-    const QString text = m_cb_message->currentText();
+    selectTarget(channel);
     if (text.trimmed().isEmpty())
         return;
-    // Return has put the text into the history already; a button press
-    // keeps it there the same way.
-    if (m_cb_message->findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive) < 0 &&
-        m_cb_message->count() < HistoryLimit) {
-        m_cb_message->addItem(text);
-        m_cb_message->setCurrentIndex(m_cb_message->count() - 1);
-    }
     m_target->sendMessage(text);
     saveHistory();
 }
 
-void MainWindow::onEnter()
-{
-    sendEntry();
-}
-
-void MainWindow::onGo1()
-{
-    selectTarget(1);
-    sendEntry();
-}
-
-void MainWindow::onGo2()
-{
-    selectTarget(2);
-    sendEntry();
-}
-
 void MainWindow::saveHistory()
 {
-    QStringList history;
-    history.reserve(m_cb_message->count());
-    for (int i = 0; i < m_cb_message->count(); ++i)
-        history << m_cb_message->itemText(i);
-    QSettings settings;
-    settings.setValue(QStringLiteral("MainWindow/History"), history);
-    settings.setValue(QStringLiteral("MainWindow/HistoryIndex"), m_cb_message->currentIndex());
-    settings.setValue(QStringLiteral("MainWindow/TargetChannel"), m_target == m_channel2 ? 2 : 1);
+    m_entry->saveHistory();
+    QSettings().setValue(QStringLiteral("MainWindow/TargetChannel"), m_target == m_channel2 ? 2 : 1);
 }
 
 void MainWindow::onStateChanged1()
@@ -1004,8 +926,7 @@ void MainWindow::updateStyle()
     const QPalette palette = m_style.palette();
     m_tv_trace->setPalette(palette);
     m_bookmarkwidget->setPalette(palette);
-    m_cb_message->setPalette(palette);
-    m_cb_message->setFont(m_style.codeFont());
+    m_entry->setLook(palette, m_style.codeFont(), m_style.color(ColorError));
     if (m_bookmarkeditor)
         m_bookmarkeditor->setStyle(palette, m_style.codeFont());
     m_model->setStyle(&m_style);
@@ -1240,6 +1161,7 @@ void MainWindow::setTags(QRV16::Item* root)
         m_plotdock->setTags(tags.get());
     m_autoanswer->setTags(tags.get());
     m_sequencedock->setTags(tags.get());
+    m_entry->setTags(tags.get());
     if (m_bookmarkeditor)
         m_bookmarkeditor->setTags(tags.get());
     m_tags = std::move(tags);

@@ -16,8 +16,8 @@ class BookmarkEditor;
 class BookmarkList;
 class BookmarkWidget;
 class Channel;
+class EntryLine;
 class QAction;
-class QComboBox;
 class QDockWidget;
 class QFile;
 class FilterBar;
@@ -31,7 +31,6 @@ class SequenceDock;
 class QMenu;
 class QModelIndex;
 class QPersistentModelIndex;
-class QPushButton;
 class QTimer;
 class QToolBar;
 class QTreeView;
@@ -111,9 +110,8 @@ public Q_SLOTS:
     void saveSettings();
     void updateToggles();
     void selectTarget(int channel);
-    void onEnter();
-    void onGo1();
-    void onGo2();
+    // Return in the entry line or one of its send buttons.
+    void onSendRequested(const QString& text, int channel);
     void onStateChanged1();
     void onStateChanged2();
     // Auto scroll: a batch of new lines scrolls the view to the bottom while
@@ -192,8 +190,6 @@ private:
     void setupSearch();
     void setupToolBarManager();
     void connectActions();
-    void restoreHistory();
-    void sendEntry();
     void setLogActions(bool logging);
     QString logDialogPath() const;
     void rememberPath(const char* key, const QString& path);
@@ -202,10 +198,7 @@ private:
     // Form; owned by the window through Qt's parent chain.
     QWidget* m_central_widget = nullptr;
     QTreeView* m_tv_trace = nullptr;
-    QLabel* m_lbl_target = nullptr;
-    QComboBox* m_cb_message = nullptr;
-    QPushButton* m_pb_go1 = nullptr;
-    QPushButton* m_pb_go2 = nullptr;
+    EntryLine* m_entry = nullptr;
     QMenu* m_mnu_file = nullptr;
     QMenu* m_mnu_trace = nullptr;
     QMenu* m_mnu_bookmarks = nullptr;
