@@ -137,6 +137,10 @@ MainWindow::MainWindow(QWidget* parent)
     m_logwriter = new LogWriter(m_model, this);
     connect(m_logwriter, &LogWriter::message, this,
             [this](const QString& text) { message(text, ColorError, source(Log)); });
+    // Said while the old file is still the log, so that it records its end.
+    connect(m_logwriter, &LogWriter::aboutToSwitch, this, [this](const QString& old) {
+        message(tr("Stopped logging to %1").arg(QDir::toNativeSeparators(old)), source(Log));
+    });
     m_replayer = new Replayer(m_model, this);
     connect(m_replayer, &Replayer::message, this,
             [this](const QString& text, StyleColor color) { message(text, color, source(Log)); });
@@ -1325,11 +1329,9 @@ bool MainWindow::startLog(const QString& path)
                       QFileInfo(m_logwriter->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath();
     if (same)
         return true;
-    if (m_logwriter->isOpen())
-        onLogStop();
     QString error;
     if (!m_logwriter->open(path, &error)) {
-        message(error, ColorError, source(Log));
+        message(tr("Could not log to %1: %2").arg(QDir::toNativeSeparators(path), error), ColorError, source(Log));
         return false;
     }
     rememberPath("MainWindow/LastLogPath", path);
@@ -1427,8 +1429,6 @@ void MainWindow::onReplayFinished()
     delete m_replaydialog.data();
     m_act_log_play->setEnabled(true);
     m_act_log_play_hex->setEnabled(true);
-    if (m_replayer->mode() == Replayer::HexDump)
-        updateToggles();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include "app/answerdialog.h"
+#include "app/autoanswer.h"
 #include "app/channel.h"
 #include "app/filterbar.h"
+#include "app/findbar.h"
 #include "app/mainwindow.h"
+#include "app/sequencedock.h"
 #include "app/tracefilter.h"
 #include "app/replayer.h"
 #include "app/tools.h"
@@ -13,6 +17,7 @@
 #include "editor/editorwindow.h"
 #include "connection/connection.h"
 #include "qrv16/item.h"
+#include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
 #include "tests/pty.h"
 #include "tests/app/tracelines.h"
@@ -23,6 +28,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -35,6 +41,7 @@
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QTcpServer>
 #include <QTimer>
 #include <QToolBar>
 #include <QTreeView>
@@ -84,6 +91,12 @@ void answerMessageBox(QMessageBox::StandardButton button, bool* asked)
         *asked = true;
         box->button(button)->click();
     });
+}
+
+QByteArray encoded(const QString& notation, const QRV16::TagDataLut* tags)
+{
+    QRV16::MessageParser parser(tags);
+    return parser.parse(notation).bytes();
 }
 
 // Adds `count` status lines and waits until the view has them.
@@ -167,6 +180,9 @@ private Q_SLOTS:
     void everyShortcutHasOneOwner();
     void deleteKeyGoesToTheFocusedPanel_data();
     void deleteKeyGoesToTheFocusedPanel();
+    void hexReplayNeverTransmits();
+    void liveLinesFollowTheReplayedBlock();
+    void failedLogStartKeepsTheRunningLog();
 
 private:
     std::unique_ptr<MainWindow> makeWindow();
@@ -940,6 +956,129 @@ void TestMainWindow::deleteKeyGoesToTheFocusedPanel()
     QVERIFY2(warnings.filter(QStringLiteral("Ambiguous")).isEmpty(), qPrintable(warnings.join(QLatin1Char('\n'))));
     QCOMPARE(window->bookmarks()->count(), inPanel ? 0 : 1);
     QCOMPARE(window->traceModel()->lineCount(), inPanel ? trace : trace - 1);
+}
+
+// A replayed received byte line reaches the trace and nothing else: not the
+// peer of the linked channel, not the automatic answers.
+void TestMainWindow::hexReplayNeverTransmits()
+{
+    const QString rules = m_dir.filePath(QStringLiteral("echo.qrvans"));
+    QVERIFY(writeFile(rules, R"(<?xml version="1.0"?>
+<qrvanswers>
+  <rule channel="1"><name>Seen</name><when>PumpId</when><answer>StationName="seen"</answer></rule>
+</qrvanswers>
+)"));
+    const QString dump = m_dir.filePath(QStringLiteral("transmit.csv"));
+    QVERIFY(writeFile(dump, "2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 01 10 03\",3,,\n"));
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    QVERIFY(window->loadAnswers(rules));
+    QVERIFY(window->findChild<QAction*>(QStringLiteral("m_act_link"))->isChecked());
+    window->traceModel()->clear();
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
+    QVERIFY(window->replayHexDump(dump));
+    QVERIFY(finished.wait(5000));
+    TraceModel* model = window->traceModel();
+    const QStringList shown = lines(*model);
+    const int replayed = int(shown.indexOf(QStringLiteral("1|PumpId=3")));
+    QVERIFY2(replayed >= 0, qPrintable(shown.join(QLatin1Char('\n'))));
+
+    // A live message behind it: whatever the replay caused would be on the
+    // lines before what the live one causes.
+    const QByteArray live = QByteArray::fromHex("0300011004");
+    QVERIFY(m_lines.at(0)->write(live));
+    const QByteArray answer = encoded(QStringLiteral("StationName=\"seen\""), window->tags());
+    QByteArray relayed;
+    QByteArray answered;
+    QTRY_VERIFY_WITH_TIMEOUT((relayed += m_lines.at(1)->read(0), answered += m_lines.at(0)->read(0),
+                              relayed.endsWith(live) && answered.endsWith(answer)),
+                             20000);
+    QCOMPARE(relayed.toHex(' '), live.toHex(' '));
+    QCOMPARE(answered.toHex(' '), answer.toHex(' '));
+    // Marked as what it is.
+    const QString tip = model->index(replayed, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+    QVERIFY2(tip.contains(QDir::toNativeSeparators(dump)) && tip.contains(QLatin1String("line 1")), qPrintable(tip));
+}
+
+// Lines that arrive while a log replays are placed after the replayed
+// block, in the trace and in the log being written.
+void TestMainWindow::liveLinesFollowTheReplayedBlock()
+{
+    constexpr int Count = 20000;
+    const QString path = m_dir.filePath(QStringLiteral("block.csv"));
+    QByteArray content;
+    const QDateTime start(QDate(2011, 3, 4), QTime(10, 20, 30));
+    for (int i = 0; i < Count; ++i)
+        content += start.addMSecs(i).toString(QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz")).toLatin1() +
+                   ",\"Main\",\"r " + QByteArray::number(i) + "\",1,,\n";
+    QVERIFY(writeFile(path, content));
+    const QString log = m_dir.filePath(QStringLiteral("during.csv"));
+    auto window = makeWindow();
+    QVERIFY(window->startLog(log));
+    int live = 0;
+    // Between the replay's slices, as traffic arrives.
+    connect(window->replayer(), &Replayer::progress, window.get(), [&] {
+        QTimer::singleShot(0, window.get(), [&] { window->message(QStringLiteral("live %1").arg(live++)); });
+    });
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
+    QVERIFY(window->replayLog(path));
+    QVERIFY(finished.wait(120000));
+    QVERIFY(finished.at(0).at(0).toBool());
+    window->message(QStringLiteral("live end"));
+    window->onLogStop();
+    QVERIFY2(live > 1, qPrintable(QString::number(live)));
+
+    const QStringList shown = lines(*window->traceModel());
+    const int opening = int(shown.indexOf(QStringLiteral("|")));
+    const int closing = int(shown.lastIndexOf(QStringLiteral("|")));
+    QVERIFY(opening >= 0 && closing > opening);
+    QStringList block;
+    for (int row = opening + 1; row < closing; ++row) {
+        if (shown.at(row).startsWith(QLatin1String("Main|")))
+            block << shown.at(row);
+    }
+    QCOMPARE(block.size(), Count);
+    for (int i = 0; i < Count; ++i)
+        QCOMPARE(block.at(i), QStringLiteral("Main|r %1").arg(i));
+    QCOMPARE(shown.filter(QStringLiteral("Main|live ")).size(), live + 1);
+    for (int row = 0; row < closing; ++row)
+        QVERIFY2(!shown.at(row).startsWith(QLatin1String("Main|live ")), qPrintable(shown.at(row)));
+
+    const QStringList records = QString::fromUtf8(readFile(log)).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    int lastReplayed = -1;
+    int firstLive = -1;
+    for (int i = 0; i < records.size(); ++i) {
+        if (records.at(i).contains(QLatin1String(",\"r ")))
+            lastReplayed = i;
+        if (firstLive < 0 && records.at(i).contains(QLatin1String(",\"live ")))
+            firstLive = i;
+    }
+    QCOMPARE(records.filter(QStringLiteral(",\"r ")).size(), Count);
+    QVERIFY2(lastReplayed < firstLive, qPrintable(QStringLiteral("%1 %2").arg(lastReplayed).arg(firstLive)));
+}
+
+void TestMainWindow::failedLogStartKeepsTheRunningLog()
+{
+    const QString running = m_dir.filePath(QStringLiteral("running.csv"));
+    const QString bad = m_dir.filePath(QStringLiteral("no/such/dir/x.csv"));
+    auto window = makeWindow();
+    QVERIFY(window->startLog(running));
+    window->message(QStringLiteral("before"));
+    window->traceModel()->clear();
+    QVERIFY(!window->startLog(bad));
+    QVERIFY(window->isLogging());
+    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_log_start"))->isEnabled());
+    const QStringList shown = lines(*window->traceModel());
+    QCOMPARE(shown.size(), 1);
+    QVERIFY2(shown.constFirst().startsWith(QLatin1String("Log|")) &&
+                 shown.constFirst().contains(QDir::toNativeSeparators(bad)),
+             qPrintable(shown.constFirst()));
+    window->message(QStringLiteral("after"));
+    window->onLogFlush();
+    const QByteArray kept = readFile(running);
+    QVERIFY(kept.contains("\"before\""));
+    QVERIFY(kept.contains("\"after\""));
+    QVERIFY(!kept.contains("Stopped logging"));
 }
 
 QTEST_MAIN(TestMainWindow)
