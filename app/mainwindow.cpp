@@ -19,6 +19,7 @@
 #include "app/tracemodel.h"
 #include "app/traceplotter.h"
 #include "app/tracepcapngexport.h"
+#include "app/traceundo.h"
 
 #include "bookmarks/bookmarkeditor.h"
 #include "bookmarks/bookmarklist.h"
@@ -134,6 +135,10 @@ MainWindow::MainWindow(QWidget* parent)
     m_tv_trace->setColumnWidth(TraceModel::TimeColumn, 190);
     m_tv_trace->setColumnWidth(TraceModel::AddrColumn, 60);
     m_tv_trace->setColumnWidth(TraceModel::SourceColumn, 100);
+    m_undo = new TraceUndo(m_model, m_tv_trace, this);
+    m_mnu_trace->insertAction(m_act_autoscroll, m_undo->action());
+    const QList<QAction*> traceActions = m_tv_trace->actions();
+    m_tv_trace->insertAction(traceActions.value(traceActions.indexOf(m_act_clear_all) + 1), m_undo->action());
     m_logwriter = new LogWriter(m_model, this);
     connect(m_logwriter, &LogWriter::message, this,
             [this](const QString& text) { message(text, ColorError, source(Log)); });
@@ -582,7 +587,8 @@ void MainWindow::setupToolBarManager()
     add(tr("File"), {m_act_open_definitions, m_act_close});
     add(tr("Trace"), {m_act_trace_raw, m_act_trace_msg, m_act_trace_lut, m_act_reltime, m_act_link,
                       m_act_autoscroll, m_act_hungarian, m_act_hide_dup, m_act_delete_line, m_act_add_separator,
-                      m_act_clear_all, m_act_log_start, m_act_log_stop, m_act_log_play, m_act_log_play_hex});
+                      m_act_clear_all, m_undo->action(), m_act_log_start, m_act_log_stop, m_act_log_play,
+                      m_act_log_play_hex});
     add(tr("Bookmark Manager"), {m_act_open_bookmarks, m_act_edit_bookmarks, m_act_save_bookmarks,
                                  m_act_save_bookmarks_as});
     add(tr("Preferences"), {m_act_connection1, m_act_connection2, m_act_edit_definitions, m_act_style});
@@ -934,12 +940,9 @@ void MainWindow::message(const QString& text)
 
 void MainWindow::onDeleteLine()
 {
-    QModelIndex index = m_tv_trace->currentIndex();
-    if (!index.isValid())
-        return;
-    while (index.parent().isValid())
-        index = index.parent();
-    m_model->remove(traceIndex(index));
+    const QModelIndex index = m_tv_trace->currentIndex();
+    if (index.isValid())
+        m_undo->removeLine(traceIndex(index));
 }
 
 void MainWindow::onCopy()
@@ -976,7 +979,7 @@ void MainWindow::onAddSeparator()
 
 void MainWindow::onClearAll()
 {
-    m_model->clear();
+    m_undo->clearAll();
     m_channel1->clearLastData();
     m_channel2->clearLastData();
 }

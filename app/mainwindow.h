@@ -11,6 +11,7 @@
 
 #include <memory>
 
+class AnswerDocument;
 class AutoAnswer;
 class BookmarkEditor;
 class BookmarkList;
@@ -41,6 +42,7 @@ class StyleDialog;
 class TraceDelegate;
 class TraceFilter;
 class TraceModel;
+class TraceUndo;
 
 namespace QRV16 {
 class Item;
@@ -280,6 +282,8 @@ private:
     QString m_answerspath;
     QString m_sequencespath; // from the command line, loaded in initialize()
     AutoAnswer* m_autoanswer = nullptr; // Owned (child).
+    AnswerDocument* m_answers = nullptr; // Owned (child of m_autoanswer).
+    TraceUndo* m_undo = nullptr;         // Owned (child).
     TraceModel* m_model = nullptr;       // Owned (child).
     // Owned (child); the view shows it only while a filter is set, since
     // a proxy costs every batch of lines a second pass over all rows.

@@ -99,6 +99,12 @@ QByteArray encoded(const QString& notation, const QRV16::TagDataLut* tags)
     return parser.parse(notation).bytes();
 }
 
+// The text of the line at the top of the view.
+QString topText(QTreeView* view)
+{
+    return view->indexAt(QPoint(5, 5)).siblingAtColumn(TraceModel::TextColumn).data().toString();
+}
+
 // Adds `count` status lines and waits until the view has them.
 bool addLines(MainWindow* window, int count)
 {
@@ -180,6 +186,8 @@ private Q_SLOTS:
     void everyShortcutHasOneOwner();
     void deleteKeyGoesToTheFocusedPanel_data();
     void deleteKeyGoesToTheFocusedPanel();
+    void undoBringsBackWhatWasRemoved_data();
+    void undoBringsBackWhatWasRemoved();
     void hexReplayNeverTransmits();
     void liveLinesFollowTheReplayedBlock();
     void failedLogStartKeepsTheRunningLog();
@@ -956,6 +964,67 @@ void TestMainWindow::deleteKeyGoesToTheFocusedPanel()
     QVERIFY2(warnings.filter(QStringLiteral("Ambiguous")).isEmpty(), qPrintable(warnings.join(QLatin1Char('\n'))));
     QCOMPARE(window->bookmarks()->count(), inPanel ? 0 : 1);
     QCOMPARE(window->traceModel()->lineCount(), inPanel ? trace : trace - 1);
+}
+
+void TestMainWindow::undoBringsBackWhatWasRemoved_data()
+{
+    QTest::addColumn<QString>("removal");
+    QTest::newRow("clear all") << QStringLiteral("m_act_clear_all");
+    QTest::newRow("delete line") << QStringLiteral("m_act_delete_line");
+}
+
+// F8 and Del take lines away; Undo (Ctrl+Z) puts them back as they were,
+// with the lines that came since below them.
+void TestMainWindow::undoBringsBackWhatWasRemoved()
+{
+    QFETCH(QString, removal);
+    auto window = makeWindow();
+    window->resize(800, 400);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    TraceModel* model = window->traceModel();
+    model->clear();
+    QVERIFY(addLines(window.get(), 60));
+    window->channel(1)->sendMessage(QStringLiteral("GetStatus=(PumpId=1 StationName=\"x\")"));
+    QVERIFY(addLines(window.get(), 60));
+    const QStringList before = lines(*model);
+    const int message = before.indexOf(QStringLiteral("1|GetStatus=(PumpId=1 StationName=\"x\")"));
+    QVERIFY(message > 0);
+    view->setExpanded(model->index(message, 0), true);
+    view->verticalScrollBar()->setValue(40);
+    const QString top = topText(view);
+    QVERIFY(!top.isEmpty());
+
+    auto* undo = window->findChild<QAction*>(QStringLiteral("m_act_undo"));
+    QVERIFY(undo);
+    QCOMPARE(undo->text(), QStringLiteral("Undo"));
+    QCOMPARE(undo->shortcut(), QKeySequence(QStringLiteral("Ctrl+Z")));
+    QVERIFY(window->findChild<QMenu*>(QStringLiteral("m_mnu_trace"))->actions().contains(undo));
+    QVERIFY(!undo->isEnabled());
+
+    QStringList expected = before;
+    if (removal == QLatin1String("m_act_delete_line")) {
+        view->setCurrentIndex(model->index(message - 1, 0));
+        window->findChild<QAction*>(removal)->trigger();
+        QCOMPARE(lines(*model).size(), before.size() - 1);
+    } else {
+        window->findChild<QAction*>(removal)->trigger();
+        QCOMPARE(model->lineCount(), 0);
+    }
+    QVERIFY(undo->isEnabled());
+    QVERIFY(addLines(window.get(), 1));
+    expected << lines(*model).constLast();
+
+    undo->trigger();
+    model->flush();
+    QCOMPARE(lines(*model), expected);
+    QCOMPARE(model->rowCount(), expected.size());
+    QVERIFY(view->isExpanded(model->index(message, 0)));
+    QVERIFY(!undo->isEnabled());
+    if (removal == QLatin1String("m_act_clear_all"))
+        QCOMPARE(topText(view), top);
 }
 
 // A replayed received byte line reaches the trace and nothing else: not the
