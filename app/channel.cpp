@@ -461,8 +461,17 @@ void Channel::endLine(QPersistentModelIndex& pending)
     }
 }
 
+bool Channel::hasModemLines() const
+{
+    return m_connection->serialPort() && m_connection->isConnected();
+}
+
 void Channel::disturb()
 {
+    if (!hasModemLines()) {
+        appendLine(m_label + QLatin1String(" Err"), tr("No modem lines on this link: nothing disturbed"), ColorError);
+        return;
+    }
     m_connection->disturb();
     connectionMessage(tr("DISTURBANCE GENERATED"));
 }
@@ -490,8 +499,10 @@ void Channel::showSslInformation()
     dialog->show();
 }
 
-void Channel::updateStateActions(QAction* connect, QAction* ssl) const
+void Channel::updateStateActions(QAction* connect, QAction* ssl, QAction* disturb) const
 {
+    if (disturb)
+        disturb->setEnabled(hasModemLines());
     const bool server = m_settings.mode() == ConnectionSettings::ServerMode;
     const bool active = m_connection->isConnected() || m_connection->isListening();
     if (connect) {

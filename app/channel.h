@@ -60,7 +60,10 @@ public:
     // A repeat is merged only into the last or last-but-one line.
     bool tooOld(const QModelIndex& index) const;
     void clearLastData();
-    void updateStateActions(QAction* connect, QAction* ssl) const;
+    // `disturb` is enabled while the link has modem lines to pulse.
+    void updateStateActions(QAction* connect, QAction* ssl, QAction* disturb = nullptr) const;
+    // A serial port is open: a TCP link has no control lines.
+    bool hasModemLines() const;
 
 public Q_SLOTS:
     void connect();

@@ -808,12 +808,12 @@ void MainWindow::saveHistory()
 
 void MainWindow::onStateChanged1()
 {
-    m_channel1->updateStateActions(m_act_connect1, m_act_ssl1);
+    m_channel1->updateStateActions(m_act_connect1, m_act_ssl1, m_act_disturb1);
 }
 
 void MainWindow::onStateChanged2()
 {
-    m_channel2->updateStateActions(m_act_connect2, m_act_ssl2);
+    m_channel2->updateStateActions(m_act_connect2, m_act_ssl2, m_act_disturb2);
 }
 
 void MainWindow::watchTraceSelection()

@@ -449,9 +449,12 @@ void TestChannel::connectionTextsAndDisturbance()
     second.setModel(m_model.get());
     QSignalSpy appended(&second, &Channel::appended);
     second.connectionMessage(QStringLiteral("Connection established"));
+    // Only a serial port has modem lines to pulse.
     second.disturb();
+    m_channel->disturb();
     QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("2 Con|Connection established"),
-                                           QStringLiteral("2 Con|DISTURBANCE GENERATED")}));
+                                           QStringLiteral("2 Err|No modem lines on this link: nothing disturbed"),
+                                           QStringLiteral("1 Con|DISTURBANCE GENERATED")}));
     QCOMPARE(appended.count(), 2);
     second.setModel(nullptr);
 }

@@ -191,6 +191,7 @@ private Q_SLOTS:
     void hexReplayNeverTransmits();
     void liveLinesFollowTheReplayedBlock();
     void failedLogStartKeepsTheRunningLog();
+    void disturbOnlyWhereThereAreModemLines();
 
 private:
     std::unique_ptr<MainWindow> makeWindow();
@@ -1148,6 +1149,32 @@ void TestMainWindow::failedLogStartKeepsTheRunningLog()
     QVERIFY(kept.contains("\"before\""));
     QVERIFY(kept.contains("\"after\""));
     QVERIFY(!kept.contains("Stopped logging"));
+}
+
+// Pulsing modem lines needs a serial port: a TCP link has none.
+void TestMainWindow::disturbOnlyWhereThereAreModemLines()
+{
+    auto window = makeWindow();
+    QTcpServer peer;
+    QVERIFY(peer.listen(QHostAddress::LocalHost));
+    ConnectionSettings client;
+    client.setMode(ConnectionSettings::ClientMode);
+    client.setClientAddress(QStringLiteral("127.0.0.1"));
+    client.setClientPort(peer.serverPort());
+    window->channel(2)->setSettings(client);
+    window->channel(2)->connect();
+    QTRY_VERIFY(window->channel(2)->isConnected());
+    auto* serial = window->findChild<QAction*>(QStringLiteral("m_act_disturb1"));
+    auto* tcp = window->findChild<QAction*>(QStringLiteral("m_act_disturb2"));
+    QVERIFY(serial->isEnabled());
+    QVERIFY(!tcp->isEnabled());
+    window->traceModel()->clear();
+    window->channel(2)->disturb();
+    serial->trigger();
+    const QStringList shown = lines(*window->traceModel());
+    QVERIFY2(!shown.contains(QStringLiteral("2 Con|DISTURBANCE GENERATED")), qPrintable(shown.join(QLatin1Char('\n'))));
+    QVERIFY(shown.contains(QStringLiteral("1 Con|DISTURBANCE GENERATED")));
+    window->channel(2)->disconnect();
 }
 
 QTEST_MAIN(TestMainWindow)
