@@ -513,13 +513,20 @@ void MainWindow::setupSearch()
         m_filterbar->setVisible(on);
     });
     connect(m_filterbar, &FilterBar::closed, m_act_filter, [this] { m_act_filter->setChecked(false); });
-    // The current line stays in sight as lines come and go around it.
+    // The current line stays in sight as lines come and go around it;
+    // without one, the line at the top of the view.
+    connect(m_filterbar, &FilterBar::aboutToApply, this,
+            [this] { m_filterTop = traceIndex(m_tv_trace->indexAt(QPoint(1, 1))); });
     connect(m_filterbar, &FilterBar::applied, this, [this] {
         showFiltered(m_filter->isActive());
+        const QModelIndex top = m_tv_trace->model() == m_filter ? m_filter->mapFromSource(m_filterTop)
+                                                                : QModelIndex(m_filterTop);
         if (m_tv_trace->currentIndex().isValid())
             m_tv_trace->scrollTo(m_tv_trace->currentIndex(), QAbstractItemView::PositionAtCenter);
         else if (m_following)
             m_tv_trace->scrollToBottom();
+        else if (top.isValid())
+            m_tv_trace->scrollTo(top, QAbstractItemView::PositionAtTop);
     });
 
     QAction* first = m_mnu_trace->actions().value(0);

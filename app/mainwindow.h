@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QMainWindow>
+#include <QPersistentModelIndex>
 #include <QPointer>
 #include <QString>
 
@@ -31,7 +32,6 @@ class Replayer;
 class SequenceDock;
 class QMenu;
 class QModelIndex;
-class QPersistentModelIndex;
 class QPushButton;
 class QTimer;
 class QToolBar;
@@ -304,6 +304,8 @@ private:
     LogWriter* m_logwriter = nullptr; // Owned (child).
     Replayer* m_replayer = nullptr;   // Owned (child).
     QPointer<QProgressDialog> m_replaydialog;
+    // The line at the top of the view when the filter last changed.
+    QPersistentModelIndex m_filterTop;
     bool m_hidedup = false;       // flag 6 as last shown in the banner
     // Like a terminal: the view follows new lines until the user scrolls up,
     // clicks or selects, and again once back at the bottom.

@@ -191,6 +191,9 @@ private Q_SLOTS:
     void hexReplayNeverTransmits();
     void liveLinesFollowTheReplayedBlock();
     void failedLogStartKeepsTheRunningLog();
+    void barErrorsNeverWidenTheWindow_data();
+    void barErrorsNeverWidenTheWindow();
+    void clearingTheFilterKeepsTheView();
     void disturbOnlyWhereThereAreModemLines();
 
 private:
@@ -1149,6 +1152,93 @@ void TestMainWindow::failedLogStartKeepsTheRunningLog()
     QVERIFY(kept.contains("\"before\""));
     QVERIFY(kept.contains("\"after\""));
     QVERIFY(!kept.contains("Stopped logging"));
+}
+
+void TestMainWindow::barErrorsNeverWidenTheWindow_data()
+{
+    QTest::addColumn<QString>("bar");
+    QTest::newRow("filter expression") << QStringLiteral("filter");
+    QTest::newRow("find pattern") << QStringLiteral("find");
+}
+
+// A long bad text is shown elided, whole in the tool tip; the window keeps
+// its width while the bar shows it and after it closes.
+void TestMainWindow::barErrorsNeverWidenTheWindow()
+{
+    QFETCH(QString, bar);
+    QSettings().setValue(QStringLiteral("MainWindow/FindRegExp"), true);
+    auto window = makeWindow();
+    window->resize(1100, 500);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    QVERIFY(addLines(window.get(), 3));
+    const int width = window->width();
+    const QString token = QString(300, QLatin1Char('Q'));
+    QLabel* label = nullptr;
+    QWidget* barWidget = nullptr;
+    QString shown;
+    if (bar == QLatin1String("filter")) {
+        window->findChild<QAction*>(QStringLiteral("m_act_filter"))->setChecked(true);
+        auto* filter = window->findChild<FilterBar*>();
+        filter->setExpression(QStringLiteral("GetStatus and ") + token + QStringLiteral("=1"));
+        shown = filter->error();
+        QVERIFY2(shown.contains(token), qPrintable(shown));
+        label = filter->findChild<QLabel*>(QStringLiteral("m_lbl_error"));
+        barWidget = filter;
+    } else {
+        window->findChild<QAction*>(QStringLiteral("m_act_find"))->trigger();
+        auto* find = window->findChild<FindBar*>();
+        auto* edit = find->findChild<QLineEdit*>(QStringLiteral("m_le_find"));
+        edit->setText(QStringLiteral("(") + token);
+        QTest::keyClick(edit, Qt::Key_Return);
+        shown = find->status();
+        QVERIFY(!shown.isEmpty());
+        label = find->findChild<QLabel*>(QStringLiteral("m_lbl_status"));
+        barWidget = find;
+    }
+    QVERIFY(label);
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    QCOMPARE(window->width(), width);
+    QVERIFY2(window->minimumSizeHint().width() <= width,
+             qPrintable(QString::number(window->minimumSizeHint().width())));
+    QCOMPARE(label->toolTip(), shown);
+    QTest::keyClick(barWidget, Qt::Key_Escape);
+    QCoreApplication::processEvents();
+    QVERIFY(!barWidget->isVisible());
+    QCOMPARE(window->width(), width);
+}
+
+// With no current line, the lines in sight stay in sight when the filter
+// is cleared, and when it is set.
+void TestMainWindow::clearingTheFilterKeepsTheView()
+{
+    auto window = makeWindow();
+    window->resize(800, 400);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    window->traceModel()->clear();
+    for (int i = 0; i < 150; ++i) {
+        window->message(QStringLiteral("status %1").arg(i));
+        window->message(QStringLiteral("trouble %1").arg(i), ColorError);
+    }
+    QVERIFY(addLines(window.get(), 1));
+    view->verticalScrollBar()->setValue(150);
+    QVERIFY(!view->currentIndex().isValid());
+
+    window->findChild<QAction*>(QStringLiteral("m_act_filter"))->setChecked(true);
+    auto* bar = window->findChild<FilterBar*>();
+    bar->findChild<QComboBox*>(QStringLiteral("m_cb_kind"))->setCurrentIndex(TraceFilter::ErrorKind);
+    QVERIFY(view->model() != window->traceModel());
+    QCOMPARE(view->model()->rowCount(), 150);
+    view->verticalScrollBar()->setValue(100);
+    const QString top = topText(view);
+    QVERIFY2(top.startsWith(QLatin1String("trouble 1")), qPrintable(top));
+    bar->clear();
+    QCOMPARE(view->model(), window->traceModel());
+    QCOMPARE(topText(view), top);
 }
 
 // Pulsing modem lines needs a serial port: a TCP link has none.
