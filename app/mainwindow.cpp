@@ -2,8 +2,7 @@
 #include "app/mainwindow.h"
 
 #include "app/answerdialog.h"
-#include "app/answerparser.h"
-#include "app/answerwriter.h"
+#include "app/answerdocument.h"
 #include "app/autoanswer.h"
 #include "app/channel.h"
 #include "app/filterbar.h"
@@ -173,6 +172,10 @@ MainWindow::MainWindow(QWidget* parent)
     m_autoanswer->setPorts(m_channel1, m_channel2);
     connect(m_autoanswer, &AutoAnswer::message, this,
             [this](const QString& text) { message(text, ColorError, source(Answers)); });
+    m_answers = new AnswerDocument(m_autoanswer, this);
+    connect(m_answers, &AnswerDocument::message, this, [this](const QString& text, bool error) {
+        message(text, error ? ColorError : ColorText, source(Answers));
+    });
     m_sequencedock->setPorts(m_channel1, m_channel2);
     m_sequencedock->setEntryLine(m_cb_message->lineEdit());
     connect(m_sequencedock, &SequenceDock::message, this, [this](const QString& text, bool error) {
@@ -621,12 +624,9 @@ void MainWindow::connectActions()
     connect(m_act_edit_bookmarks, &QAction::triggered, this, &MainWindow::onEditBookmarks);
     connect(m_act_open_bookmarks, &QAction::triggered, this, &MainWindow::onOpenBookmarks);
     connect(m_act_open_answers, &QAction::triggered, this, &MainWindow::onOpenAnswers);
-    connect(m_act_save_answers, &QAction::triggered, this, [this] {
-        if (m_answerspath.isEmpty())
-            onSaveAnswersAs();
-        else
-            saveAnswers(m_answerspath);
-    });
+    connect(m_act_save_answers, &QAction::triggered, m_answers, &AnswerDocument::onSave);
+    connect(m_answers, &AnswerDocument::modifiedChanged, m_act_save_answers, &QAction::setEnabled);
+    m_act_save_answers->setEnabled(false);
     connect(m_act_save_answers_as, &QAction::triggered, this, &MainWindow::onSaveAnswersAs);
     connect(m_act_edit_answers, &QAction::triggered, this, &MainWindow::onEditAnswers);
     connect(m_act_answers_on, &QAction::toggled, m_autoanswer, &AutoAnswer::setEnabled);
@@ -1443,7 +1443,7 @@ void MainWindow::onReplayFinished()
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
-    if (!canDiscard() || !m_sequencedock->canClose()) {
+    if (!canDiscard() || !m_sequencedock->canClose() || !m_answers->canClose()) {
         event->ignore();
         return;
     }
@@ -1460,52 +1460,29 @@ void MainWindow::closeEvent(QCloseEvent* event)
     event->accept();
 }
 
+QString MainWindow::answersPath() const
+{
+    return m_answers->path();
+}
+
 bool MainWindow::loadAnswers(const QString& path)
 {
-    AnswerParser parser;
-    const bool ok = parser.parse(path);
-    if (!parser.warnings().isEmpty())
-        message(parser.warnings(), ColorText, source(Answers));
-    if (!ok) {
-        message(parser.formatError(), ColorError, source(Answers));
-        return false;
-    }
-    m_autoanswer->setRules(parser.rules());
-    m_answerspath = path;
-    message(tr("Loaded %n answer rule(s) from %1", nullptr, int(parser.rules().size()))
-                .arg(QDir::toNativeSeparators(path)),
-            source(Answers));
-    return true;
+    return m_answers->load(path);
 }
 
 bool MainWindow::saveAnswers(const QString& path)
 {
-    AnswerWriter writer;
-    if (!writer.save(m_autoanswer->rules(), path)) {
-        message(writer.errorString(), ColorError, source(Answers));
-        return false;
-    }
-    m_answerspath = path;
-    return true;
+    return m_answers->save(path);
 }
 
 void MainWindow::onOpenAnswers()
 {
-    const QString start = m_answerspath.isEmpty() ? Tools::documentsPath() : m_answerspath;
-    const QString path = QFileDialog::getOpenFileName(this, tr("Open Answers"), start,
-                                                      tr("Answer rules") + QStringLiteral(" (*.qrvans);;") +
-                                                          Tools::allFilesFilter());
-    if (!path.isEmpty())
-        loadAnswers(path);
+    m_answers->onOpen();
 }
 
 bool MainWindow::onSaveAnswersAs()
 {
-    const QString start = m_answerspath.isEmpty() ? Tools::documentsPath() : m_answerspath;
-    const QString path = QFileDialog::getSaveFileName(this, tr("Save Answers"), start,
-                                                      tr("Answer rules") + QStringLiteral(" (*.qrvans);;") +
-                                                          Tools::allFilesFilter());
-    return !path.isEmpty() && saveAnswers(path);
+    return m_answers->onSaveAs();
 }
 
 void MainWindow::onEditAnswers()
@@ -1517,5 +1494,5 @@ void MainWindow::onEditAnswers()
     if (item && item->message())
         dialog.setTestMessage(QRV16::Message(item->message()->bytes));
     if (dialog.exec() == QDialog::Accepted)
-        m_autoanswer->setRules(dialog.rules());
+        m_answers->setRules(dialog.rules());
 }

@@ -95,7 +95,7 @@ public:
     bool isFollowing() const { return m_following; }
     Replayer* replayer() const { return m_replayer; }
     AutoAnswer* autoAnswer() const { return m_autoanswer; }
-    QString answersPath() const { return m_answerspath; }
+    QString answersPath() const;
     SequenceDock* sequenceDock() const { return m_sequencedock; }
     // Null until a tag is plotted.
     PlotDock* plotDock() const { return m_plotdock; }

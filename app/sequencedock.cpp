@@ -4,7 +4,6 @@
 #include "app/sequenceparser.h"
 #include "app/sequencestepdialog.h"
 #include "app/sequencewriter.h"
-#include "app/tools.h"
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkmodel.h"
 
@@ -15,14 +14,12 @@
 #include <QDir>
 #include <QDragMoveEvent>
 #include <QDropEvent>
-#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
-#include <QMessageBox>
 #include <QMimeData>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -253,12 +250,9 @@ void SequenceDock::onOpen()
 {
     if (!canClose())
         return;
-    const QString start = m_path.isEmpty() ? Tools::documentsPath() : m_path;
-    const QString path = QFileDialog::getOpenFileName(this, tr("Open Sequences"), start,
-                                                      tr("Sequences") + QStringLiteral(" (*.qrvseq);;") +
-                                                          Tools::allFilesFilter());
-    if (!path.isEmpty())
-        load(path);
+    const QString path = m_flow.openFileName(this, tr("Open Sequences"));
+    if (!path.isEmpty() && load(path))
+        m_flow.remember(path);
 }
 
 bool SequenceDock::onSave()
@@ -268,25 +262,23 @@ bool SequenceDock::onSave()
 
 bool SequenceDock::onSaveAs()
 {
-    const QString start = m_path.isEmpty() ? Tools::documentsPath() : m_path;
-    const QString path = QFileDialog::getSaveFileName(this, tr("Save Sequences"), start,
-                                                      tr("Sequences") + QStringLiteral(" (*.qrvseq);;") +
-                                                          Tools::allFilesFilter());
-    return !path.isEmpty() && save(path);
+    const QString path = m_flow.saveFileName(this, tr("Save Sequences"), m_path);
+    if (path.isEmpty() || !save(path))
+        return false;
+    m_flow.remember(path);
+    return true;
 }
 
 bool SequenceDock::canClose()
 {
     if (!m_modified)
         return true;
-    const auto answer = QMessageBox::question(this, tr("Sequences"),
-                                              tr("There are unsaved sequences. What do you want to do?"),
-                                              QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel,
-                                              QMessageBox::Cancel);
-    if (answer == QMessageBox::Discard)
-        return true;
-    if (answer == QMessageBox::Save)
-        return onSave();
+    switch (DocumentFlow::askToSave(this, tr("Sequences"),
+                                    tr("There are unsaved sequences. What do you want to do?"))) {
+    case DocumentFlow::Save: return onSave();
+    case DocumentFlow::Discard: return true;
+    case DocumentFlow::Cancel: break;
+    }
     return false;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "app/documentflow.h"
 #include "app/sequence.h"
 #include "app/sequencerunner.h"
 
@@ -105,6 +106,8 @@ private:
     void showResult(int row, bool good, const QString& text, const QString& toolTip);
 
     SequenceRunner* m_runner = nullptr; // Owned (child).
+    const QRV16::TagDataLut* m_tags = nullptr; // Not owned.
+    DocumentFlow m_flow{"MainWindow/LastSequencesPath", tr("Sequences") + QStringLiteral(" (*.qrvseq)")};
     QVector<Sequence> m_sequences;
     int m_current = -1;
     QString m_path;

@@ -93,6 +93,39 @@ void answerMessageBox(QMessageBox::StandardButton button, bool* asked)
     });
 }
 
+// Closes the modal dialogs that come up while it lives: message boxes with
+// `button`, file dialogs by choosing `choose` (or cancelling when it is
+// empty). Each one is recorded in `seen` as "box" or "file DIRECTORY".
+class ModalCloser
+{
+public:
+    explicit ModalCloser(QMessageBox::StandardButton button, const QString& choose = QString())
+    {
+        m_timer.setInterval(10);
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this, button, choose] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+                seen << QStringLiteral("box");
+                box->button(button)->click();
+            } else if (auto* dialog = qobject_cast<QFileDialog*>(modal)) {
+                seen << QStringLiteral("file ") + dialog->directory().absolutePath();
+                if (choose.isEmpty()) {
+                    dialog->reject();
+                } else {
+                    dialog->selectFile(choose);
+                    static_cast<QDialog*>(dialog)->accept();
+                }
+            }
+        });
+        m_timer.start();
+    }
+
+    QStringList seen;
+
+private:
+    QTimer m_timer;
+};
+
 QByteArray encoded(const QString& notation, const QRV16::TagDataLut* tags)
 {
     QRV16::MessageParser parser(tags);
@@ -194,6 +227,9 @@ private Q_SLOTS:
     void barErrorsNeverWidenTheWindow_data();
     void barErrorsNeverWidenTheWindow();
     void clearingTheFilterKeepsTheView();
+    void editedAnswersAreAskedAboutOnClose();
+    void openAndSaveDialogsStartInTheLastFolder_data();
+    void openAndSaveDialogsStartInTheLastFolder();
     void disturbOnlyWhereThereAreModemLines();
 
 private:
@@ -1239,6 +1275,82 @@ void TestMainWindow::clearingTheFilterKeepsTheView()
     bar->clear();
     QCOMPARE(view->model(), window->traceModel());
     QCOMPARE(topText(view), top);
+}
+
+// Rules changed in the dialog are a document with unsaved changes: closing
+// asks, saving says where to.
+void TestMainWindow::editedAnswersAreAskedAboutOnClose()
+{
+    const QString path = m_dir.filePath(QStringLiteral("edited.qrvans"));
+    QVERIFY(writeFile(path, R"(<?xml version="1.0"?>
+<qrvanswers><rule><name>One</name><when>GetStatus</when><answer>PumpId=1</answer></rule></qrvanswers>
+)"));
+    auto window = makeWindow();
+    window->show();
+    QVERIFY(window->loadAnswers(path));
+    QTimer::singleShot(0, window.get(), [] {
+        if (auto* dialog = qobject_cast<AnswerDialog*>(QApplication::activeModalWidget())) {
+            dialog->onAdd();
+            dialog->accept();
+        }
+    });
+    window->findChild<QAction*>(QStringLiteral("m_act_edit_answers"))->trigger();
+    QCOMPARE(window->autoAnswer()->rules().size(), 2);
+
+    // Opening another file asks first, and Cancel keeps the rules.
+    ModalCloser closer(QMessageBox::Cancel);
+    window->findChild<QAction*>(QStringLiteral("m_act_open_answers"))->trigger();
+    QCOMPARE(closer.seen, QStringList{"box"});
+    closer.seen.clear();
+    QVERIFY(!window->close());
+    QCOMPARE(closer.seen, QStringList{"box"});
+    QCOMPARE(window->autoAnswer()->rules().size(), 2);
+
+    window->traceModel()->clear();
+    window->findChild<QAction*>(QStringLiteral("m_act_save_answers"))->trigger();
+    QCOMPARE(lines(*window->traceModel()),
+             QStringList{QStringLiteral("Answers|Saved to %1").arg(QDir::toNativeSeparators(path))});
+    closer.seen.clear();
+    QVERIFY(window->close());
+    QVERIFY(closer.seen.isEmpty());
+}
+
+void TestMainWindow::openAndSaveDialogsStartInTheLastFolder_data()
+{
+    QTest::addColumn<QString>("open");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("answers") << QStringLiteral("m_act_open_answers") << QStringLiteral("a.qrvans")
+                             << QByteArray("<qrvanswers><rule><when>D001</when><answer>1001=1</answer></rule>"
+                                           "</qrvanswers>");
+    QTest::newRow("sequences") << QStringLiteral("m_act_open_sequences") << QStringLiteral("s.qrvseq")
+                               << QByteArray("<qrvsequences><sequence name=\"S\"><stop/></sequence></qrvsequences>");
+}
+
+void TestMainWindow::openAndSaveDialogsStartInTheLastFolder()
+{
+    QFETCH(QString, open);
+    QFETCH(QString, file);
+    QFETCH(QByteArray, content);
+    const QString folder = m_dir.filePath(QStringLiteral("folder-") + file);
+    QVERIFY(QDir().mkpath(folder));
+    const QString path = folder + QLatin1Char('/') + file;
+    QVERIFY(writeFile(path, content));
+    {
+        auto window = makeWindow();
+        window->show();
+        ModalCloser closer(QMessageBox::Cancel, path);
+        window->findChild<QAction*>(open)->trigger();
+        QCOMPARE(closer.seen.size(), 1);
+        QVERIFY2(lines(*window->traceModel()).constLast().contains(QDir::toNativeSeparators(path)),
+                 qPrintable(lines(*window->traceModel()).join(QLatin1Char('\n'))));
+    }
+    // The next session starts where the last file was.
+    auto window = makeWindow();
+    window->show();
+    ModalCloser closer(QMessageBox::Cancel);
+    window->findChild<QAction*>(open)->trigger();
+    QCOMPARE(closer.seen, QStringList{QStringLiteral("file ") + QFileInfo(folder).absoluteFilePath()});
 }
 
 // Pulsing modem lines needs a serial port: a TCP link has none.
