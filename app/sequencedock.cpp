@@ -201,7 +201,20 @@ void SequenceDock::setPorts(MessagePort* one, MessagePort* two)
 
 void SequenceDock::setTags(const QRV16::TagDataLut* tags)
 {
+    m_tags = tags;
     m_runner->setTags(tags);
+    checkSteps();
+}
+
+void SequenceDock::checkSteps()
+{
+    for (const Sequence& sequence : std::as_const(m_sequences)) {
+        for (int i = 0; i < sequence.steps.size(); ++i) {
+            const QString problem = SequenceRunner::stepProblem(sequence.steps.at(i), m_tags);
+            if (!problem.isEmpty())
+                Q_EMIT message(tr("Sequence \"%1\", step %2: %3").arg(sequence.name).arg(i + 1).arg(problem), true);
+        }
+    }
 }
 
 void SequenceDock::setBookmarks(BookmarkList* bookmarks)
@@ -230,6 +243,9 @@ bool SequenceDock::load(const QString& path)
     Q_EMIT message(tr("Loaded %n sequence(s) from %1", nullptr, int(parser.sequences().size()))
                        .arg(QDir::toNativeSeparators(path)),
                    false);
+    // Names need definitions: without them, the steps are read when they come.
+    if (m_tags)
+        checkSteps();
     return true;
 }
 

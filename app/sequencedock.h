@@ -39,6 +39,8 @@ public:
 
     // Not owned.
     void setPorts(MessagePort* one, MessagePort* two);
+    // Every send and expect step is read with the new tables, and each one
+    // that no longer reads is reported once.
     void setTags(const QRV16::TagDataLut* tags);
     // Where dropped bookmarks are looked up; not owned, may be null.
     void setBookmarks(BookmarkList* bookmarks);
@@ -91,6 +93,7 @@ private:
     void fillSequences();
     void fillSteps();
     void setModified(bool on = true);
+    void checkSteps();
     void updateActions();
     void editStep(int row);
     void addStep(SequenceStep::Kind kind);

@@ -414,10 +414,11 @@ int LinkCommands::answer(const QStringList& args)
     port.setTimestamps(p.isSet(timeOption));
     port.setPrintSent(true);
     AutoAnswer engine;
+    // Before the rules: a rule that does not read is said at once.
+    QObject::connect(&engine, &AutoAnswer::message, &loop, &Console::note);
     engine.setTags(defs.lut());
     engine.setRules(rules.rules());
     engine.setPorts(channel == 1 ? &port : nullptr, channel == 2 ? &port : nullptr);
-    QObject::connect(&engine, &AutoAnswer::message, &loop, &Console::note);
     SignalWatcher signals;
     Ending ending(&loop, &port);
     wire(&port, &signals, &ending, [] { return Console::Success; });

@@ -230,6 +230,7 @@ private Q_SLOTS:
     void editedAnswersAreAskedAboutOnClose();
     void openAndSaveDialogsStartInTheLastFolder_data();
     void openAndSaveDialogsStartInTheLastFolder();
+    void definitionsChangeChecksRulesAndStepsOnce();
     void disturbOnlyWhereThereAreModemLines();
 
 private:
@@ -1351,6 +1352,56 @@ void TestMainWindow::openAndSaveDialogsStartInTheLastFolder()
     ModalCloser closer(QMessageBox::Cancel);
     window->findChild<QAction*>(open)->trigger();
     QCOMPARE(closer.seen, QStringList{QStringLiteral("file ") + QFileInfo(folder).absoluteFilePath()});
+}
+
+// Definitions without a tag that rules and steps use: each of them is
+// reported once, by name, and the periodic rule does not repeat it.
+void TestMainWindow::definitionsChangeChecksRulesAndStepsOnce()
+{
+    const QString rules = m_dir.filePath(QStringLiteral("pump.qrvans"));
+    QVERIFY(writeFile(rules, R"(<?xml version="1.0"?>
+<qrvanswers>
+  <rule channel="1" every="20"><name>Report pump</name><answer>PumpId=1</answer></rule>
+  <rule channel="1"><name>Pump asked</name><when>GetStatus=(PumpId=2)</when><answer>StationName="x"</answer></rule>
+  <rule channel="1"><name>Fine</name><when>GetStatus</when><answer>StationName="y"</answer></rule>
+</qrvanswers>
+)"));
+    const QString sequences = m_dir.filePath(QStringLiteral("pump.qrvseq"));
+    QVERIFY(writeFile(sequences, R"(<?xml version="1.0"?>
+<qrvsequences><sequence name="Check">
+  <send channel="1">GetStatus</send>
+  <send channel="1">PumpId=2</send>
+  <expect channel="1" within="100">StationName</expect>
+</sequence></qrvsequences>
+)"));
+    const QString renamed = m_dir.filePath(QStringLiteral("renamed.qrvdef"));
+    QByteArray defs(definitions);
+    defs.replace("\"PumpId\"", "\"Pump\"");
+    QVERIFY(writeFile(renamed, defs));
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    QVERIFY(window->loadAnswers(rules));
+    QVERIFY(window->sequenceDock()->load(sequences));
+    window->traceModel()->clear();
+
+    QVERIFY(window->loadDefinitionFile(renamed));
+    // Long enough for the periodic rule to come round a few times.
+    QTest::qWait(300);
+    const QStringList shown = lines(*window->traceModel());
+    // The window's deferred start may load the same file once more.
+    const int loads = int(shown.filter(QRegularExpression(QStringLiteral("^Definitions\\|Loaded "))).size());
+    QVERIFY(loads >= 1);
+    const QString all = shown.join(QLatin1Char('\n'));
+    const QStringList answers = shown.filter(QRegularExpression(QStringLiteral("^Answers\\|")));
+    QVERIFY2(answers.size() == 2 * loads, qPrintable(all));
+    const QStringList report = answers.filter(QStringLiteral("Answers|Answer rule \"Report pump\": "));
+    QVERIFY2(report.size() == loads && report.constFirst().contains(QLatin1String("PumpId")), qPrintable(all));
+    QVERIFY2(answers.filter(QStringLiteral("Answers|Answer rule \"Pump asked\": ")).size() == loads, qPrintable(all));
+    const QStringList steps = shown.filter(QRegularExpression(QStringLiteral("^Sequences\\|")));
+    QVERIFY2(steps.size() == loads &&
+                 steps.constFirst().startsWith(QLatin1String("Sequences|Sequence \"Check\", step 2: ")) &&
+                 steps.constFirst().contains(QLatin1String("PumpId")),
+             qPrintable(all));
 }
 
 // Pulsing modem lines needs a serial port: a TCP link has none.
