@@ -2,8 +2,7 @@
 #include "app/mainwindow.h"
 
 #include "app/answerdialog.h"
-#include "app/answerparser.h"
-#include "app/answerwriter.h"
+#include "app/answerdocument.h"
 #include "app/autoanswer.h"
 #include "app/channel.h"
 #include "app/entryline.h"
@@ -20,6 +19,7 @@
 #include "app/tracemodel.h"
 #include "app/traceplotter.h"
 #include "app/tracepcapngexport.h"
+#include "app/traceundo.h"
 
 #include "bookmarks/bookmarkeditor.h"
 #include "bookmarks/bookmarklist.h"
@@ -128,9 +128,17 @@ MainWindow::MainWindow(QWidget* parent)
     m_tv_trace->setColumnWidth(TraceModel::TimeColumn, 190);
     m_tv_trace->setColumnWidth(TraceModel::AddrColumn, 60);
     m_tv_trace->setColumnWidth(TraceModel::SourceColumn, 100);
+    m_undo = new TraceUndo(m_model, m_tv_trace, this);
+    m_mnu_trace->insertAction(m_act_autoscroll, m_undo->action());
+    const QList<QAction*> traceActions = m_tv_trace->actions();
+    m_tv_trace->insertAction(traceActions.value(traceActions.indexOf(m_act_clear_all) + 1), m_undo->action());
     m_logwriter = new LogWriter(m_model, this);
     connect(m_logwriter, &LogWriter::message, this,
             [this](const QString& text) { message(text, ColorError, source(Log)); });
+    // Said while the old file is still the log, so that it records its end.
+    connect(m_logwriter, &LogWriter::aboutToSwitch, this, [this](const QString& old) {
+        message(tr("Stopped logging to %1").arg(QDir::toNativeSeparators(old)), source(Log));
+    });
     m_replayer = new Replayer(m_model, this);
     connect(m_replayer, &Replayer::message, this,
             [this](const QString& text, StyleColor color) { message(text, color, source(Log)); });
@@ -158,6 +166,10 @@ MainWindow::MainWindow(QWidget* parent)
     m_autoanswer->setPorts(m_channel1, m_channel2);
     connect(m_autoanswer, &AutoAnswer::message, this,
             [this](const QString& text) { message(text, ColorError, source(Answers)); });
+    m_answers = new AnswerDocument(m_autoanswer, this);
+    connect(m_answers, &AnswerDocument::message, this, [this](const QString& text, bool error) {
+        message(text, error ? ColorError : ColorText, source(Answers));
+    });
     m_sequencedock->setPorts(m_channel1, m_channel2);
     m_sequencedock->setEntryLine(m_entry->lineEdit());
     connect(m_sequencedock, &SequenceDock::message, this, [this](const QString& text, bool error) {
@@ -474,13 +486,20 @@ void MainWindow::setupSearch()
         m_filterbar->setVisible(on);
     });
     connect(m_filterbar, &FilterBar::closed, m_act_filter, [this] { m_act_filter->setChecked(false); });
-    // The current line stays in sight as lines come and go around it.
+    // The current line stays in sight as lines come and go around it;
+    // without one, the line at the top of the view.
+    connect(m_filterbar, &FilterBar::aboutToApply, this,
+            [this] { m_filterTop = traceIndex(m_tv_trace->indexAt(QPoint(1, 1))); });
     connect(m_filterbar, &FilterBar::applied, this, [this] {
         showFiltered(m_filter->isActive());
+        const QModelIndex top = m_tv_trace->model() == m_filter ? m_filter->mapFromSource(m_filterTop)
+                                                                : QModelIndex(m_filterTop);
         if (m_tv_trace->currentIndex().isValid())
             m_tv_trace->scrollTo(m_tv_trace->currentIndex(), QAbstractItemView::PositionAtCenter);
         else if (m_following)
             m_tv_trace->scrollToBottom();
+        else if (top.isValid())
+            m_tv_trace->scrollTo(top, QAbstractItemView::PositionAtTop);
     });
 
     QAction* first = m_mnu_trace->actions().value(0);
@@ -548,7 +567,8 @@ void MainWindow::setupToolBarManager()
     add(tr("File"), {m_act_open_definitions, m_act_close});
     add(tr("Trace"), {m_act_trace_raw, m_act_trace_msg, m_act_trace_lut, m_act_reltime, m_act_link,
                       m_act_autoscroll, m_act_hungarian, m_act_hide_dup, m_act_delete_line, m_act_add_separator,
-                      m_act_clear_all, m_act_log_start, m_act_log_stop, m_act_log_play, m_act_log_play_hex});
+                      m_act_clear_all, m_undo->action(), m_act_log_start, m_act_log_stop, m_act_log_play,
+                      m_act_log_play_hex});
     add(tr("Bookmark Manager"), {m_act_open_bookmarks, m_act_edit_bookmarks, m_act_save_bookmarks,
                                  m_act_save_bookmarks_as});
     add(tr("Preferences"), {m_act_connection1, m_act_connection2, m_act_edit_definitions, m_act_style});
@@ -574,12 +594,9 @@ void MainWindow::connectActions()
     connect(m_act_edit_bookmarks, &QAction::triggered, this, &MainWindow::onEditBookmarks);
     connect(m_act_open_bookmarks, &QAction::triggered, this, &MainWindow::onOpenBookmarks);
     connect(m_act_open_answers, &QAction::triggered, this, &MainWindow::onOpenAnswers);
-    connect(m_act_save_answers, &QAction::triggered, this, [this] {
-        if (m_answerspath.isEmpty())
-            onSaveAnswersAs();
-        else
-            saveAnswers(m_answerspath);
-    });
+    connect(m_act_save_answers, &QAction::triggered, m_answers, &AnswerDocument::onSave);
+    connect(m_answers, &AnswerDocument::modifiedChanged, m_act_save_answers, &QAction::setEnabled);
+    m_act_save_answers->setEnabled(false);
     connect(m_act_save_answers_as, &QAction::triggered, this, &MainWindow::onSaveAnswersAs);
     connect(m_act_edit_answers, &QAction::triggered, this, &MainWindow::onEditAnswers);
     connect(m_act_answers_on, &QAction::toggled, m_autoanswer, &AutoAnswer::setEnabled);
@@ -720,12 +737,12 @@ void MainWindow::saveHistory()
 
 void MainWindow::onStateChanged1()
 {
-    m_channel1->updateStateActions(m_act_connect1, m_act_ssl1);
+    m_channel1->updateStateActions(m_act_connect1, m_act_ssl1, m_act_disturb1);
 }
 
 void MainWindow::onStateChanged2()
 {
-    m_channel2->updateStateActions(m_act_connect2, m_act_ssl2);
+    m_channel2->updateStateActions(m_act_connect2, m_act_ssl2, m_act_disturb2);
 }
 
 void MainWindow::watchTraceSelection()
@@ -852,12 +869,9 @@ void MainWindow::message(const QString& text)
 
 void MainWindow::onDeleteLine()
 {
-    QModelIndex index = m_tv_trace->currentIndex();
-    if (!index.isValid())
-        return;
-    while (index.parent().isValid())
-        index = index.parent();
-    m_model->remove(traceIndex(index));
+    const QModelIndex index = m_tv_trace->currentIndex();
+    if (index.isValid())
+        m_undo->removeLine(traceIndex(index));
 }
 
 void MainWindow::onCopy()
@@ -894,7 +908,7 @@ void MainWindow::onAddSeparator()
 
 void MainWindow::onClearAll()
 {
-    m_model->clear();
+    m_undo->clearAll();
     m_channel1->clearLastData();
     m_channel2->clearLastData();
 }
@@ -1247,11 +1261,9 @@ bool MainWindow::startLog(const QString& path)
                       QFileInfo(m_logwriter->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath();
     if (same)
         return true;
-    if (m_logwriter->isOpen())
-        onLogStop();
     QString error;
     if (!m_logwriter->open(path, &error)) {
-        message(error, ColorError, source(Log));
+        message(tr("Could not log to %1: %2").arg(QDir::toNativeSeparators(path), error), ColorError, source(Log));
         return false;
     }
     rememberPath("MainWindow/LastLogPath", path);
@@ -1349,13 +1361,11 @@ void MainWindow::onReplayFinished()
     delete m_replaydialog.data();
     m_act_log_play->setEnabled(true);
     m_act_log_play_hex->setEnabled(true);
-    if (m_replayer->mode() == Replayer::HexDump)
-        updateToggles();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
-    if (!canDiscard() || !m_sequencedock->canClose()) {
+    if (!canDiscard() || !m_sequencedock->canClose() || !m_answers->canClose()) {
         event->ignore();
         return;
     }
@@ -1372,52 +1382,29 @@ void MainWindow::closeEvent(QCloseEvent* event)
     event->accept();
 }
 
+QString MainWindow::answersPath() const
+{
+    return m_answers->path();
+}
+
 bool MainWindow::loadAnswers(const QString& path)
 {
-    AnswerParser parser;
-    const bool ok = parser.parse(path);
-    if (!parser.warnings().isEmpty())
-        message(parser.warnings(), ColorText, source(Answers));
-    if (!ok) {
-        message(parser.formatError(), ColorError, source(Answers));
-        return false;
-    }
-    m_autoanswer->setRules(parser.rules());
-    m_answerspath = path;
-    message(tr("Loaded %n answer rule(s) from %1", nullptr, int(parser.rules().size()))
-                .arg(QDir::toNativeSeparators(path)),
-            source(Answers));
-    return true;
+    return m_answers->load(path);
 }
 
 bool MainWindow::saveAnswers(const QString& path)
 {
-    AnswerWriter writer;
-    if (!writer.save(m_autoanswer->rules(), path)) {
-        message(writer.errorString(), ColorError, source(Answers));
-        return false;
-    }
-    m_answerspath = path;
-    return true;
+    return m_answers->save(path);
 }
 
 void MainWindow::onOpenAnswers()
 {
-    const QString start = m_answerspath.isEmpty() ? Tools::documentsPath() : m_answerspath;
-    const QString path = QFileDialog::getOpenFileName(this, tr("Open Answers"), start,
-                                                      tr("Answer rules") + QStringLiteral(" (*.qrvans);;") +
-                                                          Tools::allFilesFilter());
-    if (!path.isEmpty())
-        loadAnswers(path);
+    m_answers->onOpen();
 }
 
 bool MainWindow::onSaveAnswersAs()
 {
-    const QString start = m_answerspath.isEmpty() ? Tools::documentsPath() : m_answerspath;
-    const QString path = QFileDialog::getSaveFileName(this, tr("Save Answers"), start,
-                                                      tr("Answer rules") + QStringLiteral(" (*.qrvans);;") +
-                                                          Tools::allFilesFilter());
-    return !path.isEmpty() && saveAnswers(path);
+    return m_answers->onSaveAs();
 }
 
 void MainWindow::onEditAnswers()
@@ -1429,5 +1416,5 @@ void MainWindow::onEditAnswers()
     if (item && item->message())
         dialog.setTestMessage(QRV16::Message(item->message()->bytes));
     if (dialog.exec() == QDialog::Accepted)
-        m_autoanswer->setRules(dialog.rules());
+        m_answers->setRules(dialog.rules());
 }

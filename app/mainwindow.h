@@ -6,11 +6,13 @@
 #include <QByteArray>
 #include <QList>
 #include <QMainWindow>
+#include <QPersistentModelIndex>
 #include <QPointer>
 #include <QString>
 
 #include <memory>
 
+class AnswerDocument;
 class AutoAnswer;
 class BookmarkEditor;
 class BookmarkList;
@@ -40,6 +42,7 @@ class StyleDialog;
 class TraceDelegate;
 class TraceFilter;
 class TraceModel;
+class TraceUndo;
 
 namespace QRV16 {
 class Item;
@@ -92,7 +95,7 @@ public:
     bool isFollowing() const { return m_following; }
     Replayer* replayer() const { return m_replayer; }
     AutoAnswer* autoAnswer() const { return m_autoanswer; }
-    QString answersPath() const { return m_answerspath; }
+    QString answersPath() const;
     SequenceDock* sequenceDock() const { return m_sequencedock; }
     // Null until a tag is plotted.
     PlotDock* plotDock() const { return m_plotdock; }
@@ -273,6 +276,8 @@ private:
     QString m_answerspath;
     QString m_sequencespath; // from the command line, loaded in initialize()
     AutoAnswer* m_autoanswer = nullptr; // Owned (child).
+    AnswerDocument* m_answers = nullptr; // Owned (child of m_autoanswer).
+    TraceUndo* m_undo = nullptr;         // Owned (child).
     TraceModel* m_model = nullptr;       // Owned (child).
     // Owned (child); the view shows it only while a filter is set, since
     // a proxy costs every batch of lines a second pass over all rows.
@@ -293,6 +298,8 @@ private:
     LogWriter* m_logwriter = nullptr; // Owned (child).
     Replayer* m_replayer = nullptr;   // Owned (child).
     QPointer<QProgressDialog> m_replaydialog;
+    // The line at the top of the view when the filter last changed.
+    QPersistentModelIndex m_filterTop;
     bool m_hidedup = false;       // flag 6 as last shown in the banner
     // Like a terminal: the view follows new lines until the user scrolls up,
     // clicks or selects, and again once back at the bottom.
