@@ -5,9 +5,9 @@
 #include "app/tracemodel.h"
 
 #include "connection/bistrace.h"
-#include "connection/certificatedialog.h"
+#include "connection/widgets/certificatedialog.h"
 #include "connection/connection.h"
-#include "connection/connectionsettingsdialog.h"
+#include "connection/widgets/connectionsettingsdialog.h"
 #include "connection/ltd16trace.h"
 #include "connection/ltdtrace.h"
 #include "libserial/serserialport.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "connection/portchooser.h"
+#include "connection/widgets/portchooser.h"
 
 #include "libserial/serportdeviceinfo.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "connection/certificatedialog.h"
+#include "connection/widgets/certificatedialog.h"
 
 #include <QDialogButtonBox>
 #include <QFontDatabase>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "connection/connectionsettingsdialog.h"
+#include "connection/widgets/connectionsettingsdialog.h"
 
-#include "connection/certificatedialog.h"
-#include "connection/portchooser.h"
+#include "connection/widgets/certificatedialog.h"
+#include "connection/widgets/portchooser.h"
 
 #include <QCheckBox>
 #include <QComboBox>

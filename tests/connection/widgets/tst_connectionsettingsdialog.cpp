@@ -2,10 +2,10 @@
 // The connection settings dialog, the certificate viewer and the port
 // chooser under the offscreen platform, driven through their widgets.
 
-#include "connection/certificatedialog.h"
+#include "connection/widgets/certificatedialog.h"
 #include "connection/connection.h"
-#include "connection/connectionsettingsdialog.h"
-#include "connection/portchooser.h"
+#include "connection/widgets/connectionsettingsdialog.h"
+#include "connection/widgets/portchooser.h"
 #include "libserial/serportdeviceinfo.h"
 #include "tests/connection/testsupport.h"
 
