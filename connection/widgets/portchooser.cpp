@@ -1,8 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "connection/widgets/portchooser.h"
 
+#include "connection/remoteport.h"
+#include "connection/widgets/remoteportdialog.h"
 #include "libserial/serportdeviceinfo.h"
 
+#include <QSettings>
+
+namespace {
+
+// Marks the item that asks for a new remote port rather than naming one.
+constexpr int AskRole = Qt::UserRole + 1;
+
+const QString remotePortsKey = QStringLiteral("PortChooser/RemotePorts");
+
+} // namespace
 
 PortChooser::PortChooser(QWidget* parent)
     : QComboBox(parent)
@@ -11,6 +23,12 @@ PortChooser::PortChooser(QWidget* parent)
     setInsertPolicy(QComboBox::NoInsert);
     setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     setMinimumContentsLength(16);
+    connect(this, &QComboBox::activated, this, &PortChooser::onActivated);
+    connect(this, &QComboBox::editTextChanged, this, [this](const QString& text) {
+        const int ask = findData(true, AskRole);
+        if (ask < 0 || text != itemText(ask))
+            m_lastText = text;
+    });
     refresh();
 }
 
@@ -30,6 +48,7 @@ void PortChooser::setPortName(const QString& name)
 void PortChooser::refresh()
 {
     const QString current = currentText();
+    const QSignalBlocker quiet(this);
     clear();
     // Adapters come and go while the program runs.
     SerPortDeviceInfo::rescan();
@@ -47,12 +66,62 @@ void PortChooser::refresh()
             tip += QLatin1Char('\n') + tr("Serial number %1").arg(device.serialNumber());
         setItemData(count() - 1, tip, Qt::ToolTipRole);
     }
+    for (const QString& remote : remotePorts()) {
+        addItem(remote, remote);
+        setItemData(count() - 1, tr("Remote port (RFC 2217)"), Qt::ToolTipRole);
+    }
+    addItem(tr("Remote port..."));
+    setItemData(count() - 1, true, AskRole);
+    setItemData(count() - 1, tr("A serial port on a device server: rfc2217://HOST:PORT"), Qt::ToolTipRole);
     setCurrentIndex(-1);
     setEditText(current);
+    m_lastText = current;
 }
 
 void PortChooser::showPopup()
 {
     refresh();
     QComboBox::showPopup();
+}
+
+QStringList PortChooser::remotePorts()
+{
+    return QSettings().value(remotePortsKey).toStringList();
+}
+
+void PortChooser::rememberRemotePort(const QString& name)
+{
+    bool ok = false;
+    const QString normal = RemotePort::fromName(name, &ok).name();
+    if (!ok)
+        return;
+    QStringList ports = remotePorts();
+    ports.removeAll(normal);
+    ports.prepend(normal);
+    while (ports.size() > MaxRemotePorts)
+        ports.removeLast();
+    QSettings().setValue(remotePortsKey, ports);
+}
+
+void PortChooser::onActivated(int index)
+{
+    if (itemData(index, AskRole).toBool())
+        chooseRemotePort();
+}
+
+void PortChooser::chooseRemotePort()
+{
+    // The entry's own text is no port name: the field shows the last one
+    // while the question is open.
+    const QString before = m_lastText;
+    setCurrentIndex(-1);
+    setEditText(before);
+    RemotePortDialog dialog(this);
+    dialog.setPortName(before);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    const QString chosen = dialog.portName();
+    rememberRemotePort(chosen);
+    refresh();
+    setPortName(chosen);
 }
