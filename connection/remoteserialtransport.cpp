@@ -11,6 +11,8 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <utility>
 
 namespace {
@@ -101,7 +103,13 @@ int RemoteSerialTransport::retryDelay(int previous) const
 
 qsizetype RemoteSerialTransport::bytesToWrite() const
 {
-    return m_socket->bytesToWrite() + m_held.size();
+    // What the system holds unacknowledged counts too: a far end that
+    // closes on a socket with unread answers in it loses what follows.
+    int queued = 0;
+    const int fd = int(m_socket->socketDescriptor());
+    if (fd < 0 || ::ioctl(fd, SIOCOUTQ, &queued) != 0)
+        queued = 0;
+    return m_socket->bytesToWrite() + m_held.size() + queued;
 }
 
 void RemoteSerialTransport::discardOutput()
