@@ -18,7 +18,7 @@ JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
 
 FUZZ_SECONDS ?= 60
-FUZZERS := message text definitions printers answers sequences plot
+FUZZERS := message text definitions printers answers sequences plot telnet
 
 .PHONY: all deps test-deps bench-deps build test package bench run fuzz clean
 
