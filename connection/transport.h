@@ -68,6 +68,6 @@ Q_SIGNALS:
     // The link is down or an attempt is over; the message, if any, came first.
     void down();
     void message(const QString& text);
-    // Listening, encryption or the far end's lines changed.
+    // Listening or encryption changed.
     void stateChanged();
 };

@@ -203,13 +203,16 @@ void TestConnectionRemote::unconfirmedLinesCostOneNotice()
     connection.send("at once");
     QCOMPARE(readAtLeast(line, 7), QByteArray("at once"));
 
-    const QString notice = QStringLiteral("Remote port %1 did not confirm DTR, RTS; going on without").arg(server.url());
-    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(notice), Timeout);
+    // On a machine too busy for ser2net to answer in time the notice may
+    // name more; DTR and RTS it always names.
+    const QString notice = QStringLiteral("Remote port %1 did not confirm ").arg(server.url());
+    QTRY_COMPARE_WITH_TIMEOUT(log.messagesStartingWith(notice).size(), 1, Timeout);
+    const QString said = log.messagesStartingWith(notice).constFirst();
+    QVERIFY2(said.endsWith(QLatin1String("DTR, RTS; going on without")), qPrintable(said));
     connection.disturb();
     connection.disturb();
     QTest::qWait(2 * 3000 + 500);
-    QCOMPARE(log.count(notice), 1);
-    QCOMPARE(log.messagesStartingWith(QStringLiteral("Remote port")).filter(QStringLiteral("confirm")).size(), 1);
+    QCOMPARE(log.messagesStartingWith(notice).size(), 1);
     QVERIFY(connection.isConnected());
     QVERIFY(line.write("still up"));
     QTRY_COMPARE_WITH_TIMEOUT(log.bytes, QByteArray("still up"), Timeout);
@@ -267,6 +270,9 @@ void TestConnectionRemote::farEndGoingAwayAndComingBack()
     connection.setSettings(settings);
     connection.connect();
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
+    // ser2net answers the request for line changes with the lines as they are.
+    const QString lines = QStringLiteral("Remote port %1 lines: CTS off, DSR off, RI off, CD off").arg(server.url());
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(lines), Timeout);
 
     log.events.clear();
     server.stop();
