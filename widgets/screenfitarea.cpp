@@ -80,15 +80,18 @@ bool ScreenFitArea::eventFilter(QObject* watched, QEvent* event)
 
 void ScreenFitArea::fitWindow(QWidget* window)
 {
-    // A size of the user's or the program's own is left alone.
-    if (window->testAttribute(Qt::WA_Resized))
-        return;
-    // The layout still holds the size this area had before its contents
-    // were laid out.
-    updateGeometry();
     const QSize limit = room(window);
-    const QSize wanted = window->sizeHint().expandedTo(window->minimumSizeHint());
-    window->resize(wanted.boundedTo(limit).expandedTo(window->minimumSize()));
+    if (window->testAttribute(Qt::WA_Resized)) {
+        // A size of the user's or the program's own is kept where it fits.
+        if (window->width() > limit.width() || window->height() > limit.height())
+            window->resize(window->size().boundedTo(limit).expandedTo(window->minimumSize()));
+    } else {
+        // The layout still holds the size this area had before its contents
+        // were laid out.
+        updateGeometry();
+        const QSize wanted = window->sizeHint().expandedTo(window->minimumSizeHint());
+        window->resize(wanted.boundedTo(limit).expandedTo(window->minimumSize()));
+    }
     // Opened centred on its parent with its first size: kept on the screen.
     const QScreen* screen = window->screen();
     if (!screen)

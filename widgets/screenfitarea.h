@@ -17,8 +17,9 @@ public:
     explicit ScreenFitArea(QWidget* parent = nullptr);
 
     // Moves everything in the dialog's box layout but the last `keep` items
-    // (its buttons) into a new area owned by the dialog, and fits the dialog
-    // to its screen whenever it is shown at a size of its own choosing.
+    // (its buttons) into a new area owned by the dialog. Each time the
+    // dialog is shown it fits its screen: at its contents' size where it
+    // has no size of its own, and no larger than the screen where it has.
     static ScreenFitArea* wrap(QDialog* dialog, int keep = 1);
     // The most a window on widget's screen may take, frame included.
     static QSize room(const QWidget* widget);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "connection/widgets/certificatedialog.h"
 
+#include "widgets/screenfitarea.h"
+
 #include <QDialogButtonBox>
 #include <QFontDatabase>
 #include <QHeaderView>
@@ -64,6 +66,7 @@ CertificateDialog::CertificateDialog(QWidget* parent)
     layout->addWidget(splitter, 1);
     layout->addWidget(buttons);
     resize(720, 560);
+    ScreenFitArea::wrap(this);
 }
 
 void CertificateDialog::addCertificates(const QString& title, const QList<QSslCertificate>& certificates)

@@ -1,13 +1,19 @@
 // SPDX-License-Identifier: MIT
-// Windows on a screen shorter than they would like: at twice the scale the
-// offscreen platform's 800 x 600 screen is 400 x 300 logical pixels. Every
-// dialog opens within it with its buttons in sight; the main window keeps a
-// size it can still be used at.
+// Windows on a screen shorter than they would like: a laptop's 1600 x 1000
+// pixels at twice the scale, 800 x 500 logical ones. Every dialog opens
+// within it with its buttons in sight; the main window keeps a size it can
+// still be used at.
 
+#include "app/answerdialog.h"
 #include "app/mainwindow.h"
+#include "app/sequencestepdialog.h"
 #include "app/styledialog.h"
+#include "bookmarks/bookmarkeditor.h"
+#include "connection/widgets/certificatedialog.h"
 #include "connection/widgets/connectionsettingsdialog.h"
 #include "connection/widgets/remoteportdialog.h"
+#include "editor/editoritemeditdialog.h"
+#include "widgets/qttoolbardialog.h"
 #include "widgets/screenfitarea.h"
 
 #include <QApplication>
@@ -17,6 +23,7 @@
 #include <QScrollBar>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QVBoxLayout>
 #include <QtTest>
 
@@ -62,6 +69,7 @@ void TestScreenFit::initTestCase()
     QCoreApplication::setApplicationName(QStringLiteral("korvgui-screenfit-test"));
     QSettings().clear();
     QCOMPARE(qApp->primaryScreen()->devicePixelRatio(), 2.0);
+    QCOMPARE(qApp->primaryScreen()->geometry().size(), QSize(800, 500));
 }
 
 void TestScreenFit::dialogsFitTheScreen_data()
@@ -77,6 +85,12 @@ void TestScreenFit::dialogsFitTheScreen_data()
         return dialog;
     });
     QTest::newRow("remote port") << DialogFactory([] { return new RemotePortDialog; });
+    QTest::newRow("certificate") << DialogFactory([] { return new CertificateDialog; });
+    QTest::newRow("toolbars") << DialogFactory([] { return new QtToolBarDialog; });
+    QTest::newRow("answer rule") << DialogFactory([] { return new AnswerDialog; });
+    QTest::newRow("sequence step") << DialogFactory([] { return new SequenceStepDialog; });
+    QTest::newRow("definition item") << DialogFactory([] { return new QRV16::EditorItemEditDialog; });
+    QTest::newRow("bookmarks") << DialogFactory([] { return new BookmarkEditor; });
     QTest::newRow("forty rows") << DialogFactory([] { return formDialog(40); });
 }
 
@@ -142,7 +156,17 @@ void TestScreenFit::mainWindowKeepsAUsableSize()
 
 int main(int argc, char** argv)
 {
-    // Before the application: the scale is read once.
+    // Before the application: the screen and the scale are read once.
+    QTemporaryDir dir;
+    const QString config = dir.filePath(QStringLiteral("screen.json"));
+    QFile file(config);
+    if (!file.open(QIODevice::WriteOnly)
+        || file.write(R"({"screens": [{"name": "laptop", "x": 0, "y": 0, "width": 1600, "height": 1000,
+                          "logicalDpi": 96, "logicalBaseDpi": 96}]})")
+               < 0)
+        return 1;
+    file.close();
+    qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + QFile::encodeName(config));
     qputenv("QT_SCALE_FACTOR", "2");
     QApplication app(argc, argv);
     TestScreenFit test;
