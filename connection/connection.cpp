@@ -24,6 +24,8 @@ Connection::Connection(QObject* parent)
 
 Connection::~Connection()
 {
+    if (m_transport)
+        m_transport->setSink(nullptr);
     // Children would otherwise signal into a half-destroyed object while
     // QObject deletes them.
     const QList<QObject*> owned = {m_transport, m_retransmittimer, m_reconnecttimer, m_bistrace};
@@ -151,8 +153,7 @@ void Connection::prepareConnection()
         break;
     }
     if (m_transport) {
-        QObject::connect(m_transport, &Transport::received, this, &Connection::fakeReceive);
-        QObject::connect(m_transport, &Transport::written, this, &Connection::rawSent);
+        m_transport->setSink(this);
         QObject::connect(m_transport, &Transport::opened, this, &Connection::onOpened);
         QObject::connect(m_transport, &Transport::newPeer, this, &Connection::blockStarted);
         QObject::connect(m_transport, &Transport::failed, this, &Connection::onFailed);
@@ -190,6 +191,16 @@ void Connection::connect()
         return;
     }
     m_transport->open(m_reconnecting);
+}
+
+void Connection::transportReceived(const QByteArray& data)
+{
+    fakeReceive(data);
+}
+
+void Connection::transportWritten(const QByteArray& data)
+{
+    Q_EMIT rawSent(data);
 }
 
 void Connection::onOpened(const QString& text)
@@ -251,6 +262,8 @@ void Connection::toggleConnected()
 void Connection::close()
 {
     disconnect();
+    if (m_transport)
+        m_transport->setSink(nullptr);
     // Deferred deletion: close() may be called from a slot that one of
     // these objects is signalling.
     const QList<QObject*> owned = {m_transport, m_retransmittimer, m_bistrace};

@@ -22,7 +22,7 @@ class QSslSocket;
 class QTimer;
 class SerSerialPort;
 
-class Connection : public QObject, private BiSProtocol
+class Connection : public QObject, private BiSProtocol, private TransportSink
 {
     Q_OBJECT
 public:
@@ -98,6 +98,9 @@ private:
         __attribute__((format(printf, 2, 3)))
 #endif
         ;
+
+    void transportReceived(const QByteArray& data) override;
+    void transportWritten(const QByteArray& data) override;
 
     void prepareConnection();
     void onOpened(const QString& text);

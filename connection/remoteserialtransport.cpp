@@ -213,7 +213,7 @@ void RemoteSerialTransport::write(const QByteArray& data)
         return;
     }
     m_socket->write(m_codec.encode(data));
-    Q_EMIT written(data);
+    reportWritten(data);
 }
 
 void RemoteSerialTransport::flushHeld()
@@ -222,7 +222,7 @@ void RemoteSerialTransport::flushHeld()
         return;
     const QByteArray held = std::exchange(m_held, QByteArray());
     m_socket->write(m_codec.encode(held));
-    Q_EMIT written(held);
+    reportWritten(held);
 }
 
 void RemoteSerialTransport::onReadyRead()
@@ -286,7 +286,7 @@ void RemoteSerialTransport::process(TelnetCodec::Output& out)
     if (out.data.isEmpty())
         return;
     if (m_up)
-        Q_EMIT received(out.data);
+        deliver(out.data);
     else
         m_early += out.data;
 }
@@ -317,7 +317,7 @@ void RemoteSerialTransport::finishOpening()
     reportLines();
     if (!self || !m_up || m_early.isEmpty())
         return;
-    Q_EMIT received(std::exchange(m_early, QByteArray()));
+    deliver(std::exchange(m_early, QByteArray()));
 }
 
 void RemoteSerialTransport::ask(Setting setting, const QByteArray& command, quint32 value)

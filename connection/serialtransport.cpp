@@ -119,7 +119,7 @@ void SerialTransport::writeOut()
         // Advanced before the signal: a receiver may send more right away.
         const QByteArray chunk = m_out.mid(m_outpos, written);
         m_outpos += written;
-        Q_EMIT this->written(chunk);
+        reportWritten(chunk);
     }
     if (!self || !m_port->isOpen())
         return;
@@ -144,7 +144,7 @@ void SerialTransport::onReadyRead()
     const qint64 available = m_port->bytesAvailable();
     const QByteArray data = m_port->read(available > 0 ? qMin(available, ReadChunk) : ReadChunk);
     if (!data.isEmpty())
-        Q_EMIT received(data);
+        deliver(data);
 }
 
 void SerialTransport::onHangUp(const QString& reason)

@@ -69,7 +69,7 @@ void SocketTransport::write(const QByteArray& data)
     // A server without a peer sends nothing and shows nothing sent.
     if (!m_socket)
         return;
-    Q_EMIT written(data);
+    reportWritten(data);
     if (!m_socket || !m_socket->isOpen())
         return;
     m_pending += data;
@@ -119,7 +119,7 @@ void SocketTransport::onReadyRead()
     const qint64 available = socket->bytesAvailable();
     const QByteArray data = socket->read(available > 0 ? qMin(available, ReadChunk) : ReadChunk);
     if (!data.isEmpty())
-        Q_EMIT received(data);
+        deliver(data);
     // The socket signals only new arrivals: what is left of a large burst
     // is read in a later turn of the event loop.
     if (socket && socket == m_socket && socket->bytesAvailable() > 0 && !m_readposted) {
@@ -136,7 +136,7 @@ void SocketTransport::drainSocket()
         const QByteArray data = socket->read(ReadChunk);
         if (data.isEmpty())
             break;
-        Q_EMIT received(data);
+        deliver(data);
     }
 }
 

@@ -3,9 +3,11 @@
 
 // What a Connection runs on: a local serial port, a remote one, a TCP client
 // or a TCP server. A transport opens, closes, carries bytes both ways and,
-// on serial lines, drives the control lines; it reports what happens
-// through signals and leaves framing, queues and reconnecting to its
-// Connection.
+// on serial lines, drives the control lines; it hands the bytes to its sink
+// and reports the rest through signals, and leaves framing, queues and
+// reconnecting to its Connection.
+
+#include "connection/transportsink.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -22,6 +24,9 @@ public:
 
     explicit Transport(QObject* parent = nullptr);
 
+    // Not owned; null drops the bytes.
+    void setSink(TransportSink* sink) { m_sink = sink; }
+
     // Opens, connects or listens; the outcome comes as signals, possibly
     // before this returns. `retrying`: an automatic reconnect.
     virtual void open(bool retrying) = 0;
@@ -32,7 +37,7 @@ public:
     // On the way up: connecting, negotiating or closing.
     virtual bool isAttempting() const { return false; }
 
-    // Bytes for the far end; written() tells when they leave.
+    // Bytes for the far end; the sink hears when they leave.
     virtual void write(const QByteArray& data) = 0;
     // Taken by write() and not yet handed to the system.
     virtual qsizetype bytesToWrite() const = 0;
@@ -57,8 +62,6 @@ public:
     virtual void setBreak(bool /*on*/) {}
 
 Q_SIGNALS:
-    void received(const QByteArray& data);
-    void written(const QByteArray& data);
     // The link is up; text says so ("Port ttyUSB0 opened").
     void opened(const QString& text);
     // A server took a new peer: what comes now starts afresh.
@@ -70,4 +73,19 @@ Q_SIGNALS:
     void message(const QString& text);
     // Listening or encryption changed.
     void stateChanged();
+
+protected:
+    void deliver(const QByteArray& data)
+    {
+        if (m_sink)
+            m_sink->transportReceived(data);
+    }
+    void reportWritten(const QByteArray& data)
+    {
+        if (m_sink)
+            m_sink->transportWritten(data);
+    }
+
+private:
+    TransportSink* m_sink = nullptr; // Not owned.
 };
