@@ -8,8 +8,9 @@ DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools qt6-cha
 # CPack reads the binaries with file and computes their dependencies with dpkg-shlibdeps.
 PACKAGE_DEBS := dpkg-dev file
 # Only the tests need these: they compile and run the generated C#, pack and
-# unpack the .deb files, merge the file types and dissect an exported trace.
-TEST_DEBS := mono-mcs $(PACKAGE_DEBS) shared-mime-info tshark
+# unpack the .deb files, merge the file types, dissect an exported trace and
+# serve a pseudo-terminal as a remote serial port.
+TEST_DEBS := mono-mcs $(PACKAGE_DEBS) shared-mime-info tshark ser2net
 # Only the benchmarks need these: protobuf is the baseline they run beside.
 BENCH_DEBS := libprotobuf-dev protobuf-compiler
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
@@ -17,7 +18,7 @@ JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
 
 FUZZ_SECONDS ?= 60
-FUZZERS := message text definitions printers answers sequences plot
+FUZZERS := message text definitions printers answers sequences plot telnet
 
 .PHONY: all deps test-deps bench-deps build test package bench run fuzz clean
 

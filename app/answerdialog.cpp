@@ -2,6 +2,7 @@
 #include "app/answerdialog.h"
 
 #include "qrv16/messagepattern.h"
+#include "widgets/screenfitarea.h"
 
 #include <QDialogButtonBox>
 #include <QHBoxLayout>
@@ -74,6 +75,8 @@ AnswerDialog::AnswerDialog(QWidget* parent) : QDialog(parent)
     layout->addWidget(m_lbl_test);
     layout->addWidget(buttons);
     resize(1000, 380);
+    // Wider than a laptop's screen at twice the scale.
+    ScreenFitArea::wrap(this);
 
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);

@@ -5,9 +5,9 @@
 #include "app/tracemodel.h"
 
 #include "connection/bistrace.h"
-#include "connection/certificatedialog.h"
+#include "connection/widgets/certificatedialog.h"
 #include "connection/connection.h"
-#include "connection/connectionsettingsdialog.h"
+#include "connection/widgets/connectionsettingsdialog.h"
 #include "connection/ltd16trace.h"
 #include "connection/ltdtrace.h"
 #include "libserial/serserialport.h"
@@ -465,7 +465,7 @@ void Channel::endLine(QPersistentModelIndex& pending)
 
 bool Channel::hasModemLines() const
 {
-    return m_connection->serialPort() && m_connection->isConnected();
+    return m_connection->hasControlLines();
 }
 
 void Channel::disturb()

@@ -290,6 +290,7 @@ void MainWindow::setupUi()
     setWindowTitle(tr("korvgui"));
     setWindowIcon(QIcon(QStringLiteral(":/icons/i16_list.png")));
     resize(1100, 720);
+    setMinimumSize(640, 400);
 
     m_act_open_definitions = createAction("m_act_open_definitions", tr("Open Definitions"),
                                           tr("Open Definitions"), QStringLiteral("i16_folder_open.png"),

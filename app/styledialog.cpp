@@ -4,6 +4,7 @@
 #include "app/colorruleeditor.h"
 
 #include "widgets/colorbutton.h"
+#include "widgets/screenfitarea.h"
 
 #include <QDialogButtonBox>
 #include <QFontDialog>
@@ -159,6 +160,8 @@ StyleDialog::StyleDialog(QWidget* parent)
     layout->addWidget(rules, 1);
     layout->addWidget(preview, 1);
     layout->addWidget(buttons);
+    // Taller than a laptop's screen at twice the scale.
+    ScreenFitArea::wrap(this);
 
     connect(buttons, &QDialogButtonBox::accepted, this, &StyleDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);

@@ -60,6 +60,23 @@ public:
         }
     }
 
+    // Each run beside a baseline of the same work done another way, in CPU
+    // time per iteration.
+    void printBaselines(const std::vector<std::pair<std::string, std::string>>& pairs) const
+    {
+        if (pairs.empty())
+            return;
+        std::printf("\nCPU time per iteration beside its baseline:\n");
+        for (const auto& pair : pairs) {
+            const double ours = timeOf(pair.first);
+            const double theirs = timeOf(pair.second);
+            if (ours <= 0 || theirs <= 0)
+                std::printf("  %-40s  not run\n", pair.first.c_str());
+            else
+                std::printf("  %-40s %10.2fx  of %s\n", pair.first.c_str(), ours / theirs, pair.second.c_str());
+        }
+    }
+
     double timeOf(const std::string& name) const
     {
         for (const auto& t : times) {
@@ -84,6 +101,18 @@ struct Compare
     Compare(const char* ours, const char* theirs) { comparisons().emplace_back(ours, theirs); }
 };
 
+inline std::vector<std::pair<std::string, std::string>>& baselines()
+{
+    static std::vector<std::pair<std::string, std::string>> pairs;
+    return pairs;
+}
+
+// Registers "ours" to be printed beside "baseline", a run of this program.
+struct Beside
+{
+    Beside(const char* ours, const char* baseline) { baselines().emplace_back(ours, baseline); }
+};
+
 inline int run(int argc, char** argv, const char* baseline)
 {
     benchmark::Initialize(&argc, argv);
@@ -98,6 +127,7 @@ inline int run(int argc, char** argv, const char* baseline)
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.printRatios(baseline);
     reporter.printComparisons(comparisons());
+    reporter.printBaselines(baselines());
     benchmark::Shutdown();
     return 0;
 }
@@ -108,6 +138,9 @@ inline int run(int argc, char** argv, const char* baseline)
 #define KORV_BENCH_CAT(a, b) KORV_BENCH_CAT2(a, b)
 #define KORV_BENCH_COMPARE(ours, theirs)                                                           \
     static const korvbench::Compare KORV_BENCH_CAT(korvCompare, __LINE__)(ours, theirs);
+
+#define KORV_BENCH_BESIDE(ours, baseline)                                                          \
+    static const korvbench::Beside KORV_BENCH_CAT(korvBeside, __LINE__)(ours, baseline);
 
 #define KORV_BENCH_MAIN(baseline)                                                                  \
     int main(int argc, char** argv) { return korvbench::run(argc, argv, baseline); }

@@ -4,6 +4,7 @@
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkmodel.h"
 #include "qrv16/messageparser.h"
+#include "widgets/screenfitarea.h"
 
 #include <QAction>
 #include <QDialogButtonBox>
@@ -60,6 +61,8 @@ BookmarkEditor::BookmarkEditor(QWidget* parent)
     layout->addWidget(splitter, 1);
     layout->addWidget(buttons);
     resize(820, 480);
+    // Wider than a laptop's screen at twice the scale.
+    ScreenFitArea::wrap(this);
 
     connect(m_lv_bookmarks->selectionModel(), &QItemSelectionModel::currentChanged, this,
             &BookmarkEditor::showCurrent);

@@ -2,6 +2,7 @@
 #include "cli/linkoptions.h"
 
 #include "cli/console.h"
+#include "connection/remoteport.h"
 
 #include <QCommandLineParser>
 #include <QSettings>
@@ -10,8 +11,8 @@
 namespace {
 
 enum Option {
-    Tcp, Listen, Serial, Settings, Baud, Handshake, Bis, Src, Dst, Tries, BisTimeout,
-    Tls, Key, Cert, Ca, Verify, OptionCount
+    Tcp, Listen, Serial, Settings, Baud, Handshake, Framing, DataBits, Parity, StopBits, Bis, Src, Dst, Tries,
+    BisTimeout, Tls, Key, Cert, Ca, Verify, OptionCount
 };
 
 bool number(const QString& text, int min, int max, int* value)
@@ -55,6 +56,10 @@ LinkOptions::LinkOptions()
         QCommandLineOption(QStringLiteral("settings"), QString(), QStringLiteral("GROUP")),
         QCommandLineOption(QStringLiteral("baud"), QString(), QStringLiteral("N")),
         QCommandLineOption(QStringLiteral("handshake"), QString(), QStringLiteral("none|rts|xon")),
+        QCommandLineOption(QStringLiteral("framing"), QString(), QStringLiteral("8N1")),
+        QCommandLineOption(QStringLiteral("data-bits"), QString(), QStringLiteral("5|6|7|8")),
+        QCommandLineOption(QStringLiteral("parity"), QString(), QStringLiteral("none|even|odd|mark|space")),
+        QCommandLineOption(QStringLiteral("stop-bits"), QString(), QStringLiteral("1|2")),
         QCommandLineOption(QStringLiteral("bis"), QString(), QStringLiteral("master|slave|trace")),
         QCommandLineOption(QStringLiteral("src"), QString(), QStringLiteral("N")),
         QCommandLineOption(QStringLiteral("dst"), QString(), QStringLiteral("N")),
@@ -80,11 +85,15 @@ QString LinkOptions::help()
         "Link (one of):\n"
         "  --tcp HOST:PORT         connect to a TCP server\n"
         "  --listen [ADDR:]PORT    be the TCP server; port 0 picks a free one\n"
-        "  --serial DEVICE         a serial port (/dev/ttyUSB0 or ttyUSB0)\n"
+        "  --serial DEVICE         a serial port (/dev/ttyUSB0 or ttyUSB0), or one on a\n"
+        "                          device server: rfc2217://HOST:PORT"
         "  --settings GROUP        a channel's stored settings (Connection1, Connection2);\n"
         "                          the options below change them for this run\n"
         "  --baud N                serial speed (9600)\n"
         "  --handshake none|rts|xon  serial flow control (none)\n"
+        "  --framing 8N1           data bits, parity (N, E, O, M, S) and stop bits (8N1)\n"
+        "  --data-bits N, --parity none|even|odd|mark|space, --stop-bits N\n"
+        "                          the same one at a time\n"
         "  --bis master|slave|trace  BiS framing on the serial link\n"
         "  --src N, --dst N        BiS source and destination addresses\n"
         "  --tries N               BiS transmissions of a frame (5)\n"
@@ -143,6 +152,12 @@ bool LinkOptions::read(const QCommandLineParser& p, ConnectionSettings* settings
     } else {
         if (value(Serial).isEmpty())
             return fail(QStringLiteral("--serial wants a device"));
+        bool remote = true;
+        if (RemotePort::isRemote(value(Serial)))
+            RemotePort::fromName(value(Serial), &remote);
+        if (!remote)
+            return fail(QStringLiteral("--serial wants rfc2217://HOST:PORT for a remote port, not \"%1\"")
+                            .arg(value(Serial)));
         s.setMode(ConnectionSettings::SerialMode);
         s.setSerialPort(value(Serial));
     }
@@ -152,8 +167,8 @@ bool LinkOptions::read(const QCommandLineParser& p, ConnectionSettings* settings
 
     const bool serial = s.mode() == ConnectionSettings::SerialMode;
     const bool network = !serial;
-    if (!serial && (is(Baud) || is(Handshake) || is(Bis)))
-        return fail(QStringLiteral("--baud, --handshake and --bis need a serial link"));
+    if (!serial && (is(Baud) || is(Handshake) || is(Bis) || is(Framing) || is(DataBits) || is(Parity) || is(StopBits)))
+        return fail(QStringLiteral("--baud, --handshake, the framing and --bis need a serial link"));
     if (!network && (is(Tls) || is(Key) || is(Cert) || is(Ca) || is(Verify)))
         return fail(QStringLiteral("TLS needs a TCP link"));
 
@@ -169,6 +184,33 @@ bool LinkOptions::read(const QCommandLineParser& p, ConnectionSettings* settings
             return fail(QStringLiteral("--handshake wants none, rts or xon, not \"%1\"").arg(value(Handshake)));
         s.setSerialHandshake(h);
     }
+    // The label's notation first; the long forms change one part of it.
+    SerFraming framing = s.serialFraming();
+    if (is(Framing)) {
+        bool ok = false;
+        framing = SerFraming::fromText(value(Framing), &ok);
+        if (!ok)
+            return fail(QStringLiteral("--framing wants data bits, parity and stop bits such as 8N1 or 7E2, not \"%1\"")
+                            .arg(value(Framing)));
+    }
+    if (is(DataBits)) {
+        if (!number(value(DataBits), 5, 8, &n))
+            return fail(QStringLiteral("--data-bits wants 5 to 8, not \"%1\"").arg(value(DataBits)));
+        framing.setDataBits(n);
+    }
+    if (is(Parity)) {
+        // Only the long forms here: a single letter is --framing's.
+        const int p = value(Parity).size() > 1 ? SerFraming::parityFromName(value(Parity)) : -1;
+        if (p < 0)
+            return fail(QStringLiteral("--parity wants none, even, odd, mark or space, not \"%1\"").arg(value(Parity)));
+        framing.setParity(p);
+    }
+    if (is(StopBits)) {
+        if (!number(value(StopBits), 1, 2, &n))
+            return fail(QStringLiteral("--stop-bits wants 1 or 2, not \"%1\"").arg(value(StopBits)));
+        framing.setStopBits(n);
+    }
+    s.setSerialFraming(framing);
     if (is(Bis)) {
         const int m = indexIn(value(Bis), {QStringLiteral("master"), QStringLiteral("slave"), QStringLiteral("trace")});
         if (m < 0)

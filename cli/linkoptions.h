@@ -3,8 +3,8 @@
 
 // The options that choose and set up a link, shared by send, listen,
 // answer and run:
-//   --tcp HOST:PORT | --listen [ADDR:]PORT | --serial DEVICE | --settings GROUP
-//   --baud N --handshake none|rts|xon
+//   --tcp HOST:PORT | --listen [ADDR:]PORT | --serial DEVICE|rfc2217://HOST:PORT | --settings GROUP
+//   --baud N --handshake none|rts|xon --framing 8N1 (or --data-bits N --parity P --stop-bits N)
 //   --bis master|slave|trace --src N --dst N --tries N --bis-timeout MS
 //   --tls --key F --cert F --ca DIR --verify none|optional|verify
 // --settings takes a channel's stored settings from the window; the other

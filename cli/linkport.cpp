@@ -28,9 +28,19 @@ LinkPort::~LinkPort()
 void LinkPort::open()
 {
     m_opening = true;
+    // A remote port connects and negotiates first; it may also fail at once.
+    const bool remote = m_settings.mode() == ConnectionSettings::SerialMode && m_settings.isRemoteSerialPort();
+    if (remote) {
+        connect(m_connection, &Connection::attemptFailed, this, [this] {
+            if (m_opening)
+                fail();
+        });
+    }
     m_connection->connect();
     switch (m_settings.mode()) {
     case ConnectionSettings::SerialMode:
+        if (remote && !m_connection->isConnected())
+            return;
         if (!m_connection->isConnected())
             return fail();
         break;

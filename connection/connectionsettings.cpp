@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "connection/connectionsettings.h"
 
+#include "connection/remoteport.h"
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QSettings>
@@ -15,6 +17,9 @@ const std::array<QLatin1String, 4> modeNames = {QLatin1String("Disabled"), QLati
 // Index 0 is unused: BiS modes count from 1.
 const std::array<QLatin1String, 4> bisModeNames = {QLatin1String(), QLatin1String("Master"),
                                                    QLatin1String("Slave"), QLatin1String("Trace")};
+// SerFraming's parities, capitalised as the other texts of the store.
+const std::array<QLatin1String, 5> parityNames = {QLatin1String("None"), QLatin1String("Even"), QLatin1String("Odd"),
+                                                  QLatin1String("Mark"), QLatin1String("Space")};
 const std::array<QLatin1String, 4> rawPrinterNames = {QLatin1String("Hex"), QLatin1String("BiS"),
                                                       QLatin1String("LTD"), QLatin1String("LTD16")};
 
@@ -88,6 +93,9 @@ void ConnectionSettings::saveToSettings(const QString& group) const
     settings.setValue(QStringLiteral("SerialPort"), m_serialport);
     settings.setValue(QStringLiteral("SerialSpeed"), uint(m_serialspeed));
     settings.setValue(QStringLiteral("SerialHandshake"), uint(m_serialhandshake));
+    settings.setValue(QStringLiteral("SerialDataBits"), uint(m_serialframing.dataBits()));
+    settings.setValue(QStringLiteral("SerialParity"), nameOf(parityNames, m_serialframing.parity()));
+    settings.setValue(QStringLiteral("SerialStopBits"), uint(m_serialframing.stopBits()));
     settings.setValue(QStringLiteral("ClientAddress"), m_clientaddress);
     settings.setValue(QStringLiteral("ClientPort"), uint(m_clientport));
     settings.setValue(QStringLiteral("ServerAddress"), m_serveraddress);
@@ -127,6 +135,19 @@ void ConnectionSettings::restoreFromSettings(QSettings& settings, const QString&
     if (settings.contains(QStringLiteral("SerialSpeed")))
         m_serialspeed = checkedNumber(settings, QStringLiteral("SerialSpeed"), 1, INT_MAX, DefaultSpeed, warnings);
     m_serialhandshake = int(settings.value(QStringLiteral("SerialHandshake"), m_serialhandshake).toUInt());
+    // Channels stored before framing was set read as 8N1.
+    const SerFraming plain;
+    m_serialframing.setDataBits(
+        checkedNumber(settings, QStringLiteral("SerialDataBits"), 5, 8, plain.dataBits(), warnings));
+    const QString parity = settings.value(QStringLiteral("SerialParity")).toString();
+    m_serialframing.setParity(indexOf(parityNames, parity, plain.parity()));
+    if (!parity.isEmpty() && indexOf(parityNames, parity, -1) < 0 && warnings) {
+        *warnings << QCoreApplication::translate("ConnectionSettings",
+                                                 "Settings %1/%2: \"%3\" is no parity, using %4")
+                         .arg(settings.group(), QStringLiteral("SerialParity"), parity, parityNames[0]);
+    }
+    m_serialframing.setStopBits(
+        checkedNumber(settings, QStringLiteral("SerialStopBits"), 1, 2, plain.stopBits(), warnings));
     m_clientaddress = settings.value(QStringLiteral("ClientAddress"), m_clientaddress).toString();
     m_clientport = int(settings.value(QStringLiteral("ClientPort"), m_clientport).toUInt());
     m_serveraddress = settings.value(QStringLiteral("ServerAddress"), m_serveraddress).toString();
@@ -141,6 +162,11 @@ void ConnectionSettings::restoreFromSettings(QSettings& settings, const QString&
     m_peerverifymode = settings.value(QStringLiteral("PeerVerifyMode"), 0).toInt();
     settings.endGroup();
     settings.endGroup();
+}
+
+bool ConnectionSettings::isRemoteSerialPort() const
+{
+    return RemotePort::isRemote(m_serialport);
 }
 
 QSslKey ConnectionSettings::loadPrivateKey(const QString& path)

@@ -6,6 +6,8 @@
 // the application's settings store; it also loads the TLS key and
 // certificates that a Connection puts into its configuration.
 
+#include "libserial/serframing.h"
+
 #include <QList>
 #include <QSslCertificate>
 #include <QStringList>
@@ -73,6 +75,11 @@ public:
     void setSerialSpeed(int speed) { m_serialspeed = speed; }
     int serialHandshake() const { return m_serialhandshake; }
     void setSerialHandshake(int handshake) { m_serialhandshake = handshake; }
+    // Data bits, parity and stop bits; 8N1 unless stored otherwise.
+    SerFraming serialFraming() const { return m_serialframing; }
+    void setSerialFraming(const SerFraming& framing) { m_serialframing = framing; }
+    // The serial port is a remote one ("rfc2217://HOST:PORT").
+    bool isRemoteSerialPort() const;
 
     QString clientAddress() const { return m_clientaddress; }
     void setClientAddress(const QString& host) { m_clientaddress = host; }
@@ -116,6 +123,7 @@ private:
     QString m_serialport;
     int m_serialspeed = DefaultSpeed;
     int m_serialhandshake = NoHandshake;
+    SerFraming m_serialframing;
     QString m_clientaddress = QStringLiteral("localhost");
     int m_clientport = DefaultPort;
     QString m_serveraddress;

@@ -4,6 +4,8 @@
 // Settings every serial port keeps, whether open or not; the platform's
 // port extends it with its handles.
 
+#include "libserial/serframing.h"
+
 #include <QString>
 
 struct pSerSerialPortData
@@ -18,5 +20,6 @@ struct pSerSerialPortData
     bool brk = false;
     // readyRead() was emitted and no read has followed yet.
     bool readyReadSignalled = false;
-    int parity = 0; // 0 none, 1 even, 2 odd
+    // Parity 0 none, 1 even, 2 odd, 3 mark, 4 space; 8N1 at first.
+    SerFraming framing;
 };

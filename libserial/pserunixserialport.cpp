@@ -64,6 +64,71 @@ struct KernelTermios
 constexpr tcflag_t FreeRate = 0010000;
 constexpr int SpeedRefused = -1;
 
+// The framing bits of the control flags; a parity out of range is none.
+tcflag_t framingFlags(const SerFraming& framing)
+{
+    static constexpr tcflag_t sizes[] = {CS5, CS6, CS7, CS8};
+    tcflag_t flags = framing.dataBits() >= 5 && framing.dataBits() <= 8 ? sizes[framing.dataBits() - 5] : CS8;
+    switch (framing.parity()) {
+    case SerFraming::EvenParity:
+        flags |= PARENB;
+        break;
+    case SerFraming::OddParity:
+        flags |= PARENB | PARODD;
+        break;
+    case SerFraming::MarkParity:
+        flags |= PARENB | CMSPAR | PARODD;
+        break;
+    case SerFraming::SpaceParity:
+        flags |= PARENB | CMSPAR;
+        break;
+    default:
+        break;
+    }
+    if (framing.stopBits() == 2)
+        flags |= CSTOPB;
+    return flags;
+}
+
+constexpr tcflag_t FramingMask = CSIZE | PARENB | PARODD | CMSPAR | CSTOPB;
+
+// What a device holds, read from its control flags.
+SerFraming framingOf(tcflag_t flags)
+{
+    SerFraming framing;
+    switch (flags & CSIZE) {
+    case CS5:
+        framing.setDataBits(5);
+        break;
+    case CS6:
+        framing.setDataBits(6);
+        break;
+    case CS7:
+        framing.setDataBits(7);
+        break;
+    default:
+        framing.setDataBits(8);
+        break;
+    }
+    if (flags & PARENB) {
+        if (flags & CMSPAR)
+            framing.setParity(flags & PARODD ? SerFraming::MarkParity : SerFraming::SpaceParity);
+        else
+            framing.setParity(flags & PARODD ? SerFraming::OddParity : SerFraming::EvenParity);
+    }
+    framing.setStopBits(flags & CSTOPB ? 2 : 1);
+    return framing;
+}
+
+QString devicePath(const QString& name)
+{
+    const QString listed = SerPortDeviceInfo::deviceName(name);
+    if (!listed.isEmpty())
+        return listed;
+    // A full path such as /dev/serial/by-id/... is taken as it is.
+    return name.startsWith(QLatin1Char('/')) ? name : QStringLiteral("/dev/") + name;
+}
+
 int freeSpeed(int speed)
 {
     return speed > 0 && pSerBPS::int2bps(speed) < 0 ? speed : 0;
@@ -122,10 +187,7 @@ bool pSerUnixSerialPort::open(OpenMode mode)
         return true;
 
     const QString name = device();
-    QString path = SerPortDeviceInfo::deviceName(name);
-    // A full path such as /dev/serial/by-id/... is taken as it is.
-    if (path.isEmpty())
-        path = name.startsWith(QLatin1Char('/')) ? name : QStringLiteral("/dev/") + name;
+    const QString path = devicePath(name);
 
     pSerUnixSerialPortData* data = d();
     // O_NOCTTY: a port must never become the program's controlling terminal.
@@ -159,7 +221,12 @@ bool pSerUnixSerialPort::open(OpenMode mode)
     data->hungUp = false;
 
     setHandshake(handshake());
-    setParity(parity());
+    // A driver that cannot make the framing keeps its own: garbage on the
+    // line, so the open fails instead.
+    if (!applyFraming()) {
+        shutdown();
+        return false;
+    }
     // Lines that the device lacks (a pseudo-terminal has none) are no reason
     // to refuse the port.
     setDTR(m_data->dtr);
@@ -401,16 +468,44 @@ void pSerUnixSerialPort::setHandshake(int handshake)
 void pSerUnixSerialPort::setParity(int parity)
 {
     SerSerialPort::setParity(parity);
-    if (d()->fd < 0)
-        return;
+    if (d()->fd >= 0)
+        applyFraming();
+}
+
+bool pSerUnixSerialPort::setFraming(const SerFraming& framing)
+{
+    SerSerialPort::setFraming(framing);
+    return d()->fd < 0 || applyFraming();
+}
+
+bool pSerUnixSerialPort::applyFraming()
+{
     termios settings = d()->current;
-    settings.c_cflag &= ~(PARENB | PARODD);
-    if (parity == EvenParity)
-        settings.c_cflag |= PARENB;
-    else if (parity == OddParity)
-        settings.c_cflag |= PARENB | PARODD;
-    settings.c_cflag = (settings.c_cflag & ~CSIZE) | CS8;
-    applySettings(&settings);
+    const tcflag_t wanted = framingFlags(framing());
+    settings.c_cflag = (settings.c_cflag & ~FramingMask) | wanted;
+    // glibc answers EINVAL when the driver took none of the change: the
+    // read-back below says what it kept.
+    const int error = writeLine(d()->fd, settings, freeSpeed(speed()));
+    if (error > 0 && error != EINVAL) {
+        setErrorString(systemError(error));
+        return false;
+    }
+    if (error == 0)
+        d()->current = settings;
+    // Drivers drop what their hardware cannot do without a word: only
+    // reading back tells.
+    termios taken{};
+    if (tcgetattr(d()->fd, &taken) != 0) {
+        setErrorString(systemError(errno));
+        return false;
+    }
+    const SerFraming kept = framingOf(taken.c_cflag);
+    if (kept != framingOf(wanted)) {
+        setErrorString(tr("Framing %1 not supported by %2 (it keeps %3)")
+                           .arg(framingOf(wanted).text(), devicePath(device()), kept.text()));
+        return false;
+    }
+    return true;
 }
 
 int pSerUnixSerialPort::modemStatus() const

@@ -26,6 +26,7 @@ public:
     void setSpeed(int speed) override;
     void setHandshake(int handshake) override;
     void setParity(int parity) override;
+    bool setFraming(const SerFraming& framing) override;
     int modemStatus() const override;
     int setRTS(bool on) override;
     int setDTR(bool on) override;
@@ -48,4 +49,5 @@ private:
     bool applySettings(const void* settings);
     void hangUp(int error);
     int setModemLine(int line, bool on);
+    bool applyFraming();
 };

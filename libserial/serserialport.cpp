@@ -45,7 +45,13 @@ void SerSerialPort::setHandshake(int handshake)
 
 void SerSerialPort::setParity(int parity)
 {
-    m_data->parity = parity;
+    m_data->framing.setParity(parity);
+}
+
+bool SerSerialPort::setFraming(const SerFraming& framing)
+{
+    m_data->framing = framing;
+    return true;
 }
 
 int SerSerialPort::modemStatus() const
@@ -107,5 +113,10 @@ int SerSerialPort::handshake() const
 
 int SerSerialPort::parity() const
 {
-    return m_data->parity;
+    return m_data->framing.parity();
+}
+
+SerFraming SerSerialPort::framing() const
+{
+    return m_data->framing;
 }

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A serial device as a sequential QIODevice with speed, handshake, parity
+// A serial device as a sequential QIODevice with speed, handshake, framing
 // and modem-line control. Reads are driven by the event loop: readyRead()
 // comes once, then again only after the reader has read. A device that goes
 // away (adapter unplugged, far end of a pty closed) emits hungUp() once and
 // is no longer watched, so it never wakes the loop again.
 
 #include "libserial/pserbps.h"
+#include "libserial/serframing.h"
 
 #include <QIODevice>
 #include <QString>
@@ -21,7 +22,7 @@ class SerSerialPort : public QIODevice
     Q_OBJECT
 public:
     enum Handshake { RtsCts = 1, XonXoff = 2 };
-    enum Parity { NoParity = 0, EvenParity = 1, OddParity = 2 };
+    enum Parity { NoParity = 0, EvenParity = 1, OddParity = 2, MarkParity = 3, SpaceParity = 4 };
     enum ModemLine {
         ModemRts = 1,
         ModemCts = 2,
@@ -43,6 +44,10 @@ public:
     virtual void setSpeed(int speed);
     virtual void setHandshake(int handshake);
     virtual void setParity(int parity);
+    // Data bits, parity and stop bits at once. On an open port the device
+    // is asked and read back: false, with the reason in errorString(), when
+    // it keeps another framing. A closed port checks at open.
+    virtual bool setFraming(const SerFraming& framing);
     virtual int modemStatus() const;
     virtual int setRTS(bool on);
     virtual int setDTR(bool on);
@@ -56,6 +61,7 @@ public:
     int speed() const;
     int handshake() const;
     int parity() const;
+    SerFraming framing() const;
 
     int getRTS() const { return modemStatus() & ModemRts; }
     int getCTS() const { return modemStatus() & ModemCts; }

@@ -2,6 +2,7 @@
 #include "widgets/qttoolbardialog.h"
 
 #include "widgets/qttoolbarmanager.h"
+#include "widgets/screenfitarea.h"
 
 #include <QAction>
 #include <QDialogButtonBox>
@@ -216,6 +217,7 @@ QtToolBarDialog::QtToolBarDialog(QWidget* parent)
     connect(m_lw_actions, &QListWidget::itemDoubleClicked, this, &QtToolBarDialog::onRemoveAction);
 
     resize(760, 520);
+    ScreenFitArea::wrap(this);
     updateButtons();
 }
 

@@ -2,18 +2,30 @@
 // Loopback TCP throughput in 64-byte blocks: from Connection::send on one
 // side to Connection::received on the other, beside a plain pair of
 // QTcpSockets carrying the same blocks as the baseline.
+//
+// Remote serial ports: ser2net serving a pseudo-terminal over RFC 2217 at
+// 115200 and 921600 baud, every byte value in the data (0xFF goes doubled).
+// A pseudo-terminal does not throttle to its rate, so the figure is the raw
+// rate the link sustains, beside the rate the line would allow; the CPU
+// this program spends per received byte is set beside a local
+// pseudo-terminal's.
 
 #include "bench/korvbench.h"
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
+#include "tests/pty.h"
+#include "tests/ser2net.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QSocketNotifier>
 #include <QTcpServer>
 #include <QTcpSocket>
 
 #include <functional>
 #include <memory>
+#include <ctime>
+#include <unistd.h>
 
 namespace {
 
@@ -111,9 +123,212 @@ void BM_ConnectionPair(benchmark::State& state)
                                                     benchmark::Counter::kIsRate);
 }
 
+constexpr qint64 SerialRound = 256 * 1024;
+
+// 4 KiB holding every byte value sixteen times.
+QByteArray everyValue()
+{
+    QByteArray block(4096, Qt::Uninitialized);
+    for (int i = 0; i < block.size(); ++i)
+        block[i] = char(i * 7 & 0xFF);
+    return block;
+}
+
+// The device's end of a pseudo-terminal: takes what arrives and writes what
+// it is given as fast as the terminal takes it.
+class DeviceEnd : public QObject
+{
+public:
+    explicit DeviceEnd(const korvtest::Pty& line)
+        : m_fd(line.masterFd())
+        , m_read(m_fd, QSocketNotifier::Read)
+        , m_write(m_fd, QSocketNotifier::Write)
+    {
+        QObject::connect(&m_read, &QSocketNotifier::activated, this, [this] {
+            char buffer[65536];
+            const ssize_t n = ::read(m_fd, buffer, sizeof buffer);
+            if (n > 0)
+                received += n;
+        });
+        m_write.setEnabled(false);
+        QObject::connect(&m_write, &QSocketNotifier::activated, this, [this] { push(); });
+    }
+
+    void send(const QByteArray& bytes)
+    {
+        m_out += bytes;
+        push();
+    }
+
+    qint64 received = 0;
+
+private:
+    void push()
+    {
+        while (m_at < m_out.size()) {
+            const ssize_t n = ::write(m_fd, m_out.constData() + m_at, size_t(m_out.size() - m_at));
+            if (n <= 0)
+                break;
+            m_at += n;
+        }
+        if (m_at >= m_out.size()) {
+            m_out.clear();
+            m_at = 0;
+        }
+        m_write.setEnabled(m_at < m_out.size());
+    }
+
+    int m_fd;
+    QSocketNotifier m_read;
+    QSocketNotifier m_write;
+    QByteArray m_out;
+    qsizetype m_at = 0;
+};
+
+// A Connection on a remote port served by ser2net, or on the pseudo-terminal
+// itself, with its device end.
+struct SerialBench
+{
+    korvtest::Pty line;
+    std::unique_ptr<korvtest::Ser2Net> server;
+    Connection connection;
+    std::unique_ptr<DeviceEnd> device;
+    qint64 received = 0;
+
+    bool open(benchmark::State& state, bool remote, int speed)
+    {
+        ConnectionSettings settings;
+        settings.setMode(ConnectionSettings::SerialMode);
+        settings.setSerialSpeed(speed);
+        if (remote) {
+            if (korvtest::Ser2Net::program().isEmpty()) {
+                state.SkipWithError("ser2net is not installed");
+                return false;
+            }
+            server = std::make_unique<korvtest::Ser2Net>(
+                QStringLiteral("serialdev,%1,%2n81,local").arg(line.path()).arg(speed));
+            if (!server->start()) {
+                state.SkipWithError("ser2net did not start");
+                return false;
+            }
+            settings.setSerialPort(server->url());
+        } else {
+            settings.setSerialPort(line.name());
+        }
+        QObject::connect(&connection, &Connection::received, &connection,
+                         [this](int, int, const QByteArray& data) { received += data.size(); });
+        connection.setSettings(settings);
+        connection.connect();
+        if (!spinUntil([this] { return connection.isConnected(); })) {
+            state.SkipWithError("no link");
+            return false;
+        }
+        device = std::make_unique<DeviceEnd>(line);
+        return true;
+    }
+};
+
+qint64 threadCpuNs()
+{
+    timespec t{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return qint64(t.tv_sec) * 1000000000 + t.tv_nsec;
+}
+
+void report(benchmark::State& state, int speed, qint64 cpuNs)
+{
+    const double bytes = double(state.iterations()) * SerialRound;
+    // This program's share: ser2net's own work is in its process.
+    state.counters["cpu ns/B"] = double(cpuNs) / bytes;
+    state.counters["bytes/s"] = benchmark::Counter(bytes, benchmark::Counter::kIsRate);
+    // What the line itself allows at 8N1: ten bits a byte.
+    state.counters["line bytes/s"] = double(speed) / 10;
+}
+
+// The device talks, the program listens.
+void serialReceive(benchmark::State& state, bool remote)
+{
+    app();
+    const int speed = int(state.range(0));
+    SerialBench bench;
+    if (!bench.open(state, remote, speed))
+        return;
+    const QByteArray block = everyValue();
+    const qint64 cpuBefore = threadCpuNs();
+    for (auto _ : state) {
+        const qint64 target = bench.received + SerialRound;
+        for (qint64 sent = 0; sent < SerialRound; sent += block.size())
+            bench.device->send(block);
+        if (!spinUntil([&] { return bench.received >= target; })) {
+            state.SkipWithError("bytes lost");
+            return;
+        }
+    }
+    report(state, speed, threadCpuNs() - cpuBefore);
+}
+
+// The program talks, the device listens.
+void serialSend(benchmark::State& state, bool remote)
+{
+    app();
+    const int speed = int(state.range(0));
+    SerialBench bench;
+    if (!bench.open(state, remote, speed))
+        return;
+    const QByteArray block = everyValue();
+    const qint64 cpuBefore = threadCpuNs();
+    for (auto _ : state) {
+        const qint64 target = bench.device->received + SerialRound;
+        for (qint64 sent = 0; sent < SerialRound; sent += block.size()) {
+            // Beyond its output limit a link refuses blocks: wait for room.
+            if (bench.connection.pendingOutput() > Connection::OutputLimit / 2
+                && !spinUntil([&] { return bench.connection.pendingOutput() < Connection::OutputLimit / 4; })) {
+                state.SkipWithError("output stuck");
+                return;
+            }
+            bench.connection.send(block);
+        }
+        if (!spinUntil([&] { return bench.device->received >= target; })) {
+            state.SkipWithError("bytes lost");
+            return;
+        }
+    }
+    report(state, speed, threadCpuNs() - cpuBefore);
+}
+
+void BM_RemoteReceive(benchmark::State& state)
+{
+    serialReceive(state, true);
+}
+
+void BM_LocalReceive(benchmark::State& state)
+{
+    serialReceive(state, false);
+}
+
+void BM_RemoteSend(benchmark::State& state)
+{
+    serialSend(state, true);
+}
+
+void BM_LocalSend(benchmark::State& state)
+{
+    serialSend(state, false);
+}
+
 } // namespace
 
 BENCHMARK(BM_QTcpSocketPair)->UseRealTime();
 BENCHMARK(BM_ConnectionPair)->UseRealTime();
+BENCHMARK(BM_LocalReceive)->Arg(115200)->Arg(921600)->UseRealTime();
+BENCHMARK(BM_RemoteReceive)->Arg(115200)->Arg(921600)->UseRealTime();
+BENCHMARK(BM_LocalSend)->Arg(115200)->Arg(921600)->UseRealTime();
+BENCHMARK(BM_RemoteSend)->Arg(115200)->Arg(921600)->UseRealTime();
+
+KORV_BENCH_BESIDE("BM_ConnectionPair/real_time", "BM_QTcpSocketPair/real_time")
+KORV_BENCH_BESIDE("BM_RemoteReceive/115200/real_time", "BM_LocalReceive/115200/real_time")
+KORV_BENCH_BESIDE("BM_RemoteReceive/921600/real_time", "BM_LocalReceive/921600/real_time")
+KORV_BENCH_BESIDE("BM_RemoteSend/115200/real_time", "BM_LocalSend/115200/real_time")
+KORV_BENCH_BESIDE("BM_RemoteSend/921600/real_time", "BM_LocalSend/921600/real_time")
 
 KORV_BENCH_MAIN("BM_QTcpSocketPair/real_time")

@@ -4,7 +4,7 @@
 #include "app/tracemodel.h"
 
 #include "connection/ansitext.h"
-#include "connection/certificatedialog.h"
+#include "connection/widgets/certificatedialog.h"
 #include "connection/connection.h"
 #include "qrv16/item.h"
 #include "qrv16/messageparser.h"

@@ -25,6 +25,8 @@ QString describe(const ConnectionSettings& s)
         break;
     case ConnectionSettings::SerialMode:
         where = QStringLiteral("serial %1 %2 hs%3").arg(s.serialPort()).arg(s.serialSpeed()).arg(s.serialHandshake());
+        if (s.serialFraming() != SerFraming())
+            where += QLatin1Char(' ') + s.serialFraming().text();
         if (s.bisEnabled())
             where += QStringLiteral(" bis%1 %2>%3 x%4 %5ms")
                          .arg(s.bisMode())
@@ -78,6 +80,11 @@ void TestLinkOptions::initTestCase()
     stored.saveToSettings(QStringLiteral("Connection2"));
     ConnectionSettings disabled;
     disabled.saveToSettings(QStringLiteral("Connection1"));
+    ConnectionSettings evenParity;
+    evenParity.setMode(ConnectionSettings::SerialMode);
+    evenParity.setSerialPort(QStringLiteral("rfc2217://rack4:7001"));
+    evenParity.setSerialFraming(SerFraming(7, SerFraming::EvenParity, 1));
+    evenParity.saveToSettings(QStringLiteral("Connection3"));
     QCoreApplication::setApplicationName(QStringLiteral("korv"));
 }
 
@@ -127,6 +134,32 @@ void TestLinkOptions::makesSettings_data()
         QStringLiteral("error: --bis-timeout wants 10 ms or more, not \"5\""));
     row("key without tls", QStringLiteral("--tcp h:1 --key k.pem"),
         QStringLiteral("error: --key, --cert, --ca and --verify need --tls"));
+    row("framing as on the label", QStringLiteral("--serial ttyUSB0 --framing 7E1"),
+        QStringLiteral("serial ttyUSB0 9600 hs0 7E1"));
+    row("framing in lower case with dashes", QStringLiteral("--serial ttyUSB0 --framing 8-o-2"),
+        QStringLiteral("serial ttyUSB0 9600 hs0 8O2"));
+    row("framing in long forms", QStringLiteral("--serial x --data-bits 7 --parity even --stop-bits 2"),
+        QStringLiteral("serial x 9600 hs0 7E2"));
+    row("a long form changes one part", QStringLiteral("--serial x --framing 7E1 --parity mark"),
+        QStringLiteral("serial x 9600 hs0 7M1"));
+    row("remote port", QStringLiteral("--serial rfc2217://rack4:7001 --baud 115200 --framing 8E1"),
+        QStringLiteral("serial rfc2217://rack4:7001 115200 hs0 8E1"));
+    row("stored remote port with its framing", QStringLiteral("--settings Connection3"),
+        QStringLiteral("serial rfc2217://rack4:7001 9600 hs0 7E1"));
+    row("stored framing changed for this run", QStringLiteral("--settings Connection3 --stop-bits 2"),
+        QStringLiteral("serial rfc2217://rack4:7001 9600 hs0 7E2"));
+    row("framing out of range", QStringLiteral("--serial x --framing 9N1"),
+        QStringLiteral("error: --framing wants data bits, parity and stop bits such as 8N1 or 7E2, not \"9N1\""));
+    row("parity by letter is the label's", QStringLiteral("--serial x --parity e"),
+        QStringLiteral("error: --parity wants none, even, odd, mark or space, not \"e\""));
+    row("four data bits", QStringLiteral("--serial x --data-bits 4"),
+        QStringLiteral("error: --data-bits wants 5 to 8, not \"4\""));
+    row("three stop bits", QStringLiteral("--serial x --stop-bits 3"),
+        QStringLiteral("error: --stop-bits wants 1 or 2, not \"3\""));
+    row("framing on a TCP link", QStringLiteral("--tcp h:1 --framing 8E1"),
+        QStringLiteral("error: --baud, --handshake, the framing and --bis need a serial link"));
+    row("remote port without its number", QStringLiteral("--serial rfc2217://rack4"),
+        QStringLiteral("error: --serial wants rfc2217://HOST:PORT for a remote port, not \"rfc2217://rack4\""));
 }
 
 void TestLinkOptions::makesSettings()

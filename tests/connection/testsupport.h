@@ -83,6 +83,7 @@ inline ConnectionSettings everythingChanged()
     s.setSerialPort(QStringLiteral("ttyUSB3"));
     s.setSerialSpeed(57600);
     s.setSerialHandshake(ConnectionSettings::RtsCtsHandshake);
+    s.setSerialFraming(SerFraming(7, SerFraming::EvenParity, 2));
     s.setClientAddress(QStringLiteral("controller.local"));
     s.setClientPort(4711);
     s.setServerAddress(QStringLiteral("127.0.0.1"));

@@ -66,6 +66,8 @@ private Q_SLOTS:
     void fullOutputBufferRefusesWithAMessage();
     void freeRateFromTheSettings();
     void closedPortSendsAndTracesNothing();
+    void framingTheDeviceCannotRunIsReported_data();
+    void framingTheDeviceCannotRunIsReported();
 };
 
 void TestConnectionSerial::hangUpClosesAndReportsOnce()
@@ -299,6 +301,38 @@ void TestConnectionSerial::closedPortSendsAndTracesNothing()
     connection.send("open");
     QCOMPARE(log.sent, QList<QByteArray>({"open"}));
     QCOMPARE(line.read(), QByteArray("open"));
+}
+
+void TestConnectionSerial::framingTheDeviceCannotRunIsReported_data()
+{
+    // A pseudo-terminal keeps the stop bits, not the rest: as a UART
+    // without parity would.
+    QTest::addColumn<QString>("framing");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("8N2 runs") << "8N2" << QString();
+    QTest::newRow("7E1 is refused") << "7E1" << "Open: Framing 7E1 not supported by %1 (it keeps 8N1)";
+    QTest::newRow("8M1 is refused") << "8M1" << "Open: Framing 8M1 not supported by %1 (it keeps 8N1)";
+}
+
+void TestConnectionSerial::framingTheDeviceCannotRunIsReported()
+{
+    QFETCH(QString, framing);
+    QFETCH(QString, said);
+    Pty line;
+    QVERIFY(line.isValid());
+    Connection connection;
+    Recorder log(&connection);
+    ConnectionSettings settings = serialSettings(line.name(), 0);
+    settings.setSerialFraming(SerFraming::fromText(framing));
+    connection.setSettings(settings);
+    connection.connect();
+    if (said.isEmpty()) {
+        QVERIFY(connection.isConnected());
+        QVERIFY(line.settings().c_cflag & CSTOPB);
+        return;
+    }
+    QVERIFY(!connection.isConnected());
+    QCOMPARE(log.messages, QStringList({said.arg(line.path())}));
 }
 
 QTEST_GUILESS_MAIN(TestConnectionSerial)

@@ -29,6 +29,7 @@ void compareAll(const ConnectionSettings& a, const ConnectionSettings& b)
     QCOMPARE(a.serialPort(), b.serialPort());
     QCOMPARE(a.serialSpeed(), b.serialSpeed());
     QCOMPARE(a.serialHandshake(), b.serialHandshake());
+    QCOMPARE(a.serialFraming().text(), b.serialFraming().text());
     QCOMPARE(a.clientAddress(), b.clientAddress());
     QCOMPARE(a.clientPort(), b.clientPort());
     QCOMPARE(a.serverAddress(), b.serverAddress());
@@ -71,6 +72,8 @@ private Q_SLOTS:
     void obsoleteAddressKeyIsRemoved();
     void corruptValuesFallBackWithAWarning_data();
     void corruptValuesFallBackWithAWarning();
+    void framingKeys_data();
+    void framingKeys();
     void builtinKeyAndCertificate();
     void keyFiles_data();
     void keyFiles();
@@ -125,6 +128,9 @@ void TestConnectionSettings::saveAndRestoreRoundTrip()
     QCOMPARE(store.value(QStringLiteral("Connection1/SSL/LocalCertFile")).toString(),
              QStringLiteral("/etc/korv/cert.pem"));
     QCOMPARE(store.value(QStringLiteral("Connection1/SSL/PeerVerifyMode")).toInt(), int(QSslSocket::VerifyPeer));
+    QCOMPARE(store.value(QStringLiteral("Connection1/SerialDataBits")).toInt(), 7);
+    QCOMPARE(store.value(QStringLiteral("Connection1/SerialParity")).toString(), QStringLiteral("Even"));
+    QCOMPARE(store.value(QStringLiteral("Connection1/SerialStopBits")).toInt(), 2);
 
     // "Any address" survives as -1.
     ConnectionSettings any;
@@ -188,6 +194,7 @@ void TestConnectionSettings::emptyGroupGivesDefaults()
     QCOMPARE(settings.peerVerifyMode(), 0);
     QCOMPARE(settings.reconnect(), false);
     QCOMPARE(settings.rawPrinter(), int(ConnectionSettings::HexPrinter));
+    QCOMPARE(settings.serialFraming().text(), QStringLiteral("8N1"));
     // Everything else stays as it was.
     ConnectionSettings expected = everythingChanged();
     expected.setTries(5);
@@ -199,6 +206,7 @@ void TestConnectionSettings::emptyGroupGivesDefaults()
     expected.setPeerVerifyMode(0);
     expected.setReconnect(false);
     expected.setRawPrinter(ConnectionSettings::HexPrinter);
+    expected.setSerialFraming(SerFraming());
     compareAll(settings, expected);
 }
 
@@ -289,6 +297,54 @@ void TestConnectionSettings::corruptValuesFallBackWithAWarning()
     else
         expected.setTries(value);
     compareAll(settings, expected);
+}
+
+void TestConnectionSettings::framingKeys_data()
+{
+    QTest::addColumn<QVariant>("dataBits"); // invalid: no such key
+    QTest::addColumn<QVariant>("parity");
+    QTest::addColumn<QVariant>("stopBits");
+    QTest::addColumn<QString>("framing");
+    QTest::addColumn<QStringList>("warnings");
+    QTest::newRow("a channel stored before framing reads as 8N1")
+        << QVariant() << QVariant() << QVariant() << "8N1" << QStringList();
+    QTest::newRow("7E1") << QVariant(7) << QVariant("Even") << QVariant(1) << "7E1" << QStringList();
+    QTest::newRow("mark, two stop bits") << QVariant(8) << QVariant("Mark") << QVariant(2) << "8M2" << QStringList();
+    QTest::newRow("space, five bits") << QVariant(5) << QVariant("Space") << QVariant(1) << "5S1" << QStringList();
+    QTest::newRow("nine data bits fall back")
+        << QVariant(9) << QVariant("Odd") << QVariant(1) << "8O1"
+        << QStringList({QStringLiteral("Settings Framing/SerialDataBits: \"9\" is out of range, using 8")});
+    QTest::newRow("parity not known falls back")
+        << QVariant(7) << QVariant("even") << QVariant(2) << "7N2"
+        << QStringList({QStringLiteral("Settings Framing/SerialParity: \"even\" is no parity, using None")});
+    QTest::newRow("three stop bits fall back")
+        << QVariant(8) << QVariant("None") << QVariant(3) << "8N1"
+        << QStringList({QStringLiteral("Settings Framing/SerialStopBits: \"3\" is out of range, using 1")});
+}
+
+void TestConnectionSettings::framingKeys()
+{
+    QFETCH(QVariant, dataBits);
+    QFETCH(QVariant, parity);
+    QFETCH(QVariant, stopBits);
+    QFETCH(QString, framing);
+    QFETCH(QStringList, warnings);
+    {
+        QSettings store;
+        store.setValue(QStringLiteral("Framing/Mode"), QStringLiteral("Serial"));
+        const QList<QPair<QString, QVariant>> keys = {{QStringLiteral("SerialDataBits"), dataBits},
+                                                      {QStringLiteral("SerialParity"), parity},
+                                                      {QStringLiteral("SerialStopBits"), stopBits}};
+        for (const auto& key : keys) {
+            if (key.second.isValid())
+                store.setValue(QStringLiteral("Framing/") + key.first, key.second);
+        }
+    }
+    ConnectionSettings settings = everythingChanged();
+    QStringList said;
+    settings.restoreFromSettings(QStringLiteral("Framing"), &said);
+    QCOMPARE(settings.serialFraming().text(), framing);
+    QCOMPARE(said, warnings);
 }
 
 void TestConnectionSettings::builtinKeyAndCertificate()

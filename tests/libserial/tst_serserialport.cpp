@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "libserial/pserbps.h"
 #include "libserial/pserunixserialport.h"
+#include "libserial/serframing.h"
 #include "libserial/serserialport.h"
 #include "tests/pty.h"
 
@@ -19,6 +20,8 @@
 #include <sys/resource.h>
 #include <termios.h>
 #include <unistd.h>
+
+Q_DECLARE_METATYPE(SerFraming)
 
 namespace {
 
@@ -59,8 +62,9 @@ private Q_SLOTS:
     void speedWhileOpen();
     void handshake_data();
     void handshake();
-    void parity_data();
-    void parity();
+    void framingOnAPseudoTerminal_data();
+    void framingOnAPseudoTerminal();
+    void framingWhileOpen();
     void bytesBothWays();
     void oneReadyReadUntilRead();
     void setDeviceIgnoredWhileOpen();
@@ -231,35 +235,76 @@ void TestSerSerialPort::handshake()
     QCOMPARE(bool(t.c_iflag & IXOFF), xonxoff);
 }
 
-void TestSerSerialPort::parity_data()
+void TestSerSerialPort::framingOnAPseudoTerminal_data()
 {
-    // A pseudo-terminal keeps PARODD but always clears PARENB, so only the
-    // odd bit can be seen from the far end: each row starts from odd and
-    // checks that bit, which tells odd from the rest but not even from none.
-    QTest::addColumn<int>("parity");
-    QTest::addColumn<bool>("odd");
-    QTest::newRow("odd to none clears the odd bit") << 0 << false;
-    QTest::newRow("odd to even clears the odd bit") << 1 << false;
-    QTest::newRow("odd stays odd") << 2 << true;
-    QTest::newRow("odd to an unknown value clears the odd bit") << 7 << false;
+    // Every framing there is. A pseudo-terminal's driver keeps the stop
+    // bits but forces 8 data bits and clears the parity enable, as a UART
+    // without those modes would: the rest must be refused, never opened
+    // quietly with another framing.
+    QTest::addColumn<SerFraming>("framing");
+    QTest::addColumn<bool>("kept");
+    for (int data = 5; data <= 8; ++data) {
+        for (int parity = SerFraming::NoParity; parity <= SerFraming::SpaceParity; ++parity) {
+            for (int stop = 1; stop <= 2; ++stop) {
+                const SerFraming framing(data, parity, stop);
+                QTest::newRow(qPrintable(framing.text()))
+                    << framing << (data == 8 && parity == SerFraming::NoParity);
+            }
+        }
+    }
 }
 
-void TestSerSerialPort::parity()
+void TestSerSerialPort::framingOnAPseudoTerminal()
 {
-    QFETCH(int, parity);
-    QFETCH(bool, odd);
+    QFETCH(SerFraming, framing);
+    QFETCH(bool, kept);
+    Pty pty;
+    QVERIFY(pty.isValid());
+    const int descriptors = openDescriptors();
+    pSerUnixSerialPort port;
+    port.setDevice(pty.name());
+    port.setSpeed(19200);
+    QVERIFY(port.setFraming(framing));
+    QCOMPARE(port.open(QIODevice::ReadWrite), kept);
+    QCOMPARE(port.framing(), framing);
+    if (!kept) {
+        QCOMPARE(port.errorString(), QStringLiteral("Framing %1 not supported by %2 (it keeps 8N%3)")
+                                         .arg(framing.text(), pty.path())
+                                         .arg(framing.stopBits()));
+        QVERIFY(!port.isOpen());
+        QCOMPARE(openDescriptors(), descriptors);
+        return;
+    }
+    const termios t = pty.settings();
+    QCOMPARE(int(t.c_cflag & CSIZE), int(CS8));
+    QVERIFY(!(t.c_cflag & PARENB));
+    QCOMPARE(bool(t.c_cflag & CSTOPB), framing.stopBits() == 2);
+    QCOMPARE(int(cfgetospeed(&t)), int(B19200));
+}
+
+void TestSerSerialPort::framingWhileOpen()
+{
     Pty pty;
     QVERIFY(pty.isValid());
     pSerUnixSerialPort port;
     port.setDevice(pty.name());
-    port.setParity(2);
+    port.setSpeed(250000);
     QVERIFY(port.open(QIODevice::ReadWrite));
-    QVERIFY(pty.settings().c_cflag & PARODD);
-    port.setParity(parity);
-    QCOMPARE(port.parity(), parity);
-    const termios t = pty.settings();
-    QCOMPARE(bool(t.c_cflag & PARODD), odd);
-    QCOMPARE(int(t.c_cflag & CSIZE), int(CS8));
+    QVERIFY(!(pty.settings().c_cflag & CSTOPB));
+
+    QVERIFY(port.setFraming(SerFraming(8, SerFraming::NoParity, 2)));
+    QVERIFY(pty.settings().c_cflag & CSTOPB);
+    // Refused while open: said, and the port goes on as the device keeps it.
+    QVERIFY(!port.setFraming(SerFraming(8, SerFraming::MarkParity, 2)));
+    QCOMPARE(port.errorString(), QStringLiteral("Framing 8M2 not supported by %1 (it keeps 8N2)").arg(pty.path()));
+    QVERIFY(port.isOpen());
+    QCOMPARE(pty.outputSpeed(), 250000);
+    QCOMPARE(port.write("still here"), qint64(10));
+    QCOMPARE(pty.read(), QByteArray("still here"));
+    // The old parity call goes the same way.
+    port.setParity(SerSerialPort::OddParity);
+    QCOMPARE(port.parity(), int(SerSerialPort::OddParity));
+    QCOMPARE(port.framing().text(), QStringLiteral("8O2"));
 }
 
 void TestSerSerialPort::bytesBothWays()

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "connection/certificatedialog.h"
+#include "connection/widgets/certificatedialog.h"
+
+#include "widgets/screenfitarea.h"
 
 #include <QDialogButtonBox>
 #include <QFontDatabase>
@@ -64,6 +66,7 @@ CertificateDialog::CertificateDialog(QWidget* parent)
     layout->addWidget(splitter, 1);
     layout->addWidget(buttons);
     resize(720, 560);
+    ScreenFitArea::wrap(this);
 }
 
 void CertificateDialog::addCertificates(const QString& title, const QList<QSslCertificate>& certificates)

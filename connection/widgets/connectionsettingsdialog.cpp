@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "connection/connectionsettingsdialog.h"
+#include "connection/widgets/connectionsettingsdialog.h"
 
-#include "connection/certificatedialog.h"
-#include "connection/portchooser.h"
+#include "connection/remoteport.h"
+#include "connection/widgets/certificatedialog.h"
+#include "connection/widgets/portchooser.h"
+#include "widgets/screenfitarea.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -10,9 +12,11 @@
 #include <QDoubleSpinBox>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFileInfo>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QHostAddress>
 #include <QIntValidator>
 #include <QLabel>
 #include <QLineEdit>
@@ -102,6 +106,7 @@ ConnectionSettingsDialog::ConnectionSettingsDialog(QWidget* parent)
     m_stk_pages->insertWidget(ServerPage, createServerPage());
 
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
+    m_pb_ok = buttons->button(QDialogButtonBox::Ok);
     connect(buttons, &QDialogButtonBox::accepted, this, &ConnectionSettingsDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
 
@@ -127,7 +132,14 @@ ConnectionSettingsDialog::ConnectionSettingsDialog(QWidget* parent)
     layout->addWidget(m_ck_reconnect);
     layout->addLayout(printerRow);
     layout->addWidget(createSslGroup());
+    m_lbl_problem = new QLabel(this);
+    m_lbl_problem->setWordWrap(true);
+    QPalette warning = m_lbl_problem->palette();
+    warning.setColor(QPalette::WindowText, QColor(0xB0, 0x00, 0x20));
+    m_lbl_problem->setPalette(warning);
+    m_lbl_problem->hide();
     layout->addStretch(1);
+    layout->addWidget(m_lbl_problem);
     layout->addWidget(buttons);
 
     const auto onChecked = [this](QRadioButton* button, void (ConnectionSettingsDialog::*slot)()) {
@@ -149,7 +161,22 @@ ConnectionSettingsDialog::ConnectionSettingsDialog(QWidget* parent)
     connect(m_pb_certview, &QPushButton::clicked, this, &ConnectionSettingsDialog::viewServerCertificate);
     connect(m_pb_cabrowse, &QPushButton::clicked, this, &ConnectionSettingsDialog::browseCACertificatesDirectory);
 
+    // Whatever decides what is missing says so as soon as it changes.
+    for (QRadioButton* button : findChildren<QRadioButton*>())
+        connect(button, &QRadioButton::toggled, this, &ConnectionSettingsDialog::updateProblem);
+    for (QGroupBox* box : {m_grp_bis, m_grp_ssl})
+        connect(box, &QGroupBox::toggled, this, &ConnectionSettingsDialog::updateProblem);
+    for (QComboBox* box : {static_cast<QComboBox*>(m_cb_port), m_cb_speed})
+        connect(box, &QComboBox::editTextChanged, this, &ConnectionSettingsDialog::updateProblem);
+    for (QSpinBox* box : {m_sb_source, m_sb_destination})
+        connect(box, &QSpinBox::valueChanged, this, &ConnectionSettingsDialog::updateProblem);
+    for (QLineEdit* edit : {m_le_clientaddress, m_le_serveraddress, m_le_keyfile, m_le_certfile, m_le_cadir})
+        connect(edit, &QLineEdit::textChanged, this, &ConnectionSettingsDialog::updateProblem);
+
     setSettings(ConnectionSettings());
+    // At twice the scale a laptop's screen is shorter than the dialog; what
+    // is missing and the buttons stay in sight below the scrolling part.
+    ScreenFitArea::wrap(this, 2);
 }
 
 QWidget* ConnectionSettingsDialog::createSerialPage()
@@ -170,6 +197,20 @@ QWidget* ConnectionSettingsDialog::createSerialPage()
     m_cb_handshake->addItem(tr("None"), int(ConnectionSettings::NoHandshake));
     m_cb_handshake->addItem(tr("RTS/CTS"), int(ConnectionSettings::RtsCtsHandshake));
     m_cb_handshake->addItem(tr("Xon/Xoff"), int(ConnectionSettings::XonXoffHandshake));
+    m_cb_databits = new QComboBox(page);
+    for (int bits = 5; bits <= 8; ++bits)
+        m_cb_databits->addItem(QString::number(bits), bits);
+    m_cb_parity = new QComboBox(page);
+    m_cb_parity->addItem(tr("None"), int(SerFraming::NoParity));
+    m_cb_parity->addItem(tr("Even"), int(SerFraming::EvenParity));
+    m_cb_parity->addItem(tr("Odd"), int(SerFraming::OddParity));
+    m_cb_parity->addItem(tr("Mark"), int(SerFraming::MarkParity));
+    m_cb_parity->addItem(tr("Space"), int(SerFraming::SpaceParity));
+    m_cb_stopbits = new QComboBox(page);
+    m_cb_stopbits->addItem(QStringLiteral("1"), 1);
+    m_cb_stopbits->addItem(QStringLiteral("2"), 2);
+    for (QComboBox* box : {m_cb_databits, m_cb_parity, m_cb_stopbits})
+        box->setToolTip(tr("As the device's label writes it: 8N1 is 8 data bits, no parity, 1 stop bit"));
 
     m_grp_bis = new QGroupBox(tr("BiS"), page);
     m_grp_bis->setCheckable(true);
@@ -213,6 +254,9 @@ QWidget* ConnectionSettingsDialog::createSerialPage()
         label->setBuddy(m_cb_port);
     layout->addRow(tr("Speed:"), m_cb_speed);
     layout->addRow(tr("Handshake:"), m_cb_handshake);
+    layout->addRow(tr("Data bits:"), m_cb_databits);
+    layout->addRow(tr("Parity:"), m_cb_parity);
+    layout->addRow(tr("Stop bits:"), m_cb_stopbits);
     layout->addRow(m_grp_bis);
     return page;
 }
@@ -298,6 +342,15 @@ void ConnectionSettingsDialog::setSettings(const ConnectionSettings& settings)
     m_cb_speed->setEditText(QString::number(settings.serialSpeed()));
     const int handshake = m_cb_handshake->findData(settings.serialHandshake());
     m_cb_handshake->setCurrentIndex(handshake >= 0 ? handshake : 0);
+    const SerFraming framing = settings.serialFraming();
+    const auto choose = [](QComboBox* box, int value) {
+        const int index = box->findData(value);
+        box->setCurrentIndex(qMax(index, 0));
+    };
+    // Out of range falls back to the defaults, as the store does.
+    choose(m_cb_databits, framing.isValid() ? framing.dataBits() : 8);
+    choose(m_cb_parity, framing.isValid() ? framing.parity() : int(SerFraming::NoParity));
+    choose(m_cb_stopbits, framing.isValid() ? framing.stopBits() : 1);
 
     m_grp_bis->setChecked(settings.bisEnabled());
     switch (settings.bisMode()) {
@@ -331,6 +384,7 @@ void ConnectionSettingsDialog::setSettings(const ConnectionSettings& settings)
     m_ck_reconnect->setChecked(settings.reconnect());
     const int printer = m_cb_rawprinter->findData(settings.rawPrinter());
     m_cb_rawprinter->setCurrentIndex(printer >= 0 ? printer : 0);
+    updateProblem();
 }
 
 void ConnectionSettingsDialog::getSettings(ConnectionSettings* settings) const
@@ -352,6 +406,8 @@ void ConnectionSettingsDialog::getSettings(ConnectionSettings* settings) const
     if (speedOk && speed > 0)
         settings->setSerialSpeed(speed);
     settings->setSerialHandshake(m_cb_handshake->currentData().toInt());
+    settings->setSerialFraming(SerFraming(m_cb_databits->currentData().toInt(), m_cb_parity->currentData().toInt(),
+                                          m_cb_stopbits->currentData().toInt()));
 
     settings->setBisEnabled(m_grp_bis->isChecked());
     if (m_rb_slave->isChecked())
@@ -387,24 +443,75 @@ void ConnectionSettingsDialog::accept()
     // Text typed into a spin box counts even without leaving the field.
     for (QAbstractSpinBox* box : findChildren<QAbstractSpinBox*>())
         box->interpretText();
+    const QString missing = problem();
+    if (!missing.isEmpty()) {
+        refuse(missing);
+        return;
+    }
+    if (m_rb_serial->isChecked() && RemotePort::isRemote(m_cb_port->portName()))
+        PortChooser::rememberRemotePort(m_cb_port->portName());
+    QDialog::accept();
+}
+
+QString ConnectionSettingsDialog::problem() const
+{
     if (m_rb_serial->isChecked()) {
+        const QString port = m_cb_port->portName();
+        if (port.isEmpty())
+            return tr("No serial port chosen");
+        bool remote = false;
+        if (RemotePort::isRemote(port) && (RemotePort::fromName(port, &remote), !remote))
+            return tr("A remote port is written rfc2217://HOST:PORT");
         bool speedOk = false;
         const int speed = m_cb_speed->currentText().trimmed().toInt(&speedOk);
-        if (!speedOk || speed <= 0) {
-            refuse(tr("The speed must be a positive number of bits per second."));
-            return;
-        }
+        if (!speedOk || speed <= 0)
+            return tr("The speed must be a positive number of bits per second.");
         // An unset address would go on the bus as FF FF FF FF.
-        if (m_grp_bis->isChecked() && m_rb_master->isChecked() && m_sb_destination->value() < 0) {
-            refuse(tr("Set the BiS address of the destination."));
-            return;
-        }
-        if (m_grp_bis->isChecked() && m_rb_slave->isChecked() && m_sb_source->value() < 0) {
-            refuse(tr("Set the BiS address of this slave."));
-            return;
-        }
+        if (m_grp_bis->isChecked() && m_rb_master->isChecked() && m_sb_destination->value() < 0)
+            return tr("Set the BiS address of the destination.");
+        if (m_grp_bis->isChecked() && m_rb_slave->isChecked() && m_sb_source->value() < 0)
+            return tr("Set the BiS address of this slave.");
+        return QString();
     }
-    QDialog::accept();
+    if (m_rb_client->isChecked()) {
+        if (m_le_clientaddress->text().trimmed().isEmpty())
+            return tr("No server name given");
+    } else if (m_rb_server->isChecked()) {
+        const QString listen = m_le_serveraddress->text().trimmed();
+        const bool any = listen.isEmpty() || listen.compare(tr("any"), Qt::CaseInsensitive) == 0
+                         || listen.compare(QLatin1String("any"), Qt::CaseInsensitive) == 0;
+        if (!any && listen.compare(QLatin1String("localhost"), Qt::CaseInsensitive) != 0
+            && QHostAddress(listen).isNull())
+            return tr("Not an address to listen on: %1").arg(listen);
+    } else {
+        return QString();
+    }
+    if (!m_grp_ssl->isChecked())
+        return QString();
+    // Only files are tried: a pipe typed here would block the dialog.
+    const QString key = m_le_keyfile->text().trimmed();
+    if (!key.isEmpty() && (!QFileInfo(key).isFile() || ConnectionSettings::loadPrivateKey(key).isNull()))
+        return tr("Cannot load private key file.");
+    const QString certificate = m_le_certfile->text().trimmed();
+    if (!certificate.isEmpty()
+        && (!QFileInfo(certificate).isFile() || ConnectionSettings::loadCertificate(certificate).isNull()))
+        return tr("Cannot load certificate file.");
+    const QString authorities = m_le_cadir->text().trimmed();
+    if (!authorities.isEmpty()
+        && (!QFileInfo(authorities).isDir() || ConnectionSettings::loadCertificates(authorities).isEmpty()))
+        return tr("Cannot find any CA certificate file.");
+    return QString();
+}
+
+void ConnectionSettingsDialog::updateProblem()
+{
+    // Called while the dialog is still being built.
+    if (!m_pb_ok || !m_lbl_problem)
+        return;
+    const QString missing = problem();
+    m_lbl_problem->setText(missing);
+    m_lbl_problem->setVisible(!missing.isEmpty());
+    m_pb_ok->setEnabled(missing.isEmpty());
 }
 
 void ConnectionSettingsDialog::showMode(int mode)

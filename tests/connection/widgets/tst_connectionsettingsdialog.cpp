@@ -2,15 +2,17 @@
 // The connection settings dialog, the certificate viewer and the port
 // chooser under the offscreen platform, driven through their widgets.
 
-#include "connection/certificatedialog.h"
+#include "connection/widgets/certificatedialog.h"
 #include "connection/connection.h"
-#include "connection/connectionsettingsdialog.h"
-#include "connection/portchooser.h"
+#include "connection/widgets/connectionsettingsdialog.h"
+#include "connection/widgets/portchooser.h"
+#include "connection/widgets/remoteportdialog.h"
 #include "libserial/serportdeviceinfo.h"
 #include "tests/connection/testsupport.h"
 
 #include <QApplication>
 #include <QComboBox>
+#include <QDialogButtonBox>
 #include <QDoubleSpinBox>
 #include <QFileDialog>
 #include <QGroupBox>
@@ -21,7 +23,12 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSettings>
 #include <QSpinBox>
+#include <QStandardPaths>
 #include <QSslCipher>
 #include <QSslSocket>
 #include <QTemporaryDir>
@@ -31,6 +38,8 @@
 #include <functional>
 
 using namespace korvtest;
+
+Q_DECLARE_METATYPE(ConnectionSettings)
 
 namespace {
 
@@ -165,6 +174,15 @@ private Q_SLOTS:
     void unsetAddressesShowNotSet();
     void acceptRefusesWhatCannotWork_data();
     void acceptRefusesWhatCannotWork();
+    void problemsAreSaidBeforeOk_data();
+    void problemsAreSaidBeforeOk();
+    void typingThePortClearsTheProblem();
+    void framingChosenInTheDialog_data();
+    void framingChosenInTheDialog();
+    void remotePortIsChosenAndRemembered_data();
+    void remotePortIsChosenAndRemembered();
+    void remotePortTypedIsRememberedOnOk();
+    void dialogFitsTheScreen();
     void refreshFindsAdaptersPluggedInLater();
 
 private:
@@ -173,6 +191,11 @@ private:
 
 void TestConnectionSettingsDialog::initTestCase()
 {
+    // Remembered remote ports go to a store of the tests' own.
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
+    QCoreApplication::setApplicationName(QStringLiteral("korvgui-dialog-test"));
+    QSettings().clear();
     QVERIFY(m_files.isValid());
     const ConnectionSettings builtin;
     QVERIFY(writeFile(m_files.filePath(QStringLiteral("key.pem")), builtin.loadPrivateKey().toPem()));
@@ -191,7 +214,9 @@ void TestConnectionSettingsDialog::opensWithEveryField_data()
                              QStringLiteral("CA certificates directory:"), QStringLiteral("Client verification:")};
     QTest::newRow("serial page") << int(ConnectionSettings::SerialMode)
                                  << (QStringList({QStringLiteral("Serial port:"), QStringLiteral("Speed:"),
-                                                  QStringLiteral("Handshake:"), QStringLiteral("Source Address:"),
+                                                  QStringLiteral("Handshake:"), QStringLiteral("Data bits:"),
+                                                  QStringLiteral("Parity:"), QStringLiteral("Stop bits:"),
+                                                  QStringLiteral("Source Address:"),
                                                   QStringLiteral("Destination Address:"), QStringLiteral("Tries:"),
                                                   QStringLiteral("Timeout:")})
                                      + ssl);
@@ -240,6 +265,11 @@ void TestConnectionSettingsDialog::fixedChoices()
                           "250000", "460800", "500000", "921600", "1000000"}));
     QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Handshake:")))),
              QStringList({"None", "RTS/CTS", "Xon/Xoff"}));
+    QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Data bits:")))),
+             QStringList({"5", "6", "7", "8"}));
+    QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Parity:")))),
+             QStringList({"None", "Even", "Odd", "Mark", "Space"}));
+    QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Stop bits:")))), QStringList({"1", "2"}));
     QCOMPARE(items(qobject_cast<QComboBox*>(field(dialog, QStringLiteral("Client verification:")))),
              QStringList({"None", "Optional", "Verify"}));
     auto* bis = group(dialog, QStringLiteral("BiS"));
@@ -266,6 +296,7 @@ void TestConnectionSettingsDialog::fixedChoices()
     QCOMPARE(defaults.clientAddress(), QStringLiteral("localhost"));
     QCOMPARE(defaults.serverPort(), 10000);
     QCOMPARE(defaults.serverAddress(), QString());
+    QCOMPARE(defaults.serialFraming().text(), QStringLiteral("8N1"));
 }
 
 void TestConnectionSettingsDialog::settingsRoundTrip()
@@ -292,6 +323,7 @@ void TestConnectionSettingsDialog::settingsRoundTrip()
     QCOMPARE(back.serialPort(), s.serialPort());
     QCOMPARE(back.serialSpeed(), s.serialSpeed());
     QCOMPARE(back.serialHandshake(), s.serialHandshake());
+    QCOMPARE(back.serialFraming().text(), QStringLiteral("7E2"));
     QCOMPARE(back.clientAddress(), s.clientAddress());
     QCOMPARE(back.clientPort(), s.clientPort());
     QCOMPARE(back.serverAddress(), s.serverAddress());
@@ -414,6 +446,7 @@ void TestConnectionSettingsDialog::timeoutIsStoredInMilliseconds()
     settings.setBisEnabled(true);
     settings.setBisMode(ConnectionSettings::BiSMasterMode);
     settings.setDestinationAddress(5);
+    settings.setSerialPort(QStringLiteral("ttyS0"));
     dialog.setSettings(settings);
     dialog.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dialog));
@@ -638,6 +671,7 @@ void TestConnectionSettingsDialog::acceptRefusesWhatCannotWork()
     settings.setBisMode(role);
     settings.setSourceAddress(source);
     settings.setDestinationAddress(destination);
+    settings.setSerialPort(QStringLiteral("ttyS0"));
     dialog.setSettings(settings);
     dialog.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dialog));
@@ -652,6 +686,217 @@ void TestConnectionSettingsDialog::acceptRefusesWhatCannotWork()
     QCOMPARE(shown, refusal);
     QCOMPARE(dialog.result(), refusal.isEmpty() ? int(QDialog::Accepted) : int(QDialog::Rejected));
     QCOMPARE(dialog.isVisible(), !refusal.isEmpty());
+}
+
+void TestConnectionSettingsDialog::problemsAreSaidBeforeOk_data()
+{
+    QTest::addColumn<ConnectionSettings>("settings");
+    QTest::addColumn<QString>("problem"); // empty: none
+    const auto serial = [](const QString& port) {
+        ConnectionSettings s;
+        s.setMode(ConnectionSettings::SerialMode);
+        s.setSerialPort(port);
+        return s;
+    };
+    QTest::newRow("serial without a port") << serial(QString()) << "No serial port chosen";
+    QTest::newRow("serial with a port") << serial(QStringLiteral("ttyUSB0")) << QString();
+    QTest::newRow("remote port without its number")
+        << serial(QStringLiteral("rfc2217://rack4")) << "A remote port is written rfc2217://HOST:PORT";
+    QTest::newRow("remote port") << serial(QStringLiteral("rfc2217://rack4:7001")) << QString();
+    ConnectionSettings client;
+    client.setMode(ConnectionSettings::ClientMode);
+    client.setClientAddress(QString());
+    QTest::newRow("client without a server") << client << "No server name given";
+    client.setClientAddress(QStringLiteral("plc.local"));
+    QTest::newRow("client with a server") << client << QString();
+    client.setSslEnabled(true);
+    client.setPrivateKeyFile(QStringLiteral("/no/such/key.pem"));
+    QTest::newRow("TLS key file that cannot be read") << client << "Cannot load private key file.";
+    ConnectionSettings server;
+    server.setMode(ConnectionSettings::ServerMode);
+    server.setServerAddress(QStringLiteral("plc.local"));
+    QTest::newRow("listen on a name") << server << "Not an address to listen on: plc.local";
+    server.setServerAddress(QStringLiteral("127.0.0.1"));
+    QTest::newRow("listen on an address") << server << QString();
+    ConnectionSettings disabled;
+    QTest::newRow("disabled") << disabled << QString();
+}
+
+void TestConnectionSettingsDialog::problemsAreSaidBeforeOk()
+{
+    QFETCH(ConnectionSettings, settings);
+    QFETCH(QString, problem);
+    ConnectionSettingsDialog dialog(nullptr);
+    dialog.setSettings(settings);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    // Said in the dialog while it is open, and OK waits for a fix.
+    QLabel* said = nullptr;
+    for (QLabel* label : dialog.findChildren<QLabel*>()) {
+        if (label->isVisible() && !problem.isEmpty() && label->text() == problem)
+            said = label;
+    }
+    QCOMPARE(said != nullptr, !problem.isEmpty());
+    auto* buttons = dialog.findChild<QDialogButtonBox*>();
+    QVERIFY(buttons);
+    QCOMPARE(buttons->button(QDialogButtonBox::Ok)->isEnabled(), problem.isEmpty());
+    QString shown;
+    ModalDriver driver({readMessage(&shown)});
+    dialog.accept();
+    QCOMPARE(shown, problem);
+    QCOMPARE(dialog.result(), problem.isEmpty() ? int(QDialog::Accepted) : int(QDialog::Rejected));
+}
+
+void TestConnectionSettingsDialog::typingThePortClearsTheProblem()
+{
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::ClientMode);
+    dialog.setSettings(settings);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QPushButton* ok = dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
+    QVERIFY(ok->isEnabled());
+    child<QRadioButton>(dialog, QStringLiteral("Serial"))->click();
+    QVERIFY(!ok->isEnabled());
+    QVERIFY(child<QLabel>(dialog, QStringLiteral("No serial port chosen")));
+    QVERIFY(child<QLabel>(dialog, QStringLiteral("No serial port chosen"))->isVisible());
+    auto* port = qobject_cast<PortChooser*>(field(dialog, QStringLiteral("Serial port:")));
+    QVERIFY(port);
+    port->lineEdit()->clear();
+    QTest::keyClicks(port->lineEdit(), QStringLiteral("ttyUSB1"));
+    QVERIFY(ok->isEnabled());
+    QVERIFY(!child<QLabel>(dialog, QStringLiteral("No serial port chosen")));
+}
+
+void TestConnectionSettingsDialog::framingChosenInTheDialog_data()
+{
+    QTest::addColumn<QString>("dataBits");
+    QTest::addColumn<QString>("parity");
+    QTest::addColumn<QString>("stopBits");
+    QTest::addColumn<QString>("framing");
+    QTest::newRow("7E1") << "7" << "Even" << "1" << "7E1";
+    QTest::newRow("8N2") << "8" << "None" << "2" << "8N2";
+    QTest::newRow("5 bits, space") << "5" << "Space" << "1" << "5S1";
+    QTest::newRow("mark") << "8" << "Mark" << "1" << "8M1";
+}
+
+void TestConnectionSettingsDialog::framingChosenInTheDialog()
+{
+    QFETCH(QString, dataBits);
+    QFETCH(QString, parity);
+    QFETCH(QString, stopBits);
+    QFETCH(QString, framing);
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setSerialPort(QStringLiteral("ttyUSB0"));
+    dialog.setSettings(settings);
+    const QList<QPair<QString, QString>> choices = {{QStringLiteral("Data bits:"), dataBits},
+                                                    {QStringLiteral("Parity:"), parity},
+                                                    {QStringLiteral("Stop bits:"), stopBits}};
+    for (const auto& choice : choices) {
+        auto* box = qobject_cast<QComboBox*>(field(dialog, choice.first));
+        QVERIFY2(box, qPrintable(choice.first));
+        box->setCurrentIndex(box->findText(choice.second));
+        QCOMPARE(box->currentText(), choice.second);
+    }
+    dialog.getSettings(&settings);
+    QCOMPARE(settings.serialFraming().text(), framing);
+    // And back into a fresh dialog.
+    ConnectionSettingsDialog again(nullptr);
+    again.setSettings(settings);
+    QCOMPARE(qobject_cast<QComboBox*>(field(again, QStringLiteral("Parity:")))->currentText(), parity);
+}
+
+void TestConnectionSettingsDialog::remotePortIsChosenAndRemembered_data()
+{
+    QTest::addColumn<bool>("accepted");
+    QTest::newRow("chosen") << true;
+    QTest::newRow("cancelled") << false;
+}
+
+void TestConnectionSettingsDialog::remotePortIsChosenAndRemembered()
+{
+    QFETCH(bool, accepted);
+    QSettings().clear();
+    PortChooser chooser;
+    chooser.setPortName(QStringLiteral("ttyUSB0"));
+    const int ask = chooser.findText(QStringLiteral("Remote port..."));
+    QCOMPARE(ask, chooser.count() - 1);
+
+    QString title;
+    ModalDriver driver({[&](QWidget* modal) {
+        auto* dialog = qobject_cast<RemotePortDialog*>(modal);
+        if (!dialog) {
+            modal->close();
+            return;
+        }
+        title = dialog->windowTitle();
+        if (!accepted) {
+            dialog->reject();
+            return;
+        }
+        dialog->findChild<QLineEdit*>()->setText(QStringLiteral("rack4"));
+        dialog->findChild<QSpinBox*>()->setValue(7001);
+        dialog->accept();
+    }});
+    chooser.setCurrentIndex(ask);
+    Q_EMIT chooser.activated(ask);
+    QCOMPARE(title, QStringLiteral("Remote port"));
+    if (!accepted) {
+        QCOMPARE(chooser.portName(), QStringLiteral("ttyUSB0"));
+        QVERIFY(PortChooser::remotePorts().isEmpty());
+        return;
+    }
+    QCOMPARE(chooser.portName(), QStringLiteral("rfc2217://rack4:7001"));
+    QCOMPARE(PortChooser::remotePorts(), QStringList({QStringLiteral("rfc2217://rack4:7001")}));
+    // Offered again by every chooser, before the entry that asks for a new one.
+    PortChooser later;
+    QCOMPARE(later.itemText(later.count() - 2), QStringLiteral("rfc2217://rack4:7001"));
+    QCOMPARE(later.itemText(later.count() - 1), QStringLiteral("Remote port..."));
+}
+
+void TestConnectionSettingsDialog::remotePortTypedIsRememberedOnOk()
+{
+    QSettings().clear();
+    for (int i = 0; i < PortChooser::MaxRemotePorts + 2; ++i)
+        PortChooser::rememberRemotePort(QStringLiteral("rfc2217://old%1:4000").arg(i));
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setSerialPort(QStringLiteral("rfc2217://10.0.0.5:4001"));
+    dialog.setSettings(settings);
+    dialog.accept();
+    QCOMPARE(dialog.result(), int(QDialog::Accepted));
+    const QStringList remembered = PortChooser::remotePorts();
+    QCOMPARE(remembered.size(), PortChooser::MaxRemotePorts);
+    QCOMPARE(remembered.constFirst(), QStringLiteral("rfc2217://10.0.0.5:4001"));
+    QCOMPARE(remembered.at(1), QStringLiteral("rfc2217://old%1:4000").arg(PortChooser::MaxRemotePorts + 1));
+}
+
+void TestConnectionSettingsDialog::dialogFitsTheScreen()
+{
+    ConnectionSettingsDialog dialog(nullptr);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::SerialMode);
+    settings.setBisEnabled(true);
+    dialog.setSettings(settings);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    const QRect screen = dialog.screen()->availableGeometry();
+    QVERIFY2(dialog.frameGeometry().height() <= screen.height(),
+             qPrintable(QStringLiteral("%1 px on a screen of %2").arg(dialog.frameGeometry().height()).arg(screen.height())));
+    QVERIFY(screen.contains(dialog.frameGeometry()));
+    // OK and Cancel in sight, the rest scrolls.
+    auto* buttons = dialog.findChild<QDialogButtonBox*>();
+    QVERIFY(buttons->isVisible());
+    QVERIFY(dialog.rect().contains(QRect(buttons->mapTo(&dialog, QPoint(0, 0)), buttons->size())));
+    auto* area = dialog.findChild<QScrollArea*>();
+    QVERIFY(area);
+    QVERIFY(area->widget()->isAncestorOf(field(dialog, QStringLiteral("Serial port:"))));
+    if (area->widget()->sizeHint().height() > area->viewport()->height())
+        QVERIFY(area->verticalScrollBar()->maximum() > 0);
 }
 
 void TestConnectionSettingsDialog::refreshFindsAdaptersPluggedInLater()

@@ -5,7 +5,8 @@
 // TCP client or TCP server parameters, the BiS framing of serial links and
 // the TLS key, certificate and CA directory of network links. Key,
 // certificate and directory choices are test-loaded and refused when they
-// hold nothing usable.
+// hold nothing usable. What the page still lacks is said in the dialog as
+// it is edited, and OK waits until nothing is.
 
 #include "connection/connectionsettings.h"
 
@@ -16,6 +17,7 @@ class QCheckBox;
 class QComboBox;
 class QDoubleSpinBox;
 class QGroupBox;
+class QLabel;
 class QLineEdit;
 class QPushButton;
 class QRadioButton;
@@ -31,6 +33,8 @@ public:
     void setSettings(const ConnectionSettings& settings);
     // Writes every field of the dialog into settings.
     void getSettings(ConnectionSettings* settings) const;
+    // What keeps the chosen mode from working, empty if nothing does.
+    QString problem() const;
 
 public Q_SLOTS:
     void accept() override;
@@ -54,6 +58,7 @@ private:
     QGroupBox* createSslGroup();
     void showMode(int mode);
     void updateBisFields();
+    void updateProblem();
     void refuse(const QString& text);
 
     QGroupBox* m_grp_mode;
@@ -69,6 +74,9 @@ private:
     QPushButton* m_pb_refresh = nullptr;
     QComboBox* m_cb_speed = nullptr;
     QComboBox* m_cb_handshake = nullptr;
+    QComboBox* m_cb_databits = nullptr;
+    QComboBox* m_cb_parity = nullptr;
+    QComboBox* m_cb_stopbits = nullptr;
     QGroupBox* m_grp_bis = nullptr;
     QRadioButton* m_rb_master = nullptr;
     QRadioButton* m_rb_slave = nullptr;
@@ -92,4 +100,7 @@ private:
     QLineEdit* m_le_cadir = nullptr;
     QPushButton* m_pb_cabrowse = nullptr;
     QComboBox* m_cb_verify = nullptr;
+
+    QLabel* m_lbl_problem = nullptr;
+    QPushButton* m_pb_ok = nullptr;
 };

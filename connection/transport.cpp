@@ -1,0 +1,7 @@
+// SPDX-License-Identifier: MIT
+#include "connection/transport.h"
+
+Transport::Transport(QObject* parent)
+    : QObject(parent)
+{
+}
