@@ -4,6 +4,7 @@
 #include "cli/console.h"
 #include "cli/formatcommands.h"
 #include "cli/linkcommands.h"
+#include "qrv16/types.h"
 
 #include <QCoreApplication>
 
@@ -49,6 +50,7 @@ const Entry commands[] = {
 
 int main(int argc, char** argv)
 {
+    QRV16::pinTimeZone();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("korv"));
     QCoreApplication::setApplicationVersion(QString::fromLatin1(version));
