@@ -56,7 +56,7 @@ TagInfo tagInfo(const Tables& tables, int code)
         py::dict& target = type == QRV16::ItemType::Enums ? info.enums : info.bits;
         for (int j = 0; j < container->childCount(); ++j) {
             const QRV16::ItemData& d = container->child(j)->data();
-            if ((d.type != QRV16::ItemType::Enum && d.type != QRV16::ItemType::Bit) || d.name.isEmpty())
+            if ((d.type != QRV16::ItemType::Enum && d.type != QRV16::ItemType::Bit) || !d.hasId || d.name.isEmpty())
                 continue;
             const py::str key = toPy(d.name);
             // The first of two names wins, as the lookup table has it.

@@ -24,7 +24,7 @@ std::shared_ptr<const Tables> tablesOf(py::handle defs)
 {
     if (defs.is_none())
         return noDefinitions();
-    return defs.cast<std::shared_ptr<Tables>>();
+    return definitionsOf(defs);
 }
 
 py::bytes toBytes(const QRV16::Message& message)

@@ -104,7 +104,7 @@ void bindStreams(py::module_& m)
                           "for a tag is garbage: it is counted and skipped, never raised.")
         .def(py::init([](py::handle defs) {
                  Collector c;
-                 c.tables = defs.is_none() ? std::make_shared<Tables>() : defs.cast<std::shared_ptr<Tables>>();
+                 c.tables = defs.is_none() ? std::make_shared<Tables>() : definitionsOf(defs);
                  return c;
              }),
              py::arg("defs") = py::none())

@@ -46,7 +46,8 @@ Tables::Tables(const QByteArray& data, const QString& name) : m_name(name)
     m_lut = std::make_unique<QRV16::TagDataLut>(m_root.get());
     for (int i = 0; i < m_root->childCount(); ++i) {
         const QRV16::Item* child = m_root->child(i);
-        if (child->data().type == QRV16::ItemType::Tag) {
+        // Blank lines and comments are items too, without an id.
+        if (child->data().type == QRV16::ItemType::Tag && child->data().hasId) {
             m_items << child;
             // The first of two with one code is the one the table knows.
             if (!m_itemOf.contains(int(child->data().id)))
@@ -137,6 +138,14 @@ py::object Tables::bitName(int code, quint32 bit) const
     if (!b || b->name.isEmpty())
         return py::none();
     return n.bits.emplace(bit, toPy(b->name)).first->second;
+}
+
+std::shared_ptr<Tables> definitionsOf(py::handle defs)
+{
+    if (!py::isinstance<Tables>(defs))
+        raiseTypeError(QStringLiteral("defs is a korv.Definitions or None, not %1")
+                           .arg(QString::fromUtf8(Py_TYPE(defs.ptr())->tp_name)));
+    return defs.cast<std::shared_ptr<Tables>>();
 }
 
 } // namespace korvpy

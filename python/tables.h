@@ -69,4 +69,7 @@ private:
     mutable py::dict m_codes;
 };
 
+// The Definitions given as `defs`; raises TypeError for anything else.
+std::shared_ptr<Tables> definitionsOf(py::handle defs);
+
 } // namespace korvpy

@@ -166,6 +166,9 @@ QString describeTag(int tag, const Tables* tables)
 
 QRV16::Message::Iterator childIterator(const QRV16::Message::Iterator& element)
 {
+    // The library walks any payload asked to; only nested types hold elements.
+    if (!QRV16::isNestedTag(element.tag()))
+        return QRV16::Message::Iterator();
     bool ok = false;
     QRV16::Message::Iterator children = element.getIterator(&ok);
     // An empty nested element has no children and no range to walk.
