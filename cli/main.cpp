@@ -2,6 +2,7 @@
 // korv: the message format on the command line, for scripts and firmware CI.
 
 #include "cli/console.h"
+#include "cli/extcap.h"
 #include "cli/formatcommands.h"
 #include "cli/linkcommands.h"
 #include "qrv16/types.h"
@@ -26,7 +27,8 @@ const char* const mainUsage =
     "  answer    play a controller on a link by the rules of an answer file\n"
     "  run       run the sequences of a file on a link, with a JUnit report\n\n"
     "  korv COMMAND --help   help on one command, links included\n"
-    "  korv --version        the program's version\n\n"
+    "  korv --version        the program's version\n"
+    "  korv --extcap-...     Wireshark's calls: korv is a capture interface of it\n\n"
     "Exit status: 0 success, 1 an input or an expectation failed, 2 usage error,\n"
     "3 the link could not be opened.\n";
 
@@ -59,6 +61,8 @@ int main(int argc, char** argv)
         Console::err(QString::fromLatin1(mainUsage));
         return Console::UsageError;
     }
+    if (Extcap::isExtcapCall(args))
+        return Extcap::run(args);
     const QString command = args.at(1);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") ||
         command == QLatin1String("help")) {
