@@ -177,8 +177,12 @@ QRV16::Message::Iterator childIterator(const QRV16::Message::Iterator& element)
     return children;
 }
 
-py::list readChildren(const Source& source, const QRV16::Message::Iterator& element, Nesting nesting)
+py::list readChildren(const Source& source, const QRV16::Message::Iterator& element, Nesting nesting, int depth)
 {
+    // A message of 64 KiB can nest 16,000 levels: deeper than the notation
+    // reads is refused rather than walked on the stack.
+    if (depth >= MaxDepth)
+        badPayload(element, source, QStringLiteral("nested deeper than %1 levels").arg(MaxDepth));
     py::list list;
     QRV16::Message::Iterator it = childIterator(element);
     if (!it.isValid())
@@ -190,11 +194,11 @@ py::list readChildren(const Source& source, const QRV16::Message::Iterator& elem
             list.append(py::cast(Element(source, it.position(), end)));
             break;
         case Nesting::Values:
-            list.append(readValue(source, it, nesting));
+            list.append(readValue(source, it, nesting, depth + 1));
             break;
         case Nesting::Items: {
             py::object key = source.tables->key(it.tag());
-            list.append(py::make_tuple(std::move(key), readValue(source, it, nesting)));
+            list.append(py::make_tuple(std::move(key), readValue(source, it, nesting, depth + 1)));
             break;
         }
         }
@@ -207,7 +211,7 @@ py::list readChildren(const Source& source, const QRV16::Message::Iterator& elem
     return list;
 }
 
-py::object readValue(const Source& source, const QRV16::Message::Iterator& it, Nesting nesting)
+py::object readValue(const Source& source, const QRV16::Message::Iterator& it, Nesting nesting, int depth)
 {
     const int tag = it.tag();
     int size = 0;
@@ -284,7 +288,7 @@ py::object readValue(const Source& source, const QRV16::Message::Iterator& it, N
     case DataType::Request:
     case DataType::Answer:
     case DataType::Message:
-        return readChildren(source, it, nesting);
+        return readChildren(source, it, nesting, depth);
     }
     return py::bytes(p, size_t(size));
 }

@@ -40,12 +40,14 @@ const char* typeName(int tag);
 // "PumpId (0x1001)", or the code alone.
 QString describeTag(int tag, const Tables* tables);
 
-// The value of the element `it` stands on; raises korv.MessageError when
-// its payload does not fit its type.
-py::object readValue(const Source& source, const QRV16::Message::Iterator& it, Nesting nesting);
+// The value of the element `it` stands on, `depth` levels down; raises
+// korv.MessageError when its payload does not fit its type or nested
+// values go deeper than MaxDepth.
+py::object readValue(const Source& source, const QRV16::Message::Iterator& it, Nesting nesting, int depth = 0);
 // The children of a nested element as the nesting wants them; raises
 // korv.MessageError when they do not walk to their end.
-py::list readChildren(const Source& source, const QRV16::Message::Iterator& element, Nesting nesting);
+py::list readChildren(const Source& source, const QRV16::Message::Iterator& element, Nesting nesting,
+                      int depth = 0);
 // The iterator over a nested element's children, checked.
 QRV16::Message::Iterator childIterator(const QRV16::Message::Iterator& element);
 

@@ -136,3 +136,16 @@ def test_wrong_types_for_message(defs):
         korv.Collector("demo.qrvdef")
     with pytest.raises(TypeError, match="extend\\(\\) takes \\(tag, value\\) pairs"):
         korv.Message("StatusReport", defs=defs).extend([1])
+
+
+def test_hostile_nesting_is_refused_not_walked(defs):
+    # 16,000 List elements inside each other fill a whole message.
+    depth = 16000
+    data = b"".join(((4 * (depth - i) - 2).to_bytes(2, "little") + b"\x01\xc0") for i in range(depth))
+    message = korv.Message(data, defs=defs)
+    with pytest.raises(korv.MessageError, match="nested deeper than 99 levels"):
+        message.values()
+    with pytest.raises(korv.MessageError, match="nested deeper than 99 levels"):
+        message.items()
+    assert message.find("PumpId") is None
+    assert str(message).startswith("Pumps=(Pumps=(")
