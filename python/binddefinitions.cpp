@@ -36,8 +36,6 @@ struct Pattern
     QRV16::MessagePattern pattern;
 };
 
-const char* displayLetters = "?duxoy";
-
 TagInfo tagInfo(const Tables& tables, int code)
 {
     TagInfo info;
