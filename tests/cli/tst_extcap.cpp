@@ -125,6 +125,7 @@ private Q_SLOTS:
     void linkTypes();
     void configHoldsLinkOptions_data();
     void configHoldsLinkOptions();
+    void everyLinkOptionIsOffered();
     void choicesAreAccepted_data();
     void choicesAreAccepted();
     void badCalls_data();
@@ -239,6 +240,29 @@ void TestExtcap::configHoldsLinkOptions()
     QString error;
     QVERIFY2(link.read(p, &settings, &error), qPrintable(error));
     QCOMPARE(int(settings.mode()), mode);
+}
+
+void TestExtcap::everyLinkOptionIsOffered()
+{
+    // What korv's link options are, as their help lists them: each one is
+    // in some interface's dialog, but --settings (the window's store).
+    static const QRegularExpression option(QStringLiteral("(--[a-z][a-z0-9-]*)"));
+    QStringList wanted;
+    for (auto it = option.globalMatch(LinkOptions::help()); it.hasNext();) {
+        const QString name = it.next().captured(1);
+        if (name != QLatin1String("--settings") && !wanted.contains(name))
+            wanted << name;
+    }
+    QVERIFY(wanted.contains(QStringLiteral("--bis-timeout")));
+    QStringList offered;
+    for (const char* iface : {"korv-serial", "korv-tcp", "korv-listen"}) {
+        const Run r = korv({QStringLiteral("--extcap-config"), QStringLiteral("--extcap-interface"),
+                            QString::fromLatin1(iface)});
+        for (const Sentence& s : sentences(r.out))
+            offered << s.fields.value(QStringLiteral("call"));
+    }
+    for (const QString& name : std::as_const(wanted))
+        QVERIFY2(offered.contains(name), qPrintable(name + QStringLiteral(" is in no interface's dialog")));
 }
 
 void TestExtcap::choicesAreAccepted_data()

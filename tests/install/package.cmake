@@ -127,7 +127,7 @@ print(d.decode(d.encode('GetStatus')))")
 endif()
 
 # lintian reports no error and no warning but the ones README explains.
-execute_process(COMMAND lintian --no-tag-display-limit ${debs}
+execute_process(COMMAND lintian --tag-display-limit 0 ${debs}
     OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE rc)
 set(explained
     # The window documents itself in README; korv has its manual page.
