@@ -7,6 +7,8 @@
 
 #include <QTimer>
 
+#include <algorithm>
+
 namespace {
 
 // Past this many unreceived answers the peer is not us: forget them.
@@ -66,23 +68,81 @@ QString AutoAnswer::note(const AnswerRule& rule, int row)
     return tr("Sent automatically by answer rule \"%1\"").arg(name);
 }
 
+QString AutoAnswer::label(const AnswerRule& rule, int row)
+{
+    return rule.name.isEmpty() ? QString::number(row + 1) : QLatin1Char('"') + rule.name + QLatin1Char('"');
+}
+
+QList<int> AutoAnswer::channels(const QVector<AnswerRule>& rules)
+{
+    QList<int> out;
+    for (const AnswerRule& rule : rules) {
+        if (rule.enabled && !out.contains(rule.channel))
+            out.append(rule.channel);
+    }
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+QString AutoAnswer::answerProblem(const QString& answer) const
+{
+    // What a request fills in is known only when it comes: of such an
+    // answer the names in ${} are checked now, the rest when it is sent.
+    if (answer.contains(QLatin1String("${"))) {
+        QString error;
+        for (qsizetype open = answer.indexOf(QLatin1String("${")); open >= 0;
+             open = answer.indexOf(QLatin1String("${"), open + 2)) {
+            const qsizetype close = answer.indexOf(QLatin1Char('}'), open + 2);
+            if (close < 0)
+                return tr("Unterminated ${ at %1").arg(open + 1);
+            const QString name = answer.mid(open + 2, close - open - 2).trimmed();
+            QRV16::MessageParser parser(m_tags);
+            if (name.isEmpty() || parser.parse(name).tag() < 0 || parser.hasError())
+                return tr("Unknown tag \"%1\" in ${} at %2").arg(name).arg(open + 1);
+        }
+        return QString();
+    }
+    QRV16::MessageParser parser(m_tags);
+    parser.parseList(answer);
+    if (!parser.hasError())
+        return QString();
+    return tr("%1 at column %2 of \"%3\"").arg(parser.errorMessage()).arg(parser.errorStart() + 1).arg(answer);
+}
+
 void AutoAnswer::compile()
 {
     for (int row = 0; row < m_rules.size(); ++row) {
         const AnswerRule& rule = m_rules.at(row);
         State& state = m_states[row];
-        if (rule.isPeriodic() || !rule.enabled) {
-            state.pattern = QRV16::MessagePattern();
+        state.pattern = QRV16::MessagePattern();
+        state.patternOk = false;
+        state.problem.clear();
+        state.failureReported = false;
+        if (!rule.enabled)
             continue;
+        if (!rule.isPeriodic()) {
+            state.patternOk = state.pattern.parse(rule.when, m_tags);
+            if (!state.patternOk) {
+                state.problem = tr("%1 at column %2 of \"%3\"")
+                                    .arg(state.pattern.errorMessage())
+                                    .arg(state.pattern.errorStart() + 1)
+                                    .arg(rule.when);
+            }
         }
-        if (!state.pattern.parse(rule.when, m_tags)) {
-            Q_EMIT message(tr("Answer rule %1: %2 at column %3 of \"%4\"")
-                               .arg(row + 1)
-                               .arg(state.pattern.errorMessage())
-                               .arg(state.pattern.errorStart() + 1)
-                               .arg(rule.when));
-        }
+        if (state.problem.isEmpty())
+            state.problem = answerProblem(rule.answer);
+        if (!state.problem.isEmpty())
+            Q_EMIT message(tr("Answer rule %1: %2").arg(label(rule, row), state.problem));
     }
+}
+
+void AutoAnswer::reportFailure(int row, const QString& problem)
+{
+    State& state = m_states[row];
+    if (state.failureReported)
+        return;
+    state.failureReported = true;
+    Q_EMIT message(tr("Answer rule %1: %2").arg(label(m_rules.at(row), row), problem));
 }
 
 void AutoAnswer::restartTimers()
@@ -135,12 +195,19 @@ void AutoAnswer::onReceived(MessagePort* channel, const QRV16::Message& message)
         if (!rule.enabled || rule.isPeriodic() ||
             (rule.channel != AnswerRule::AnyChannel && rule.channel != channel->number()))
             continue;
-        if (!m_states.at(row).pattern.matches(message) || !spend(row))
+        const State& state = m_states.at(row);
+        if (!state.patternOk || !state.pattern.matches(message))
+            continue;
+        // A rule whose answer does not read still takes its turn, quietly:
+        // it was named when it was checked.
+        if (!state.problem.isEmpty())
+            return;
+        if (!spend(row))
             continue;
         QString error;
         const QString text = QRV16::MessagePattern::substitute(rule.answer, message, m_tags, &error);
         if (text.isNull()) {
-            Q_EMIT this->message(tr("Answer rule %1: %2").arg(row + 1).arg(error));
+            reportFailure(row, error);
             return;
         }
         QPointer<MessagePort> target(channel);
@@ -159,6 +226,8 @@ void AutoAnswer::sendPeriodic(int row)
     if (row >= m_rules.size())
         return;
     const AnswerRule& rule = m_rules.at(row);
+    if (!m_states.at(row).problem.isEmpty())
+        return;
     for (MessagePort* channel : {m_channels[0].data(), m_channels[1].data()}) {
         // An idle link is not an error every few seconds.
         if (!channel || !channel->isConnected())
@@ -178,11 +247,10 @@ void AutoAnswer::send(int row, MessagePort* channel, const QString& text)
     QRV16::MessageParser parser(m_tags);
     const QList<QRV16::Message> messages = parser.parseList(text);
     if (parser.hasError()) {
-        Q_EMIT message(tr("Answer rule %1: %2 at column %3 of \"%4\"")
-                           .arg(row + 1)
-                           .arg(parser.errorMessage())
-                           .arg(parser.errorStart() + 1)
-                           .arg(text));
+        reportFailure(row, tr("%1 at column %2 of \"%3\"")
+                               .arg(parser.errorMessage())
+                               .arg(parser.errorStart() + 1)
+                               .arg(text));
         return;
     }
     const int index = channel == m_channels[0] ? 0 : 1;

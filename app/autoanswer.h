@@ -23,7 +23,9 @@ class TagDataLut;
 // that matches and has not reached its limit, and
 // sends the periodic rules' messages. Delays are event-loop timers, so a
 // rule never blocks the window. What goes wrong in a rule reaches the user
-// through message().
+// through message(), once: the rules are checked when they or the tag
+// tables are set, and a rule that does not read is named then and keeps
+// quiet afterwards.
 class AutoAnswer : public QObject
 {
     Q_OBJECT
@@ -47,6 +49,11 @@ public:
 
     // Note put at the head of the tool tip of every line sent here.
     static QString note(const AnswerRule& rule, int row);
+    // "Pump asked" with its quotes, or the rule's number without a name.
+    static QString label(const AnswerRule& rule, int row);
+    // Channels the enabled rules are for; AnswerRule::AnyChannel among them
+    // when some rule is for any.
+    static QList<int> channels(const QVector<AnswerRule>& rules);
 
 Q_SIGNALS:
     void message(const QString& text);
@@ -55,12 +62,19 @@ private:
     struct State
     {
         QRV16::MessagePattern pattern;
+        bool patternOk = false;
+        // What keeps the rule from answering, already reported.
+        QString problem;
+        // An answer that failed for one request has been reported.
+        bool failureReported = false;
         int fired = 0;
         QTimer* timer = nullptr; // periodic rules; owned (child)
     };
 
     void onReceived(MessagePort* channel, const QRV16::Message& message);
     void compile();
+    QString answerProblem(const QString& answer) const;
+    void reportFailure(int row, const QString& problem);
     void restartTimers();
     bool spend(int row);
     void send(int row, MessagePort* channel, const QString& text);

@@ -106,57 +106,65 @@ void Channel::choosePrinter()
     if (m_settings.rawPrinter() == m_printerkind)
         return;
     resetPrinter();
-    delete m_bisprinter;
-    delete m_elementprinter;
-    m_bisprinter = nullptr;
-    m_elementprinter = nullptr;
+    for (int i = 0; i < 2; ++i) {
+        delete m_bisprinter[i];
+        delete m_elementprinter[i];
+        m_bisprinter[i] = nullptr;
+        m_elementprinter[i] = nullptr;
+    }
     m_printerkind = m_settings.rawPrinter();
-    switch (m_printerkind) {
-    case ConnectionSettings::BiSPrinter:
-        m_bisprinter = new BiSTrace(this);
-        QObject::connect(m_bisprinter, &BiSTrace::trace, this, &Channel::onPrinterLine);
-        QObject::connect(m_bisprinter, &BiSTrace::next, this, &Channel::onPrinterNext);
-        break;
-    case ConnectionSettings::LTDPrinter:
-    case ConnectionSettings::LTD16Printer:
-        if (m_printerkind == ConnectionSettings::LTDPrinter)
-            m_elementprinter = new LTDTrace(this);
-        else
-            m_elementprinter = new LTD16Trace(this);
-        QObject::connect(m_elementprinter, &ElementTrace::trace, this, &Channel::onPrinterLine);
-        QObject::connect(m_elementprinter, &ElementTrace::next, this, &Channel::onPrinterNext);
-        break;
-    default:
-        m_printerkind = ConnectionSettings::HexPrinter;
-        break;
+    for (int i = 0; i < 2; ++i) {
+        switch (m_printerkind) {
+        case ConnectionSettings::BiSPrinter:
+            m_bisprinter[i] = new BiSTrace(this);
+            QObject::connect(m_bisprinter[i], &BiSTrace::trace, this, &Channel::onPrinterLine);
+            QObject::connect(m_bisprinter[i], &BiSTrace::next, this, &Channel::onPrinterNext);
+            break;
+        case ConnectionSettings::LTDPrinter:
+        case ConnectionSettings::LTD16Printer:
+            if (m_printerkind == ConnectionSettings::LTDPrinter)
+                m_elementprinter[i] = new LTDTrace(this);
+            else
+                m_elementprinter[i] = new LTD16Trace(this);
+            QObject::connect(m_elementprinter[i], &ElementTrace::trace, this, &Channel::onPrinterLine);
+            QObject::connect(m_elementprinter[i], &ElementTrace::next, this, &Channel::onPrinterNext);
+            break;
+        default:
+            m_printerkind = ConnectionSettings::HexPrinter;
+            break;
+        }
     }
 }
 
 void Channel::resetPrinter()
 {
-    if (m_bisprinter)
-        m_bisprinter->reset();
-    if (m_elementprinter)
-        m_elementprinter->reset();
+    for (int i = 0; i < 2; ++i) {
+        if (m_bisprinter[i])
+            m_bisprinter[i]->reset();
+        if (m_elementprinter[i])
+            m_elementprinter[i]->reset();
+    }
 }
 
 void Channel::onPrinterLine(const QString& text)
 {
     if (m_model)
-        growLine(m_pendingPrinterLine, QStringLiteral(" Raw"), text, m_rawRx);
+        growLine(inbound().pendingPrinterLine, QStringLiteral(" Raw"), text, m_rawRx);
 }
 
 void Channel::onPrinterNext()
 {
-    endLine(m_pendingPrinterLine);
+    endLine(inbound().pendingPrinterLine);
 }
 
 void Channel::setModel(TraceModel* model)
 {
     m_model = model;
     clearLastData();
-    m_pendingTrace = QPersistentModelIndex();
-    m_pendingPrinterLine = QPersistentModelIndex();
+    for (Inbound* in : {&m_live, &m_replayed}) {
+        in->pendingTrace = QPersistentModelIndex();
+        in->pendingPrinterLine = QPersistentModelIndex();
+    }
     // Found before there was a trace to show them in.
     if (m_model) {
         for (const QString& warning : std::as_const(m_settingsWarnings))
@@ -180,15 +188,20 @@ bool Channel::tooOld(const QModelIndex& index) const
 {
     if (!index.isValid() || !m_model)
         return true;
-    return index.row() < m_model->lineCount() - 2;
+    // Counted in the line's own part: live lines held behind a replay
+    // count among themselves.
+    const int after = m_model->linesAfter(index);
+    return after < 0 || after >= 2;
 }
 
 void Channel::clearLastData()
 {
-    m_lastRx.clear();
-    m_lastRxSrc = -1;
-    m_lastRxDst = -1;
-    m_lastRxLine = QPersistentModelIndex();
+    for (Inbound* in : {&m_live, &m_replayed}) {
+        in->lastBytes.clear();
+        in->lastSrc = -1;
+        in->lastDst = -1;
+        in->lastLine = QPersistentModelIndex();
+    }
     m_lastTx.clear();
     m_lastTxLine = QPersistentModelIndex();
 }
@@ -225,12 +238,14 @@ void Channel::editConnection()
     setSettings(edited);
 }
 
-bool Channel::sendMessage(const QString& text)
+bool Channel::sendMessage(const QString& text, const QString& origin)
 {
     QRV16::MessageParser parser(m_model ? m_model->tags() : nullptr);
     const QList<QRV16::Message> messages = parser.parseList(text);
     if (parser.hasError()) {
-        appendLine(m_label + QLatin1String(" Err"), parser.errorMessage(), ColorError);
+        const QString report = parser.errorReport();
+        appendLine(m_label + QLatin1String(" Err"),
+                   origin.isEmpty() ? report : origin + QLatin1String(": ") + report, ColorError);
         return false;
     }
     if (!linkUp())
@@ -289,8 +304,18 @@ bool Channel::busTraceMode() const
            m_settings.bisMode() == ConnectionSettings::BiSTraceMode;
 }
 
+bool Channel::paused() const
+{
+    // A replay is asked for: the pause is for live input.
+    return flag(MainWindow::Pause) && !m_replaying;
+}
+
 void Channel::receive(int src, int dst, const QByteArray& bytes)
 {
+    if (m_replaying) {
+        collect(m_replayed, src, dst, bytes);
+        return;
+    }
     // Relayed before the display rules: pausing the display must not
     // starve the other peer.
     if (flag(MainWindow::LinkChannels) && m_linked && m_linked->connection()->isConnected())
@@ -298,26 +323,33 @@ void Channel::receive(int src, int dst, const QByteArray& bytes)
     if (flag(MainWindow::Pause)) {
         // Nothing received during a pause is shown, not even the start of
         // a message that ends after it.
-        m_collector.reset();
+        m_live.collector.reset();
         return;
     }
-    m_collector.append(bytes);
-    while (m_collector.hasMessage()) {
-        const QRV16::Message message = m_collector.nextMessage();
+    collect(m_live, src, dst, bytes);
+}
+
+void Channel::collect(Inbound& in, int src, int dst, const QByteArray& bytes)
+{
+    const bool live = &in == &m_live;
+    in.collector.append(bytes);
+    while (in.collector.hasMessage()) {
+        const QRV16::Message message = in.collector.nextMessage();
         const QByteArray& data = message.bytes();
-        Q_EMIT received(message);
+        if (live)
+            Q_EMIT received(message);
         // On a bus the trace printer shows the bytes already.
         if (flag(MainWindow::TraceMessageBytes) && !busTraceMode())
             memdump(m_label + QLatin1String(" Hex"), data, m_hexRx);
-        if (flag(MainWindow::HideDuplicates) && src == m_lastRxSrc && dst == m_lastRxDst && data == m_lastRx &&
-            !tooOld(m_lastRxLine)) {
-            m_model->count(m_lastRxLine);
+        if (flag(MainWindow::HideDuplicates) && src == in.lastSrc && dst == in.lastDst && data == in.lastBytes &&
+            !tooOld(in.lastLine)) {
+            m_model->count(in.lastLine);
             continue;
         }
-        m_lastRx = data;
-        m_lastRxSrc = src;
-        m_lastRxDst = dst;
-        m_lastRxLine = traceMessage(src, dst, message, m_messageRx);
+        in.lastBytes = data;
+        in.lastSrc = src;
+        in.lastDst = dst;
+        in.lastLine = traceMessage(src, dst, message, m_messageRx);
     }
 }
 
@@ -325,7 +357,9 @@ void Channel::replay(const QDateTime& time, const QByteArray& bytes)
 {
     if (m_model)
         m_model->setReplayTime(time);
-    m_connection->fakeReceive(bytes);
+    m_replaying = true;
+    m_connection->replayReceive(bytes);
+    m_replaying = false;
     if (m_model)
         m_model->setReplayTime(QDateTime());
 }
@@ -356,12 +390,12 @@ void Channel::blockStarted()
 {
     // A block starts a fresh stream: a new peer, or a bus frame that holds
     // whole messages. What is left of the last one would only garble it.
-    m_collector.reset();
+    inbound().collector.reset();
 }
 
 void Channel::traceRaw(const QByteArray& bytes, StyleColor color)
 {
-    if (!flag(MainWindow::TraceRaw) || flag(MainWindow::Pause) || bytes.isEmpty())
+    if (!flag(MainWindow::TraceRaw) || paused() || bytes.isEmpty())
         return;
     appendLine(m_label + QLatin1String(" Raw"), QString::fromLatin1(bytes.toHex(' ').toUpper()), color);
 }
@@ -374,17 +408,21 @@ void Channel::rawReceive(const QByteArray& bytes)
     }
     if (!flag(MainWindow::TraceRaw) || bytes.isEmpty())
         return;
-    if (flag(MainWindow::Pause)) {
+    const int which = m_replaying ? 1 : 0;
+    if (paused()) {
         // What arrives after the pause does not continue the frame before it.
-        resetPrinter();
+        if (m_bisprinter[which])
+            m_bisprinter[which]->reset();
+        if (m_elementprinter[which])
+            m_elementprinter[which]->reset();
         return;
     }
-    if (m_elementprinter)
-        m_elementprinter->setDefinitions(m_model ? m_model->tags() : nullptr);
-    if (m_bisprinter)
-        m_bisprinter->receive(bytes);
-    else if (m_elementprinter)
-        m_elementprinter->receive(bytes);
+    if (ElementTrace* printer = m_elementprinter[which])
+        printer->setDefinitions(m_model ? m_model->tags() : nullptr);
+    if (m_bisprinter[which])
+        m_bisprinter[which]->receive(bytes);
+    else if (m_elementprinter[which])
+        m_elementprinter[which]->receive(bytes);
 }
 
 void Channel::rawSend(const QByteArray& bytes)
@@ -394,14 +432,14 @@ void Channel::rawSend(const QByteArray& bytes)
 
 void Channel::onTrace(const QString& text)
 {
-    if (!m_model || flag(MainWindow::Pause) || !flag(MainWindow::TraceMessageBytes))
+    if (!m_model || paused() || !flag(MainWindow::TraceMessageBytes))
         return;
-    growLine(m_pendingTrace, QStringLiteral(" Trace"), text, ColorText);
+    growLine(inbound().pendingTrace, QStringLiteral(" Trace"), text, ColorText);
 }
 
 void Channel::onTraceNext()
 {
-    endLine(m_pendingTrace);
+    endLine(inbound().pendingTrace);
 }
 
 void Channel::growLine(QPersistentModelIndex& pending, const QString& suffix, const QString& text, StyleColor color)
@@ -425,8 +463,17 @@ void Channel::endLine(QPersistentModelIndex& pending)
     }
 }
 
+bool Channel::hasModemLines() const
+{
+    return m_connection->serialPort() && m_connection->isConnected();
+}
+
 void Channel::disturb()
 {
+    if (!hasModemLines()) {
+        appendLine(m_label + QLatin1String(" Err"), tr("No modem lines on this link: nothing disturbed"), ColorError);
+        return;
+    }
     m_connection->disturb();
     connectionMessage(tr("DISTURBANCE GENERATED"));
 }
@@ -454,8 +501,10 @@ void Channel::showSslInformation()
     dialog->show();
 }
 
-void Channel::updateStateActions(QAction* connect, QAction* ssl) const
+void Channel::updateStateActions(QAction* connect, QAction* ssl, QAction* disturb) const
 {
+    if (disturb)
+        disturb->setEnabled(hasModemLines());
     const bool server = m_settings.mode() == ConnectionSettings::ServerMode;
     const bool active = m_connection->isConnected() || m_connection->isListening();
     if (connect) {

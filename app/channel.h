@@ -60,7 +60,10 @@ public:
     // A repeat is merged only into the last or last-but-one line.
     bool tooOld(const QModelIndex& index) const;
     void clearLastData();
-    void updateStateActions(QAction* connect, QAction* ssl) const;
+    // `disturb` is enabled while the link has modem lines to pulse.
+    void updateStateActions(QAction* connect, QAction* ssl, QAction* disturb = nullptr) const;
+    // A serial port is open: a TCP link has no control lines.
+    bool hasModemLines() const;
 
 public Q_SLOTS:
     void connect();
@@ -68,14 +71,19 @@ public Q_SLOTS:
     void toggleConnected();
     void editConnection();
 
-    // False, with an " Err" line, when the text does not parse.
-    bool sendMessage(const QString& text);
+    // False, with an " Err" line, when the text does not parse: the place
+    // and the parser's error, after `origin` (what the text came from) if
+    // given.
+    bool sendMessage(const QString& text, const QString& origin = QString());
     // A non-empty `note` heads the line's tool tip, e.g. for what was sent
     // automatically.
     void sendMessage(const QRV16::Message& message, const QString& note = QString()) override;
     void send(const QByteArray& bytes);
     void receive(int src, int dst, const QByteArray& bytes);
-    // Bytes received at `time`, from a hex-dump replay.
+    // Bytes received at `time`, from a hex-dump replay: traced, also while
+    // paused, and nothing else. They are not relayed, not announced by
+    // received() and never cause a transmission; they are collected apart
+    // from live input, so neither cuts into the other's messages.
     void replay(const QDateTime& time, const QByteArray& bytes);
 
     QModelIndex traceMessage(int src, int dst, const QRV16::Message& message, StyleColor color);
@@ -98,10 +106,27 @@ Q_SIGNALS:
     void appended(const QModelIndex& index);
 
 private:
+    // What one stream of input has collected and last shown.
+    struct Inbound
+    {
+        QRV16::MessageCollector collector;
+        // For hide duplicates.
+        QByteArray lastBytes;
+        int lastSrc = -1;
+        int lastDst = -1;
+        QPersistentModelIndex lastLine;
+        // The lines of the annotating printers while they grow.
+        QPersistentModelIndex pendingTrace;
+        QPersistentModelIndex pendingPrinterLine;
+    };
+    Inbound& inbound() { return m_replaying ? m_replayed : m_live; }
+    void collect(Inbound& in, int src, int dst, const QByteArray& bytes);
+    bool paused() const;
     QModelIndex appendLine(const QString& source, const QString& text, StyleColor color);
     void announce(const QModelIndex& index);
     void traceRaw(const QByteArray& bytes, StyleColor color);
-    // The annotating printer of received bytes that the settings choose.
+    // The annotating printers of received bytes that the settings choose,
+    // one for live input and one for replays.
     void choosePrinter();
     void resetPrinter();
     // A printer's line that is still growing, and its end.
@@ -117,7 +142,9 @@ private:
     // Stored values that were out of range, until a trace shows them.
     QStringList m_settingsWarnings;
     Connection* m_connection; // Owned.
-    QRV16::MessageCollector m_collector;
+    Inbound m_live;
+    Inbound m_replayed;
+    bool m_replaying = false;
     TraceModel* m_model = nullptr; // Not owned.
     Channel* m_linked = nullptr;   // Not owned.
 
@@ -128,21 +155,13 @@ private:
     StyleColor m_hexRx;
     StyleColor m_hexTx;
 
-    // For hide duplicates: what was last sent and received, and the lines
-    // that show it.
-    QByteArray m_lastRx;
-    int m_lastRxSrc = -1;
-    int m_lastRxDst = -1;
-    QPersistentModelIndex m_lastRxLine;
+    // For hide duplicates: what was last sent, and the line that shows it.
     QByteArray m_lastTx;
     QPersistentModelIndex m_lastTxLine;
 
-    // The tracer's line while it is still being built.
-    QPersistentModelIndex m_pendingTrace;
-
-    // At most one of them, owned, when received bytes are not shown as hex.
-    BiSTrace* m_bisprinter = nullptr;
-    ElementTrace* m_elementprinter = nullptr;
+    // At most one kind, owned, when received bytes are not shown as hex;
+    // the second of each kind reads replays.
+    BiSTrace* m_bisprinter[2] = {};
+    ElementTrace* m_elementprinter[2] = {};
     int m_printerkind = ConnectionSettings::HexPrinter;
-    QPersistentModelIndex m_pendingPrinterLine;
 };

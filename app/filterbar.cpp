@@ -4,6 +4,7 @@
 #include "app/tracefilter.h"
 
 #include "qrv16/messageexpression.h"
+#include "widgets/elidedlabel.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>
@@ -43,7 +44,7 @@ FilterBar::FilterBar(TraceFilter* filter, QWidget* parent)
     m_le_expression->setObjectName(QStringLiteral("m_le_expression"));
     m_le_expression->setPlaceholderText(tr("PumpMode=Service and not (ResultCode=Ok or Temperature>700)"));
     m_le_expression->setClearButtonEnabled(true);
-    m_lbl_error = new QLabel(this);
+    m_lbl_error = new ElidedLabel(this);
     m_lbl_error->setObjectName(QStringLiteral("m_lbl_error"));
     m_lbl_error->setStyleSheet(QStringLiteral("color: red"));
     m_lbl_error->hide();
@@ -64,8 +65,10 @@ FilterBar::FilterBar(TraceFilter* filter, QWidget* parent)
     layout->addWidget(m_cb_direction);
     layout->addWidget(m_cb_kind);
     layout->addWidget(m_le_source);
-    layout->addWidget(m_le_expression, 1);
-    layout->addWidget(m_lbl_error);
+    // Room for a long error goes to the error, but the expression keeps
+    // most of it.
+    layout->addWidget(m_le_expression, 3);
+    layout->addWidget(m_lbl_error, 2);
     layout->addWidget(m_pb_clear);
     layout->addWidget(m_pb_close);
 
@@ -101,7 +104,7 @@ void FilterBar::setExpression(const QString& text)
 
 QString FilterBar::error() const
 {
-    return m_lbl_error->text();
+    return m_lbl_error->fullText();
 }
 
 void FilterBar::clear()
@@ -115,9 +118,10 @@ void FilterBar::clear()
     m_le_expression->clear();
     m_clearing = false;
     m_typing->stop();
-    m_lbl_error->clear();
+    m_lbl_error->setFullText(QString());
     m_lbl_error->hide();
     m_le_expression->setStyleSheet(QString());
+    Q_EMIT aboutToApply();
     m_filter->clear();
     Q_EMIT applied();
 }
@@ -135,19 +139,21 @@ void FilterBar::apply()
     m_typing->stop();
     QRV16::MessageExpression expression;
     if (!expression.parse(m_le_expression->text(), m_tags)) {
-        m_lbl_error->setText(tr("Column %1: %2").arg(expression.errorPosition() + 1).arg(expression.errorString()));
+        m_lbl_error->setFullText(
+            tr("Column %1: %2").arg(expression.errorPosition() + 1).arg(expression.errorString()));
         m_le_expression->setStyleSheet(QStringLiteral("color: red"));
     } else {
-        m_lbl_error->clear();
+        m_lbl_error->setFullText(QString());
         m_le_expression->setStyleSheet(QString());
     }
-    m_lbl_error->setVisible(!m_lbl_error->text().isEmpty());
+    m_lbl_error->setVisible(!m_lbl_error->fullText().isEmpty());
     TraceFilter::Conditions conditions;
     conditions.channel = m_cb_channel->currentIndex();
     conditions.direction = TraceFilter::Direction(m_cb_direction->currentIndex());
     conditions.kind = TraceFilter::Kind(m_cb_kind->currentIndex());
     conditions.source = m_le_source->text().trimmed();
     conditions.expression = expression;
+    Q_EMIT aboutToApply();
     m_filter->setConditions(conditions);
     Q_EMIT applied();
 }

@@ -3,6 +3,7 @@
 
 #include <QWidget>
 
+class ElidedLabel;
 class QComboBox;
 class QLabel;
 class QLineEdit;
@@ -39,7 +40,9 @@ public Q_SLOTS:
     void clear();
 
 Q_SIGNALS:
-    // After the filter changed: the view keeps its current line in sight.
+    // Before and after the filter changes: the view keeps its current line,
+    // or else its top line, in sight.
+    void aboutToApply();
     void applied();
     void closed();
 
@@ -55,7 +58,7 @@ private:
     QComboBox* m_cb_kind = nullptr;
     QLineEdit* m_le_source = nullptr;
     QLineEdit* m_le_expression = nullptr;
-    QLabel* m_lbl_error = nullptr;
+    ElidedLabel* m_lbl_error = nullptr;
     QPushButton* m_pb_clear = nullptr;
     QPushButton* m_pb_close = nullptr;
     QTimer* m_typing = nullptr; // Owned (child).

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/findbar.h"
 
+#include "widgets/elidedlabel.h"
+
 #include <QCheckBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -49,7 +51,7 @@ FindBar::FindBar(QTreeView* view, int column, QWidget* parent)
     m_cb_case->setObjectName(QStringLiteral("m_cb_case"));
     m_cb_regexp = new QCheckBox(tr("Regular expression"), this);
     m_cb_regexp->setObjectName(QStringLiteral("m_cb_regexp"));
-    m_lbl_status = new QLabel(this);
+    m_lbl_status = new ElidedLabel(this);
     m_lbl_status->setObjectName(QStringLiteral("m_lbl_status"));
     m_pb_close = new QPushButton(QStringLiteral("✕"), this);
     m_pb_close->setObjectName(QStringLiteral("m_pb_close"));
@@ -113,7 +115,7 @@ void FindBar::setRegularExpression(bool on)
 
 QString FindBar::status() const
 {
-    return m_lbl_status->text();
+    return m_lbl_status->fullText();
 }
 
 void FindBar::activate()
@@ -289,7 +291,7 @@ QString FindBar::countText() const
 
 void FindBar::setStatus(const QString& text, bool error)
 {
-    m_lbl_status->setText(text);
+    m_lbl_status->setFullText(text);
     m_lbl_status->setStyleSheet(error ? QStringLiteral("color: red") : QString());
     m_le_find->setStyleSheet(error && !m_le_find->text().isEmpty() ? QStringLiteral("background: #ffd0d0")
                                                                    : QString());

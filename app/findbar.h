@@ -6,6 +6,7 @@
 #include <QStringMatcher>
 #include <QWidget>
 
+class ElidedLabel;
 class QCheckBox;
 class QLabel;
 class QLineEdit;
@@ -68,7 +69,7 @@ private:
     QPushButton* m_pb_next = nullptr;
     QCheckBox* m_cb_case = nullptr;
     QCheckBox* m_cb_regexp = nullptr;
-    QLabel* m_lbl_status = nullptr;
+    ElidedLabel* m_lbl_status = nullptr;
     QPushButton* m_pb_close = nullptr;
     QRegularExpression m_regexp;
     // Skips ahead by the text's length: the plain search reads every line.

@@ -29,14 +29,21 @@ bool LogWriter::open(const QString& path, QString* error)
     if (m_file &&
         QFileInfo(m_file->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath())
         return true;
-    if (QFile::exists(path))
-        QFile::remove(path);
+    // Truncated rather than removed first: a file that cannot be opened is
+    // left as it was.
+    constexpr QIODevice::OpenMode mode = QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text;
     auto file = std::make_unique<QFile>(path);
-    if (!file->open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
+    bool opened = file->open(mode);
+    // A file that may not be written to may still be replaced.
+    if (!opened && QFileInfo(path).isFile() && !QFileInfo(path).isWritable() && QFile::remove(path))
+        opened = file->open(mode);
+    if (!opened) {
         if (error)
             *error = file->errorString();
         return false;
     }
+    if (m_file)
+        Q_EMIT aboutToSwitch(m_file->fileName());
     close();
     m_file = std::move(file);
     m_failing = false;

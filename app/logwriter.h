@@ -26,7 +26,8 @@ public:
     ~LogWriter() override;
 
     // Replaces any file of that name; the open log itself is kept as it is.
-    // False with the file's error text in `error`.
+    // False with the file's error text in `error`, and then nothing has
+    // changed: a log that was running goes on.
     bool open(const QString& path, QString* error = nullptr);
     void close();
     bool isOpen() const { return m_file != nullptr; }
@@ -39,6 +40,9 @@ public Q_SLOTS:
 Q_SIGNALS:
     // A write that failed, said once until a write succeeds again.
     void message(const QString& text);
+    // Another file is open and takes over after this: what is logged now
+    // still goes to the old one.
+    void aboutToSwitch(const QString& oldFileName);
 
 private:
     TraceModel* m_model; // Not owned.

@@ -2,10 +2,10 @@
 #include "app/mainwindow.h"
 
 #include "app/answerdialog.h"
-#include "app/answerparser.h"
-#include "app/answerwriter.h"
+#include "app/answerdocument.h"
 #include "app/autoanswer.h"
 #include "app/channel.h"
+#include "app/entryline.h"
 #include "app/filterbar.h"
 #include "app/findbar.h"
 #include "app/logwriter.h"
@@ -19,6 +19,7 @@
 #include "app/tracemodel.h"
 #include "app/traceplotter.h"
 #include "app/tracepcapngexport.h"
+#include "app/traceundo.h"
 
 #include "bookmarks/bookmarkeditor.h"
 #include "bookmarks/bookmarklist.h"
@@ -38,21 +39,16 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QCloseEvent>
-#include <QComboBox>
-#include <QCompleter>
 #include <QDir>
 #include <QDockWidget>
 #include <QFile>
 #include <QFileDialog>
-#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QProgressDialog>
-#include <QPushButton>
 #include <QSaveFile>
 #include <QScrollBar>
 #include <QSettings>
@@ -84,8 +80,6 @@ const char* const Bookmarks = "Bookmarks";
 const char* const Log = "Log";
 const char* const Answers = "Answers";
 const char* const Sequences = "Sequences";
-
-constexpr int HistoryLimit = 100;
 
 QString source(const char* name)
 {
@@ -134,9 +128,17 @@ MainWindow::MainWindow(QWidget* parent)
     m_tv_trace->setColumnWidth(TraceModel::TimeColumn, 190);
     m_tv_trace->setColumnWidth(TraceModel::AddrColumn, 60);
     m_tv_trace->setColumnWidth(TraceModel::SourceColumn, 100);
+    m_undo = new TraceUndo(m_model, m_tv_trace, this);
+    m_mnu_trace->insertAction(m_act_autoscroll, m_undo->action());
+    const QList<QAction*> traceActions = m_tv_trace->actions();
+    m_tv_trace->insertAction(traceActions.value(traceActions.indexOf(m_act_clear_all) + 1), m_undo->action());
     m_logwriter = new LogWriter(m_model, this);
     connect(m_logwriter, &LogWriter::message, this,
             [this](const QString& text) { message(text, ColorError, source(Log)); });
+    // Said while the old file is still the log, so that it records its end.
+    connect(m_logwriter, &LogWriter::aboutToSwitch, this, [this](const QString& old) {
+        message(tr("Stopped logging to %1").arg(QDir::toNativeSeparators(old)), source(Log));
+    });
     m_replayer = new Replayer(m_model, this);
     connect(m_replayer, &Replayer::message, this,
             [this](const QString& text, StyleColor color) { message(text, color, source(Log)); });
@@ -164,8 +166,12 @@ MainWindow::MainWindow(QWidget* parent)
     m_autoanswer->setPorts(m_channel1, m_channel2);
     connect(m_autoanswer, &AutoAnswer::message, this,
             [this](const QString& text) { message(text, ColorError, source(Answers)); });
+    m_answers = new AnswerDocument(m_autoanswer, this);
+    connect(m_answers, &AnswerDocument::message, this, [this](const QString& text, bool error) {
+        message(text, error ? ColorError : ColorText, source(Answers));
+    });
     m_sequencedock->setPorts(m_channel1, m_channel2);
-    m_sequencedock->setEntryLine(m_cb_message->lineEdit());
+    m_sequencedock->setEntryLine(m_entry->lineEdit());
     connect(m_sequencedock, &SequenceDock::message, this, [this](const QString& text, bool error) {
         message(text, error ? ColorError : ColorText, source(Sequences));
     });
@@ -174,7 +180,7 @@ MainWindow::MainWindow(QWidget* parent)
     connectActions();
     setupSearch();
 
-    restoreHistory();
+    m_entry->restoreHistory();
     QSettings settings;
     selectTarget(settings.value(QStringLiteral("MainWindow/TargetChannel"), 1).toInt());
 
@@ -390,36 +396,12 @@ void MainWindow::setupUi()
     m_tv_trace->setSelectionMode(QAbstractItemView::ExtendedSelection);
     // The trace's actions, and "Plot TAG" on elements that can be plotted.
     m_tv_trace->setContextMenuPolicy(Qt::CustomContextMenu);
-    m_lbl_target = new QLabel(m_central_widget);
-    m_lbl_target->setObjectName(QStringLiteral("m_lbl_target"));
-    m_lbl_target->setFixedSize(16, 16);
-    m_cb_message = new QComboBox(m_central_widget);
-    m_cb_message->setObjectName(QStringLiteral("m_cb_message"));
-    m_cb_message->setEditable(true);
-    m_cb_message->setMaxCount(HistoryLimit);
-    m_cb_message->setMaxVisibleItems(HistoryLimit);
-    m_cb_message->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    m_cb_message->setToolTip(tr("A message in the text notation, e.g. F001=(1001=1500 3001=\"north\")"));
-    m_cb_message->lineEdit()->setPlaceholderText(tr("Type a message and press Return"));
-    m_cb_message->completer()->setCaseSensitivity(Qt::CaseSensitive);
-    m_pb_go1 = new QPushButton(QStringLiteral("⇨ 1"), m_central_widget);
-    m_pb_go1->setObjectName(QStringLiteral("m_pb_go1"));
-    m_pb_go1->setToolTip(QStringLiteral("⇨ 1"));
-    m_pb_go1->setIcon(QIcon(QStringLiteral(":/icons/i16_send1.png")));
-    m_pb_go2 = new QPushButton(QStringLiteral("⇨ 2"), m_central_widget);
-    m_pb_go2->setObjectName(QStringLiteral("m_pb_go2"));
-    m_pb_go2->setToolTip(QStringLiteral("⇨ 2"));
-    m_pb_go2->setIcon(QIcon(QStringLiteral(":/icons/i16_send2.png")));
-
-    auto* entry = new QHBoxLayout;
-    entry->addWidget(m_lbl_target);
-    entry->addWidget(m_cb_message, 1);
-    entry->addWidget(m_pb_go1);
-    entry->addWidget(m_pb_go2);
+    m_entry = new EntryLine(m_central_widget);
+    m_entry->setObjectName(QStringLiteral("m_entry"));
     auto* layout = new QVBoxLayout(m_central_widget);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(m_tv_trace, 1);
-    layout->addLayout(entry);
+    layout->addWidget(m_entry);
     setCentralWidget(m_central_widget);
 
     // Before the menus, which hold its view action.
@@ -504,13 +486,20 @@ void MainWindow::setupSearch()
         m_filterbar->setVisible(on);
     });
     connect(m_filterbar, &FilterBar::closed, m_act_filter, [this] { m_act_filter->setChecked(false); });
-    // The current line stays in sight as lines come and go around it.
+    // The current line stays in sight as lines come and go around it;
+    // without one, the line at the top of the view.
+    connect(m_filterbar, &FilterBar::aboutToApply, this,
+            [this] { m_filterTop = traceIndex(m_tv_trace->indexAt(QPoint(1, 1))); });
     connect(m_filterbar, &FilterBar::applied, this, [this] {
         showFiltered(m_filter->isActive());
+        const QModelIndex top = m_tv_trace->model() == m_filter ? m_filter->mapFromSource(m_filterTop)
+                                                                : QModelIndex(m_filterTop);
         if (m_tv_trace->currentIndex().isValid())
             m_tv_trace->scrollTo(m_tv_trace->currentIndex(), QAbstractItemView::PositionAtCenter);
         else if (m_following)
             m_tv_trace->scrollToBottom();
+        else if (top.isValid())
+            m_tv_trace->scrollTo(top, QAbstractItemView::PositionAtTop);
     });
 
     QAction* first = m_mnu_trace->actions().value(0);
@@ -578,7 +567,8 @@ void MainWindow::setupToolBarManager()
     add(tr("File"), {m_act_open_definitions, m_act_close});
     add(tr("Trace"), {m_act_trace_raw, m_act_trace_msg, m_act_trace_lut, m_act_reltime, m_act_link,
                       m_act_autoscroll, m_act_hungarian, m_act_hide_dup, m_act_delete_line, m_act_add_separator,
-                      m_act_clear_all, m_act_log_start, m_act_log_stop, m_act_log_play, m_act_log_play_hex});
+                      m_act_clear_all, m_undo->action(), m_act_log_start, m_act_log_stop, m_act_log_play,
+                      m_act_log_play_hex});
     add(tr("Bookmark Manager"), {m_act_open_bookmarks, m_act_edit_bookmarks, m_act_save_bookmarks,
                                  m_act_save_bookmarks_as});
     add(tr("Preferences"), {m_act_connection1, m_act_connection2, m_act_edit_definitions, m_act_style});
@@ -604,12 +594,9 @@ void MainWindow::connectActions()
     connect(m_act_edit_bookmarks, &QAction::triggered, this, &MainWindow::onEditBookmarks);
     connect(m_act_open_bookmarks, &QAction::triggered, this, &MainWindow::onOpenBookmarks);
     connect(m_act_open_answers, &QAction::triggered, this, &MainWindow::onOpenAnswers);
-    connect(m_act_save_answers, &QAction::triggered, this, [this] {
-        if (m_answerspath.isEmpty())
-            onSaveAnswersAs();
-        else
-            saveAnswers(m_answerspath);
-    });
+    connect(m_act_save_answers, &QAction::triggered, m_answers, &AnswerDocument::onSave);
+    connect(m_answers, &AnswerDocument::modifiedChanged, m_act_save_answers, &QAction::setEnabled);
+    m_act_save_answers->setEnabled(false);
     connect(m_act_save_answers_as, &QAction::triggered, this, &MainWindow::onSaveAnswersAs);
     connect(m_act_edit_answers, &QAction::triggered, this, &MainWindow::onEditAnswers);
     connect(m_act_answers_on, &QAction::toggled, m_autoanswer, &AutoAnswer::setEnabled);
@@ -633,9 +620,7 @@ void MainWindow::connectActions()
     connect(m_act_show_bookmarks, &QAction::triggered, this, &MainWindow::onShowBookmarks);
     connect(m_act_ssl1, &QAction::triggered, m_channel1, &Channel::showSslInformation);
     connect(m_act_ssl2, &QAction::triggered, m_channel2, &Channel::showSslInformation);
-    connect(m_cb_message->lineEdit(), &QLineEdit::returnPressed, this, &MainWindow::onEnter);
-    connect(m_pb_go1, &QPushButton::clicked, this, &MainWindow::onGo1);
-    connect(m_pb_go2, &QPushButton::clicked, this, &MainWindow::onGo2);
+    connect(m_entry, &EntryLine::sendRequested, this, &MainWindow::onSendRequested);
     connect(m_tv_trace, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
         QMenu* menu = createTraceMenu(m_tv_trace->indexAt(pos));
         menu->setAttribute(Qt::WA_DeleteOnClose);
@@ -645,8 +630,7 @@ void MainWindow::connectActions()
     connect(m_tv_trace, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
         const TraceItem* item = m_model->index2item(traceIndex(index));
         if (item && item->message() && !index.parent().isValid()) {
-            m_cb_message->setEditText(item->text());
-            m_cb_message->setFocus();
+            m_entry->setText(item->text());
         }
     });
 }
@@ -679,19 +663,6 @@ void MainWindow::plotTag(int tag)
     }
     if (!m_plotdock->addTag(tag))
         message(tr("%1 cannot be plotted").arg(QRV16::tag2hex(unsigned(tag))), ColorError);
-}
-
-void MainWindow::restoreHistory()
-{
-    QSettings settings;
-    const QVariant stored = settings.value(QStringLiteral("MainWindow/History"));
-    QStringList history;
-    if (stored.canConvert<QStringList>())
-        history = stored.toStringList();
-    for (const QString& item : std::as_const(history).mid(0, HistoryLimit))
-        m_cb_message->addItem(item);
-    m_cb_message->setCurrentIndex(
-        qBound(-1, settings.value(QStringLiteral("MainWindow/HistoryIndex"), 0).toInt(), m_cb_message->count() - 1));
 }
 
 void MainWindow::initialize()
@@ -744,66 +715,34 @@ void MainWindow::updateToggles()
 
 void MainWindow::selectTarget(int channel)
 {
-    QPushButton* button = channel == 2 ? m_pb_go2 : m_pb_go1;
     m_target = channel == 2 ? m_channel2 : m_channel1;
-    m_lbl_target->setPixmap(button->icon().pixmap(16, 16));
-    m_lbl_target->setToolTip(tr("Return sends to channel %1").arg(channel == 2 ? 2 : 1));
+    m_entry->setTarget(channel);
     m_sequencedock->setSendChannel(channel == 2 ? 2 : 1);
 }
 
-void MainWindow::sendEntry()
+void MainWindow::onSendRequested(const QString& text, int channel)
 {
-    const QString text = m_cb_message->currentText();
+    selectTarget(channel);
     if (text.trimmed().isEmpty())
         return;
-    // Return has put the text into the history already; a button press
-    // keeps it there the same way.
-    if (m_cb_message->findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive) < 0 &&
-        m_cb_message->count() < HistoryLimit) {
-        m_cb_message->addItem(text);
-        m_cb_message->setCurrentIndex(m_cb_message->count() - 1);
-    }
     m_target->sendMessage(text);
     saveHistory();
 }
 
-void MainWindow::onEnter()
-{
-    sendEntry();
-}
-
-void MainWindow::onGo1()
-{
-    selectTarget(1);
-    sendEntry();
-}
-
-void MainWindow::onGo2()
-{
-    selectTarget(2);
-    sendEntry();
-}
-
 void MainWindow::saveHistory()
 {
-    QStringList history;
-    history.reserve(m_cb_message->count());
-    for (int i = 0; i < m_cb_message->count(); ++i)
-        history << m_cb_message->itemText(i);
-    QSettings settings;
-    settings.setValue(QStringLiteral("MainWindow/History"), history);
-    settings.setValue(QStringLiteral("MainWindow/HistoryIndex"), m_cb_message->currentIndex());
-    settings.setValue(QStringLiteral("MainWindow/TargetChannel"), m_target == m_channel2 ? 2 : 1);
+    m_entry->saveHistory();
+    QSettings().setValue(QStringLiteral("MainWindow/TargetChannel"), m_target == m_channel2 ? 2 : 1);
 }
 
 void MainWindow::onStateChanged1()
 {
-    m_channel1->updateStateActions(m_act_connect1, m_act_ssl1);
+    m_channel1->updateStateActions(m_act_connect1, m_act_ssl1, m_act_disturb1);
 }
 
 void MainWindow::onStateChanged2()
 {
-    m_channel2->updateStateActions(m_act_connect2, m_act_ssl2);
+    m_channel2->updateStateActions(m_act_connect2, m_act_ssl2, m_act_disturb2);
 }
 
 void MainWindow::watchTraceSelection()
@@ -930,12 +869,9 @@ void MainWindow::message(const QString& text)
 
 void MainWindow::onDeleteLine()
 {
-    QModelIndex index = m_tv_trace->currentIndex();
-    if (!index.isValid())
-        return;
-    while (index.parent().isValid())
-        index = index.parent();
-    m_model->remove(traceIndex(index));
+    const QModelIndex index = m_tv_trace->currentIndex();
+    if (index.isValid())
+        m_undo->removeLine(traceIndex(index));
 }
 
 void MainWindow::onCopy()
@@ -972,7 +908,7 @@ void MainWindow::onAddSeparator()
 
 void MainWindow::onClearAll()
 {
-    m_model->clear();
+    m_undo->clearAll();
     m_channel1->clearLastData();
     m_channel2->clearLastData();
 }
@@ -1004,8 +940,7 @@ void MainWindow::updateStyle()
     const QPalette palette = m_style.palette();
     m_tv_trace->setPalette(palette);
     m_bookmarkwidget->setPalette(palette);
-    m_cb_message->setPalette(palette);
-    m_cb_message->setFont(m_style.codeFont());
+    m_entry->setLook(palette, m_style.codeFont(), m_style.color(ColorError));
     if (m_bookmarkeditor)
         m_bookmarkeditor->setStyle(palette, m_style.codeFont());
     m_model->setStyle(&m_style);
@@ -1058,7 +993,7 @@ void MainWindow::onBookmarkActivated(QAction* action)
 {
     const QString text = action ? action->data().toString() : QString();
     if (!text.isEmpty())
-        m_target->sendMessage(text);
+        m_target->sendMessage(text, tr("Bookmark \"%1\"").arg(action->text()));
 }
 
 bool MainWindow::loadBookmarks(const QString& path)
@@ -1240,6 +1175,7 @@ void MainWindow::setTags(QRV16::Item* root)
         m_plotdock->setTags(tags.get());
     m_autoanswer->setTags(tags.get());
     m_sequencedock->setTags(tags.get());
+    m_entry->setTags(tags.get());
     if (m_bookmarkeditor)
         m_bookmarkeditor->setTags(tags.get());
     m_tags = std::move(tags);
@@ -1325,11 +1261,9 @@ bool MainWindow::startLog(const QString& path)
                       QFileInfo(m_logwriter->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath();
     if (same)
         return true;
-    if (m_logwriter->isOpen())
-        onLogStop();
     QString error;
     if (!m_logwriter->open(path, &error)) {
-        message(error, ColorError, source(Log));
+        message(tr("Could not log to %1: %2").arg(QDir::toNativeSeparators(path), error), ColorError, source(Log));
         return false;
     }
     rememberPath("MainWindow/LastLogPath", path);
@@ -1427,13 +1361,11 @@ void MainWindow::onReplayFinished()
     delete m_replaydialog.data();
     m_act_log_play->setEnabled(true);
     m_act_log_play_hex->setEnabled(true);
-    if (m_replayer->mode() == Replayer::HexDump)
-        updateToggles();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
-    if (!canDiscard() || !m_sequencedock->canClose()) {
+    if (!canDiscard() || !m_sequencedock->canClose() || !m_answers->canClose()) {
         event->ignore();
         return;
     }
@@ -1450,52 +1382,29 @@ void MainWindow::closeEvent(QCloseEvent* event)
     event->accept();
 }
 
+QString MainWindow::answersPath() const
+{
+    return m_answers->path();
+}
+
 bool MainWindow::loadAnswers(const QString& path)
 {
-    AnswerParser parser;
-    const bool ok = parser.parse(path);
-    if (!parser.warnings().isEmpty())
-        message(parser.warnings(), ColorText, source(Answers));
-    if (!ok) {
-        message(parser.formatError(), ColorError, source(Answers));
-        return false;
-    }
-    m_autoanswer->setRules(parser.rules());
-    m_answerspath = path;
-    message(tr("Loaded %n answer rule(s) from %1", nullptr, int(parser.rules().size()))
-                .arg(QDir::toNativeSeparators(path)),
-            source(Answers));
-    return true;
+    return m_answers->load(path);
 }
 
 bool MainWindow::saveAnswers(const QString& path)
 {
-    AnswerWriter writer;
-    if (!writer.save(m_autoanswer->rules(), path)) {
-        message(writer.errorString(), ColorError, source(Answers));
-        return false;
-    }
-    m_answerspath = path;
-    return true;
+    return m_answers->save(path);
 }
 
 void MainWindow::onOpenAnswers()
 {
-    const QString start = m_answerspath.isEmpty() ? Tools::documentsPath() : m_answerspath;
-    const QString path = QFileDialog::getOpenFileName(this, tr("Open Answers"), start,
-                                                      tr("Answer rules") + QStringLiteral(" (*.qrvans);;") +
-                                                          Tools::allFilesFilter());
-    if (!path.isEmpty())
-        loadAnswers(path);
+    m_answers->onOpen();
 }
 
 bool MainWindow::onSaveAnswersAs()
 {
-    const QString start = m_answerspath.isEmpty() ? Tools::documentsPath() : m_answerspath;
-    const QString path = QFileDialog::getSaveFileName(this, tr("Save Answers"), start,
-                                                      tr("Answer rules") + QStringLiteral(" (*.qrvans);;") +
-                                                          Tools::allFilesFilter());
-    return !path.isEmpty() && saveAnswers(path);
+    return m_answers->onSaveAs();
 }
 
 void MainWindow::onEditAnswers()
@@ -1507,5 +1416,5 @@ void MainWindow::onEditAnswers()
     if (item && item->message())
         dialog.setTestMessage(QRV16::Message(item->message()->bytes));
     if (dialog.exec() == QDialog::Accepted)
-        m_autoanswer->setRules(dialog.rules());
+        m_answers->setRules(dialog.rules());
 }

@@ -6,18 +6,20 @@
 #include <QByteArray>
 #include <QList>
 #include <QMainWindow>
+#include <QPersistentModelIndex>
 #include <QPointer>
 #include <QString>
 
 #include <memory>
 
+class AnswerDocument;
 class AutoAnswer;
 class BookmarkEditor;
 class BookmarkList;
 class BookmarkWidget;
 class Channel;
+class EntryLine;
 class QAction;
-class QComboBox;
 class QDockWidget;
 class QFile;
 class FilterBar;
@@ -31,7 +33,6 @@ class SequenceDock;
 class QMenu;
 class QModelIndex;
 class QPersistentModelIndex;
-class QPushButton;
 class QTimer;
 class QToolBar;
 class QTreeView;
@@ -41,6 +42,7 @@ class StyleDialog;
 class TraceDelegate;
 class TraceFilter;
 class TraceModel;
+class TraceUndo;
 
 namespace QRV16 {
 class Item;
@@ -93,7 +95,7 @@ public:
     bool isFollowing() const { return m_following; }
     Replayer* replayer() const { return m_replayer; }
     AutoAnswer* autoAnswer() const { return m_autoanswer; }
-    QString answersPath() const { return m_answerspath; }
+    QString answersPath() const;
     SequenceDock* sequenceDock() const { return m_sequencedock; }
     // Null until a tag is plotted.
     PlotDock* plotDock() const { return m_plotdock; }
@@ -111,9 +113,8 @@ public Q_SLOTS:
     void saveSettings();
     void updateToggles();
     void selectTarget(int channel);
-    void onEnter();
-    void onGo1();
-    void onGo2();
+    // Return in the entry line or one of its send buttons.
+    void onSendRequested(const QString& text, int channel);
     void onStateChanged1();
     void onStateChanged2();
     // Auto scroll: a batch of new lines scrolls the view to the bottom while
@@ -192,8 +193,6 @@ private:
     void setupSearch();
     void setupToolBarManager();
     void connectActions();
-    void restoreHistory();
-    void sendEntry();
     void setLogActions(bool logging);
     QString logDialogPath() const;
     void rememberPath(const char* key, const QString& path);
@@ -202,10 +201,7 @@ private:
     // Form; owned by the window through Qt's parent chain.
     QWidget* m_central_widget = nullptr;
     QTreeView* m_tv_trace = nullptr;
-    QLabel* m_lbl_target = nullptr;
-    QComboBox* m_cb_message = nullptr;
-    QPushButton* m_pb_go1 = nullptr;
-    QPushButton* m_pb_go2 = nullptr;
+    EntryLine* m_entry = nullptr;
     QMenu* m_mnu_file = nullptr;
     QMenu* m_mnu_trace = nullptr;
     QMenu* m_mnu_bookmarks = nullptr;
@@ -280,6 +276,8 @@ private:
     QString m_answerspath;
     QString m_sequencespath; // from the command line, loaded in initialize()
     AutoAnswer* m_autoanswer = nullptr; // Owned (child).
+    AnswerDocument* m_answers = nullptr; // Owned (child of m_autoanswer).
+    TraceUndo* m_undo = nullptr;         // Owned (child).
     TraceModel* m_model = nullptr;       // Owned (child).
     // Owned (child); the view shows it only while a filter is set, since
     // a proxy costs every batch of lines a second pass over all rows.
@@ -300,6 +298,8 @@ private:
     LogWriter* m_logwriter = nullptr; // Owned (child).
     Replayer* m_replayer = nullptr;   // Owned (child).
     QPointer<QProgressDialog> m_replaydialog;
+    // The line at the top of the view when the filter last changed.
+    QPersistentModelIndex m_filterTop;
     bool m_hidedup = false;       // flag 6 as last shown in the banner
     // Like a terminal: the view follows new lines until the user scrolls up,
     // clicks or selects, and again once back at the bottom.

@@ -2,7 +2,6 @@
 #include "app/replayer.h"
 
 #include "app/channel.h"
-#include "app/mainwindow.h"
 #include "app/tools.h"
 #include "app/tracemodel.h"
 
@@ -39,24 +38,32 @@ int nibble(QChar c)
 
 enum class HexText { Bytes, NotHex, Broken };
 
-// Pairs of hexadecimal digits with white space between them. A text that
-// does not start with a pair is a status text; one that stops being hex
-// after a pair is a broken record.
-HexText parseHexPairs(const QString& text, QByteArray* bytes)
+// Words of pairs of hexadecimal digits with white space between them. Any
+// other text is a status text ("failed to listen", "Adapter ... found
+// again"), however it starts; only a raw line whose first word is bytes
+// and that stops being hex later is a broken record.
+HexText parseHexPairs(const QString& text, bool rawLine, QByteArray* bytes)
 {
     bytes->clear();
     bytes->reserve(text.size() / 2);
+    bool firstWord = true;
     for (qsizetype i = 0; i < text.size();) {
         if (text.at(i).isSpace()) {
             ++i;
             continue;
         }
-        const int high = nibble(text.at(i));
-        const int low = i + 1 < text.size() ? nibble(text.at(i + 1)) : -1;
-        if (high < 0 || low < 0)
-            return bytes->isEmpty() ? HexText::NotHex : HexText::Broken;
-        bytes->append(char(high << 4 | low));
-        i += 2;
+        qsizetype end = i;
+        while (end < text.size() && !text.at(end).isSpace())
+            ++end;
+        bool pairs = (end - i) % 2 == 0;
+        for (qsizetype k = i; pairs && k < end; ++k)
+            pairs = nibble(text.at(k)) >= 0;
+        if (!pairs)
+            return rawLine && !firstWord ? HexText::Broken : HexText::NotHex;
+        for (qsizetype k = i; k < end; k += 2)
+            bytes->append(char(nibble(text.at(k)) << 4 | nibble(text.at(k + 1))));
+        firstWord = false;
+        i = end;
     }
     return bytes->isEmpty() ? HexText::NotHex : HexText::Bytes;
 }
@@ -69,6 +76,18 @@ QString shortened(const QString& text)
 
 } // namespace
 
+Replayer::Turn::Turn(TraceModel* model) : m_model(model), m_was(model && model->isBlockTurn())
+{
+    if (m_model)
+        m_model->setBlockTurn(true);
+}
+
+Replayer::Turn::~Turn()
+{
+    if (m_model)
+        m_model->setBlockTurn(m_was);
+}
+
 Replayer::Replayer(TraceModel* model, QObject* parent)
     : QObject(parent), m_model(model), m_slice(new QTimer(this))
 {
@@ -77,7 +96,15 @@ Replayer::Replayer(TraceModel* model, QObject* parent)
     connect(m_slice, &QTimer::timeout, this, &Replayer::runSlice);
 }
 
-Replayer::~Replayer() = default;
+Replayer::~Replayer()
+{
+    if (!m_model)
+        return;
+    // Live lines must neither stay held nor pass for replayed ones.
+    m_model->setReplayOrigin(QString(), 0);
+    if (isRunning())
+        m_model->endBlock();
+}
 
 void Replayer::setChannels(Channel* first, Channel* second, Channel* fallback)
 {
@@ -111,6 +138,8 @@ bool Replayer::start(const QString& path, Mode mode)
     m_counting = mode == LogFile;
     m_lines = m_lineTotal = m_counted = m_bad = m_lineNumber = 0;
     m_skipping = false;
+    m_model->beginBlock();
+    Turn turn(m_model);
     m_model->appendSeparator();
     const QString native = QDir::toNativeSeparators(path);
     Q_EMIT message(mode == LogFile ? tr("Replay of file %1").arg(native)
@@ -124,6 +153,7 @@ void Replayer::cancel()
 {
     if (!isRunning())
         return;
+    Turn turn(m_model);
     Q_EMIT message(
         m_mode == LogFile
             ? tr("Replay cancelled after %1 of %2 lines").arg(m_lines).arg(m_lineTotal)
@@ -136,17 +166,32 @@ void Replayer::finish(bool completed)
 {
     m_slice->stop();
     m_file.close();
-    if (m_bad > ReportLimit)
-        Q_EMIT message(tr("%1 more bad records not shown").arg(m_bad - ReportLimit), ColorError);
-    m_model->appendSeparator();
+    {
+        Turn turn(m_model);
+        setOrigin(0);
+        if (m_bad > ReportLimit)
+            Q_EMIT message(tr("%1 more bad records not shown").arg(m_bad - ReportLimit), ColorError);
+        m_model->appendSeparator();
+    }
+    m_model->endBlock();
     Q_EMIT finished(completed);
+}
+
+void Replayer::setOrigin(qint64 line)
+{
+    if (m_model)
+        m_model->setReplayOrigin(line > 0 ? m_file.fileName() : QString(), line);
 }
 
 void Replayer::reportBad(const QString& reason)
 {
     ++m_bad;
-    if (m_bad <= ReportLimit)
-        Q_EMIT message(tr("Line %1: %2").arg(m_lineNumber).arg(reason), ColorError);
+    if (m_bad > ReportLimit)
+        return;
+    // The report is the program's, not a replayed line.
+    setOrigin(0);
+    Q_EMIT message(tr("Line %1: %2").arg(m_lineNumber).arg(reason), ColorError);
+    setOrigin(m_lineNumber);
 }
 
 bool Replayer::countSlice(const QElapsedTimer& clock)
@@ -205,36 +250,35 @@ void Replayer::runSlice()
         Q_EMIT progress(done(), total());
         return;
     }
-    // A paused display would drop every replayed byte: the pause is lifted
-    // for the slice only, so that live traffic between slices still obeys it.
-    const bool paused = MainWindow::global[MainWindow::Pause];
-    if (m_mode == HexDump)
-        MainWindow::global[MainWindow::Pause] = false;
     QByteArray record;
     bool more = true;
     QPointer<Replayer> alive(this);
-    while (clock.elapsed() < SliceMilliseconds) {
-        const Read read = readRecord(&record, clock);
-        if (read == Wait)
-            break;
-        if (read == End) {
-            more = false;
-            break;
+    {
+        Turn turn(m_model);
+        while (clock.elapsed() < SliceMilliseconds) {
+            const Read read = readRecord(&record, clock);
+            if (read == Wait)
+                break;
+            if (read == End) {
+                more = false;
+                break;
+            }
+            ++m_lines;
+            if (read == TooLong) {
+                reportBad(tr("longer than %1 bytes, skipped").arg(LineLimit));
+                continue;
+            }
+            setOrigin(m_lineNumber);
+            const QString text = QString::fromUtf8(record);
+            if (m_mode == LogFile)
+                replayLogRecord(text);
+            else
+                replayHexRecord(text);
+            if (!alive)
+                return;
+            setOrigin(0);
         }
-        ++m_lines;
-        if (read == TooLong) {
-            reportBad(tr("longer than %1 bytes, skipped").arg(LineLimit));
-            continue;
-        }
-        const QString text = QString::fromUtf8(record);
-        if (m_mode == LogFile)
-            replayLogRecord(text);
-        else
-            replayHexRecord(text);
-        if (!alive)
-            return;
     }
-    MainWindow::global[MainWindow::Pause] = paused;
     Q_EMIT progress(done(), total());
     if (!more)
         finish(true);
@@ -290,6 +334,15 @@ void Replayer::replayLogRecord(const QString& text)
                 m_model->append(from, msg, record.color, record.time, src, dst);
             return;
         }
+        // A channel's message line that no longer reads (a value out of
+        // range, a name the definitions lack) is said, and kept as text.
+        if (from == QLatin1String("1") || from == QLatin1String("2")) {
+            const QString hint = parser.errorHint();
+            reportBad(tr("%1 at column %2 of \"%3\"%4")
+                          .arg(parser.errorMessage())
+                          .arg(parser.errorStart() + 1)
+                          .arg(shortened(notation), hint.isEmpty() ? QString() : QLatin1String("; ") + hint));
+        }
     }
     m_model->append(from, notation, record.color, record.time);
 }
@@ -315,7 +368,7 @@ void Replayer::replayHexRecord(const QString& text)
     const bool sent = target && record.color == channelColor(ColorRawTx1, target->number());
     QByteArray bytes;
     if (target && !sent) {
-        switch (parseHexPairs(bytesText, &bytes)) {
+        switch (parseHexPairs(bytesText, from.endsWith(QLatin1String(" Raw")), &bytes)) {
         case HexText::Bytes:
             target->replay(record.time, bytes);
             return;

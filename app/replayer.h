@@ -19,7 +19,10 @@ class TraceModel;
 // Replays a CSV log (lines decoded afresh with the current tag tables) or a
 // hex dump (raw byte lines fed through a channel again) into the trace. The
 // file is read as a stream, in slices of at most SliceMilliseconds per
-// event-loop turn, so that the window stays live at any file size.
+// event-loop turn, so that the window stays live at any file size. The
+// replay is one block of the trace: live lines that come meanwhile follow
+// it. Replayed lines are marked with their file and line, and reach
+// nothing but the trace and the log.
 class Replayer : public QObject
 {
     Q_OBJECT
@@ -77,11 +80,26 @@ private:
     bool splitRecord(const QString& text, Record* out);
     void replayLogRecord(const QString& text);
     void replayHexRecord(const QString& text);
+    void setOrigin(qint64 line);
     void reportBad(const QString& reason);
     void finish(bool completed);
     Channel* channelOf(const QString& source) const;
 
-    TraceModel* m_model; // Not owned.
+    // Lines appended while it lives belong to the replay's block.
+    class Turn
+    {
+    public:
+        explicit Turn(TraceModel* model);
+        ~Turn();
+        Turn(const Turn&) = delete;
+        Turn& operator=(const Turn&) = delete;
+
+    private:
+        QPointer<TraceModel> m_model;
+        bool m_was;
+    };
+
+    QPointer<TraceModel> m_model; // Not owned.
     QPointer<Channel> m_first;
     QPointer<Channel> m_second;
     QPointer<Channel> m_fallback;

@@ -4,7 +4,6 @@
 #include "app/sequenceparser.h"
 #include "app/sequencestepdialog.h"
 #include "app/sequencewriter.h"
-#include "app/tools.h"
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkmodel.h"
 
@@ -15,14 +14,12 @@
 #include <QDir>
 #include <QDragMoveEvent>
 #include <QDropEvent>
-#include <QFileDialog>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
-#include <QMessageBox>
 #include <QMimeData>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -204,7 +201,20 @@ void SequenceDock::setPorts(MessagePort* one, MessagePort* two)
 
 void SequenceDock::setTags(const QRV16::TagDataLut* tags)
 {
+    m_tags = tags;
     m_runner->setTags(tags);
+    checkSteps();
+}
+
+void SequenceDock::checkSteps()
+{
+    for (const Sequence& sequence : std::as_const(m_sequences)) {
+        for (int i = 0; i < sequence.steps.size(); ++i) {
+            const QString problem = SequenceRunner::stepProblem(sequence.steps.at(i), m_tags);
+            if (!problem.isEmpty())
+                Q_EMIT message(tr("Sequence \"%1\", step %2: %3").arg(sequence.name).arg(i + 1).arg(problem), true);
+        }
+    }
 }
 
 void SequenceDock::setBookmarks(BookmarkList* bookmarks)
@@ -233,6 +243,9 @@ bool SequenceDock::load(const QString& path)
     Q_EMIT message(tr("Loaded %n sequence(s) from %1", nullptr, int(parser.sequences().size()))
                        .arg(QDir::toNativeSeparators(path)),
                    false);
+    // Names need definitions: without them, the steps are read when they come.
+    if (m_tags)
+        checkSteps();
     return true;
 }
 
@@ -253,12 +266,9 @@ void SequenceDock::onOpen()
 {
     if (!canClose())
         return;
-    const QString start = m_path.isEmpty() ? Tools::documentsPath() : m_path;
-    const QString path = QFileDialog::getOpenFileName(this, tr("Open Sequences"), start,
-                                                      tr("Sequences") + QStringLiteral(" (*.qrvseq);;") +
-                                                          Tools::allFilesFilter());
-    if (!path.isEmpty())
-        load(path);
+    const QString path = m_flow.openFileName(this, tr("Open Sequences"));
+    if (!path.isEmpty() && load(path))
+        m_flow.remember(path);
 }
 
 bool SequenceDock::onSave()
@@ -268,25 +278,23 @@ bool SequenceDock::onSave()
 
 bool SequenceDock::onSaveAs()
 {
-    const QString start = m_path.isEmpty() ? Tools::documentsPath() : m_path;
-    const QString path = QFileDialog::getSaveFileName(this, tr("Save Sequences"), start,
-                                                      tr("Sequences") + QStringLiteral(" (*.qrvseq);;") +
-                                                          Tools::allFilesFilter());
-    return !path.isEmpty() && save(path);
+    const QString path = m_flow.saveFileName(this, tr("Save Sequences"), m_path);
+    if (path.isEmpty() || !save(path))
+        return false;
+    m_flow.remember(path);
+    return true;
 }
 
 bool SequenceDock::canClose()
 {
     if (!m_modified)
         return true;
-    const auto answer = QMessageBox::question(this, tr("Sequences"),
-                                              tr("There are unsaved sequences. What do you want to do?"),
-                                              QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel,
-                                              QMessageBox::Cancel);
-    if (answer == QMessageBox::Discard)
-        return true;
-    if (answer == QMessageBox::Save)
-        return onSave();
+    switch (DocumentFlow::askToSave(this, tr("Sequences"),
+                                    tr("There are unsaved sequences. What do you want to do?"))) {
+    case DocumentFlow::Save: return onSave();
+    case DocumentFlow::Discard: return true;
+    case DocumentFlow::Cancel: break;
+    }
     return false;
 }
 

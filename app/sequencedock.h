@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "app/documentflow.h"
 #include "app/sequence.h"
 #include "app/sequencerunner.h"
 
@@ -38,6 +39,8 @@ public:
 
     // Not owned.
     void setPorts(MessagePort* one, MessagePort* two);
+    // Every send and expect step is read with the new tables, and each one
+    // that no longer reads is reported once.
     void setTags(const QRV16::TagDataLut* tags);
     // Where dropped bookmarks are looked up; not owned, may be null.
     void setBookmarks(BookmarkList* bookmarks);
@@ -90,6 +93,7 @@ private:
     void fillSequences();
     void fillSteps();
     void setModified(bool on = true);
+    void checkSteps();
     void updateActions();
     void editStep(int row);
     void addStep(SequenceStep::Kind kind);
@@ -105,6 +109,8 @@ private:
     void showResult(int row, bool good, const QString& text, const QString& toolTip);
 
     SequenceRunner* m_runner = nullptr; // Owned (child).
+    const QRV16::TagDataLut* m_tags = nullptr; // Not owned.
+    DocumentFlow m_flow{"MainWindow/LastSequencesPath", tr("Sequences") + QStringLiteral(" (*.qrvseq)")};
     QVector<Sequence> m_sequences;
     int m_current = -1;
     QString m_path;

@@ -88,28 +88,11 @@ void SequenceRunner::compile()
                 m_partner[open.takeLast()] = i;
             }
             break;
-        case SequenceStep::Send: {
-            if (step.text.trimmed().isEmpty()) {
-                m_problems[i] = tr("nothing to send");
-                break;
-            }
-            QRV16::MessageParser parser(m_tags);
-            m_sends[i] = parser.parseList(step.text);
-            if (parser.hasError()) {
-                m_problems[i] = tr("%1 at column %2 of \"%3\"")
-                                    .arg(parser.errorMessage())
-                                    .arg(parser.errorStart() + 1)
-                                    .arg(step.text);
-            }
+        case SequenceStep::Send:
+            m_problems[i] = readSend(step, m_tags, &m_sends[i]);
             break;
-        }
         case SequenceStep::Expect:
-            if (!m_patterns[i].parse(step.text, m_tags)) {
-                m_problems[i] = tr("%1 at column %2 of \"%3\"")
-                                    .arg(m_patterns.at(i).errorMessage())
-                                    .arg(m_patterns.at(i).errorStart() + 1)
-                                    .arg(step.text);
-            }
+            m_problems[i] = readExpect(step, m_tags, &m_patterns[i]);
             break;
         default:
             break;
@@ -118,6 +101,45 @@ void SequenceRunner::compile()
     // A repeat left open runs to the end of the sequence.
     for (int i : open)
         m_partner[i] = count;
+}
+
+QString SequenceRunner::readSend(const SequenceStep& step, const QRV16::TagDataLut* tags,
+                                 QList<QRV16::Message>* messages)
+{
+    if (step.text.trimmed().isEmpty())
+        return tr("nothing to send");
+    QRV16::MessageParser parser(tags);
+    *messages = parser.parseList(step.text);
+    if (!parser.hasError())
+        return QString();
+    return tr("%1 at column %2 of \"%3\"").arg(parser.errorMessage()).arg(parser.errorStart() + 1).arg(step.text);
+}
+
+QString SequenceRunner::readExpect(const SequenceStep& step, const QRV16::TagDataLut* tags,
+                                   QRV16::MessagePattern* pattern)
+{
+    if (pattern->parse(step.text, tags))
+        return QString();
+    return tr("%1 at column %2 of \"%3\"")
+        .arg(pattern->errorMessage())
+        .arg(pattern->errorStart() + 1)
+        .arg(step.text);
+}
+
+QString SequenceRunner::stepProblem(const SequenceStep& step, const QRV16::TagDataLut* tags)
+{
+    switch (step.kind) {
+    case SequenceStep::Send: {
+        QList<QRV16::Message> messages;
+        return readSend(step, tags, &messages);
+    }
+    case SequenceStep::Expect: {
+        QRV16::MessagePattern pattern;
+        return readExpect(step, tags, &pattern);
+    }
+    default:
+        return QString();
+    }
 }
 
 void SequenceRunner::pause()

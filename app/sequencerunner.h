@@ -61,6 +61,8 @@ public:
     void setPorts(MessagePort* one, MessagePort* two);
     // Used for send texts, patterns and the texts of messages in results.
     void setTags(const QRV16::TagDataLut* tags);
+    // Why a send or expect step cannot run with these tables, empty when it can.
+    static QString stepProblem(const SequenceStep& step, const QRV16::TagDataLut* tags);
 
     // Stops a run under way, then starts this one at the next event-loop turn.
     void start(const Sequence& sequence);
@@ -88,6 +90,9 @@ Q_SIGNALS:
     void finished(const SequenceRunner::Summary& summary, const QString& line);
 
 private:
+    static QString readSend(const SequenceStep& step, const QRV16::TagDataLut* tags, QList<QRV16::Message>* messages);
+    static QString readExpect(const SequenceStep& step, const QRV16::TagDataLut* tags,
+                              QRV16::MessagePattern* pattern);
     enum Phase { Advance, Waiting, Expecting };
     struct Frame
     {

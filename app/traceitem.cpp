@@ -129,6 +129,55 @@ void TraceItem::removeFirst(int count)
     m_base += count;
 }
 
+TraceItem* TraceItem::takeChild(int row)
+{
+    if (row < 0 || row >= m_children.size())
+        return nullptr;
+    TraceItem* child = m_children.at(row).item;
+    m_children.remove(row);
+    for (qsizetype i = row; i < m_children.size(); ++i)
+        --m_children.at(i).item->m_sequence;
+    child->m_parent = nullptr;
+    return child;
+}
+
+QList<TraceItem*> TraceItem::takeChildren()
+{
+    QList<TraceItem*> children;
+    children.reserve(m_children.size());
+    for (const Slot& slot : std::as_const(m_children)) {
+        slot.item->m_parent = nullptr;
+        children.append(slot.item);
+    }
+    m_children.clear();
+    return children;
+}
+
+void TraceItem::insertChildren(int row, const QList<TraceItem*>& children)
+{
+    row = qBound(0, row, int(m_children.size()));
+    QList<Slot> slots;
+    slots.reserve(children.size());
+    for (TraceItem* child : children) {
+        if (child)
+            slots.append(Slot{child, child->hasChildLines()});
+    }
+    if (slots.isEmpty())
+        return;
+    m_children.insert(row, slots.size(), Slot{nullptr, false});
+    for (qsizetype i = 0; i < slots.size(); ++i) {
+        m_children[row + i] = slots.at(i);
+        slots.at(i).item->m_parent = this;
+    }
+    // One pass renumbers the moved and the following children.
+    for (qsizetype i = row; i < m_children.size(); ++i)
+        m_children.at(i).item->m_sequence = m_base + i;
+    if (m_parent) {
+        Slot& mine = m_parent->m_children[this->row()];
+        mine.hasChildren = true;
+    }
+}
+
 void TraceItem::setMessage(const MessageRange& range)
 {
     m_message = std::make_unique<MessageRange>(range);

@@ -33,6 +33,13 @@ public:
 
     static constexpr qint64 NoStamp = std::numeric_limits<qint64>::min();
 
+    // Where a replayed line comes from: the file and its line.
+    struct Origin
+    {
+        QString file;
+        qint64 line = 0;
+    };
+
     explicit TraceItem(const TraceData& data);
     // With the time's stamp known already: saves converting it again.
     TraceItem(const TraceData& data, qint64 stamp);
@@ -70,10 +77,19 @@ public:
     // Delete children.
     void remove(int row, int count = 1);
     void removeFirst(int count = 1);
+    // Children handed out whole, with their own children, and taken back;
+    // the caller owns them in between.
+    TraceItem* takeChild(int row);
+    QList<TraceItem*> takeChildren();
+    void insertChildren(int row, const QList<TraceItem*>& children);
 
     void setMessage(const MessageRange& range);
     MessageRange* message() const { return m_message.get(); }
     bool hasPendingChildren() const { return m_message && m_message->pending; }
+
+    void setOrigin(const Origin& origin) { m_origin = std::make_unique<Origin>(origin); }
+    // Null for a line that was not replayed.
+    const Origin* origin() const { return m_origin.get(); }
 
 private:
     QString m_source;
@@ -93,4 +109,5 @@ private:
     qint64 m_sequence = 0;        // row + the parent's m_base
     qint64 m_base = 0;            // sequence number of the first child
     std::unique_ptr<MessageRange> m_message;
+    std::unique_ptr<Origin> m_origin;
 };

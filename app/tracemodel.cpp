@@ -8,6 +8,7 @@
 #include "qrv16/messagewriter.h"
 #include "qrv16/tagdatalut.h"
 
+#include <QDir>
 #include <QFontMetrics>
 #include <QSize>
 #include <QTimer>
@@ -22,7 +23,9 @@ TraceData rootData()
 } // namespace
 
 TraceModel::TraceModel(QObject* parent)
-    : QAbstractItemModel(parent), m_root(std::make_unique<TraceItem>(rootData()))
+    : QAbstractItemModel(parent),
+      m_root(std::make_unique<TraceItem>(rootData())),
+      m_held(std::make_unique<TraceItem>(rootData()))
 {
 }
 
@@ -78,27 +81,42 @@ QModelIndex TraceModel::appendUnannounced(const QString& source, const QString& 
 
 void TraceModel::announce(const QModelIndex& index)
 {
-    if (index2item(index))
+    const TraceItem* item = index2item(index);
+    if (!item)
+        return;
+    if (item->parent() == m_held.get())
+        m_heldAnnounced.insert(item);
+    else
         Q_EMIT appended(index.siblingAtColumn(0));
+}
+
+int TraceModel::sortedRow(const TraceItem* part, qint64 stamp) const
+{
+    const int n = part->childCount();
+    int row = n;
+    if (stamp != TraceItem::NoStamp) {
+        const int lowest = qMax(n - ScanLines, 0);
+        for (int i = n - 1; i >= lowest; --i) {
+            const qint64 other = part->child(i)->stamp();
+            if (other == TraceItem::NoStamp || other <= stamp || other - stamp >= ScanMilliseconds)
+                break;
+            row = i;
+        }
+    }
+    return row;
 }
 
 QModelIndex TraceModel::insert(TraceItem* item, bool announce)
 {
     if (!item)
         return QModelIndex();
+    if (!m_replayOrigin.file.isEmpty())
+        item->setOrigin(m_replayOrigin);
+    if (m_block && !m_blockTurn)
+        return hold(item, announce);
     TraceItem* root = m_root.get();
     const int n = root->childCount();
-    int row = n;
-    const qint64 stamp = item->stamp();
-    if (stamp != TraceItem::NoStamp) {
-        const int lowest = qMax(n - ScanLines, 0);
-        for (int i = n - 1; i >= lowest; --i) {
-            const qint64 other = root->child(i)->stamp();
-            if (other == TraceItem::NoStamp || other <= stamp || other - stamp >= ScanMilliseconds)
-                break;
-            row = i;
-        }
-    }
+    const int row = sortedRow(root, item->stamp());
     // The next batch drops the lines over the limit from the top; a line
     // among them would only come and go.
     if (row < n + 1 - m_limit) {
@@ -108,6 +126,7 @@ QModelIndex TraceModel::insert(TraceItem* item, bool announce)
 
     if (row < m_published) {
         // Sorted in among lines the views know: they must hear of it now.
+        syncPersistent();
         beginInsertRows(QModelIndex(), row, row);
         root->insertBefore(row, item);
         ++m_published;
@@ -116,6 +135,9 @@ QModelIndex TraceModel::insert(TraceItem* item, bool announce)
     } else {
         root->insertBefore(row, item);
         m_originKnown = false;
+        // Held lines count on behind the others: theirs moved unannounced.
+        if (m_held->childCount() > 0)
+            m_persistentStale = true;
     }
     if (pendingCount() >= qMin(MaxPendingLines, m_limit))
         flush();
@@ -126,6 +148,122 @@ QModelIndex TraceModel::insert(TraceItem* item, bool announce)
     if (announce)
         Q_EMIT appended(index);
     return index;
+}
+
+QModelIndex TraceModel::hold(TraceItem* item, bool announce)
+{
+    TraceItem* held = m_held.get();
+    const int row = sortedRow(held, item->stamp());
+    if (row < held->childCount())
+        m_persistentStale = true;
+    held->insertBefore(row, item);
+    if (announce)
+        m_heldAnnounced.insert(item);
+    // Past the limit they would all go when the block ends.
+    if (held->childCount() > m_limit) {
+        if (held->child(0) == item) {
+            dropHeld(0);
+            return QModelIndex();
+        }
+        dropHeld(0);
+    }
+    return createIndex(topRow(item), 0, item);
+}
+
+void TraceModel::dropHeld(int row)
+{
+    const TraceItem* line = m_held->child(row);
+    if (!line)
+        return;
+    forgetPersistent(line);
+    m_heldAnnounced.remove(line);
+    m_held->remove(row);
+    m_persistentStale = true;
+}
+
+void TraceModel::forgetPersistent(const TraceItem* line)
+{
+    const QModelIndexList indexes = persistentIndexList();
+    for (const QModelIndex& index : indexes) {
+        const TraceItem* item = index2item(index);
+        while (item && item != line && !isTopLevel(item))
+            item = item->parent();
+        if (item == line)
+            changePersistentIndex(index, QModelIndex());
+    }
+}
+
+void TraceModel::syncPersistent()
+{
+    if (!m_persistentStale)
+        return;
+    m_persistentStale = false;
+    const QModelIndexList indexes = persistentIndexList();
+    for (const QModelIndex& index : indexes) {
+        TraceItem* item = index2item(index);
+        if (!item || !isTopLevel(item))
+            continue;
+        const int row = topRow(item);
+        if (row != index.row())
+            changePersistentIndex(index, createIndex(row, index.column(), item));
+    }
+}
+
+bool TraceModel::isTopLevel(const TraceItem* item) const
+{
+    return item && (item->parent() == m_root.get() || item->parent() == m_held.get());
+}
+
+int TraceModel::topRow(const TraceItem* item) const
+{
+    return item->parent() == m_held.get() ? m_root->childCount() + item->row() : item->row();
+}
+
+int TraceModel::linesAfter(const QModelIndex& line) const
+{
+    const TraceItem* item = index2item(line);
+    if (!isTopLevel(item))
+        return -1;
+    return item->parent()->childCount() - 1 - item->row();
+}
+
+void TraceModel::beginBlock()
+{
+    m_block = true;
+    m_blockTurn = false;
+}
+
+void TraceModel::endBlock()
+{
+    if (!m_block)
+        return;
+    m_block = false;
+    m_blockTurn = false;
+    if (m_held->childCount() == 0)
+        return;
+    // The block first, so that the limit counts the held lines as lines
+    // that views have yet to hear of.
+    flush();
+    const QList<TraceItem*> lines = m_held->takeChildren();
+    m_root->insertChildren(m_root->childCount(), lines);
+    m_originKnown = false;
+    syncPersistent();
+    QSet<const TraceItem*> announced;
+    announced.swap(m_heldAnnounced);
+    for (TraceItem* line : lines) {
+        if (announced.contains(line))
+            Q_EMIT appended(createIndex(line->row(), 0, line));
+    }
+    if (pendingCount() >= qMin(MaxPendingLines, m_limit))
+        flush();
+    else
+        scheduleFlush();
+}
+
+void TraceModel::setReplayOrigin(const QString& file, qint64 line)
+{
+    m_replayOrigin.file = file;
+    m_replayOrigin.line = line;
 }
 
 void TraceModel::scheduleFlush()
@@ -152,6 +290,7 @@ void TraceModel::flush()
     TraceItem* root = m_root.get();
     // Waiting lines never outnumber the limit, so the surplus is all known.
     const int surplus = qMin(root->childCount() - m_limit, m_published);
+    syncPersistent();
     if (surplus > 0) {
         beginRemoveRows(QModelIndex(), 0, surplus - 1);
         root->removeFirst(surplus);
@@ -170,11 +309,9 @@ void TraceModel::flush()
 
 bool TraceModel::isPublished(const TraceItem* item) const
 {
-    if (!item)
-        return false;
-    while (item->parent() && item->parent() != m_root.get())
+    while (item && item->parent() && !isTopLevel(item))
         item = item->parent();
-    return item->parent() && item->row() < m_published;
+    return item && item->parent() == m_root.get() && item->row() < m_published;
 }
 
 QModelIndex TraceModel::appendSeparator()
@@ -184,6 +321,7 @@ QModelIndex TraceModel::appendSeparator()
 
 void TraceModel::removeItem(TraceItem* parent, int row, int count)
 {
+    syncPersistent();
     beginRemoveRows(item2index(parent), row, row + count - 1);
     parent->remove(row, count);
     if (parent == m_root.get())
@@ -197,6 +335,10 @@ void TraceModel::remove(const QModelIndex& index)
     TraceItem* item = index2item(index);
     if (!item)
         return;
+    if (item->parent() == m_held.get()) {
+        dropHeld(item->row());
+        return;
+    }
     // Views can only be told of removing a line they know.
     if (!isPublished(item))
         flush();
@@ -220,11 +362,72 @@ void TraceModel::clear()
 {
     beginResetModel();
     m_root = std::make_unique<TraceItem>(rootData());
+    m_held = std::make_unique<TraceItem>(rootData());
+    m_heldAnnounced.clear();
+    m_persistentStale = false;
     m_published = 0;
     m_originKnown = false;
     if (m_flushTimer)
         m_flushTimer->stop();
     endResetModel();
+}
+
+TraceModel::Lines TraceModel::takeAll()
+{
+    beginResetModel();
+    const QList<TraceItem*> taken = m_root->takeChildren();
+    m_published = 0;
+    m_originKnown = false;
+    m_persistentStale = false;
+    if (m_flushTimer)
+        m_flushTimer->stop();
+    endResetModel();
+    Lines lines;
+    lines.reserve(size_t(taken.size()));
+    for (TraceItem* line : taken)
+        lines.emplace_back(line);
+    return lines;
+}
+
+std::unique_ptr<TraceItem> TraceModel::take(const QModelIndex& line)
+{
+    TraceItem* item = index2item(line);
+    if (!item || item->parent() != m_root.get())
+        return nullptr;
+    // Views can only be told of removing a line they know.
+    if (!isPublished(item))
+        flush();
+    const int row = item->row();
+    syncPersistent();
+    beginRemoveRows(QModelIndex(), row, row);
+    std::unique_ptr<TraceItem> taken(m_root->takeChild(row));
+    --m_published;
+    m_originKnown = false;
+    endRemoveRows();
+    return taken;
+}
+
+void TraceModel::restore(Lines lines, int row)
+{
+    QList<TraceItem*> items;
+    items.reserve(qsizetype(lines.size()));
+    for (std::unique_ptr<TraceItem>& line : lines) {
+        if (line)
+            items.append(line.release());
+    }
+    if (items.isEmpty())
+        return;
+    // Views know every line, so that the row is theirs.
+    flush();
+    row = qBound(0, row, m_published);
+    syncPersistent();
+    beginInsertRows(QModelIndex(), row, row + int(items.size()) - 1);
+    m_root->insertChildren(row, items);
+    m_published += int(items.size());
+    m_originKnown = false;
+    endInsertRows();
+    if (lineCount() > m_limit)
+        flush();
 }
 
 void TraceModel::count(const QModelIndex& index)
@@ -353,7 +556,7 @@ QModelIndex TraceModel::item2index(const TraceItem* item, int column) const
 {
     if (!item || !item->parent())
         return QModelIndex();
-    return createIndex(item->row(), column, const_cast<TraceItem*>(item));
+    return createIndex(topRow(item), column, const_cast<TraceItem*>(item));
 }
 
 TraceItem* TraceModel::index2item(const QModelIndex& index) const
@@ -421,6 +624,9 @@ QModelIndex TraceModel::index(int row, int column, const QModelIndex& parent) co
     TraceItem* item = itemOrRoot(parent);
     populate(item);
     TraceItem* child = item->child(row);
+    // Held lines count on behind the others.
+    if (!child && item == m_root.get())
+        child = m_held->child(row - item->childCount());
     return child ? createIndex(row, column, child) : QModelIndex();
 }
 
@@ -473,7 +679,7 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
     case Qt::DisplayRole:
         switch (index.column()) {
         case TimeColumn:
-            if (item->parent() != m_root.get() || !item->time().isValid())
+            if (!isTopLevel(item) || !item->time().isValid())
                 return QString();
             return timestamp(item->time());
         case AddrColumn:
@@ -497,9 +703,8 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
                 return text;
         }
         return QVariant();
-    case Qt::ToolTipRole:
-        return index.column() == TextColumn ? tooltipData(item) : QVariant();
-    case Qt::FontRole: return fontData(index.column());
+    case Qt::ToolTipRole: return tooltipData(item, index.column());
+    case Qt::FontRole: return fontData(item, index.column());
     case Qt::BackgroundRole:
     case Qt::ForegroundRole: return highlightData(item, role);
     case Qt::SizeHintRole: return QSize(32, m_rowHeight);
@@ -508,24 +713,38 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
     return QVariant();
 }
 
-QVariant TraceModel::tooltipData(const TraceItem* item) const
+QVariant TraceModel::tooltipData(const TraceItem* item, int column) const
 {
+    QStringList parts;
+    if (const TraceItem::Origin* origin = item->origin()) {
+        parts << tr("Replayed from %1, line %2")
+                     .arg(QDir::toNativeSeparators(origin->file))
+                     .arg(origin->line);
+    }
     const TraceItem::MessageRange* range = item->message();
-    if (!range)
+    if (range && column == TextColumn) {
+        const QRV16::Message message(range->bytes);
+        QRV16::Message::Iterator it(&message, range->start, range->end);
+        const QRV16::MessageWriter writer(range->decode ? m_tags : nullptr,
+                                          range->options | QRV16::MultiLine);
+        if (!range->note.isEmpty())
+            parts << range->note;
+        parts << writer.formatText(it, 0).trimmed();
+    }
+    if (parts.isEmpty())
         return QVariant();
-    const QRV16::Message message(range->bytes);
-    QRV16::Message::Iterator it(&message, range->start, range->end);
-    const QRV16::MessageWriter writer(range->decode ? m_tags : nullptr,
-                                      range->options | QRV16::MultiLine);
-    const QString text = writer.formatText(it, 0).trimmed();
-    return range->note.isEmpty() ? text : range->note + QLatin1Char('\n') + text;
+    return parts.join(QLatin1Char('\n'));
 }
 
-QVariant TraceModel::fontData(int column) const
+QVariant TraceModel::fontData(const TraceItem* item, int column) const
 {
     if (!m_style)
         return QVariant();
-    return column == TextColumn ? m_style->codeFont() : m_style->textFont();
+    QFont font = column == TextColumn ? m_style->codeFont() : m_style->textFont();
+    // Replayed lines are set apart from live traffic at a glance.
+    if (item->origin())
+        font.setItalic(true);
+    return font;
 }
 
 QVariant TraceModel::highlightData(const TraceItem* item, int role) const
@@ -535,7 +754,7 @@ QVariant TraceModel::highlightData(const TraceItem* item, int role) const
         return QVariant();
     // Rules colour the text of whole messages, not their element lines.
     const TraceItem::MessageRange* range = item->message();
-    if (role == Qt::ForegroundRole && range && item->parent() == m_root.get() && !m_colorRules.empty()) {
+    if (role == Qt::ForegroundRole && range && isTopLevel(item) && !m_colorRules.empty()) {
         const QRV16::Message message(range->bytes);
         for (const CompiledRule& rule : m_colorRules) {
             if (rule.expression.matches(message, range->start, range->end))

@@ -11,8 +11,10 @@
 #include <QAbstractItemModel>
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QSet>
 
 #include <memory>
+#include <vector>
 
 namespace QRV16 {
 class TagDataLut;
@@ -70,7 +72,39 @@ public:
 
     void remove(const QModelIndex& index);
     bool removeRows(int row, int count, const QModelIndex& parent = QModelIndex()) override;
+    // Every line goes, held ones too.
     void clear();
+
+    // Top-level lines handed out whole, with their child lines, so that
+    // they can be put back.
+    using Lines = std::vector<std::unique_ptr<TraceItem>>;
+    // The lines the views know and those waiting for them, in one reset;
+    // held lines stay.
+    Lines takeAll();
+    // Null for anything but a top-level line that is not held.
+    std::unique_ptr<TraceItem> take(const QModelIndex& line);
+    // Puts lines back from top-level row `row` on as they are, not sorted
+    // by time and not announced again; the oldest go if the limit says so.
+    void restore(Lines lines, int row);
+
+    // A replay is one block of the trace in its own order. While a block
+    // runs, lines appended outside its turns (live traffic) are held: views
+    // do not see them, appended() waits, and when the block ends they follow
+    // it in their order. Their indexes serve data(), count(), update() and
+    // announce() as any line's do.
+    void beginBlock();
+    void endBlock();
+    bool inBlock() const { return m_block; }
+    // On while the replay itself appends: those lines form the block.
+    void setBlockTurn(bool on) { m_blockTurn = on; }
+    bool isBlockTurn() const { return m_blockTurn; }
+    int heldCount() const { return m_held->childCount(); }
+    // Lines appended from now on were replayed from this line of this file:
+    // their tool tip says so. An empty file ends that.
+    void setReplayOrigin(const QString& file, qint64 line);
+    // Top-level lines after this one in its part of the trace (held lines
+    // count held ones only); -1 for anything but a top-level line.
+    int linesAfter(const QModelIndex& line) const;
     // Bumps the repeat counter at the end of the line's text.
     void count(const QModelIndex& index);
     void update(const QModelIndex& index, const QString& text);
@@ -125,14 +159,25 @@ Q_SIGNALS:
 
 private:
     QModelIndex insert(TraceItem* item, bool announce);
+    QModelIndex hold(TraceItem* item, bool announce);
+    // Where a line of this time goes among the last lines of `part`.
+    int sortedRow(const TraceItem* part, qint64 stamp) const;
+    bool isTopLevel(const TraceItem* item) const;
+    // Of a top-level line: held lines count on after the others.
+    int topRow(const TraceItem* item) const;
+    // Before views hear of rows coming or going: persistent indexes to held
+    // lines get the rows that lines appended since have moved them to.
+    void syncPersistent();
+    void forgetPersistent(const TraceItem* line);
+    void dropHeld(int row);
     TraceItem* itemOrRoot(const QModelIndex& index) const;
     // The line's time and its stamp; the current time costs one conversion
     // instead of two.
     QDateTime fillTime(const QDateTime& time, qint64* stamp) const;
     void msg2item(TraceItem* parent) const;
     void populate(TraceItem* item) const;
-    QVariant tooltipData(const TraceItem* item) const;
-    QVariant fontData(int column) const;
+    QVariant tooltipData(const TraceItem* item, int column) const;
+    QVariant fontData(const TraceItem* item, int column) const;
     QVariant highlightData(const TraceItem* item, int role) const;
     void compileColorRules();
     void removeItem(TraceItem* parent, int row, int count);
@@ -140,6 +185,13 @@ private:
     bool isPublished(const TraceItem* item) const;
 
     std::unique_ptr<TraceItem> m_root;
+    // The lines held while a block runs, in their order.
+    std::unique_ptr<TraceItem> m_held;
+    QSet<const TraceItem*> m_heldAnnounced;
+    bool m_block = false;
+    bool m_blockTurn = false;
+    bool m_persistentStale = false;
+    TraceItem::Origin m_replayOrigin;
     int m_limit = DefaultLimit;
     QDateTime m_replayTime;
     const StyleSettings* m_style = nullptr; // Not owned.

@@ -353,10 +353,12 @@ void BookmarkEditor::checkMessage()
             QRV16::MessageParser parser(m_tags);
             parser.parseList(text);
             if (parser.hasError()) {
+                const QString hint = parser.errorHint();
                 error = tr("Line %1, column %2: %3")
                             .arg(parser.errorLineStart())
                             .arg(parser.errorColumnStart())
-                            .arg(parser.errorMessage());
+                            .arg(hint.isEmpty() ? parser.errorMessage()
+                                                : parser.errorMessage() + QLatin1String("; ") + hint);
                 // The faulty span, at least one character wide so that an
                 // error at the end shows too.
                 int start = parser.errorStart();

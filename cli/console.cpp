@@ -59,8 +59,9 @@ void Console::reportParseError(const QString& source, int firstLine, const QStri
 {
     const int line = parser.errorLineStart();
     const int column = parser.errorColumnStart();
+    const QString hint = parser.errorHint();
     errorLine(QStringLiteral("%1:%2:%3").arg(source).arg(firstLine + line - 1).arg(column),
-              parser.errorMessage());
+              hint.isEmpty() ? parser.errorMessage() : parser.errorMessage() + QLatin1String("; ") + hint);
     const QString faulty = text.split(QLatin1Char('\n')).value(line - 1);
     const int width = parser.errorLineEnd() == line
                           ? qMax(1, parser.errorColumnEnd() - column + 1)

@@ -408,16 +408,28 @@ int LinkCommands::answer(const QStringList& args)
         Console::err(rules.formatError() + QLatin1Char('\n'));
         return Console::Failed;
     }
+    // Rules for the other channel only: the link would never answer.
+    const QList<int> channels = AutoAnswer::channels(rules.rules());
+    if (!channels.isEmpty() && !channels.contains(int(AnswerRule::AnyChannel)) && !channels.contains(channel)) {
+        QStringList named;
+        for (const int other : channels)
+            named << QString::number(other);
+        Console::note(QStringLiteral("no rule in %1 is for channel %2; its rules are for channel %3 (--channel %4)")
+                          .arg(p.positionalArguments().constFirst())
+                          .arg(channel)
+                          .arg(named.join(QLatin1String(" and ")), named.constFirst()));
+    }
 
     QEventLoop loop;
     LinkPort port(channel, settings, defs.lut());
     port.setTimestamps(p.isSet(timeOption));
     port.setPrintSent(true);
     AutoAnswer engine;
+    // Before the rules: a rule that does not read is said at once.
+    QObject::connect(&engine, &AutoAnswer::message, &loop, &Console::note);
     engine.setTags(defs.lut());
     engine.setRules(rules.rules());
     engine.setPorts(channel == 1 ? &port : nullptr, channel == 2 ? &port : nullptr);
-    QObject::connect(&engine, &AutoAnswer::message, &loop, &Console::note);
     SignalWatcher signals;
     Ending ending(&loop, &port);
     wire(&port, &signals, &ending, [] { return Console::Success; });

@@ -83,7 +83,7 @@ Connection::~Connection()
     // Children would otherwise signal into a half-destroyed object while
     // QObject deletes them.
     const QList<QObject*> transports = {m_serialport, m_socket, m_server, m_retransmittimer, m_reconnecttimer,
-                                        m_bistrace};
+                                        m_bistrace, m_replaytrace};
     for (QObject* object : transports) {
         if (object) {
             QObject::disconnect(object, nullptr, this, nullptr);
@@ -381,7 +381,8 @@ void Connection::close()
     disconnect();
     // Deferred deletion: close() may be called from a slot that one of
     // these objects is signalling.
-    const QList<QObject*> transports = {m_serialport, m_socket, m_server, m_retransmittimer, m_bistrace};
+    const QList<QObject*> transports = {m_serialport, m_socket, m_server, m_retransmittimer, m_bistrace,
+                                        m_replaytrace};
     for (QObject* object : transports) {
         if (object) {
             QObject::disconnect(object, nullptr, this, nullptr);
@@ -393,6 +394,7 @@ void Connection::close()
     m_server = nullptr;
     m_retransmittimer = nullptr;
     m_bistrace = nullptr;
+    m_replaytrace = nullptr;
     m_peeraddress.clear();
     m_peerport = 0;
     setConnected(false);
@@ -620,6 +622,46 @@ void Connection::fakeReceive(const QByteArray& data)
     default:
         break;
     }
+}
+
+void Connection::replayReceive(const QByteArray& data)
+{
+    Q_EMIT rawReceived(data);
+    if (!bisActive()) {
+        Q_EMIT received(-1, -1, data);
+        return;
+    }
+    // A passive reader for every role: a master's live framing would take
+    // only the answer it waits for and then send the next query, a slave's
+    // would repeat its last answer to a repeated query.
+    if (!m_replaytrace) {
+        m_replaytrace = new BiSTrace(this);
+        QObject::connect(m_replaytrace, &BiSTrace::trace, this, [this](const QString& line) {
+            if (m_bismode == ConnectionSettings::BiSTraceMode)
+                Q_EMIT trace(line);
+        });
+        QObject::connect(m_replaytrace, &BiSTrace::next, this, [this] {
+            if (m_bismode == ConnectionSettings::BiSTraceMode)
+                Q_EMIT traceNext();
+        });
+        QObject::connect(m_replaytrace, &BiSTrace::qrv16, this, &Connection::onReplayFrame);
+    }
+    m_replaytrace->receive(data);
+}
+
+void Connection::onReplayFrame(int src, int dst, const QByteArray& data)
+{
+    if (m_bismode == ConnectionSettings::BiSTraceMode) {
+        onQrv16(src, dst, data);
+        return;
+    }
+    // What the live framing would have taken: frames to this side, the
+    // master being 0; not the echo of its own queries.
+    const int own = m_bismode == ConnectionSettings::BiSMasterMode ? 0 : m_sourceaddress;
+    if (dst != own)
+        return;
+    Q_EMIT blockStarted();
+    Q_EMIT received(src, dst, data);
 }
 
 void Connection::dataReceived(unsigned src, unsigned /*type*/, const void* data, unsigned len)

@@ -77,8 +77,13 @@ public Q_SLOTS:
     void toggleConnected();
     void connect();
     void disconnect();
-    // Takes bytes as if they had been received; also the replay entry.
+    // Takes bytes as if they had been received.
     void fakeReceive(const QByteArray& data);
+    // Bytes received some other time (a hex-dump replay): framed and
+    // reported like received ones, but through framing of their own, so
+    // they neither disturb a frame being read nor move the send queue, and
+    // nothing is ever transmitted because of them.
+    void replayReceive(const QByteArray& data);
     void send(const QByteArray& data);
     void rawSend(const QByteArray& data);
     void close();
@@ -104,6 +109,7 @@ private Q_SLOTS:
     void newNetworkConnection();
     void onRetransmit();
     void onQrv16(int src, int dst, const QByteArray& data);
+    void onReplayFrame(int src, int dst, const QByteArray& data);
     void flushOutput();
     void writeSerial();
     void onSerialHangUp(const QString& reason);
@@ -153,6 +159,7 @@ private:
     QTimer* m_retransmittimer = nullptr;   // Owned; BiS master only.
     QTimer* m_reconnecttimer = nullptr;    // Owned.
     BiSTrace* m_bistrace = nullptr;        // Owned; made on first use.
+    BiSTrace* m_replaytrace = nullptr;     // Owned; made on first replay.
 
     bool m_connected = false;
     QString m_peeraddress;

@@ -9,6 +9,8 @@
 #include <QCoreApplication>
 #include <QVarLengthArray>
 
+#include <functional>
+
 namespace QRV16 {
 
 namespace {
@@ -83,14 +85,6 @@ private:
     int m_size = -1;
 };
 
-qint64 to64(QStringView text, bool* ok)
-{
-    const Ascii ascii(text);
-    if (ascii.isValid())
-        return Numbers::to64(ascii.data(), unsigned(ascii.size()), ok);
-    return Numbers::to64(text.toString(), ok);
-}
-
 // Integers are cut to 32 bits and sign-extended, so every negative number
 // and every number with bit 31 set takes eight bytes on the wire.
 qint64 integerValue(qint64 v)
@@ -98,34 +92,86 @@ qint64 integerValue(qint64 v)
     return qint64(qint32(quint32(quint64(v))));
 }
 
+// A number with its sign apart from its digits, so that a value that does
+// not fit is seen before it wraps.
+struct Number
+{
+    quint64 magnitude = 0;
+    bool negative = false;
+    bool overflow = false; // the digits need more than 64 bits
+
+    qint64 value() const { return negative ? qint64(0 - magnitude) : qint64(magnitude); }
+};
+
+// Digits of `base`; false on any other character.
+bool accumulate(QStringView digits, int base, Number* n)
+{
+    for (QChar c : digits) {
+        const int d = Numbers::cton(c.unicode());
+        if (d < 0 || d >= base)
+            return false;
+        if (n->magnitude > (~quint64(0) - quint64(d)) / quint64(base))
+            n->overflow = true;
+        n->magnitude = n->magnitude * quint64(base) + quint64(d);
+    }
+    return true;
+}
+
+// The forms of Numbers::to64: a sign, then "0x", "0X" or "0b".
+bool readSigned(QStringView t, Number* n)
+{
+    *n = Number();
+    if (!t.isEmpty() && (t.at(0) == QLatin1Char('+') || t.at(0) == QLatin1Char('-'))) {
+        n->negative = t.at(0) == QLatin1Char('-');
+        t = t.mid(1);
+    }
+    int base = 10;
+    if (t.size() > 1 && t.at(0) == QLatin1Char('0') &&
+        (t.at(1) == QLatin1Char('x') || t.at(1) == QLatin1Char('X') || t.at(1) == QLatin1Char('b'))) {
+        base = t.at(1) == QLatin1Char('b') ? 2 : 16;
+        t = t.mid(2);
+    }
+    return accumulate(t, base, n);
+}
+
 // Numbers as Numbers::to64 reads them, plus what the writer prints in the
 // display modes: "0o17" octal, "0y101" binary, and the sign padded like a
 // digit ("00-5").
-qint64 readInteger(QStringView t, bool* ok)
+bool readNumber(QStringView t, Number* n)
 {
-    const qint64 v = to64(t, ok);
-    if (*ok)
-        return v;
+    if (readSigned(t, n))
+        return true;
     int zeros = 0;
     while (zeros < t.size() && t.at(zeros) == QLatin1Char('0'))
         ++zeros;
     if (zeros > 0 && zeros < t.size() &&
         (t.at(zeros) == QLatin1Char('-') || t.at(zeros) == QLatin1Char('+')))
-        return to64(t.mid(zeros), ok);
+        return readSigned(t.mid(zeros), n);
     if (t.size() < 3 || t.at(0) != QLatin1Char('0'))
-        return 0;
+        return false;
     const int base = t.at(1) == QLatin1Char('o') ? 8 : t.at(1) == QLatin1Char('y') ? 2 : 0;
-    if (!base)
-        return 0;
-    quint64 value = 0;
-    for (QChar c : t.mid(2)) {
-        const int d = c.unicode() - '0';
-        if (d < 0 || d >= base || value > (~quint64(0) - quint64(d)) / quint64(base))
-            return 0;
-        value = value * quint64(base) + quint64(d);
-    }
-    *ok = true;
-    return qint64(value);
+    *n = Number();
+    return base && accumulate(t.mid(2), base, n);
+}
+
+// An Integer holds a 32-bit number, signed or not. The writer prints a
+// negative one of eight bytes in hexadecimal, octal, binary and unsigned
+// decimal as its 64-bit pattern ("0xFFFFFFFFFFFFFFFF"), which means the
+// same bytes and so reads back too.
+bool integerFits(const Number& n)
+{
+    if (n.overflow)
+        return false;
+    if (n.negative)
+        return n.magnitude <= quint64(1) << 31;
+    return n.magnitude <= 0xFFFFFFFFu || n.magnitude >= ~quint64(0) - 0x7FFFFFFFu;
+}
+
+// A BitArray holds 64 bits; a negative number stands for its two's
+// complement.
+bool bitsFit(const Number& n)
+{
+    return !n.overflow && (!n.negative || n.magnitude <= quint64(1) << 63);
 }
 
 bool isBracketChar(QChar c)
@@ -134,21 +180,46 @@ bool isBracketChar(QChar c)
     return (u >= '0' && u <= '9') || u == ',' || u == '-' || u == '+' || c.isSpace();
 }
 
-bool parseIntegers(const QString& token, int count, int* values)
+enum class Components { Read, Malformed, OutOfRange };
+
+bool isDecimal(QStringView t)
 {
-    if (token.size() < 2 || !token.startsWith(QLatin1Char('[')) ||
-        !token.endsWith(QLatin1Char(']')))
+    if (!t.isEmpty() && (t.at(0) == QLatin1Char('+') || t.at(0) == QLatin1Char('-')))
+        t = t.mid(1);
+    if (t.isEmpty())
         return false;
-    const QStringList parts = token.mid(1, token.size() - 2).split(QLatin1Char(','));
-    if (parts.size() != count)
-        return false;
-    for (int i = 0; i < count; ++i) {
-        bool ok = false;
-        values[i] = parts.at(i).trimmed().toInt(&ok, 10);
-        if (!ok)
+    for (QChar c : t) {
+        if (c.unicode() < '0' || c.unicode() > '9')
             return false;
     }
     return true;
+}
+
+// "[x, y]" or "[x, y, w, h]": `count` decimal ints. On a value beyond the
+// int range, `bad` is that value's part of the token.
+Components parseIntegers(QStringView token, int count, int* values, QStringView* bad)
+{
+    if (token.size() < 2 || !token.startsWith(QLatin1Char('[')) ||
+        !token.endsWith(QLatin1Char(']')))
+        return Components::Malformed;
+    const QStringView inner = token.mid(1, token.size() - 2);
+    if (inner.count(QLatin1Char(',')) != count - 1)
+        return Components::Malformed;
+    int i = 0;
+    for (const QStringView part : inner.tokenize(QLatin1Char(','))) {
+        const QStringView digits = part.trimmed();
+        bool ok = false;
+        values[i] = digits.toInt(&ok, 10);
+        if (!ok) {
+            // Well formed but too wide for an int: out of range, not unreadable.
+            if (!isDecimal(digits))
+                return Components::Malformed;
+            *bad = digits;
+            return Components::OutOfRange;
+        }
+        ++i;
+    }
+    return Components::Read;
 }
 
 int digitsAt(QStringView t, int from, int count)
@@ -189,6 +260,51 @@ bool plainDateTime(QStringView t, QDate* date, int* msecs)
 
 MessageParser::MessageParser(const TagDataLut* lut) : m_lut(lut) {}
 
+const TagData* MessageParser::tagData(QStringView token, const TagDataLut* lut)
+{
+    if (!lut || token.isEmpty())
+        return nullptr;
+    QStringView code = token;
+    if (code.size() > 1 && code.at(0) == QLatin1Char('0') &&
+        (code.at(1) == QLatin1Char('x') || code.at(1) == QLatin1Char('X')))
+        code = code.mid(2);
+    if (code.size() == 4) {
+        int value = 0;
+        bool hex = true;
+        for (QChar c : code) {
+            const int d = denibble(c.unicode());
+            hex = hex && d >= 0;
+            value = value * 16 + d;
+        }
+        if (hex)
+            return lut->tagData(unsigned(value));
+    }
+    const Prefix* matched = nullptr;
+    for (const Prefix& p : prefixes) {
+        if (p.starts(token)) {
+            matched = &p;
+            break;
+        }
+    }
+    const TagData* found = lut->tagData(matched ? token.mid(matched->length) : token);
+    if (found && (!matched || dataType(unsigned(found->id)) == matched->type))
+        return found;
+    return matched ? lut->tagData(token) : nullptr;
+}
+
+QString MessageParser::errorReport() const
+{
+    if (!hasError())
+        return QString();
+    QString report = QStringLiteral("%1:%2: %3")
+                         .arg(errorLineStart())
+                         .arg(errorColumnStart())
+                         .arg(m_error);
+    if (!m_errorHint.isEmpty())
+        report += QLatin1String("; ") + m_errorHint;
+    return report;
+}
+
 void MessageParser::reset(const QString& text)
 {
     m_message = Message();
@@ -204,6 +320,7 @@ void MessageParser::reset(const QString& text)
     m_tag = -1;
     m_tagData = nullptr;
     m_error = QString();
+    m_errorHint = QString();
     m_errorStart = 0;
     m_errorLength = 0;
     m_lineStart = m_columnStart = m_lineEnd = m_columnEnd = -1;
@@ -615,11 +732,14 @@ bool MessageParser::decodePlain(QStringView token, int start)
     const int tag = m_tag;
     if (m_tagData) {
         if (const ItemData* e = m_tagData->enums.byName(token)) {
-            m_message.appendInt64(tag, integerValue(qint64(e->id)));
+            Number n;
+            n.magnitude = e->id;
+            if (!integerFits(n))
+                return failOutOfRange(token, start);
+            m_message.appendInt64(tag, integerValue(n.value()));
             return true;
         }
     }
-    bool ok = false;
     switch (dataType(unsigned(tag))) {
     case DataType::Binary: {
         if (token == QLatin1String("[]")) { // what the writer prints for no bytes
@@ -633,10 +753,12 @@ bool MessageParser::decodePlain(QStringView token, int start)
         return true;
     }
     case DataType::Integer: {
-        const qint64 v = readInteger(token, &ok);
-        if (!ok)
+        Number n;
+        if (!readNumber(token, &n))
             break;
-        m_message.appendInt64(tag, integerValue(v));
+        if (!integerFits(n))
+            return failOutOfRange(token, start);
+        m_message.appendInt64(tag, integerValue(n.value()));
         return true;
     }
     case DataType::Bool:
@@ -655,10 +777,14 @@ bool MessageParser::decodePlain(QStringView token, int start)
         }
         return true;
     }
-    case DataType::Date:
-        m_message.appendDate(tag,
-                             token.size() > 9 ? QDate::fromString(token, Qt::ISODate) : QDate());
+    case DataType::Date: {
+        const QDate date = token.size() > 9 ? QDate::fromString(token, Qt::ISODate) : QDate();
+        // Day 0 means no date: the first day that fits is 1990-01-02.
+        if (date.isValid() && dateToDaysSince1990(date) <= 0)
+            return failOutOfRange(token, start);
+        m_message.appendDate(tag, date);
         return true;
+    }
     case DataType::Time:
         m_message.appendTime(tag,
                              token.size() > 7 ? QTime::fromString(token, Qt::ISODate) : QTime());
@@ -667,6 +793,8 @@ bool MessageParser::decodePlain(QStringView token, int start)
         QDate date;
         int msecs = 0;
         if (plainDateTime(token, &date, &msecs)) {
+            if (dateToDaysSince1990(date) <= 0)
+                return failOutOfRange(token, start);
             char buf[10];
             const quint32 days = quint32(dateToDaysSince1990(date));
             const quint32 seconds = quint32(msecs / 1000);
@@ -685,6 +813,8 @@ bool MessageParser::decodePlain(QStringView token, int start)
             const QDateTime dt = QDateTime::fromString(token, Qt::ISODateWithMs);
             if (!dt.isValid())
                 break;
+            if (dateToDaysSince1990(dt.date()) <= 0)
+                return failOutOfRange(token, start);
             m_message.appendDateTime(tag, dt, Message::MillisecondsAlways);
             return true;
         }
@@ -697,6 +827,8 @@ bool MessageParser::decodePlain(QStringView token, int start)
         const QDateTime dt = QDateTime::fromString(token, Qt::ISODate);
         if (!dt.isValid())
             break;
+        if (dateToDaysSince1990(dt.date()) <= 0)
+            return failOutOfRange(token, start);
         m_message.appendDateTime(tag, dt, Message::MillisecondsAuto);
         return true;
     }
@@ -708,14 +840,17 @@ bool MessageParser::decodePlain(QStringView token, int start)
                 continue;
             const ItemData* bit = m_tagData ? m_tagData->bits.byName(term) : nullptr;
             if (bit) {
-                if (bit->id < 64)
-                    bits |= quint64(1) << bit->id;
+                if (bit->id >= 64)
+                    return failOutOfRange(term, start);
+                bits |= quint64(1) << bit->id;
                 continue;
             }
-            const qint64 v = readInteger(term, &ok);
-            if (!ok)
-                return fail("Failed to decode value", start, m_pos);
-            bits |= quint64(v);
+            Number n;
+            if (!readNumber(term, &n))
+                return failValue(start);
+            if (!bitsFit(n))
+                return failOutOfRange(term, start);
+            bits |= quint64(n.value());
         }
         m_message.appendInt64(tag, qint64(bits));
         return true;
@@ -736,24 +871,65 @@ bool MessageParser::decodePlain(QStringView token, int start)
     case DataType::ExtPoint:
     case DataType::ExtSize: {
         int v[2];
-        if (!parseIntegers(token.toString(), 2, v))
+        QStringView bad;
+        const Components read = parseIntegers(token, 2, v, &bad);
+        if (read == Components::OutOfRange)
+            return failOutOfRange(bad, start);
+        if (read == Components::Malformed)
             break;
         m_message.appendPair(tag, qMakePair(v[0], v[1]));
         return true;
     }
     case DataType::ExtRect: {
         int v[4];
-        QRect rect;
-        if (!parseIntegers(token.toString(), 4, v) ||
-            !rectFromGeometry(v[0], v[1], v[2], v[3], &rect))
+        QStringView bad;
+        const Components read = parseIntegers(token, 4, v, &bad);
+        if (read == Components::OutOfRange)
+            return failOutOfRange(bad, start);
+        if (read == Components::Malformed)
             break;
+        // The right and bottom edges must be ints too.
+        QRect rect;
+        if (!rectFromGeometry(v[0], v[1], v[2], v[3], &rect))
+            return failOutOfRange(token, start);
         m_message.appendRect(tag, rect);
         return true;
     }
     default:
         break;
     }
+    return failValue(start);
+}
+
+bool MessageParser::failValue(int start)
+{
+    // A name the tag does not have: say which ones it has.
+    if (m_tagData && m_error.isNull()) {
+        const bool bitArray = dataType(unsigned(m_tag)) == DataType::BitArray;
+        const QStringList& names = bitArray && !m_tagData->bits.names().isEmpty()
+                                       ? m_tagData->bits.names()
+                                       : m_tagData->enums.names();
+        if (!names.isEmpty()) {
+            QStringList shown = names.mid(0, MaxNamesShown);
+            if (names.size() > MaxNamesShown)
+                shown << QStringLiteral("...");
+            m_errorHint = QCoreApplication::translate("MessageParser", "%1 has %2")
+                              .arg(m_tagData->name, shown.join(QLatin1String(", ")));
+        }
+    }
     return fail("Failed to decode value", start, m_pos);
+}
+
+bool MessageParser::failOutOfRange(QStringView part, int start)
+{
+    // A part of the text itself is marked where it stands; a value taken
+    // from escapes has no place of its own but its quotes.
+    const std::less_equal<const QChar*> notAfter;
+    if (notAfter(m_chars, part.data()) && notAfter(part.data() + part.size(), m_chars + m_text.size())) {
+        const int from = int(part.data() - m_chars);
+        return fail("Value out of range", from, from + int(part.size()));
+    }
+    return fail("Value out of range", start, m_pos);
 }
 
 bool MessageParser::fail(const char* message, int start, int end)

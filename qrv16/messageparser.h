@@ -31,6 +31,12 @@ public:
 
     bool hasError() const { return !m_error.isNull(); }
     QString errorMessage() const { return m_error; }
+    // For a value that is neither a number nor one of its tag's names: the
+    // names the tag has ("Mode has Off, On"), at most MaxNamesShown.
+    QString errorHint() const { return m_errorHint; }
+    // "line:column: message", and "; hint" when there is one: the error in
+    // one line, for a place that cannot show a caret under the text.
+    QString errorReport() const;
     // The faulty span as character offsets into the text.
     int errorStart() const { return m_errorStart; }
     int errorLength() const { return m_errorLength; }
@@ -42,6 +48,11 @@ public:
 
     // Nesting of parentheses beyond this fails.
     static constexpr int MaxDepth = 99;
+    static constexpr int MaxNamesShown = 12;
+
+    // The tag a tag token names, read as parse() reads it: a code, a name,
+    // or a name with its type prefix. Null when the table has none.
+    static const TagData* tagData(QStringView token, const TagDataLut* lut);
 
 private:
     void reset(const QString& text);
@@ -67,6 +78,8 @@ private:
     // closing-parenthesis scan would read otherwise than the parser does.
     void checkToken(int from, int to);
     bool fail(const char* message, int start, int end = -1);
+    bool failValue(int start);
+    bool failOutOfRange(QStringView part, int start);
     bool failText(const QString& message, int start, int end);
     void computeCoordinates() const;
 
@@ -81,6 +94,7 @@ private:
     int m_tag = -1;
     const TagData* m_tagData = nullptr;
     QString m_error;
+    QString m_errorHint;
     int m_errorStart = 0;
     int m_errorLength = 0;
     mutable int m_lineStart = -1;

@@ -18,7 +18,8 @@ void ItemDataLut::addItem(const Item* item)
     }
     if (!copy->name.isEmpty()) {
         // The key views the old entry's name: take it out before it goes.
-        m_byName.remove(QStringView(copy->name));
+        if (!m_byName.remove(QStringView(copy->name)))
+            m_names.append(copy->name);
         m_byName.insert(QStringView(copy->name), copy);
         m_nameIndex.insert(QStringView(copy->name), copy.get());
     }
@@ -63,7 +64,8 @@ TagDataLut::TagDataLut(const Item* root)
             continue;
         auto tag = std::make_shared<const TagData>(child);
         m_byCode.insert(quint32(tag->id), tag);
-        m_byName.remove(QStringView(tag->name));
+        if (!m_byName.remove(QStringView(tag->name)) && !tag->name.isEmpty())
+            m_names.append(tag->name);
         m_byName.insert(QStringView(tag->name), tag);
         m_nameIndex.insert(QStringView(tag->name), tag.get());
     }

@@ -10,6 +10,7 @@
 
 #include <QHash>
 #include <QString>
+#include <QStringList>
 
 #include <array>
 #include <memory>
@@ -32,6 +33,8 @@ public:
     const ItemData* byName(QStringView name) const;
     bool isEmpty() const { return m_byNumber.isEmpty(); }
     int count() const { return int(m_byNumber.size()); }
+    // The names that can be typed, each once, in the order of the definitions.
+    const QStringList& names() const { return m_names; }
 
 private:
     // Bit numbers and small enum values, looked up per printed value.
@@ -47,6 +50,7 @@ private:
     QHash<QStringView, std::shared_ptr<const ItemData>> m_byName;
     NameIndex<ItemData> m_nameIndex;
     std::vector<const ItemData*> m_dense; // ids below DenseIds, owned by m_byNumber
+    QStringList m_names;
 };
 
 // One tag: its own record plus the tables of its bits and enum values.
@@ -73,6 +77,8 @@ public:
     }
     const TagData* tagData(QStringView name) const;
     int count() const { return int(m_byCode.size()); }
+    // Every tag name, each once, in the order of the definitions.
+    const QStringList& tagNames() const { return m_names; }
 
     QString tagName(unsigned int tag) const;
     int tagNumber(const QString& name) const;
@@ -93,6 +99,7 @@ private:
     // asks once per element. A page of 256 codes exists only where a tag is.
     std::array<quint16, 256> m_pageOf{}; // page number + 1, 0 for none
     std::vector<const TagData*> m_pages; // owned by m_byCode
+    QStringList m_names;
 };
 
 } // namespace QRV16

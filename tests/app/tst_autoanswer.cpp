@@ -46,6 +46,7 @@ private Q_SLOTS:
     void noAnswerToAnAnswer();
     void periodic();
     void badAnswerIsReported();
+    void answerBeyond32BitsIsRefused();
     void toolTipMarksAutomaticLines();
 
 private:
@@ -226,22 +227,48 @@ void TestAutoAnswer::periodic()
     QCOMPARE(count(QStringLiteral("2"), QStringLiteral("StatusReport")), 3);
 }
 
+// Rules are checked when they are set: each one that does not read is named
+// once, and keeps quiet when it comes round again.
 void TestAutoAnswer::badAnswerIsReported()
 {
     QSignalSpy messages(m_auto.get(), &AutoAnswer::message);
-    m_auto->setRules({rule(QStringLiteral("GetStatu"), QStringLiteral("GetStatusReply")),
-                      rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(Nope=1)"), 2),
-                      rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(PumpId=${PumpId})"), 2)});
-    QCOMPARE(messages.count(), 1);
-    QVERIFY(messages.at(0).at(0).toString().contains(QStringLiteral("Answer rule 1")));
+    AnswerRule unknown = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(Nope=1)"), 2);
+    unknown.name = QStringLiteral("Unknown tag");
+    AnswerRule periodic = rule(QString(), QStringLiteral("Nope=2"), 2);
+    periodic.every = 10;
+    m_auto->setRules({rule(QStringLiteral("GetStatu"), QStringLiteral("GetStatusReply")), unknown,
+                      rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Ok)"), 2),
+                      periodic});
+    QCOMPARE(messages.count(), 3);
+    QVERIFY(messages.at(0).at(0).toString().startsWith(QStringLiteral("Answer rule 1: ")));
+    QCOMPARE(messages.at(1).at(0).toString(),
+             QStringLiteral("Answer rule \"Unknown tag\": Tag Nope not defined at column 17 of "
+                            "\"GetStatusReply=(Nope=1)\""));
+    QVERIFY(messages.at(2).at(0).toString().startsWith(QStringLiteral("Answer rule 4: Tag Nope not defined")));
+    // The rule that does not read still takes its turn, without a word.
     QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
-    QTRY_COMPARE(messages.count(), 2);
-    QVERIFY(messages.at(1).at(0).toString().contains(QStringLiteral("Answer rule 2")));
-    // Rule 2 has had its turn: a failed answer still takes it.
+
+    // A value to copy that a request lacks is said once for the rule.
     m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(PumpId=${PumpId})"), 2)});
+    QCOMPARE(messages.count(), 3);
     QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
-    QTRY_COMPARE(messages.count(), 3);
-    QVERIFY(messages.at(2).at(0).toString().contains(QStringLiteral("has no PumpId")));
+    QTRY_COMPARE(messages.count(), 4);
+    QVERIFY(messages.at(3).at(0).toString().contains(QStringLiteral("has no PumpId")));
+    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus=(PumpId=4)")));
+    QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply=(PumpId=4)")), 1);
+    QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 1);
+    QCOMPARE(messages.count(), 4);
+}
+
+void TestAutoAnswer::answerBeyond32BitsIsRefused()
+{
+    QSignalSpy messages(m_auto.get(), &AutoAnswer::message);
+    m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(PumpId=4294967296)"), 2)});
+    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
+    QTRY_COMPARE(messages.count(), 1);
+    QVERIFY2(messages.at(0).at(0).toString().contains(QStringLiteral("Value out of range at column 24")),
+             qPrintable(messages.at(0).at(0).toString()));
     QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 0);
 }
 

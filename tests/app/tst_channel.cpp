@@ -10,6 +10,7 @@
 #include "qrv16/messageparser.h"
 #include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/connection/testsupport.h"
 #include "tests/pty.h"
 
 #include <QAbstractItemModelTester>
@@ -128,6 +129,10 @@ private Q_SLOTS:
     void storedValuesOutOfRangeAreReported();
     void rawPrinterFromTheSettings_data();
     void rawPrinterFromTheSettings();
+    void replayReachesOnlyTheTrace_data();
+    void replayReachesOnlyTheTrace();
+    void replayNeverTransmits_data();
+    void replayNeverTransmits();
 
 private:
     std::unique_ptr<QRV16::Item> m_root;
@@ -179,9 +184,11 @@ void TestChannel::unparsableTextGivesErrLineAndSendsNothing_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("error");
-    QTest::newRow("three digits are a name, not a code") << QStringLiteral("101=5") << QStringLiteral("Tag 101 not defined");
-    QTest::newRow("unknown name") << QStringLiteral("NoSuchTag=1") << QStringLiteral("Tag NoSuchTag not defined");
-    QTest::newRow("second element bad") << QStringLiteral("1001=1 1001=x") << QStringLiteral("Failed to decode value");
+    // The place comes first, then the parser's own words.
+    QTest::newRow("three digits are a name, not a code") << QStringLiteral("101=5") << QStringLiteral("1:1: Tag 101 not defined");
+    QTest::newRow("unknown name") << QStringLiteral("NoSuchTag=1") << QStringLiteral("1:1: Tag NoSuchTag not defined");
+    QTest::newRow("second element bad") << QStringLiteral("1001=1 1001=x") << QStringLiteral("1:13: Failed to decode value");
+    QTest::newRow("number beyond 32 bits") << QStringLiteral("PumpId=4294967297") << QStringLiteral("1:8: Value out of range");
 }
 
 void TestChannel::unparsableTextGivesErrLineAndSendsNothing()
@@ -444,9 +451,12 @@ void TestChannel::connectionTextsAndDisturbance()
     second.setModel(m_model.get());
     QSignalSpy appended(&second, &Channel::appended);
     second.connectionMessage(QStringLiteral("Connection established"));
+    // Only a serial port has modem lines to pulse.
     second.disturb();
+    m_channel->disturb();
     QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("2 Con|Connection established"),
-                                           QStringLiteral("2 Con|DISTURBANCE GENERATED")}));
+                                           QStringLiteral("2 Err|No modem lines on this link: nothing disturbed"),
+                                           QStringLiteral("1 Con|DISTURBANCE GENERATED")}));
     QCOMPARE(appended.count(), 2);
     second.setModel(nullptr);
 }
@@ -755,6 +765,113 @@ void TestChannel::rawPrinterFromTheSettings()
     ConnectionSettings restored;
     restored.restoreFromSettings(Channel::settingsGroup(1));
     QCOMPARE(restored.rawPrinter(), printer);
+}
+
+void TestChannel::replayReachesOnlyTheTrace_data()
+{
+    QTest::addColumn<bool>("paused");
+    QTest::newRow("live display") << false;
+    QTest::newRow("paused display") << true;
+}
+
+// Replayed bytes are traced, and neither relayed to the linked channel's
+// peer nor offered to whoever listens for received messages (automatic
+// answers, a sequence's expects).
+void TestChannel::replayReachesOnlyTheTrace()
+{
+    QFETCH(bool, paused);
+    QTcpServer peer;
+    QVERIFY(peer.listen(QHostAddress::LocalHost));
+    Channel other(2);
+    other.setModel(m_model.get());
+    ConnectionSettings clientSide;
+    clientSide.setMode(ConnectionSettings::ClientMode);
+    clientSide.setClientAddress(QStringLiteral("127.0.0.1"));
+    clientSide.setClientPort(peer.serverPort());
+    other.setSettings(clientSide);
+    other.connect();
+    QTRY_VERIFY(peer.hasPendingConnections());
+    std::unique_ptr<QTcpSocket> far(peer.nextPendingConnection());
+    QTRY_VERIFY(other.connection()->isConnected());
+    m_channel->setLinkedChannel(&other);
+    MainWindow::global[MainWindow::LinkChannels] = true;
+    MainWindow::global[MainWindow::Pause] = paused;
+    QSignalSpy received(m_channel.get(), &MessagePort::received);
+    m_model->clear();
+
+    const QByteArray replayed = bytesOf(QStringLiteral("1001=6"), nullptr);
+    // Half a live message is waiting when the replay comes.
+    const QByteArray live = bytesOf(QStringLiteral("1001=7"), nullptr);
+    MainWindow::global[MainWindow::Pause] = false;
+    m_channel->receive(-1, -1, live.left(2));
+    MainWindow::global[MainWindow::Pause] = paused;
+    m_channel->replay(QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30)), replayed);
+    QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=6")});
+    QCOMPARE(received.count(), 0);
+
+    MainWindow::global[MainWindow::Pause] = false;
+    m_channel->receive(-1, -1, live.mid(2));
+    QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("1|PumpId=6"), QStringLiteral("1|PumpId=7")}));
+    QCOMPARE(received.count(), 1);
+    QByteArray arrived;
+    QTRY_VERIFY((arrived += far->readAll()).size() >= live.size());
+    QCOMPARE(arrived.toHex(' '), live.toHex(' '));
+    other.setModel(nullptr);
+}
+
+void TestChannel::replayNeverTransmits_data()
+{
+    QTest::addColumn<int>("role");
+    QTest::newRow("slave: a replayed repeat of the last query") << int(ConnectionSettings::BiSSlaveMode);
+    QTest::newRow("master: a replayed answer while a query waits") << int(ConnectionSettings::BiSMasterMode);
+}
+
+// Live BiS framing answers a repeated query again and sends the next query
+// when an answer comes: a replay must do neither.
+void TestChannel::replayNeverTransmits()
+{
+    QFETCH(int, role);
+    const bool slave = role == ConnectionSettings::BiSSlaveMode;
+    m_channel->setSettings(korvtest::serialSettings(m_line->name(), role, slave ? 7 : -1, slave ? -1 : 7));
+    m_channel->connect();
+    QTRY_VERIFY(m_channel->isConnected());
+    const QByteArray request = bytesOf(QStringLiteral("1001=6"), nullptr);
+    QByteArray replayed;
+    if (slave) {
+        korvtest::FrameBuilder master;
+        replayed = master.query(7, request);
+        QVERIFY(m_line->write(replayed));
+        QTRY_VERIFY(lines(*m_model).contains(QStringLiteral("1|PumpId=6")));
+        QVERIFY(m_channel->sendMessage(QStringLiteral("1001=8")));
+    } else {
+        QVERIFY(m_channel->sendMessage(QStringLiteral("1001=8")));
+        QVERIFY(m_channel->sendMessage(QStringLiteral("1001=9")));
+        // An answer from 7 to the query that went out.
+        struct Slave : BiSProtocol
+        {
+            QByteArray frame;
+            bool transmitFrame(const void* data, unsigned len) override
+            {
+                frame = QByteArray(static_cast<const char*>(data), int(len));
+                return true;
+            }
+        } bus;
+        bus.setMode(BiSProtocol::Slave);
+        bus.setOwnAddress(7);
+        bus.receive(m_sent.constData(), unsigned(m_sent.size()));
+        BiSProtocol::Packet packet;
+        packet.type = Connection::FrameType;
+        packet.data = request.constData();
+        packet.len = unsigned(request.size());
+        bus.send(packet);
+        replayed = bus.frame;
+        QVERIFY(!replayed.isEmpty());
+    }
+    const QByteArray sent = m_sent;
+    m_model->clear();
+    m_channel->replay(QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30)), replayed);
+    QCOMPARE(m_sent.toHex(' '), sent.toHex(' '));
+    QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=6")});
 }
 
 QTEST_MAIN(TestChannel)

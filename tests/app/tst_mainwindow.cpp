@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include "app/answerdialog.h"
+#include "app/autoanswer.h"
 #include "app/channel.h"
 #include "app/filterbar.h"
+#include "app/findbar.h"
 #include "app/mainwindow.h"
+#include "app/sequencedock.h"
 #include "app/tracefilter.h"
 #include "app/replayer.h"
 #include "app/tools.h"
@@ -13,6 +17,7 @@
 #include "editor/editorwindow.h"
 #include "connection/connection.h"
 #include "qrv16/item.h"
+#include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
 #include "tests/pty.h"
 #include "tests/app/tracelines.h"
@@ -23,6 +28,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -35,6 +41,7 @@
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QTcpServer>
 #include <QTimer>
 #include <QToolBar>
 #include <QTreeView>
@@ -84,6 +91,51 @@ void answerMessageBox(QMessageBox::StandardButton button, bool* asked)
         *asked = true;
         box->button(button)->click();
     });
+}
+
+// Closes the modal dialogs that come up while it lives: message boxes with
+// `button`, file dialogs by choosing `choose` (or cancelling when it is
+// empty). Each one is recorded in `seen` as "box" or "file DIRECTORY".
+class ModalCloser
+{
+public:
+    explicit ModalCloser(QMessageBox::StandardButton button, const QString& choose = QString())
+    {
+        m_timer.setInterval(10);
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this, button, choose] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+                seen << QStringLiteral("box");
+                box->button(button)->click();
+            } else if (auto* dialog = qobject_cast<QFileDialog*>(modal)) {
+                seen << QStringLiteral("file ") + dialog->directory().absolutePath();
+                if (choose.isEmpty()) {
+                    dialog->reject();
+                } else {
+                    dialog->selectFile(choose);
+                    static_cast<QDialog*>(dialog)->accept();
+                }
+            }
+        });
+        m_timer.start();
+    }
+
+    QStringList seen;
+
+private:
+    QTimer m_timer;
+};
+
+QByteArray encoded(const QString& notation, const QRV16::TagDataLut* tags)
+{
+    QRV16::MessageParser parser(tags);
+    return parser.parse(notation).bytes();
+}
+
+// The text of the line at the top of the view.
+QString topText(QTreeView* view)
+{
+    return view->indexAt(QPoint(5, 5)).siblingAtColumn(TraceModel::TextColumn).data().toString();
 }
 
 // Adds `count` status lines and waits until the view has them.
@@ -167,6 +219,19 @@ private Q_SLOTS:
     void everyShortcutHasOneOwner();
     void deleteKeyGoesToTheFocusedPanel_data();
     void deleteKeyGoesToTheFocusedPanel();
+    void undoBringsBackWhatWasRemoved_data();
+    void undoBringsBackWhatWasRemoved();
+    void hexReplayNeverTransmits();
+    void liveLinesFollowTheReplayedBlock();
+    void failedLogStartKeepsTheRunningLog();
+    void barErrorsNeverWidenTheWindow_data();
+    void barErrorsNeverWidenTheWindow();
+    void clearingTheFilterKeepsTheView();
+    void editedAnswersAreAskedAboutOnClose();
+    void openAndSaveDialogsStartInTheLastFolder_data();
+    void openAndSaveDialogsStartInTheLastFolder();
+    void definitionsChangeChecksRulesAndStepsOnce();
+    void disturbOnlyWhereThereAreModemLines();
 
 private:
     std::unique_ptr<MainWindow> makeWindow();
@@ -940,6 +1005,429 @@ void TestMainWindow::deleteKeyGoesToTheFocusedPanel()
     QVERIFY2(warnings.filter(QStringLiteral("Ambiguous")).isEmpty(), qPrintable(warnings.join(QLatin1Char('\n'))));
     QCOMPARE(window->bookmarks()->count(), inPanel ? 0 : 1);
     QCOMPARE(window->traceModel()->lineCount(), inPanel ? trace : trace - 1);
+}
+
+void TestMainWindow::undoBringsBackWhatWasRemoved_data()
+{
+    QTest::addColumn<QString>("removal");
+    QTest::newRow("clear all") << QStringLiteral("m_act_clear_all");
+    QTest::newRow("delete line") << QStringLiteral("m_act_delete_line");
+}
+
+// F8 and Del take lines away; Undo (Ctrl+Z) puts them back as they were,
+// with the lines that came since below them.
+void TestMainWindow::undoBringsBackWhatWasRemoved()
+{
+    QFETCH(QString, removal);
+    auto window = makeWindow();
+    window->resize(800, 400);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    TraceModel* model = window->traceModel();
+    model->clear();
+    QVERIFY(addLines(window.get(), 60));
+    window->channel(1)->sendMessage(QStringLiteral("GetStatus=(PumpId=1 StationName=\"x\")"));
+    QVERIFY(addLines(window.get(), 60));
+    const QStringList before = lines(*model);
+    const int message = before.indexOf(QStringLiteral("1|GetStatus=(PumpId=1 StationName=\"x\")"));
+    QVERIFY(message > 0);
+    view->setExpanded(model->index(message, 0), true);
+    view->verticalScrollBar()->setValue(40);
+    const QString top = topText(view);
+    QVERIFY(!top.isEmpty());
+
+    auto* undo = window->findChild<QAction*>(QStringLiteral("m_act_undo"));
+    QVERIFY(undo);
+    QCOMPARE(undo->text(), QStringLiteral("Undo"));
+    QCOMPARE(undo->shortcut(), QKeySequence(QStringLiteral("Ctrl+Z")));
+    QVERIFY(window->findChild<QMenu*>(QStringLiteral("m_mnu_trace"))->actions().contains(undo));
+    QVERIFY(!undo->isEnabled());
+
+    QStringList expected = before;
+    if (removal == QLatin1String("m_act_delete_line")) {
+        view->setCurrentIndex(model->index(message - 1, 0));
+        window->findChild<QAction*>(removal)->trigger();
+        QCOMPARE(lines(*model).size(), before.size() - 1);
+    } else {
+        window->findChild<QAction*>(removal)->trigger();
+        QCOMPARE(model->lineCount(), 0);
+    }
+    QVERIFY(undo->isEnabled());
+    QVERIFY(addLines(window.get(), 1));
+    expected << lines(*model).constLast();
+
+    undo->trigger();
+    model->flush();
+    QCOMPARE(lines(*model), expected);
+    QCOMPARE(model->rowCount(), expected.size());
+    QVERIFY(view->isExpanded(model->index(message, 0)));
+    QVERIFY(!undo->isEnabled());
+    if (removal == QLatin1String("m_act_clear_all"))
+        QCOMPARE(topText(view), top);
+}
+
+// A replayed received byte line reaches the trace and nothing else: not the
+// peer of the linked channel, not the automatic answers.
+void TestMainWindow::hexReplayNeverTransmits()
+{
+    const QString rules = m_dir.filePath(QStringLiteral("echo.qrvans"));
+    QVERIFY(writeFile(rules, R"(<?xml version="1.0"?>
+<qrvanswers>
+  <rule channel="1"><name>Seen</name><when>PumpId</when><answer>StationName="seen"</answer></rule>
+</qrvanswers>
+)"));
+    const QString dump = m_dir.filePath(QStringLiteral("transmit.csv"));
+    QVERIFY(writeFile(dump, "2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 01 10 03\",3,,\n"));
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    QVERIFY(window->loadAnswers(rules));
+    QVERIFY(window->findChild<QAction*>(QStringLiteral("m_act_link"))->isChecked());
+    window->traceModel()->clear();
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
+    QVERIFY(window->replayHexDump(dump));
+    QVERIFY(finished.wait(5000));
+    TraceModel* model = window->traceModel();
+    const QStringList shown = lines(*model);
+    const int replayed = int(shown.indexOf(QStringLiteral("1|PumpId=3")));
+    QVERIFY2(replayed >= 0, qPrintable(shown.join(QLatin1Char('\n'))));
+
+    // A live message behind it: whatever the replay caused would be on the
+    // lines before what the live one causes.
+    const QByteArray live = QByteArray::fromHex("0300011004");
+    QVERIFY(m_lines.at(0)->write(live));
+    const QByteArray answer = encoded(QStringLiteral("StationName=\"seen\""), window->tags());
+    QByteArray relayed;
+    QByteArray answered;
+    QTRY_VERIFY_WITH_TIMEOUT((relayed += m_lines.at(1)->read(0), answered += m_lines.at(0)->read(0),
+                              relayed.endsWith(live) && answered.endsWith(answer)),
+                             20000);
+    QCOMPARE(relayed.toHex(' '), live.toHex(' '));
+    QCOMPARE(answered.toHex(' '), answer.toHex(' '));
+    // Marked as what it is.
+    const QString tip = model->index(replayed, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+    QVERIFY2(tip.contains(QDir::toNativeSeparators(dump)) && tip.contains(QLatin1String("line 1")), qPrintable(tip));
+}
+
+// Lines that arrive while a log replays are placed after the replayed
+// block, in the trace and in the log being written.
+void TestMainWindow::liveLinesFollowTheReplayedBlock()
+{
+    constexpr int Count = 20000;
+    const QString path = m_dir.filePath(QStringLiteral("block.csv"));
+    QByteArray content;
+    const QDateTime start(QDate(2011, 3, 4), QTime(10, 20, 30));
+    for (int i = 0; i < Count; ++i)
+        content += start.addMSecs(i).toString(QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz")).toLatin1() +
+                   ",\"Main\",\"r " + QByteArray::number(i) + "\",1,,\n";
+    QVERIFY(writeFile(path, content));
+    const QString log = m_dir.filePath(QStringLiteral("during.csv"));
+    auto window = makeWindow();
+    QVERIFY(window->startLog(log));
+    int live = 0;
+    // Between the replay's slices, as traffic arrives.
+    connect(window->replayer(), &Replayer::progress, window.get(), [&] {
+        QTimer::singleShot(0, window.get(), [&] { window->message(QStringLiteral("live %1").arg(live++)); });
+    });
+    QSignalSpy finished(window->replayer(), &Replayer::finished);
+    QVERIFY(window->replayLog(path));
+    QVERIFY(finished.wait(120000));
+    QVERIFY(finished.at(0).at(0).toBool());
+    window->message(QStringLiteral("live end"));
+    window->onLogStop();
+    QVERIFY2(live > 1, qPrintable(QString::number(live)));
+
+    const QStringList shown = lines(*window->traceModel());
+    const int opening = int(shown.indexOf(QStringLiteral("|")));
+    const int closing = int(shown.lastIndexOf(QStringLiteral("|")));
+    QVERIFY(opening >= 0 && closing > opening);
+    QStringList block;
+    for (int row = opening + 1; row < closing; ++row) {
+        if (shown.at(row).startsWith(QLatin1String("Main|")))
+            block << shown.at(row);
+    }
+    QCOMPARE(block.size(), Count);
+    for (int i = 0; i < Count; ++i)
+        QCOMPARE(block.at(i), QStringLiteral("Main|r %1").arg(i));
+    QCOMPARE(shown.filter(QStringLiteral("Main|live ")).size(), live + 1);
+    for (int row = 0; row < closing; ++row)
+        QVERIFY2(!shown.at(row).startsWith(QLatin1String("Main|live ")), qPrintable(shown.at(row)));
+
+    const QStringList records = QString::fromUtf8(readFile(log)).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    int lastReplayed = -1;
+    int firstLive = -1;
+    for (int i = 0; i < records.size(); ++i) {
+        if (records.at(i).contains(QLatin1String(",\"r ")))
+            lastReplayed = i;
+        if (firstLive < 0 && records.at(i).contains(QLatin1String(",\"live ")))
+            firstLive = i;
+    }
+    QCOMPARE(records.filter(QStringLiteral(",\"r ")).size(), Count);
+    QVERIFY2(lastReplayed < firstLive, qPrintable(QStringLiteral("%1 %2").arg(lastReplayed).arg(firstLive)));
+}
+
+void TestMainWindow::failedLogStartKeepsTheRunningLog()
+{
+    const QString running = m_dir.filePath(QStringLiteral("running.csv"));
+    const QString bad = m_dir.filePath(QStringLiteral("no/such/dir/x.csv"));
+    auto window = makeWindow();
+    QVERIFY(window->startLog(running));
+    window->message(QStringLiteral("before"));
+    window->traceModel()->clear();
+    QVERIFY(!window->startLog(bad));
+    QVERIFY(window->isLogging());
+    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_log_start"))->isEnabled());
+    const QStringList shown = lines(*window->traceModel());
+    QCOMPARE(shown.size(), 1);
+    QVERIFY2(shown.constFirst().startsWith(QLatin1String("Log|")) &&
+                 shown.constFirst().contains(QDir::toNativeSeparators(bad)),
+             qPrintable(shown.constFirst()));
+    window->message(QStringLiteral("after"));
+    window->onLogFlush();
+    const QByteArray kept = readFile(running);
+    QVERIFY(kept.contains("\"before\""));
+    QVERIFY(kept.contains("\"after\""));
+    QVERIFY(!kept.contains("Stopped logging"));
+}
+
+void TestMainWindow::barErrorsNeverWidenTheWindow_data()
+{
+    QTest::addColumn<QString>("bar");
+    QTest::newRow("filter expression") << QStringLiteral("filter");
+    QTest::newRow("find pattern") << QStringLiteral("find");
+}
+
+// A long bad text is shown elided, whole in the tool tip; the window keeps
+// its width while the bar shows it and after it closes.
+void TestMainWindow::barErrorsNeverWidenTheWindow()
+{
+    QFETCH(QString, bar);
+    QSettings().setValue(QStringLiteral("MainWindow/FindRegExp"), true);
+    auto window = makeWindow();
+    window->resize(1100, 500);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    QVERIFY(addLines(window.get(), 3));
+    const int width = window->width();
+    const QString token = QString(300, QLatin1Char('Q'));
+    QLabel* label = nullptr;
+    QWidget* barWidget = nullptr;
+    QString shown;
+    if (bar == QLatin1String("filter")) {
+        window->findChild<QAction*>(QStringLiteral("m_act_filter"))->setChecked(true);
+        auto* filter = window->findChild<FilterBar*>();
+        filter->setExpression(QStringLiteral("GetStatus and ") + token + QStringLiteral("=1"));
+        shown = filter->error();
+        QVERIFY2(shown.contains(token), qPrintable(shown));
+        label = filter->findChild<QLabel*>(QStringLiteral("m_lbl_error"));
+        barWidget = filter;
+    } else {
+        window->findChild<QAction*>(QStringLiteral("m_act_find"))->trigger();
+        auto* find = window->findChild<FindBar*>();
+        auto* edit = find->findChild<QLineEdit*>(QStringLiteral("m_le_find"));
+        edit->setText(QStringLiteral("(") + token);
+        QTest::keyClick(edit, Qt::Key_Return);
+        shown = find->status();
+        QVERIFY(!shown.isEmpty());
+        label = find->findChild<QLabel*>(QStringLiteral("m_lbl_status"));
+        barWidget = find;
+    }
+    QVERIFY(label);
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    QCOMPARE(window->width(), width);
+    QVERIFY2(window->minimumSizeHint().width() <= width,
+             qPrintable(QString::number(window->minimumSizeHint().width())));
+    QCOMPARE(label->toolTip(), shown);
+    QTest::keyClick(barWidget, Qt::Key_Escape);
+    QCoreApplication::processEvents();
+    QVERIFY(!barWidget->isVisible());
+    QCOMPARE(window->width(), width);
+}
+
+// With no current line, the lines in sight stay in sight when the filter
+// is cleared, and when it is set.
+void TestMainWindow::clearingTheFilterKeepsTheView()
+{
+    auto window = makeWindow();
+    window->resize(800, 400);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    window->traceModel()->clear();
+    for (int i = 0; i < 150; ++i) {
+        window->message(QStringLiteral("status %1").arg(i));
+        window->message(QStringLiteral("trouble %1").arg(i), ColorError);
+    }
+    QVERIFY(addLines(window.get(), 1));
+    view->verticalScrollBar()->setValue(150);
+    QVERIFY(!view->currentIndex().isValid());
+
+    window->findChild<QAction*>(QStringLiteral("m_act_filter"))->setChecked(true);
+    auto* bar = window->findChild<FilterBar*>();
+    bar->findChild<QComboBox*>(QStringLiteral("m_cb_kind"))->setCurrentIndex(TraceFilter::ErrorKind);
+    QVERIFY(view->model() != window->traceModel());
+    QCOMPARE(view->model()->rowCount(), 150);
+    view->verticalScrollBar()->setValue(100);
+    const QString top = topText(view);
+    QVERIFY2(top.startsWith(QLatin1String("trouble 1")), qPrintable(top));
+    bar->clear();
+    QCOMPARE(view->model(), window->traceModel());
+    QCOMPARE(topText(view), top);
+}
+
+// Rules changed in the dialog are a document with unsaved changes: closing
+// asks, saving says where to.
+void TestMainWindow::editedAnswersAreAskedAboutOnClose()
+{
+    const QString path = m_dir.filePath(QStringLiteral("edited.qrvans"));
+    QVERIFY(writeFile(path, R"(<?xml version="1.0"?>
+<qrvanswers><rule><name>One</name><when>GetStatus</when><answer>PumpId=1</answer></rule></qrvanswers>
+)"));
+    auto window = makeWindow();
+    window->show();
+    QVERIFY(window->loadAnswers(path));
+    QTimer::singleShot(0, window.get(), [] {
+        if (auto* dialog = qobject_cast<AnswerDialog*>(QApplication::activeModalWidget())) {
+            dialog->onAdd();
+            dialog->accept();
+        }
+    });
+    window->findChild<QAction*>(QStringLiteral("m_act_edit_answers"))->trigger();
+    QCOMPARE(window->autoAnswer()->rules().size(), 2);
+
+    // Opening another file asks first, and Cancel keeps the rules.
+    ModalCloser closer(QMessageBox::Cancel);
+    window->findChild<QAction*>(QStringLiteral("m_act_open_answers"))->trigger();
+    QCOMPARE(closer.seen, QStringList{"box"});
+    closer.seen.clear();
+    QVERIFY(!window->close());
+    QCOMPARE(closer.seen, QStringList{"box"});
+    QCOMPARE(window->autoAnswer()->rules().size(), 2);
+
+    window->traceModel()->clear();
+    window->findChild<QAction*>(QStringLiteral("m_act_save_answers"))->trigger();
+    QCOMPARE(lines(*window->traceModel()),
+             QStringList{QStringLiteral("Answers|Saved to %1").arg(QDir::toNativeSeparators(path))});
+    closer.seen.clear();
+    QVERIFY(window->close());
+    QVERIFY(closer.seen.isEmpty());
+}
+
+void TestMainWindow::openAndSaveDialogsStartInTheLastFolder_data()
+{
+    QTest::addColumn<QString>("open");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("answers") << QStringLiteral("m_act_open_answers") << QStringLiteral("a.qrvans")
+                             << QByteArray("<qrvanswers><rule><when>D001</when><answer>1001=1</answer></rule>"
+                                           "</qrvanswers>");
+    QTest::newRow("sequences") << QStringLiteral("m_act_open_sequences") << QStringLiteral("s.qrvseq")
+                               << QByteArray("<qrvsequences><sequence name=\"S\"><stop/></sequence></qrvsequences>");
+}
+
+void TestMainWindow::openAndSaveDialogsStartInTheLastFolder()
+{
+    QFETCH(QString, open);
+    QFETCH(QString, file);
+    QFETCH(QByteArray, content);
+    const QString folder = m_dir.filePath(QStringLiteral("folder-") + file);
+    QVERIFY(QDir().mkpath(folder));
+    const QString path = folder + QLatin1Char('/') + file;
+    QVERIFY(writeFile(path, content));
+    {
+        auto window = makeWindow();
+        window->show();
+        ModalCloser closer(QMessageBox::Cancel, path);
+        window->findChild<QAction*>(open)->trigger();
+        QCOMPARE(closer.seen.size(), 1);
+        QVERIFY2(lines(*window->traceModel()).constLast().contains(QDir::toNativeSeparators(path)),
+                 qPrintable(lines(*window->traceModel()).join(QLatin1Char('\n'))));
+    }
+    // The next session starts where the last file was.
+    auto window = makeWindow();
+    window->show();
+    ModalCloser closer(QMessageBox::Cancel);
+    window->findChild<QAction*>(open)->trigger();
+    QCOMPARE(closer.seen, QStringList{QStringLiteral("file ") + QFileInfo(folder).absoluteFilePath()});
+}
+
+// Definitions without a tag that rules and steps use: each of them is
+// reported once, by name, and the periodic rule does not repeat it.
+void TestMainWindow::definitionsChangeChecksRulesAndStepsOnce()
+{
+    const QString rules = m_dir.filePath(QStringLiteral("pump.qrvans"));
+    QVERIFY(writeFile(rules, R"(<?xml version="1.0"?>
+<qrvanswers>
+  <rule channel="1" every="20"><name>Report pump</name><answer>PumpId=1</answer></rule>
+  <rule channel="1"><name>Pump asked</name><when>GetStatus=(PumpId=2)</when><answer>StationName="x"</answer></rule>
+  <rule channel="1"><name>Fine</name><when>GetStatus</when><answer>StationName="y"</answer></rule>
+</qrvanswers>
+)"));
+    const QString sequences = m_dir.filePath(QStringLiteral("pump.qrvseq"));
+    QVERIFY(writeFile(sequences, R"(<?xml version="1.0"?>
+<qrvsequences><sequence name="Check">
+  <send channel="1">GetStatus</send>
+  <send channel="1">PumpId=2</send>
+  <expect channel="1" within="100">StationName</expect>
+</sequence></qrvsequences>
+)"));
+    const QString renamed = m_dir.filePath(QStringLiteral("renamed.qrvdef"));
+    QByteArray defs(definitions);
+    defs.replace("\"PumpId\"", "\"Pump\"");
+    QVERIFY(writeFile(renamed, defs));
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    QVERIFY(window->loadAnswers(rules));
+    QVERIFY(window->sequenceDock()->load(sequences));
+    window->traceModel()->clear();
+
+    QVERIFY(window->loadDefinitionFile(renamed));
+    // Long enough for the periodic rule to come round a few times.
+    QTest::qWait(300);
+    const QStringList shown = lines(*window->traceModel());
+    // The window's deferred start may load the same file once more.
+    const int loads = int(shown.filter(QRegularExpression(QStringLiteral("^Definitions\\|Loaded "))).size());
+    QVERIFY(loads >= 1);
+    const QString all = shown.join(QLatin1Char('\n'));
+    const QStringList answers = shown.filter(QRegularExpression(QStringLiteral("^Answers\\|")));
+    QVERIFY2(answers.size() == 2 * loads, qPrintable(all));
+    const QStringList report = answers.filter(QStringLiteral("Answers|Answer rule \"Report pump\": "));
+    QVERIFY2(report.size() == loads && report.constFirst().contains(QLatin1String("PumpId")), qPrintable(all));
+    QVERIFY2(answers.filter(QStringLiteral("Answers|Answer rule \"Pump asked\": ")).size() == loads, qPrintable(all));
+    const QStringList steps = shown.filter(QRegularExpression(QStringLiteral("^Sequences\\|")));
+    QVERIFY2(steps.size() == loads &&
+                 steps.constFirst().startsWith(QLatin1String("Sequences|Sequence \"Check\", step 2: ")) &&
+                 steps.constFirst().contains(QLatin1String("PumpId")),
+             qPrintable(all));
+}
+
+// Pulsing modem lines needs a serial port: a TCP link has none.
+void TestMainWindow::disturbOnlyWhereThereAreModemLines()
+{
+    auto window = makeWindow();
+    QTcpServer peer;
+    QVERIFY(peer.listen(QHostAddress::LocalHost));
+    ConnectionSettings client;
+    client.setMode(ConnectionSettings::ClientMode);
+    client.setClientAddress(QStringLiteral("127.0.0.1"));
+    client.setClientPort(peer.serverPort());
+    window->channel(2)->setSettings(client);
+    window->channel(2)->connect();
+    QTRY_VERIFY(window->channel(2)->isConnected());
+    auto* serial = window->findChild<QAction*>(QStringLiteral("m_act_disturb1"));
+    auto* tcp = window->findChild<QAction*>(QStringLiteral("m_act_disturb2"));
+    QVERIFY(serial->isEnabled());
+    QVERIFY(!tcp->isEnabled());
+    window->traceModel()->clear();
+    window->channel(2)->disturb();
+    serial->trigger();
+    const QStringList shown = lines(*window->traceModel());
+    QVERIFY2(!shown.contains(QStringLiteral("2 Con|DISTURBANCE GENERATED")), qPrintable(shown.join(QLatin1Char('\n'))));
+    QVERIFY(shown.contains(QStringLiteral("1 Con|DISTURBANCE GENERATED")));
+    window->channel(2)->disconnect();
 }
 
 QTEST_MAIN(TestMainWindow)

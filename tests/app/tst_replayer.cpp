@@ -56,11 +56,14 @@ private Q_SLOTS:
 
     void badRecordsAreReportedOnce_data();
     void badRecordsAreReportedOnce();
+    void messageThatDoesNotReadIsReportedAndKept();
     void runsInSlicesWithProgress();
     void cancelStopsAtOnce();
     void missingFileIsReported();
     void secondReplayWaits();
     void hexDumpProgressCountsBytes();
+    void hexDumpKeepsStatusLines_data();
+    void hexDumpKeepsStatusLines();
 
 private:
     void run(Replayer::Mode mode, const QByteArray& content, QStringList* shown, bool* completed);
@@ -176,6 +179,25 @@ void TestReplayer::badRecordsAreReportedOnce()
     QCOMPARE(shown.constLast(), QStringLiteral("|"));
 }
 
+void TestReplayer::messageThatDoesNotReadIsReportedAndKept()
+{
+    // Status texts of other sources never read as messages: they are not reported.
+    const QByteArray content = QByteArray(goodRecord) +
+                               "2011-03-04T10:20:31.000,\"1\",\"PumpId=4294967296\",7,,\n"
+                               "2011-03-04T10:20:32.000,\"1 Con\",\"Connected to pts/3\",0,,\n"
+                               "2011-03-04T10:20:33.000,\"2\",\"PumpId=x\",13,,\n";
+    QStringList shown;
+    bool completed = false;
+    run(Replayer::LogFile, content, &shown, &completed);
+    QVERIFY(completed);
+    shown.removeIf([](const QString& line) { return line.startsWith(QLatin1String("Log|Replay ")); });
+    QCOMPARE(shown, (QStringList{"|", "1|PumpId=4",
+                                 "Log|Line 2: Value out of range at column 8 of \"PumpId=4294967296\"",
+                                 "1|PumpId=4294967296", "1 Con|Connected to pts/3",
+                                 "Log|Line 4: Failed to decode value at column 8 of \"PumpId=x\"",
+                                 "2|PumpId=x", "|"}));
+}
+
 void TestReplayer::runsInSlicesWithProgress()
 {
     constexpr int Count = 10000;
@@ -262,6 +284,53 @@ void TestReplayer::hexDumpProgressCountsBytes()
     QCOMPARE(progress.constLast().at(0).toLongLong(), qint64(dump.size()));
     QCOMPARE(progress.constLast().at(1).toLongLong(), qint64(dump.size()));
     QCOMPARE(int(lines(*m_model).count(QStringLiteral("1|PumpId=4"))), 50);
+}
+
+void TestReplayer::hexDumpKeepsStatusLines_data()
+{
+    QTest::addColumn<QByteArray>("record");
+    QTest::addColumn<QString>("shown");
+    QTest::addColumn<QStringList>("errors");
+    QTest::newRow("a status text that starts with hex letters")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Con\",\"failed to listen on 127.0.0.1:10000\",1,,\n")
+        << QStringLiteral("1 Con|failed to listen on 127.0.0.1:10000") << QStringList();
+    QTest::newRow("a status text whose first word is hex")
+        << QByteArray("2011-03-04T10:20:30.045,\"2 Con\",\"Adapter FTDI found again as ttyUSB1\",1,,\n")
+        << QStringLiteral("2 Con|Adapter FTDI found again as ttyUSB1") << QStringList();
+    QTest::newRow("a status text that is one hex word and more")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Con\",\"Dead peer dropped\",1,,\n")
+        << QStringLiteral("1 Con|Dead peer dropped") << QStringList();
+    QTest::newRow("a printer's text on a raw line")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"answer ctl 89 type 34 | CRC ok | end\",3,,\n")
+        << QStringLiteral("1 Raw|answer ctl 89 type 34 | CRC ok | end") << QStringList();
+    QTest::newRow("bytes are bytes")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Con\",\"03 00 01 10 04\",1,,\n") << QStringLiteral("1|PumpId=4")
+        << QStringList();
+    QTest::newRow("a byte line that breaks off is reported")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 01 1\",3,,\n") << QString()
+        << QStringList{"Line 1: not hexadecimal bytes: 03 00 01 1"};
+}
+
+// Only records that are really broken are errors: every text that is not
+// bytes stays a line of the trace.
+void TestReplayer::hexDumpKeepsStatusLines()
+{
+    QFETCH(QByteArray, record);
+    QFETCH(QString, shown);
+    QFETCH(QStringList, errors);
+    QStringList trace;
+    bool completed = false;
+    run(Replayer::HexDump, record, &trace, &completed);
+    QVERIFY(completed);
+    QStringList reported;
+    for (const QString& line : std::as_const(trace)) {
+        if (line.startsWith(QLatin1String("Log|")) && !line.startsWith(QLatin1String("Log|Replay ")))
+            reported << line.mid(4);
+    }
+    QCOMPARE(reported, errors);
+    if (!shown.isEmpty())
+        QVERIFY2(trace.contains(shown), qPrintable(trace.join(QLatin1Char('\n'))));
+    QCOMPARE(trace.size(), 3 + (shown.isEmpty() ? 0 : 1) + int(errors.size()));
 }
 
 QTEST_MAIN(TestReplayer)

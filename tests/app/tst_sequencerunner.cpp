@@ -317,6 +317,9 @@ void TestSequenceRunner::stepErrors_data()
     QTest::newRow("send text that does not parse") << SequenceStep::send(1, QStringLiteral("GetStatus=(")) << true
                                                    << "Sequence \"test\", step 1: ";
     QTest::newRow("empty send") << SequenceStep::send(1, QString()) << true << "nothing to send";
+    QTest::newRow("send of a number beyond 32 bits")
+        << SequenceStep::send(1, QStringLiteral("GetStatus=(PumpId=4294967296)")) << true
+        << "Value out of range at column 19 of \"GetStatus=(PumpId=4294967296)\"";
     QTest::newRow("pattern that does not parse") << SequenceStep::expect(1, QStringLiteral("NoSuchTag"), 10) << true
                                                  << "of \"NoSuchTag\"";
     QTest::newRow("send on a port not connected") << SequenceStep::send(1, QStringLiteral("GetStatus")) << false

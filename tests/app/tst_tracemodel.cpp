@@ -11,6 +11,7 @@
 #include "qrv16/tagdatalut.h"
 
 #include <QAbstractItemModelTester>
+#include <QDir>
 #include <QImage>
 #include <QPainter>
 #include <QSignalSpy>
@@ -140,6 +141,11 @@ private Q_SLOTS:
     void hasChildrenWithoutBuildingThem();
     void separatorPainting_data();
     void separatorPainting();
+    void liveLinesWaitBehindABlock();
+    void heldLinesKeepTheirIndexes();
+    void takenLinesComeBack_data();
+    void takenLinesComeBack();
+    void replayedLinesNameTheirOrigin();
 
 private:
     std::unique_ptr<QRV16::Item> m_root;
@@ -1046,6 +1052,158 @@ void TestTraceModel::separatorPainting()
     }
     for (int x = 50; x < 100; ++x)
         QVERIFY(image.pixelColor(x, middle) != ink);
+}
+
+// Lines appended between the turns of a replay stay out of sight and out of
+// the log until the replayed block is complete, then follow it in order.
+void TestTraceModel::liveLinesWaitBehindABlock()
+{
+    TraceModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    QSignalSpy appended(&model, &TraceModel::appended);
+    const QDateTime now = QDateTime::currentDateTime();
+    model.append(QStringLiteral("Main"), QStringLiteral("before"), ColorText, now);
+    model.beginBlock();
+    model.setBlockTurn(true);
+    model.appendSeparator();
+    model.setBlockTurn(false);
+    const QPersistentModelIndex live = model.append(QStringLiteral("1"), QStringLiteral("ping"), ColorText, now);
+    QVERIFY(live.isValid());
+    model.count(live);
+    const QModelIndex growing = model.appendUnannounced(QStringLiteral("1 Trace"), QStringLiteral("query"), ColorText);
+    model.setBlockTurn(true);
+    for (int i = 0; i < 3; ++i)
+        model.append(QStringLiteral("Log"), QStringLiteral("replayed %1").arg(i), ColorText, base.addMSecs(i));
+    model.setBlockTurn(false);
+    model.flush();
+    QCOMPARE(model.heldCount(), 2);
+    QCOMPARE(model.rowCount(), 5);
+    QCOMPARE(appended.count(), 5);
+    model.announce(growing);
+    QCOMPARE(appended.count(), 5);
+    model.update(growing, QStringLiteral("query ctl 89"));
+
+    model.setBlockTurn(true);
+    model.appendSeparator();
+    model.setBlockTurn(false);
+    model.endBlock();
+    model.flush();
+    QStringList shown;
+    for (int row = 0; row < model.rowCount(); ++row)
+        shown << text(model, row);
+    QCOMPARE(shown, (QStringList{"before", "", "replayed 0", "replayed 1", "replayed 2", "", "ping (2)",
+                                 "query ctl 89"}));
+    QCOMPARE(live.row(), 6);
+    QCOMPARE(model.heldCount(), 0);
+    QCOMPARE(appended.count(), 8);
+    QCOMPARE(appended.at(6).at(0).value<QModelIndex>().row(), 6);
+    QCOMPARE(appended.at(7).at(0).value<QModelIndex>().row(), 7);
+    QVERIFY(rowsConsistent(model));
+}
+
+// Persistent indexes to held lines follow them while the block grows and
+// the oldest lines leave by the limit.
+void TestTraceModel::heldLinesKeepTheirIndexes()
+{
+    TraceModel model;
+    model.setLimit(10);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    const QDateTime now = QDateTime::currentDateTime();
+    for (int i = 0; i < 5; ++i)
+        model.append(QStringLiteral("Main"), QStringLiteral("old %1").arg(i), ColorText, now);
+    model.flush();
+    model.beginBlock();
+    const QPersistentModelIndex first = model.append(QStringLiteral("1"), QStringLiteral("live 0"), ColorText, now);
+    const QPersistentModelIndex second = model.append(QStringLiteral("1"), QStringLiteral("live 1"), ColorText, now);
+    model.setBlockTurn(true);
+    for (int i = 0; i < 12; ++i) {
+        model.append(QStringLiteral("Log"), QStringLiteral("replayed %1").arg(i), ColorText, base.addMSecs(i));
+        // A view asks between the turns; the oldest lines leave.
+        if (i % 4 == 3)
+            model.flush();
+    }
+    model.setBlockTurn(false);
+    QCOMPARE(first.sibling(first.row(), TraceModel::TextColumn).data().toString(), QStringLiteral("live 0"));
+    model.endBlock();
+    model.flush();
+    QCOMPARE(model.rowCount(), 10);
+    QCOMPARE(text(model, 9), QStringLiteral("live 1"));
+    QCOMPARE(second.row(), 9);
+    QCOMPARE(first.row(), 8);
+    QCOMPARE(text(model, 7), QStringLiteral("replayed 11"));
+    QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::takenLinesComeBack_data()
+{
+    QTest::addColumn<bool>("all");
+    QTest::newRow("one line") << false;
+    QTest::newRow("every line") << true;
+}
+
+// Lines handed out come back whole where they are put, with their child
+// lines, without being announced again; lines that came since stay.
+void TestTraceModel::takenLinesComeBack()
+{
+    QFETCH(bool, all);
+    TraceModel model;
+    model.setTags(m_lut.get());
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    model.append(QStringLiteral("Main"), QStringLiteral("a"), ColorText, base);
+    model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base.addMSecs(1));
+    model.append(QStringLiteral("Main"), QStringLiteral("c"), ColorText, base.addMSecs(2));
+    model.flush();
+    QStringList before;
+    walk(model, QModelIndex(), 0, &before);
+    TraceModel::Lines taken;
+    int row = 0;
+    if (all) {
+        taken = model.takeAll();
+        QCOMPARE(taken.size(), size_t(3));
+        QCOMPARE(model.rowCount(), 0);
+    } else {
+        taken.push_back(model.take(model.index(1, 0)));
+        QVERIFY(taken.back());
+        QVERIFY(!model.take(model.index(0, 0, model.index(0, 0))));
+        QCOMPARE(model.rowCount(), 2);
+        QCOMPARE(text(model, 1), QStringLiteral("c"));
+        row = 1;
+    }
+    model.append(QStringLiteral("Main"), QStringLiteral("since"), ColorText, base.addSecs(10));
+    QSignalSpy appended(&model, &TraceModel::appended);
+    model.restore(std::move(taken), row);
+    QCOMPARE(appended.count(), 0);
+    QStringList shown;
+    walk(model, QModelIndex(), 0, &shown);
+    QCOMPARE(shown, before + QStringList{"0:since"});
+    QVERIFY(shown.size() > 6);
+    QVERIFY(rowsConsistent(model));
+}
+
+// Replayed lines say where they come from, in every column's tool tip, and
+// stand apart in italics.
+void TestTraceModel::replayedLinesNameTheirOrigin()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    StyleSettings style;
+    model.setStyle(&style);
+    model.append(QStringLiteral("Main"), QStringLiteral("live"), ColorText, base);
+    model.setReplayOrigin(QStringLiteral("/logs/day.csv"), 12);
+    model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base);
+    model.setReplayOrigin(QString(), 0);
+    model.append(QStringLiteral("Main"), QStringLiteral("live again"), ColorText, base);
+    model.flush();
+    const QString origin =
+        QStringLiteral("Replayed from %1, line 12").arg(QDir::toNativeSeparators(QStringLiteral("/logs/day.csv")));
+    QCOMPARE(model.index(1, TraceModel::TimeColumn).data(Qt::ToolTipRole).toString(), origin);
+    const QString tip = model.index(1, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+    QVERIFY2(tip.startsWith(origin + QLatin1Char('\n')), qPrintable(tip));
+    QVERIFY(model.index(1, TraceModel::TextColumn).data(Qt::FontRole).value<QFont>().italic());
+    for (int row : {0, 2}) {
+        QVERIFY(!model.index(row, TraceModel::TimeColumn).data(Qt::ToolTipRole).isValid());
+        QVERIFY(!model.index(row, TraceModel::TextColumn).data(Qt::FontRole).value<QFont>().italic());
+    }
 }
 
 QTEST_MAIN(TestTraceModel)

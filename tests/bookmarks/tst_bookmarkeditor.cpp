@@ -279,7 +279,10 @@ void TestBookmarkEditor::messageChecked_data()
     QTest::newRow("several messages") << "GetStatus\nReadLog=(FirstEntry=1 MaxEntries=2)"
                                       << "";
     QTest::newRow("unknown enum name") << "SetPumpMode=(PumpId=2 PumpMode=Fast)"
-                                       << "Line 1, column 32: Failed to decode value";
+                                       << "Line 1, column 32: Failed to decode value; "
+                                          "PumpMode has Off, Manual, Auto, Service";
+    QTest::newRow("number beyond 32 bits") << "SetPumpMode=(PumpId=4294967296)"
+                                           << "Line 1, column 21: Value out of range";
     QTest::newRow("error on the second line") << "GetStatus\nSetPumpMode=(PumpId=x)"
                                               << "Line 2, column 21: Failed to decode value";
     QTest::newRow("unclosed") << "GetStatus=("

@@ -46,6 +46,9 @@ private Q_SLOTS:
     void definitionWarnings();
     void encodeRaw();
     void errorMarker();
+    void numbersOutOfRange_data();
+    void numbersOutOfRange();
+    void unknownNameListsTheTagsNames();
     void decodeArguments_data();
     void decodeArguments();
     void decodeStream();
@@ -207,6 +210,46 @@ void TestKorv::errorMarker()
                                "  F001=(1001=1 1002=oops)\n"
                                "                    ^~~~\n"));
     QVERIFY(r.out.isEmpty());
+}
+
+void TestKorv::numbersOutOfRange_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("out");
+    QTest::addColumn<QByteArray>("err");
+    QTest::newRow("largest unsigned") << "1001=4294967295" << QByteArray("0A 00 01 10 FF FF FF FF FF FF FF FF\n")
+                                      << QByteArray();
+    QTest::newRow("bit 31 still takes eight bytes")
+        << "1001=2147483648" << QByteArray("0A 00 01 10 00 00 00 80 FF FF FF FF\n") << QByteArray();
+    QTest::newRow("one past unsigned")
+        << "1001=4294967296" << QByteArray()
+        << QByteArray("argument 1:1:6: error: Value out of range\n  1001=4294967296\n       ^~~~~~~~~~\n");
+    QTest::newRow("two past unsigned") << "1001=4294967297" << QByteArray()
+                                       << QByteArray("argument 1:1:6: error: Value out of range\n");
+    QTest::newRow("one below signed") << "1001=-2147483649" << QByteArray()
+                                      << QByteArray("argument 1:1:6: error: Value out of range\n");
+    QTest::newRow("beyond 64 bits") << "1001=99999999999999999999" << QByteArray()
+                                    << QByteArray("argument 1:1:6: error: Value out of range\n");
+}
+
+void TestKorv::numbersOutOfRange()
+{
+    QFETCH(QString, text);
+    QFETCH(QByteArray, out);
+    QFETCH(QByteArray, err);
+    const Run r = korv({"encode", text});
+    QCOMPARE(r.status, err.isEmpty() ? 0 : 1);
+    QCOMPARE(r.out, out);
+    QVERIFY2(err.isEmpty() ? r.err.isEmpty() : r.err.startsWith(err), r.err.constData());
+}
+
+void TestKorv::unknownNameListsTheTagsNames()
+{
+    const Run r = korv({"encode", "-d", demo, "SetPumpMode=(PumpId=2 PumpMode=Servic)"});
+    QCOMPARE(r.status, 1);
+    QCOMPARE(r.err, QByteArray("argument 1:1:32: error: Failed to decode value; PumpMode has Off, Manual, Auto, Service\n"
+                               "  SetPumpMode=(PumpId=2 PumpMode=Servic)\n"
+                               "                                 ^~~~~~\n"));
 }
 
 void TestKorv::decodeArguments_data()

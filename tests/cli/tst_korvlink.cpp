@@ -215,6 +215,8 @@ private Q_SLOTS:
     void runInterruptedKeepsItsReport();
     void tlsFailureIsALinkFailure_data();
     void tlsFailureIsALinkFailure();
+    void answerWarnsWhenNoRuleIsForItsChannel_data();
+    void answerWarnsWhenNoRuleIsForItsChannel();
 
 private:
     QTemporaryDir m_dir;
@@ -488,6 +490,8 @@ void TestKorvLink::exitCodes_data()
     QTest::newRow("no message") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1")} << 2 << QByteArray("send needs a message");
     QTest::newRow("bad message") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("NoSuchTag=1")}
                                  << 2 << QByteArray("argument 1:1:1");
+    QTest::newRow("number beyond 32 bits") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("1001=1 1001=4294967296")}
+                                           << 2 << QByteArray("argument 1:1:13: error: Value out of range");
     QTest::newRow("bad pattern") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--expect"), QStringLiteral("0101=("), QStringLiteral("0101=1")}
                                  << 2 << QByteArray("--expect \"0101=(\"");
     QTest::newRow("bad timeout") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--timeout"), QStringLiteral("soon"), QStringLiteral("0101=1")}
@@ -684,6 +688,50 @@ void TestKorvLink::tlsFailureIsALinkFailure()
                                 + client + QStringList{QStringLiteral("0101=1")});
     QCOMPARE(run.status, 3);
     QVERIFY2(run.err.contains(message), run.err.constData());
+    QCOMPARE(answer.stop(SIGTERM), 0);
+}
+
+void TestKorvLink::answerWarnsWhenNoRuleIsForItsChannel_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QByteArray>("rules");
+    QTest::addColumn<QString>("warning");
+    const QByteArray forTwo = R"(<qrvanswers>
+<rule channel="2"><when>0101</when><answer>0101=1</answer></rule>
+<rule channel="2" every="1000"><answer>0101=2</answer></rule>
+</qrvanswers>)";
+    const QByteArray forBoth = R"(<qrvanswers>
+<rule channel="2"><when>0101</when><answer>0101=1</answer></rule>
+<rule channel="1"><when>0101</when><answer>0101=1</answer></rule>
+</qrvanswers>)";
+    const QByteArray forAny = R"(<qrvanswers><rule><when>0101</when><answer>0101=1</answer></rule></qrvanswers>)";
+    QTest::newRow("rules for channel 2, the default channel 1")
+        << QStringList() << forTwo
+        << QStringLiteral("korv: no rule in %1 is for channel 1; its rules are for channel 2 (--channel 2)");
+    QTest::newRow("rules for channel 2, --channel 2") << QStringList{"--channel", "2"} << forTwo << QString();
+    QTest::newRow("rules for both channels") << QStringList() << forBoth << QString();
+    QTest::newRow("rules for any channel") << QStringList{"--channel", "2"} << forAny << QString();
+}
+
+// Rules that can never apply to the link are said so, before it is up.
+void TestKorvLink::answerWarnsWhenNoRuleIsForItsChannel()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QByteArray, rules);
+    QFETCH(QString, warning);
+    const QString path = m_dir.filePath(QStringLiteral("channels.qrvans"));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(rules);
+    file.close();
+    Background answer(QStringList{QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")}
+                      + options + QStringList{path});
+    QVERIFY2(answer.port() > 0, answer.err().constData());
+    const QString err = QString::fromLocal8Bit(answer.err());
+    if (warning.isEmpty())
+        QVERIFY2(!err.contains(QLatin1String("no rule")), qPrintable(err));
+    else
+        QVERIFY2(err.contains(warning.arg(path) + QLatin1Char('\n')), qPrintable(err));
     QCOMPARE(answer.stop(SIGTERM), 0);
 }
 

@@ -37,6 +37,11 @@ private Q_SLOTS:
     void nestingLimit_data();
     void nestingLimit();
     void errorCoordinates();
+    void errorReport_data();
+    void errorReport();
+    void namesBeyondTheListAndThePayload();
+    void negativesReadBackInEveryDisplay_data();
+    void negativesReadBackInEveryDisplay();
     void parseList_data();
     void parseList();
     void writerFormsReadBack_data();
@@ -319,7 +324,21 @@ void TestMessageText::parser_data()
                                               << "0A 00 01 10 FF FF FF FF FF FF FF FF";
     QTest::newRow("largest positive four bytes") << "1001=0x7FFFFFFF" << false
                                                  << "06 00 01 10 FF FF FF 7F";
-    QTest::newRow("cut to 32 bits") << "1001=0x100000005" << false << "03 00 01 10 05";
+    QTest::newRow("largest unsigned") << "1001=4294967295" << false
+                                      << "0A 00 01 10 FF FF FF FF FF FF FF FF";
+    QTest::newRow("smallest negative") << "1001=-2147483648" << false
+                                       << "0A 00 01 10 00 00 00 80 FF FF FF FF";
+    QTest::newRow("negative as its 64-bit pattern") << "1001=0xFFFFFFFF80000000" << false
+                                                    << "0A 00 01 10 00 00 00 80 FF FF FF FF";
+    QTest::newRow("minus one as unsigned 64 bits") << "1001=18446744073709551615" << false
+                                                   << "0A 00 01 10 FF FF FF FF FF FF FF FF";
+    QTest::newRow("bits of all 64") << "Flags=0xFFFFFFFFFFFFFFFF" << true
+                                    << "0A 00 01 70 FF FF FF FF FF FF FF FF";
+    QTest::newRow("bits of the smallest negative") << "Flags=-9223372036854775808" << true
+                                                   << "0A 00 01 70 00 00 00 00 00 00 00 80";
+    QTest::newRow("point of int extremes") << "8001=[-2147483648, 2147483647]" << false
+                                           << "0A 00 01 80 00 00 00 80 FF FF FF 7F";
+    QTest::newRow("first day of a date") << "4001=1990-01-02" << false << "03 00 01 40 01";
     QTest::newRow("octal as printed") << "1001=0o17" << false << "03 00 01 10 0F";
     QTest::newRow("binary as printed") << "1001=0y00000101" << false << "03 00 01 10 05";
     QTest::newRow("padded hex as printed") << "1001=0x000A" << false << "03 00 01 10 0A";
@@ -391,8 +410,6 @@ void TestMessageText::parser_data()
     // Values read straight from the text, beside the forms that need more.
     QTest::newRow("quoted datetime") << "6001=\"1990-01-02T00:00:01\"" << false
                                      << "0A 00 01 60 01 00 00 00 01 00 00 00";
-    QTest::newRow("datetime before 1990 is day 0") << "6001=1989-12-31T23:59:59" << false
-                                                   << "0A 00 01 60 00 00 00 00 7F 51 01 00";
     QTest::newRow("datetime last of 9999") << "6001=9999-12-31T23:59:59.999" << false
                                            << "0C 00 01 60 17 A4 2C 00 7F 51 01 00 E7 03";
     QTest::newRow("datetime on a leap day") << "6001=2000-02-29T12:00:00" << false
@@ -478,7 +495,7 @@ void TestMessageText::parserErrors_data()
     QTest::newRow("point without brackets") << "8001=3,4" << false << "Failed to decode value"
                                             << 5 << 3;
     QTest::newRow("rect past the int range") << "8101=[2147483647, 0, 10, 1]" << false
-                                             << "Failed to decode value" << 5 << 22;
+                                             << "Value out of range" << 5 << 22;
     QTest::newRow("unclosed point") << "8001=[3, 4 1001=5" << false << "Failed to decode value"
                                     << 5 << 3;
     QTest::newRow("octal digit out of range") << "1001=0o8" << false << "Failed to decode value"
@@ -504,7 +521,7 @@ void TestMessageText::parserErrors_data()
     QTest::newRow("parenthesis inside a quoted value")
         << "F001=(3001=\"a)\" 1001=x)" << false << "Failed to decode value" << 21 << 1;
     QTest::newRow("octal beyond 64 bits") << "1001=0o2000000000000000000000" << false
-                                          << "Failed to decode value" << 5 << 24;
+                                          << "Value out of range" << 5 << 24;
     QTest::newRow("rect with three values") << "8101=[1, 2, 3]" << false
                                             << "Failed to decode value" << 5 << 9;
     QTest::newRow("short datetime") << "6001=2020-01-01" << false << "Failed to decode value" << 5
@@ -521,6 +538,45 @@ void TestMessageText::parserErrors_data()
                                                    << "Failed to decode value" << 18 << 1;
     QTest::newRow("sz prefix reads as s") << "szExtent=[1, 2]" << true << "Tag zExtent not defined"
                                           << 0 << 8;
+
+    // Numbers that do not fit are refused where they stand, not cut.
+    QTest::newRow("one past the unsigned range") << "1001=4294967296" << false
+                                                 << "Value out of range" << 5 << 10;
+    QTest::newRow("two past the unsigned range") << "1001=4294967297" << false
+                                                 << "Value out of range" << 5 << 10;
+    QTest::newRow("one below the signed range") << "1001=-2147483649" << false
+                                                << "Value out of range" << 5 << 11;
+    QTest::newRow("digits beyond 64 bits") << "1001=99999999999999999999" << false
+                                           << "Value out of range" << 5 << 20;
+    QTest::newRow("hex beyond 32 bits") << "1001=0x100000005" << false << "Value out of range"
+                                        << 5 << 11;
+    QTest::newRow("negative beyond 32 bits in hex") << "1001=-0xFFFFFFFF" << false
+                                                    << "Value out of range" << 5 << 11;
+    QTest::newRow("pattern of a number below the signed range")
+        << "1001=0xFFFFFFFF7FFFFFFF" << false << "Value out of range" << 5 << 18;
+    QTest::newRow("padded sign beyond the range") << "Offset=00-4294967296" << true
+                                                  << "Value out of range" << 7 << 13;
+    QTest::newRow("out of range inside a nested value") << "F001=(1001=1 1002=4294967296)"
+                                                        << false << "Value out of range" << 18
+                                                        << 10;
+    QTest::newRow("quoted number out of range") << "1001=\"4294967296\"" << false
+                                                << "Value out of range" << 6 << 10;
+    QTest::newRow("escaped number out of range marks its quotes")
+        << "1001=\"\\x34294967296\"" << false << "Value out of range" << 5 << 15;
+    QTest::newRow("bits beyond 64") << "Flags=Ready|0x10000000000000000" << true
+                                    << "Value out of range" << 12 << 19;
+    QTest::newRow("negative bits beyond 64") << "Flags=-9223372036854775809" << true
+                                             << "Value out of range" << 6 << 20;
+    QTest::newRow("point component past int") << "8001=[3, 2147483648]" << false
+                                              << "Value out of range" << 9 << 10;
+    QTest::newRow("rect component below int") << "8101=[1, -2147483649, 3, 4]" << false
+                                              << "Value out of range" << 9 << 11;
+    QTest::newRow("date before the first day") << "4001=1990-01-01" << false
+                                                << "Value out of range" << 5 << 10;
+    QTest::newRow("datetime before 1990") << "6001=1989-12-31T23:59:59" << false
+                                          << "Value out of range" << 5 << 19;
+    QTest::newRow("datetime with ms before 1990") << "6001=1970-01-01T00:00:00.000" << false
+                                                  << "Value out of range" << 5 << 23;
 }
 
 void TestMessageText::parserErrors()
@@ -598,6 +654,91 @@ void TestMessageText::errorCoordinates()
     QCOMPARE(parser.errorColumnStart(), 8);
     QCOMPARE(parser.errorLineEnd(), 2);
     QCOMPARE(parser.errorColumnEnd(), 9);
+}
+
+void TestMessageText::errorReport_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("report");
+    QTest::newRow("unknown enum name lists the enum names")
+        << "Mode=Of" << "1:6: Failed to decode value; Mode has Off, On, Big, Minus";
+    QTest::newRow("tag by code lists its names too")
+        << "1002=Of" << "1:6: Failed to decode value; Mode has Off, On, Big, Minus";
+    QTest::newRow("quoted unknown name") << "Mode=\"of\""
+                                         << "1:6: Failed to decode value; Mode has Off, On, Big, Minus";
+    QTest::newRow("unknown bit name lists the bit names")
+        << "Flags=Ready|Nope" << "1:7: Failed to decode value; Flags has Ready, Fault, Top";
+    QTest::newRow("tag without names says no more") << "Count=x" << "1:7: Failed to decode value";
+    QTest::newRow("number out of range names nothing") << "Mode=4294967296" << "1:6: Value out of range";
+    QTest::newRow("line and column of a later line")
+        << "Count=1\n  Mode=Of" << "2:8: Failed to decode value; Mode has Off, On, Big, Minus";
+    QTest::newRow("other errors keep their words") << "Status=(Count=1" << "1:8: End of data looking for closing parenthesis expected";
+}
+
+void TestMessageText::errorReport()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, report);
+    MessageParser parser(f.lut.get());
+    QVERIFY(parser.parseList(text).isEmpty());
+    QCOMPARE(parser.errorReport(), report);
+    // The error itself keeps its words; the names come beside it.
+    QVERIFY(report.contains(parser.errorMessage()));
+    parser.parse("Count=1");
+    QVERIFY(parser.errorReport().isEmpty());
+    QVERIFY(parser.errorHint().isEmpty());
+}
+
+void TestMessageText::namesBeyondTheListAndThePayload()
+{
+    QString xml = "<qrv16><tag name=\"Many\" id=\"0x1001\"><enums>";
+    for (int i = 1; i <= MessageParser::MaxNamesShown + 1; ++i)
+        xml += QStringLiteral("<enum name=\"E%1\" id=\"%1\"/>").arg(i);
+    xml += "</enums></tag><tag name=\"Wide\" id=\"0x7001\"><bits><bit name=\"Low\" id=\"0\"/>"
+           "<bit name=\"Far\" id=\"64\"/></bits></tag>"
+           "<tag name=\"Huge\" id=\"0x1002\"><enums><enum name=\"Past\" id=\"0x100000000\"/>"
+           "</enums></tag></qrv16>";
+    Parser reader;
+    QVERIFY2(reader.parse(xml.toUtf8()), qPrintable(reader.formatError()));
+    const std::unique_ptr<Item> root(reader.takeRoot());
+    const TagDataLut lut(root.get());
+    MessageParser parser(&lut);
+
+    parser.parse("Many=E99");
+    QCOMPARE(parser.errorHint(),
+             QString("Many has E1, E2, E3, E4, E5, E6, E7, E8, E9, E10, E11, E12, ..."));
+    // A bit or an enum value that the payload cannot hold is refused, not dropped or cut.
+    parser.parse("Wide=Low|Far");
+    QCOMPARE(parser.errorMessage(), QString("Value out of range"));
+    QCOMPARE(parser.errorStart(), 9);
+    QCOMPARE(parser.errorLength(), 3);
+    parser.parse("Huge=Past");
+    QCOMPARE(parser.errorMessage(), QString("Value out of range"));
+    QCOMPARE(parser.errorStart(), 5);
+}
+
+void TestMessageText::negativesReadBackInEveryDisplay_data()
+{
+    QTest::addColumn<QString>("tag");
+    QTest::addColumn<QString>("printed");
+    // Eight bytes of a negative number print as their 64-bit pattern in
+    // every display but signed decimal; the range check lets them back in.
+    QTest::newRow("hexadecimal") << "Mask" << "Mask=0xFFFFFFFF80000000";
+    QTest::newRow("unsigned decimal") << "Level" << "Level=18446744071562067968";
+    QTest::newRow("octal") << "Perms" << "Perms=0o1777777777760000000000";
+    QTest::newRow("binary") << "Pins" << "Pins=0y" + QString(33, QLatin1Char('1')) + QString(31, QLatin1Char('0'));
+    QTest::newRow("signed decimal") << "Offset" << "Offset=-2147483648";
+}
+
+void TestMessageText::negativesReadBackInEveryDisplay()
+{
+    QFETCH(QString, tag);
+    QFETCH(QString, printed);
+    Message m;
+    m.appendInt64(f.lut->tagNumber(tag), qint64(INT_MIN));
+    QCOMPARE(m.toText(f.lut.get()), printed);
+    MessageParser parser(f.lut.get());
+    QCOMPARE(parser.parse(printed).bytes(), m.bytes());
 }
 
 void TestMessageText::parseList_data()

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#include "app/documentflow.h"
+
+#include "app/tools.h"
+
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QSettings>
+
+DocumentFlow::DocumentFlow(const char* settingsKey, const QString& filter)
+    : m_key(settingsKey), m_filter(filter + QStringLiteral(";;") + Tools::allFilesFilter())
+{
+}
+
+QString DocumentFlow::lastPath() const
+{
+    return QSettings().value(QLatin1String(m_key)).toString();
+}
+
+QString DocumentFlow::startPath(const QString& current) const
+{
+    if (!current.isEmpty())
+        return current;
+    const QString last = lastPath();
+    return last.isEmpty() ? Tools::documentsPath() : last;
+}
+
+QString DocumentFlow::openFileName(QWidget* parent, const QString& title) const
+{
+    return QFileDialog::getOpenFileName(parent, title, startPath(QString()), m_filter);
+}
+
+QString DocumentFlow::saveFileName(QWidget* parent, const QString& title, const QString& current) const
+{
+    return QFileDialog::getSaveFileName(parent, title, startPath(current), m_filter);
+}
+
+void DocumentFlow::remember(const QString& path) const
+{
+    QSettings settings;
+    settings.setValue(QLatin1String(m_key), path);
+    settings.sync();
+}
+
+DocumentFlow::Answer DocumentFlow::askToSave(QWidget* parent, const QString& title, const QString& question)
+{
+    const auto answer = QMessageBox::question(parent, title, question,
+                                              QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel,
+                                              QMessageBox::Cancel);
+    if (answer == QMessageBox::Save)
+        return Save;
+    return answer == QMessageBox::Discard ? Discard : Cancel;
+}
