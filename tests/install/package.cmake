@@ -129,6 +129,11 @@ endif()
 # lintian reports no error and no warning but the ones README explains.
 execute_process(COMMAND lintian --tag-display-limit 0 ${debs}
     OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE rc)
+# It exits non-zero for an error tag, which the lines below report; a rc
+# that is no number means it did not run at all.
+if(NOT rc MATCHES "^[0-9]+$")
+    message(FATAL_ERROR "lintian did not run (Debian lintian): ${rc}")
+endif()
 set(explained
     # The window documents itself in README; korv has its manual page.
     "^W: korvgui: no-manual-page \\[usr/bin/korvgui\\]$")
