@@ -3,16 +3,20 @@
 
 # Qt Charts finds its OpenGL dependency only with libqt6opengl6-dev, which
 # Debian does not pull in.
+# The Python module is built with pybind11 for Debian's own python3.
 DEBS := cmake ninja-build g++ pkg-config qt6-base-dev qt6-base-dev-tools qt6-charts-dev libqt6opengl6-dev libgl-dev \
-        libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4 fonts-dejavu-core
+        libbenchmark-dev openssl xvfb xauth famfamfam-silk lua5.4 fonts-dejavu-core python3-dev pybind11-dev
 # CPack reads the binaries with file and computes their dependencies with dpkg-shlibdeps.
 PACKAGE_DEBS := dpkg-dev file
-# Only the tests need these: they compile and run the generated C#, pack and
-# unpack the .deb files, merge the file types, dissect an exported trace and
-# serve a pseudo-terminal as a remote serial port.
-TEST_DEBS := mono-mcs $(PACKAGE_DEBS) shared-mime-info tshark ser2net
-# Only the benchmarks need these: protobuf is the baseline they run beside.
-BENCH_DEBS := libprotobuf-dev protobuf-compiler
+# Only the tests need these: they compile and run the generated C#, pack,
+# unpack and check the .deb files and the software-centre entry, merge the
+# file types, dissect an exported trace and a live capture, run the Python
+# module's tests with pytest (pyserial for the serial link) and serve a
+# pseudo-terminal as a remote serial port.
+TEST_DEBS := mono-mcs $(PACKAGE_DEBS) shared-mime-info tshark lintian appstream python3-pytest python3-serial ser2net
+# Only the benchmarks need these: protobuf is the baseline they run beside,
+# in C++ and in Python.
+BENCH_DEBS := libprotobuf-dev protobuf-compiler python3-protobuf
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
@@ -20,7 +24,7 @@ CMAKE_GEN := -G Ninja
 FUZZ_SECONDS ?= 60
 FUZZERS := message text definitions printers answers sequences plot telnet
 
-.PHONY: all deps test-deps bench-deps build test package bench run fuzz clean
+.PHONY: all deps test-deps bench-deps build python test package bench run fuzz clean
 
 all: build
 
@@ -40,6 +44,11 @@ build/build.ninja: | deps
 build: deps build/build.ninja
 	cmake --build build -j $(JOBS)
 
+# The korv module for Python in build/python/korv, built for /usr/bin/python3.
+python: deps build/build.ninja
+	cmake --build build -j $(JOBS) --target python
+	@echo "PYTHONPATH=$(CURDIR)/build/python /usr/bin/python3 -c 'import korv'"
+
 build-asan/build.ninja: | deps
 	cmake -S . -B build-asan $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DKORV_SANITIZE=ON
 
@@ -50,7 +59,7 @@ test: deps test-deps build-asan/build.ninja
 	cmake --build build-asan -j $(JOBS)
 	cd build-asan && ctest --output-on-failure -j $(JOBS)
 
-# korvgui and korvgui-dev .deb files in build/.
+# korvgui, korvgui-dev and python3-korv .deb files in build/.
 package: build
 	@$(MAKE) --no-print-directory deps EXTRA_DEBS="$(PACKAGE_DEBS)"
 	cd build && cpack

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "app/mainwindow.h"
-#include "app/tools.h"
+#include "qrv16/types.h"
 
 #include <QApplication>
 #include <QIcon>
 
 int main(int argc, char** argv)
 {
-    Tools::pinTimeZone();
+    QRV16::pinTimeZone();
     auto* application = new QApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("korvgui"));
     QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));

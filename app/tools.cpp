@@ -207,10 +207,4 @@ QString systemErrorString()
     return systemErrorString(errno);
 }
 
-void pinTimeZone()
-{
-    if (qEnvironmentVariableIsEmpty("TZ"))
-        qputenv("TZ", ":/etc/localtime");
-}
-
 } // namespace Tools

@@ -33,9 +33,4 @@ QStringList splitCSV(const QString& line);
 QString systemErrorString(int errorNumber);
 QString systemErrorString();
 
-// Names the local zone file in TZ when TZ is unset. Without it the C library
-// checks the zone file with a stat() on every local-time conversion, which
-// every trace line makes. Call before the first conversion.
-void pinTimeZone();
-
 } // namespace Tools

@@ -11,6 +11,8 @@
 
 namespace {
 
+bool notesShown = true;
+
 bool colour()
 {
     static const bool tty = isatty(STDERR_FILENO) && qEnvironmentVariableIsEmpty("NO_COLOR");
@@ -43,7 +45,13 @@ void Console::errorLine(const QString& where, const QString& message)
 
 void Console::note(const QString& message)
 {
-    err(QStringLiteral("korv: %1\n").arg(message));
+    if (notesShown)
+        err(QStringLiteral("korv: %1\n").arg(message));
+}
+
+void Console::setNotesShown(bool on)
+{
+    notesShown = on;
 }
 
 void Console::reportParseError(const QString& source, int firstLine, const QString& text,

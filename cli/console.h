@@ -24,6 +24,9 @@ public:
     static void errorLine(const QString& where, const QString& message);
     // "korv: message", for what the link reports.
     static void note(const QString& message);
+    // Notes off: under Wireshark anything on standard error reads as an
+    // error, so only errors may go there.
+    static void setNotesShown(bool on);
 
     // The parser's error under the faulty line, its span marked like a
     // compiler does. `firstLine` is the number of the text's first line.

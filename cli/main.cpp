@@ -2,8 +2,10 @@
 // korv: the message format on the command line, for scripts and firmware CI.
 
 #include "cli/console.h"
+#include "cli/extcap.h"
 #include "cli/formatcommands.h"
 #include "cli/linkcommands.h"
+#include "qrv16/types.h"
 
 #include <QCoreApplication>
 
@@ -25,7 +27,8 @@ const char* const mainUsage =
     "  answer    play a controller on a link by the rules of an answer file\n"
     "  run       run the sequences of a file on a link, with a JUnit report\n\n"
     "  korv COMMAND --help   help on one command, links included\n"
-    "  korv --version        the program's version\n\n"
+    "  korv --version        the program's version\n"
+    "  korv --extcap-...     Wireshark's calls: korv is a capture interface of it\n\n"
     "Exit status: 0 success, 1 an input or an expectation failed, 2 usage error,\n"
     "3 the link could not be opened.\n";
 
@@ -49,6 +52,7 @@ const Entry commands[] = {
 
 int main(int argc, char** argv)
 {
+    QRV16::pinTimeZone();
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("korv"));
     QCoreApplication::setApplicationVersion(QString::fromLatin1(version));
@@ -57,6 +61,8 @@ int main(int argc, char** argv)
         Console::err(QString::fromLatin1(mainUsage));
         return Console::UsageError;
     }
+    if (Extcap::isExtcapCall(args))
+        return Extcap::run(args);
     const QString command = args.at(1);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") ||
         command == QLatin1String("help")) {

@@ -78,22 +78,26 @@ void ReceiveLog::record(const QRV16::Message& message, const QDateTime& time, in
         if (m_csv->write(line) != line.size())
             failed(*m_csv);
     }
-    if (m_pcapng) {
-        QRV16::PcapngWriter::Packet packet;
-        packet.time = time;
-        packet.channel = channel;
-        packet.direction = QRV16::PcapngWriter::Received;
-        packet.kind = QRV16::PcapngWriter::MessageBytes;
-        if (src >= 0)
-            packet.source = quint32(src);
-        if (dst >= 0)
-            packet.destination = quint32(dst);
-        packet.data = message.bytes();
-        if (!m_writer.write(packet))
-            failed(*m_pcapng);
-    }
+    if (m_pcapng && !m_writer.write(pcapngPacket(message, time, channel, src, dst)))
+        failed(*m_pcapng);
     if (!m_flushTimer->isActive())
         m_flushTimer->start();
+}
+
+QRV16::PcapngWriter::Packet ReceiveLog::pcapngPacket(const QRV16::Message& message, const QDateTime& time,
+                                                      int channel, int src, int dst)
+{
+    QRV16::PcapngWriter::Packet packet;
+    packet.time = time;
+    packet.channel = channel;
+    packet.direction = QRV16::PcapngWriter::Received;
+    packet.kind = QRV16::PcapngWriter::MessageBytes;
+    if (src >= 0)
+        packet.source = quint32(src);
+    if (dst >= 0)
+        packet.destination = quint32(dst);
+    packet.data = message.bytes();
+    return packet;
 }
 
 void ReceiveLog::flush()

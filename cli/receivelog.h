@@ -42,6 +42,10 @@ public:
     // Flushes and closes; false when a write failed on the way.
     bool close();
 
+    // The capture packet of a received message, as record() writes it.
+    static QRV16::PcapngWriter::Packet pcapngPacket(const QRV16::Message& message, const QDateTime& time,
+                                                    int channel, int src, int dst);
+
 private:
     void flush();
     void failed(const QFile& file);

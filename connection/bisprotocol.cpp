@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "connection/bisprotocol.h"
 
-#include "connection/crc.h"
+#include "bis/crc.h"
 
 #include <cstdio>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "connection/bistrace.h"
 
+#include "bis/crc.h"
 #include "connection/ansitext.h"
 #include "connection/bisprotocol.h"
-#include "connection/crc.h"
 
 namespace {
 

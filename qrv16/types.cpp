@@ -153,4 +153,11 @@ bool isSteadyLocalDay(const QDate& date, int* offset)
     return lastSteady;
 }
 
+void pinTimeZone()
+{
+    // An empty TZ is the C library's UTC, not the local zone: kept.
+    if (!qEnvironmentVariableIsSet("TZ"))
+        qputenv("TZ", ":/etc/localtime");
+}
+
 } // namespace QRV16

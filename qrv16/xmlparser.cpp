@@ -41,12 +41,17 @@ bool XmlParser::parse(const QString& path)
 
 bool XmlParser::parse(const QByteArray& data)
 {
+    return parse(data, QStringLiteral("data"));
+}
+
+bool XmlParser::parse(const QByteArray& data, const QString& name)
+{
     m_depth = 0;
     m_warnings.clear();
     auto buffer = std::make_unique<QBuffer>();
     buffer->setData(data);
     buffer->open(QIODevice::ReadOnly | QIODevice::Text);
-    return start(std::move(buffer), QStringLiteral("data"));
+    return start(std::move(buffer), name);
 }
 
 void XmlParser::warning(const QString& text)

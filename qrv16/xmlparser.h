@@ -25,6 +25,8 @@ public:
 
     bool parse(const QString& path);
     bool parse(const QByteArray& data);
+    // The same, with errors and warnings naming `name` instead of "data".
+    bool parse(const QByteArray& data, const QString& name);
 
     // Reads the whole document once the device is set.
     virtual bool parser() = 0;

@@ -5,7 +5,6 @@
 #include "bench/korvbench.h"
 
 #include "app/mainwindow.h"
-#include "app/tools.h"
 #include "app/tracemodel.h"
 
 #include "qrv16/item.h"
@@ -13,6 +12,7 @@
 #include "qrv16/messagewriter.h"
 #include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "qrv16/types.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -35,7 +35,7 @@ struct Demo
 
     Demo()
     {
-        Tools::pinTimeZone(); // as main() does
+        QRV16::pinTimeZone(); // as main() does
         Parser parser;
         if (!parser.parse(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")))
             qFatal("%s", qPrintable(parser.formatError()));

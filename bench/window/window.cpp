@@ -17,7 +17,6 @@
 #include "app/plotdock.h"
 #include "app/replayer.h"
 #include "app/tracefilter.h"
-#include "app/tools.h"
 #include "app/tracemodel.h"
 #include "app/traceplotter.h"
 
@@ -26,6 +25,7 @@
 #include "qrv16/message.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
+#include "qrv16/types.h"
 
 #include <QApplication>
 #include <QChartView>
@@ -223,7 +223,7 @@ Rig& rig()
     static char* argv[] = {name, nullptr};
     static QApplication* app = [] {
         qputenv("QT_QPA_PLATFORM", "offscreen");
-        Tools::pinTimeZone(); // as main() does
+        QRV16::pinTimeZone(); // as main() does
         QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
         QCoreApplication::setApplicationName(QStringLiteral("korvgui-bench"));
         return new QApplication(argc, argv);

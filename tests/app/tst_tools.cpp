@@ -51,8 +51,6 @@ private Q_SLOTS:
     void ensureDirectorySeparator();
     void paths();
     void systemErrorString();
-    void pinTimeZone_data();
-    void pinTimeZone();
     void geometryRoundTrip();
     void restoreGeometry_data();
     void restoreGeometry();
@@ -141,33 +139,6 @@ void TestTools::paths()
     QCOMPARE(appData, QStringLiteral("/srv/korv-home"));
     QCOMPARE(rootDocuments, QStringLiteral("/Documents"));
     QCOMPARE(Tools::allFilesFilter(), QStringLiteral("All Files (*)"));
-}
-
-void TestTools::pinTimeZone_data()
-{
-    QTest::addColumn<QByteArray>("before");
-    QTest::addColumn<QByteArray>("after");
-    QTest::newRow("unset names the zone file") << QByteArray() << QByteArray(":/etc/localtime");
-    QTest::newRow("a zone of the user's stays") << QByteArray("Europe/Stockholm") << QByteArray("Europe/Stockholm");
-}
-
-void TestTools::pinTimeZone()
-{
-    QFETCH(QByteArray, before);
-    QFETCH(QByteArray, after);
-    const QByteArray saved = qgetenv("TZ");
-    const bool wasSet = qEnvironmentVariableIsSet("TZ");
-    if (before.isNull())
-        qunsetenv("TZ");
-    else
-        qputenv("TZ", before);
-    Tools::pinTimeZone();
-    const QByteArray result = qgetenv("TZ");
-    if (wasSet)
-        qputenv("TZ", saved);
-    else
-        qunsetenv("TZ");
-    QCOMPARE(result, after);
 }
 
 void TestTools::systemErrorString()

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "connection/bisprotocol.h"
-#include "connection/crc.h"
+#include "bis/crc.h"
 
 #include <QRandomGenerator>
 #include <QtTest>

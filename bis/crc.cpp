@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "connection/crc.h"
+#include "bis/crc.h"
 
 #include <array>
 
