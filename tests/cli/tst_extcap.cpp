@@ -186,9 +186,10 @@ void TestExtcap::configHoldsLinkOptions_data()
     QTest::addColumn<QString>("value");
     QTest::addColumn<int>("mode");
     QTest::addColumn<QStringList>("calls");
-    QTest::newRow("serial: port, speed, handshake, BiS")
+    QTest::newRow("serial: port, speed, handshake, framing, BiS")
         << "korv-serial" << "--serial" << "ttyUSB0" << int(ConnectionSettings::SerialMode)
-        << QStringList{"--serial", "--baud", "--handshake", "--bis", "--src", "--dst", "--tries", "--bis-timeout", "--channel"};
+        << QStringList{"--serial", "--baud", "--handshake", "--data-bits", "--parity", "--stop-bits", "--bis",
+                       "--src", "--dst", "--tries", "--bis-timeout", "--channel"};
     QTest::newRow("tcp client: server and TLS")
         << "korv-tcp" << "--tcp" << "localhost:7000" << int(ConnectionSettings::ClientMode)
         << QStringList{"--tcp", "--tls", "--key", "--cert", "--ca", "--verify", "--channel"};
