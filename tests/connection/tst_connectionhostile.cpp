@@ -6,115 +6,18 @@
 
 #include "qrv16/messagecollector.h"
 #include "tests/connection/testsupport.h"
+#include "tests/flood.h"
 
 #include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QtTest>
 
-#include <arpa/inet.h>
-#include <atomic>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <thread>
-
 using namespace korvtest;
 
 namespace {
 
 constexpr int Timeout = 20000;
-
-// Writes pseudo-random bytes to a blocking socket from a thread of its own,
-// so that the flood does not wait for the event loop it floods.
-class Flood
-{
-public:
-    ~Flood() { stop(); }
-
-    void start(int fd, qint64 volume)
-    {
-        m_fd = fd;
-        m_thread = std::thread([this, volume] {
-            quint64 state = 0x9E3779B97F4A7C15ull;
-            QByteArray chunk(64 * 1024, Qt::Uninitialized);
-            qint64 left = volume;
-            while (left > 0) {
-                auto* words = reinterpret_cast<quint64*>(chunk.data());
-                for (qsizetype i = 0; i < chunk.size() / 8; ++i) {
-                    state ^= state << 13;
-                    state ^= state >> 7;
-                    state ^= state << 17;
-                    words[i] = state;
-                }
-                qint64 at = 0;
-                const qint64 n = qMin<qint64>(left, chunk.size());
-                while (at < n) {
-                    const ssize_t w = ::send(m_fd, chunk.constData() + at, size_t(n - at), MSG_NOSIGNAL);
-                    if (w <= 0)
-                        return;
-                    at += w;
-                    sent += w;
-                }
-                left -= n;
-            }
-            ::shutdown(m_fd, SHUT_WR);
-            done = true;
-        });
-    }
-
-    void stop()
-    {
-        if (m_fd >= 0)
-            ::shutdown(m_fd, SHUT_RDWR);
-        if (m_thread.joinable())
-            m_thread.join();
-        if (m_fd >= 0)
-            ::close(m_fd);
-        m_fd = -1;
-    }
-
-    std::atomic<qint64> sent{0};
-    std::atomic<bool> done{false};
-
-private:
-    int m_fd = -1;
-    std::thread m_thread;
-};
-
-sockaddr_in loopback(quint16 port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
-}
-
-int connectTo(quint16 port)
-{
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = loopback(port);
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-// A listening socket on a free loopback port.
-int listenOnLoopback(quint16* port)
-{
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t length = sizeof address;
-    if (::bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 || ::listen(fd, 1) != 0
-        || ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        ::close(fd);
-        return -1;
-    }
-    *port = ntohs(address.sin_port);
-    return fd;
-}
 
 // The socket of whatever link the connection has.
 QAbstractSocket* linkSocket(const Connection& connection)
@@ -205,13 +108,13 @@ void TestConnectionHostile::floodKeepsBuffersBoundedAndTheLoopLive()
         connection.setSettings(serverSettings());
         connection.connect();
         QVERIFY(connection.isListening());
-        const int fd = connectTo(listeningPort(connection));
+        const int fd = Flood::connectTo(listeningPort(connection));
         QVERIFY(fd >= 0);
         QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
         flood.start(fd, Volume);
     } else {
         quint16 port = 0;
-        const int listener = listenOnLoopback(&port);
+        const int listener = Flood::listenOnLoopback(&port);
         QVERIFY(listener >= 0);
         ConnectionSettings settings = clientSettings(port);
         if (remote) {
