@@ -59,6 +59,7 @@ class TestConnectionHostile : public QObject
 private Q_SLOTS:
     void floodKeepsBuffersBoundedAndTheLoopLive_data();
     void floodKeepsBuffersBoundedAndTheLoopLive();
+    void tlsBurstArrivesWholeUnderTheReadLimit();
     void stalledHandshakeIsDroppedAfterTheTimeout_data();
     void stalledHandshakeIsDroppedAfterTheTimeout();
     void nextClientIsServedWhileAHandshakeStalls();
@@ -147,6 +148,47 @@ void TestConnectionHostile::floodKeepsBuffersBoundedAndTheLoopLive()
     QVERIFY2(mostCollected <= 65537 + Connection::ReadChunk, qPrintable(QString::number(mostCollected)));
     QVERIFY2(meter.longest < 100, qPrintable(QStringLiteral("event loop stalled for %1 ms").arg(meter.longest)));
     QVERIFY2(messages.filter(QStringLiteral("error")).isEmpty(), qPrintable(messages.join(QLatin1Char('\n'))));
+}
+
+void TestConnectionHostile::tlsBurstArrivesWholeUnderTheReadLimit()
+{
+    // A TLS socket reads under the same limit: reading must go on each
+    // time the connection has taken what was decrypted, or the link stalls.
+    Connection connection;
+    Recorder log(&connection);
+    qint64 mostHeld = 0;
+    QObject::connect(&connection, &Connection::rawReceived, &connection, [&] {
+        QSslSocket* socket = connection.socket();
+        mostHeld = qMax(mostHeld, socket->bytesAvailable() + socket->encryptedBytesAvailable());
+    });
+    connection.setSettings(tlsServerSettings());
+    connection.connect();
+    QVERIFY(connection.isListening());
+
+    // The peer writes from a thread of its own, at its own pace.
+    const QByteArray payload = pattern(32 << 20);
+    QThread thread;
+    thread.start();
+    auto* peer = new QSslSocket;
+    peer->moveToThread(&thread);
+    const quint16 port = listeningPort(connection);
+    QMetaObject::invokeMethod(peer, [peer, port, payload] {
+        QObject::connect(peer, &QSslSocket::encrypted, peer, [peer, payload] { peer->write(payload); });
+        peer->setPeerVerifyMode(QSslSocket::VerifyNone);
+        peer->connectToHostEncrypted(QStringLiteral("127.0.0.1"), port);
+    });
+    QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Encryption activated")), Timeout);
+    StallMeter meter;
+    QTRY_COMPARE_WITH_TIMEOUT(log.bytes.size(), payload.size(), 120000);
+    meter.stop();
+    QMetaObject::invokeMethod(peer, [peer] { delete peer; }, Qt::BlockingQueuedConnection);
+    thread.quit();
+    thread.wait();
+
+    QVERIFY(log.bytes == payload);
+    // A TLS record of up to 16 KiB more may be half read.
+    QVERIFY2(mostHeld <= Connection::ReadLimit + 17 * 1024, qPrintable(QStringLiteral("%1 bytes held").arg(mostHeld)));
+    QVERIFY2(meter.longest < 100, qPrintable(QStringLiteral("event loop stalled for %1 ms").arg(meter.longest)));
 }
 
 void TestConnectionHostile::stalledHandshakeIsDroppedAfterTheTimeout_data()
