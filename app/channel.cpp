@@ -1,23 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "app/channel.h"
 
-#include "app/mainwindow.h"
 #include "app/tracemodel.h"
 
 #include "connection/bistrace.h"
-#include "connection/widgets/certificatedialog.h"
 #include "connection/connection.h"
-#include "connection/widgets/connectionsettingsdialog.h"
 #include "connection/ltd16trace.h"
 #include "connection/ltdtrace.h"
-#include "libserial/serserialport.h"
 #include "qrv16/messageparser.h"
 
-#include <QAction>
-#include <QIcon>
-#include <QSslCipher>
-#include <QSslSocket>
-#include <QWidget>
 
 namespace {
 
@@ -49,14 +40,9 @@ QString dumpLine(const char* bytes, int count, int offset)
     return line;
 }
 
-bool flag(MainWindow::GlobalFlag which)
-{
-    return MainWindow::global[which];
-}
-
 } // namespace
 
-Channel::Channel(int number, QWidget* parent)
+Channel::Channel(int number, QObject* parent)
     : MessagePort(number, parent),
       m_label(QString::number(number)),
       m_connection(new Connection(this)),
@@ -221,23 +207,6 @@ void Channel::toggleConnected()
     m_connection->toggleConnected();
 }
 
-QWidget* Channel::parentWidget() const
-{
-    return qobject_cast<QWidget*>(parent());
-}
-
-void Channel::editConnection()
-{
-    ConnectionSettingsDialog dialog(parentWidget());
-    dialog.setWindowTitle(tr("Connection %1 settings").arg(number()));
-    dialog.setSettings(m_settings);
-    if (dialog.exec() != QDialog::Accepted)
-        return;
-    ConnectionSettings edited = m_settings;
-    dialog.getSettings(&edited);
-    setSettings(edited);
-}
-
 bool Channel::sendMessage(const QString& text, const QString& origin)
 {
     QRV16::MessageParser parser(m_model ? m_model->tags() : nullptr);
@@ -274,7 +243,7 @@ void Channel::sendMessage(const QRV16::Message& message, const QString& note)
     if (!linkUp())
         return;
     const QByteArray& bytes = message.bytes();
-    if (flag(MainWindow::HideDuplicates) && bytes == m_lastTx && !tooOld(m_lastTxLine)) {
+    if (m_options.test(TraceOptions::HideDuplicates) && bytes == m_lastTx && !tooOld(m_lastTxLine)) {
         m_model->count(m_lastTxLine);
     } else {
         m_lastTx = bytes;
@@ -293,7 +262,7 @@ void Channel::send(const QByteArray& bytes)
 {
     if (!linkUp())
         return;
-    if (flag(MainWindow::TraceMessageBytes))
+    if (m_options.test(TraceOptions::TraceMessageBytes))
         memdump(m_label + QLatin1String(" Hex"), bytes, m_hexTx);
     m_connection->send(bytes);
 }
@@ -307,7 +276,7 @@ bool Channel::busTraceMode() const
 bool Channel::paused() const
 {
     // A replay is asked for: the pause is for live input.
-    return flag(MainWindow::Pause) && !m_replaying;
+    return m_options.test(TraceOptions::Pause) && !m_replaying;
 }
 
 void Channel::receive(int src, int dst, const QByteArray& bytes)
@@ -318,9 +287,9 @@ void Channel::receive(int src, int dst, const QByteArray& bytes)
     }
     // Relayed before the display rules: pausing the display must not
     // starve the other peer.
-    if (flag(MainWindow::LinkChannels) && m_linked && m_linked->connection()->isConnected())
+    if (m_options.test(TraceOptions::LinkChannels) && m_linked && m_linked->connection()->isConnected())
         m_linked->connection()->send(bytes);
-    if (flag(MainWindow::Pause)) {
+    if (m_options.test(TraceOptions::Pause)) {
         // Nothing received during a pause is shown, not even the start of
         // a message that ends after it.
         m_live.collector.reset();
@@ -339,10 +308,10 @@ void Channel::collect(Inbound& in, int src, int dst, const QByteArray& bytes)
         if (live)
             Q_EMIT received(message);
         // On a bus the trace printer shows the bytes already.
-        if (flag(MainWindow::TraceMessageBytes) && !busTraceMode())
+        if (m_options.test(TraceOptions::TraceMessageBytes) && !busTraceMode())
             memdump(m_label + QLatin1String(" Hex"), data, m_hexRx);
-        if (flag(MainWindow::HideDuplicates) && src == in.lastSrc && dst == in.lastDst && data == in.lastBytes &&
-            !tooOld(in.lastLine)) {
+        if (m_options.test(TraceOptions::HideDuplicates) && src == in.lastSrc && dst == in.lastDst &&
+            data == in.lastBytes && !tooOld(in.lastLine)) {
             m_model->count(in.lastLine);
             continue;
         }
@@ -395,7 +364,7 @@ void Channel::blockStarted()
 
 void Channel::traceRaw(const QByteArray& bytes, StyleColor color)
 {
-    if (!flag(MainWindow::TraceRaw) || paused() || bytes.isEmpty())
+    if (!m_options.test(TraceOptions::TraceRaw) || paused() || bytes.isEmpty())
         return;
     appendLine(m_label + QLatin1String(" Raw"), QString::fromLatin1(bytes.toHex(' ').toUpper()), color);
 }
@@ -406,7 +375,7 @@ void Channel::rawReceive(const QByteArray& bytes)
         traceRaw(bytes, m_rawRx);
         return;
     }
-    if (!flag(MainWindow::TraceRaw) || bytes.isEmpty())
+    if (!m_options.test(TraceOptions::TraceRaw) || bytes.isEmpty())
         return;
     const int which = m_replaying ? 1 : 0;
     if (paused()) {
@@ -432,7 +401,7 @@ void Channel::rawSend(const QByteArray& bytes)
 
 void Channel::onTrace(const QString& text)
 {
-    if (!m_model || paused() || !flag(MainWindow::TraceMessageBytes))
+    if (!m_model || paused() || !m_options.test(TraceOptions::TraceMessageBytes))
         return;
     growLine(inbound().pendingTrace, QStringLiteral(" Trace"), text, ColorText);
 }
@@ -476,51 +445,6 @@ void Channel::disturb()
     }
     m_connection->disturb();
     connectionMessage(tr("DISTURBANCE GENERATED"));
-}
-
-void Channel::showSslInformation()
-{
-    auto* dialog = new CertificateDialog(parentWidget());
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setWindowTitle(tr("Channel %1 encryption information").arg(number()));
-    QString peer;
-    if (SerSerialPort* port = m_connection->serialPort())
-        peer = port->device();
-    else if (QSslSocket* socket = m_connection->socket(); socket && socket->state() == QAbstractSocket::ConnectedState)
-        peer = socket->peerAddress().toString() + QLatin1Char(':') + QString::number(socket->peerPort());
-    else
-        peer = tr("no peer");
-    dialog->setHeading(tr("Channel %1 at %2").arg(number()).arg(peer));
-    if (QSslSocket* socket = m_connection->socket()) {
-        dialog->setSession(*socket);
-    } else {
-        dialog->addCertificates(tr("Peer certificate"), {});
-        dialog->addCertificates(tr("Peer CA chain"), {});
-        dialog->setCipher(QSslCipher());
-    }
-    dialog->show();
-}
-
-void Channel::updateStateActions(QAction* connect, QAction* ssl, QAction* disturb) const
-{
-    if (disturb)
-        disturb->setEnabled(hasModemLines());
-    const bool server = m_settings.mode() == ConnectionSettings::ServerMode;
-    const bool active = m_connection->isConnected() || m_connection->isListening();
-    if (connect) {
-        const QString name = QLatin1String(server ? (active ? "i24_server_connect" : "i24_server_disconnect")
-                                                  : (active ? "i24_connect" : "i24_disconnect"));
-        connect->setIcon(QIcon(QLatin1String(":/icons/") + name + m_label + QLatin1String(".png")));
-    }
-    if (ssl) {
-        const QSslSocket* socket = m_connection->socket();
-        const bool encrypted = socket && socket->isEncrypted();
-        ssl->setIcon(QIcon(encrypted ? QStringLiteral(":/icons/i24_lock.png")
-                                     : QStringLiteral(":/icons/i24_lock_open.png")));
-        ssl->setToolTip(encrypted                  ? tr("Connection is encrypted.")
-                        : m_settings.sslEnabled() ? tr("Encryption is NOT active.")
-                                                  : tr("Encryption disabled."));
-    }
 }
 
 QModelIndex Channel::appendLine(const QString& source, const QString& text, StyleColor color)

@@ -3,6 +3,7 @@
 
 #include "app/messageport.h"
 #include "app/stylesettings.h"
+#include "app/traceoptions.h"
 
 #include "connection/connectionsettings.h"
 #include "qrv16/message.h"
@@ -17,8 +18,6 @@
 class BiSTrace;
 class Connection;
 class ElementTrace;
-class QAction;
-class QWidget;
 class TraceModel;
 
 // One of the main window's two communication paths: owns a connection and
@@ -31,7 +30,7 @@ class Channel : public MessagePort
     Q_OBJECT
 
 public:
-    Channel(int number, QWidget* parent = nullptr);
+    explicit Channel(int number, QObject* parent = nullptr);
     ~Channel() override;
 
     bool isConnected() const override;
@@ -49,7 +48,10 @@ public:
     void setModel(TraceModel* model);
     TraceModel* model() const { return m_model; }
 
-    // While the link flag is on, what this channel receives is sent on
+    // What to trace and what to relay; read as each byte comes.
+    TraceOptions options() const { return m_options; }
+
+    // While the link option is on, what this channel receives is sent on
     // `other` too: the program then sits between two peers as a tracing
     // relay. Not owned.
     void setLinkedChannel(Channel* other) { m_linked = other; }
@@ -60,16 +62,14 @@ public:
     // A repeat is merged only into the last or last-but-one line.
     bool tooOld(const QModelIndex& index) const;
     void clearLastData();
-    // `disturb` is enabled while the link has modem lines to pulse.
-    void updateStateActions(QAction* connect, QAction* ssl, QAction* disturb = nullptr) const;
     // A serial port is open: a TCP link has no control lines.
     bool hasModemLines() const;
 
 public Q_SLOTS:
+    void setOptions(const TraceOptions& options) { m_options = options; }
     void connect();
     void disconnect();
     void toggleConnected();
-    void editConnection();
 
     // False, with an " Err" line, when the text does not parse: the place
     // and the parser's error, after `origin` (what the text came from) if
@@ -98,8 +98,8 @@ public Q_SLOTS:
     void onPrinterLine(const QString& text);
     void onPrinterNext();
 
+    // An " Err" line instead where the link has no modem lines.
     void disturb();
-    void showSslInformation();
 
 Q_SIGNALS:
     void stateChanged();
@@ -135,7 +135,6 @@ private:
     bool busTraceMode() const;
     // False, with an " Err" line, when there is no link to send on.
     bool linkUp();
-    QWidget* parentWidget() const;
 
     const QString m_label;
     ConnectionSettings m_settings;
@@ -147,6 +146,7 @@ private:
     bool m_replaying = false;
     TraceModel* m_model = nullptr; // Not owned.
     Channel* m_linked = nullptr;   // Not owned.
+    TraceOptions m_options;
 
     StyleColor m_rawRx;
     StyleColor m_rawTx;

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "app/documentflow.h"
 
-#include "app/tools.h"
-
+#include <QCoreApplication>
+#include <QDir>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QSettings>
 
 DocumentFlow::DocumentFlow(const char* settingsKey, const QString& filter)
-    : m_key(settingsKey), m_filter(filter + QStringLiteral(";;") + Tools::allFilesFilter())
+    : m_key(settingsKey), m_filter(filter + QStringLiteral(";;") + allFilesFilter())
 {
 }
 
@@ -22,7 +22,7 @@ QString DocumentFlow::startPath(const QString& current) const
     if (!current.isEmpty())
         return current;
     const QString last = lastPath();
-    return last.isEmpty() ? Tools::documentsPath() : last;
+    return last.isEmpty() ? documentsPath() : last;
 }
 
 QString DocumentFlow::openFileName(QWidget* parent, const QString& title) const
@@ -50,4 +50,17 @@ DocumentFlow::Answer DocumentFlow::askToSave(QWidget* parent, const QString& tit
     if (answer == QMessageBox::Save)
         return Save;
     return answer == QMessageBox::Discard ? Discard : Cancel;
+}
+
+QString DocumentFlow::documentsPath()
+{
+    QString home = QDir::homePath();
+    if (!home.endsWith(QLatin1Char('/')))
+        home += QLatin1Char('/');
+    return home + QStringLiteral("Documents");
+}
+
+QString DocumentFlow::allFilesFilter()
+{
+    return QCoreApplication::translate("DocumentFlow", "All Files") + QStringLiteral(" (*)");
 }

@@ -27,6 +27,11 @@ public:
     // Save, Discard or Cancel, Cancel being the default.
     static Answer askToSave(QWidget* parent, const QString& title, const QString& question);
 
+    // Where the dialogs start before the user chose a file: ~/Documents.
+    static QString documentsPath();
+    // "All Files (*)", the last filter of every file dialog.
+    static QString allFilesFilter();
+
 private:
     QString startPath(const QString& current) const;
 

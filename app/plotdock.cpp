@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/plotdock.h"
 
-#include "app/mainwindow.h"
+#include "app/documentflow.h"
 #include "app/savefile.h"
-#include "app/tools.h"
 #include "app/traceitem.h"
 #include "app/tracemodel.h"
 #include "app/traceplotter.h"
@@ -85,7 +84,7 @@ PlotDock::PlotDock(TraceModel* model, QWidget* parent) : QDockWidget(tr("Plot"),
 {
     setObjectName(QStringLiteral("m_dock_plot"));
     m_plotter = new TracePlotter(model, this);
-    m_relative = MainWindow::global[MainWindow::RelativeTime];
+    m_relative = model->options().test(TraceOptions::RelativeTime);
 
     auto* content = new QWidget(this);
     auto* layout = new QVBoxLayout(content);
@@ -178,9 +177,9 @@ QList<QLineSeries*> PlotDock::curves() const
     return list;
 }
 
-void PlotDock::updateTimeAxis()
+void PlotDock::setOptions(const TraceOptions& options)
 {
-    const bool relative = MainWindow::global[MainWindow::RelativeTime];
+    const bool relative = options.test(TraceOptions::RelativeTime);
     if (relative == m_relative)
         return;
     m_relative = relative;
@@ -608,7 +607,7 @@ bool PlotDock::exportCsv(const QString& path)
 void PlotDock::onExportPng()
 {
     const QString path = QFileDialog::getSaveFileName(this, tr("Export plot as PNG"),
-                                                      Tools::ensureDirectorySeparator(Tools::documentsPath()) + QStringLiteral("plot.png"),
+                                                      DocumentFlow::documentsPath() + QStringLiteral("/plot.png"),
                                                       tr("PNG images") + QStringLiteral(" (*.png)"));
     if (!path.isEmpty() && !exportPng(path))
         Q_EMIT message(m_error);
@@ -617,7 +616,7 @@ void PlotDock::onExportPng()
 void PlotDock::onExportCsv()
 {
     const QString path = QFileDialog::getSaveFileName(this, tr("Export plot as CSV"),
-                                                      Tools::ensureDirectorySeparator(Tools::documentsPath()) + QStringLiteral("plot.csv"),
+                                                      DocumentFlow::documentsPath() + QStringLiteral("/plot.csv"),
                                                       tr("CSV files") + QStringLiteral(" (*.csv)"));
     if (!path.isEmpty() && !exportCsv(path))
         Q_EMIT message(m_error);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "app/traceoptions.h"
+
 #include <QDockWidget>
 #include <QList>
 #include <QPointF>
@@ -37,6 +39,7 @@ class PlotDock : public QDockWidget
 public:
     static constexpr int RedrawMilliseconds = 50;
 
+    // Shows time as the model does until setOptions() says otherwise.
     explicit PlotDock(TraceModel* model, QWidget* parent = nullptr);
 
     TracePlotter* plotter() const { return m_plotter; }
@@ -74,7 +77,7 @@ public:
 
 public Q_SLOTS:
     // Absolute or relative time, as the trace shows it.
-    void updateTimeAxis();
+    void setOptions(const TraceOptions& options);
     void onExportPng();
     void onExportCsv();
 

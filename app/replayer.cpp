@@ -2,7 +2,7 @@
 #include "app/replayer.h"
 
 #include "app/channel.h"
-#include "app/tools.h"
+#include "app/logrecord.h"
 #include "app/tracemodel.h"
 
 #include "qrv16/messageparser.h"
@@ -302,7 +302,7 @@ QDateTime Replayer::recordTime(const QString& field)
 
 bool Replayer::splitRecord(const QString& record, Record* out)
 {
-    out->fields = Tools::splitCSV(record);
+    out->fields = LogRecord::split(record);
     if (out->fields.isEmpty())
         return false;
     if (out->fields.size() < 3) {

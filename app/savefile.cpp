@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "app/savefile.h"
 
+#include "app/systemerror.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <unistd.h>
 
 namespace {
@@ -20,11 +20,6 @@ QString tr(const char* text)
 QString native(const QString& path)
 {
     return QDir::toNativeSeparators(path);
-}
-
-QString errnoText()
-{
-    return QString::fromLocal8Bit(std::strerror(errno));
 }
 
 } // namespace
@@ -48,10 +43,10 @@ bool SaveFile::write(const QString& path, const QByteArray& bytes, QString* erro
     const QByteArray target = QFile::encodeName(path);
     const QByteArray old = QFile::encodeName(backup);
     if (QFile::exists(backup) && std::remove(old.constData()) != 0)
-        return fail(tr("Could not delete old backup %1: %2").arg(native(backup), errnoText()));
+        return fail(tr("Could not delete old backup %1: %2").arg(native(backup), SystemError::last()));
     if (QFile::exists(path) && std::rename(target.constData(), old.constData()) != 0)
-        return fail(tr("Could not rename %1 to %2: %3").arg(native(path), native(backup), errnoText()));
+        return fail(tr("Could not rename %1 to %2: %3").arg(native(path), native(backup), SystemError::last()));
     if (std::rename(QFile::encodeName(temporary).constData(), target.constData()) != 0)
-        return fail(tr("Could not rename %1 to %2: %3").arg(native(temporary), native(path), errnoText()));
+        return fail(tr("Could not rename %1 to %2: %3").arg(native(temporary), native(path), SystemError::last()));
     return true;
 }

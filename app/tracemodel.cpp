@@ -2,7 +2,6 @@
 #include "app/tracemodel.h"
 
 #include "app/logrecord.h"
-#include "app/mainwindow.h"
 #include "connection/ansitext.h"
 
 #include "qrv16/messagewriter.h"
@@ -56,8 +55,8 @@ QModelIndex TraceModel::append(const QString& source, const QRV16::Message& msg,
     TraceItem::MessageRange range;
     range.bytes = msg.bytes();
     range.end = msg.size();
-    range.decode = MainWindow::global[MainWindow::Decode];
-    if (MainWindow::global[MainWindow::HungarianNotation])
+    range.decode = m_options.test(TraceOptions::Decode);
+    if (m_options.test(TraceOptions::HungarianNotation))
         range.options |= QRV16::Hungarian;
     const QRV16::MessageWriter writer(range.decode ? m_tags : nullptr, range.options);
     qint64 stamp = 0;
@@ -466,6 +465,15 @@ void TraceModel::update(const QModelIndex& index, const QString& text)
     Q_EMIT dataChanged(createIndex(row, 0, item), createIndex(row, ColumnCount - 1, item));
 }
 
+void TraceModel::setOptions(const TraceOptions& options)
+{
+    const bool relative = options.test(TraceOptions::RelativeTime) != m_options.test(TraceOptions::RelativeTime);
+    m_options = options;
+    // Relative times count from the first line: the column changes as a whole.
+    if (relative && m_published > 0)
+        Q_EMIT dataChanged(index(0, TimeColumn), index(m_published - 1, TimeColumn), {Qt::DisplayRole});
+}
+
 void TraceModel::setStyle(const StyleSettings* style)
 {
     Q_EMIT layoutAboutToBeChanged();
@@ -529,7 +537,7 @@ qint64 TraceModel::origin() const
 
 QString TraceModel::timestamp(const QDateTime& time) const
 {
-    if (!MainWindow::global[MainWindow::RelativeTime])
+    if (!m_options.test(TraceOptions::RelativeTime))
         return time.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz"));
     const qint64 first = origin();
     const qint64 ms = first == TraceItem::NoStamp || !time.isValid()
@@ -542,7 +550,9 @@ QString TraceModel::timestamp(const QDateTime& time) const
 
 QString TraceModel::logData(const TraceData& data)
 {
-    return LogRecord::format(data.time, data.source, data.text, data.color, data.src, data.dst);
+    const QString& text = data.text;
+    return LogRecord::format(data.time, data.source, AnsiText::hasEscapes(text) ? AnsiText::strip(text) : text,
+                             data.color, data.src, data.dst);
 }
 
 TraceItem* TraceModel::itemOrRoot(const QModelIndex& index) const

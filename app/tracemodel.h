@@ -4,6 +4,7 @@
 #include "app/stylesettings.h"
 #include "app/tracedata.h"
 #include "app/traceitem.h"
+#include "app/traceoptions.h"
 
 #include "qrv16/message.h"
 #include "qrv16/messageexpression.h"
@@ -56,8 +57,8 @@ public:
     // Lines without a time get the replay time, or else the current time.
     QModelIndex append(const QString& source, const QString& text, StyleColor color,
                        QDateTime time = QDateTime());
-    // Decoded with the tag tables when the decode flag is on, in Hungarian
-    // notation when that flag is on.
+    // Decoded with the tag tables when the decode option is on, in Hungarian
+    // notation when that option is on.
     QModelIndex append(const QString& source, const QRV16::Message& msg, StyleColor color,
                        QDateTime time, int src = -1, int dst = -1);
     // Takes ownership; returns the line's index, invalid when the line did
@@ -110,6 +111,11 @@ public:
     void update(const QModelIndex& index, const QString& text);
     // A text that heads the tool tip of a message line.
     void setNote(const QModelIndex& index, const QString& note);
+
+    // Decoding and Hungarian notation apply to lines appended from now on;
+    // relative time changes the time column of every line.
+    void setOptions(const TraceOptions& options);
+    TraceOptions options() const { return m_options; }
 
     // Not owned; null for no style. Call again when its colour rules change.
     void setStyle(const StyleSettings* style);
@@ -194,6 +200,7 @@ private:
     TraceItem::Origin m_replayOrigin;
     int m_limit = DefaultLimit;
     QDateTime m_replayTime;
+    TraceOptions m_options;
     const StyleSettings* m_style = nullptr; // Not owned.
     const QRV16::TagDataLut* m_tags = nullptr; // Not owned.
     // The enabled rules that parse, compiled once; evaluated only for the

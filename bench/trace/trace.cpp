@@ -4,7 +4,6 @@
 
 #include "bench/korvbench.h"
 
-#include "app/mainwindow.h"
 #include "app/tracemodel.h"
 
 #include "qrv16/item.h"

@@ -4,7 +4,6 @@
 
 #include "app/autoanswer.h"
 #include "app/channel.h"
-#include "app/mainwindow.h"
 #include "app/tracemodel.h"
 
 #include <QAbstractItemModelTester>
@@ -70,9 +69,6 @@ void TestAutoAnswer::initTestCase()
 
 void TestAutoAnswer::init()
 {
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
     m_model = std::make_unique<TraceModel>();
     m_model->setTags(m_tags.get());
     m_tester = std::make_unique<QAbstractItemModelTester>(m_model.get(),

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/channel.h"
-#include "app/mainwindow.h"
 #include "app/tracemodel.h"
 
 #include "connection/ansitext.h"
-#include "connection/widgets/certificatedialog.h"
 #include "connection/connection.h"
 #include "qrv16/item.h"
 #include "qrv16/messageparser.h"
@@ -14,15 +12,11 @@
 #include "tests/pty.h"
 
 #include <QAbstractItemModelTester>
-#include <QAction>
-#include <QApplication>
-#include <QLabel>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QTreeWidget>
 #include <QtTest>
 
 #include <memory>
@@ -37,13 +31,6 @@ const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
   <tag name="StationName" id="0x3001"/>
 </qrv16>
 )";
-
-void resetFlags()
-{
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
-}
 
 QString text(const TraceModel& model, int row)
 {
@@ -68,11 +55,6 @@ QByteArray bytesOf(const QString& notation, const QRV16::TagDataLut* tags)
 {
     QRV16::MessageParser parser(tags);
     return parser.parse(notation).bytes();
-}
-
-bool sameImage(const QIcon& icon, const QString& resource)
-{
-    return icon.pixmap(24).toImage() == QIcon(resource).pixmap(24).toImage();
 }
 
 // Settings for a serial link to a pseudo-terminal whose far end nobody
@@ -115,11 +97,8 @@ private Q_SLOTS:
     void replayStampsTheRecordedTime();
     void blockStartDropsAHalfMessage();
     void connectionTextsAndDisturbance();
-    void stateIcons_data();
-    void stateIcons();
     void loopbackConversation();
     void settingsAreKeptInTheChannelsGroup();
-    void sslInformationDialog();
     void linkRelaysToTheOtherChannel_data();
     void linkRelaysToTheOtherChannel();
     void notConnectedGivesErrLineAndSendsNothing_data();
@@ -135,6 +114,11 @@ private Q_SLOTS:
     void replayNeverTransmits();
 
 private:
+    void setOption(TraceOptions::Flag flag, bool on)
+    {
+        m_channel->setOptions(m_channel->options().with(flag, on));
+    }
+
     std::unique_ptr<QRV16::Item> m_root;
     std::unique_ptr<QRV16::TagDataLut> m_tags;
     std::unique_ptr<TraceModel> m_model;
@@ -156,7 +140,6 @@ void TestChannel::initTestCase()
 
 void TestChannel::init()
 {
-    resetFlags();
     QSettings().clear();
     m_model = std::make_unique<TraceModel>();
     m_model->setTags(m_tags.get());
@@ -244,7 +227,7 @@ void TestChannel::hideDuplicatesOnSend()
 {
     QFETCH(QStringList, steps);
     QFETCH(QStringList, expected);
-    MainWindow::global[MainWindow::HideDuplicates] = true;
+    setOption(TraceOptions::HideDuplicates, true);
     QByteArray wanted;
     for (const QString& step : steps) {
         const QString notation = step.mid(3);
@@ -275,7 +258,7 @@ void TestChannel::hideDuplicatesOnReceiveNeedsSameAddresses()
     QFETCH(int, secondSrc);
     QFETCH(int, secondDst);
     QFETCH(int, lineCount);
-    MainWindow::global[MainWindow::HideDuplicates] = true;
+    setOption(TraceOptions::HideDuplicates, true);
     const QByteArray bytes = bytesOf(QStringLiteral("1001=3"), nullptr);
     m_channel->receive(5, 0, bytes);
     m_channel->receive(secondSrc, secondDst, bytes);
@@ -300,11 +283,11 @@ void TestChannel::pauseLosesBytesAndHalfMessages()
     const QByteArray first = bytesOf(QStringLiteral("3001=\"first message\""), nullptr);
     const QByteArray second = bytesOf(QStringLiteral("1001=2"), nullptr);
     m_channel->receive(-1, -1, first.left(5));
-    MainWindow::global[MainWindow::Pause] = true;
+    setOption(TraceOptions::Pause, true);
     m_channel->receive(-1, -1, first.mid(5));
     m_channel->receive(-1, -1, second);
     QCOMPARE(m_model->lineCount(), 0);
-    MainWindow::global[MainWindow::Pause] = false;
+    setOption(TraceOptions::Pause, false);
     m_channel->receive(-1, -1, second);
     QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=2")});
 }
@@ -326,7 +309,7 @@ void TestChannel::hexDumps()
 {
     QFETCH(bool, sending);
     QFETCH(QStringList, expected);
-    MainWindow::global[MainWindow::TraceMessageBytes] = true;
+    setOption(TraceOptions::TraceMessageBytes, true);
     const QString notation = QStringLiteral("3001=\"ABCDEFGHIJKLMNOPQRS\"");
     if (sending)
         QVERIFY(m_channel->sendMessage(notation));
@@ -352,7 +335,7 @@ void TestChannel::hexDumpOnBusTraceShowsOnlySentBytes()
     bus.setBisMode(ConnectionSettings::BiSTraceMode);
     m_channel->setSettings(bus);
     m_model->clear();
-    MainWindow::global[MainWindow::TraceMessageBytes] = true;
+    setOption(TraceOptions::TraceMessageBytes, true);
     m_channel->receive(3, 4, bytesOf(QStringLiteral("1001=1"), nullptr));
     QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=1")});
 }
@@ -372,8 +355,8 @@ void TestChannel::rawLines()
     QFETCH(bool, traceRaw);
     QFETCH(bool, paused);
     QFETCH(int, rawLines);
-    MainWindow::global[MainWindow::TraceRaw] = traceRaw;
-    MainWindow::global[MainWindow::Pause] = paused;
+    setOption(TraceOptions::TraceRaw, traceRaw);
+    setOption(TraceOptions::Pause, paused);
     m_channel->connection()->fakeReceive(QByteArray::fromHex("0400011001"));
     m_channel->send(QByteArray::fromHex("ab00ff"));
     QStringList raw;
@@ -390,7 +373,7 @@ void TestChannel::rawLines()
 
 void TestChannel::tracerLineIsReplacedUntilNext()
 {
-    MainWindow::global[MainWindow::TraceMessageBytes] = true;
+    setOption(TraceOptions::TraceMessageBytes, true);
     QSignalSpy channelAppended(m_channel.get(), &Channel::appended);
     QSignalSpy modelAppended(m_model.get(), &TraceModel::appended);
     m_channel->onTrace(QStringLiteral("query"));
@@ -416,11 +399,11 @@ void TestChannel::tracerLineWaitsForTheFlags()
 {
     m_channel->onTrace(QStringLiteral("hidden"));
     QCOMPARE(m_model->lineCount(), 0);
-    MainWindow::global[MainWindow::TraceMessageBytes] = true;
-    MainWindow::global[MainWindow::Pause] = true;
+    setOption(TraceOptions::TraceMessageBytes, true);
+    setOption(TraceOptions::Pause, true);
     m_channel->onTrace(QStringLiteral("paused"));
     QCOMPARE(m_model->lineCount(), 0);
-    MainWindow::global[MainWindow::Pause] = false;
+    setOption(TraceOptions::Pause, false);
     m_channel->onTrace(QStringLiteral("shown"));
     QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1 Trace|shown")});
 }
@@ -459,52 +442,6 @@ void TestChannel::connectionTextsAndDisturbance()
                                            QStringLiteral("1 Con|DISTURBANCE GENERATED")}));
     QCOMPARE(appended.count(), 2);
     second.setModel(nullptr);
-}
-
-void TestChannel::stateIcons_data()
-{
-    QTest::addColumn<int>("number");
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<bool>("ssl");
-    QTest::addColumn<bool>("active");
-    QTest::addColumn<QString>("connectIcon");
-    QTest::addColumn<QString>("sslTip");
-    QTest::newRow("client, closed, no TLS") << 1 << int(ConnectionSettings::ClientMode) << false << false
-                                            << QStringLiteral(":/icons/i24_disconnect1.png")
-                                            << QStringLiteral("Encryption disabled.");
-    QTest::newRow("server 2, closed, TLS configured")
-        << 2 << int(ConnectionSettings::ServerMode) << true << false
-        << QStringLiteral(":/icons/i24_server_disconnect2.png") << QStringLiteral("Encryption is NOT active.");
-    QTest::newRow("server 1, listening") << 1 << int(ConnectionSettings::ServerMode) << false << true
-                                         << QStringLiteral(":/icons/i24_server_connect1.png")
-                                         << QStringLiteral("Encryption disabled.");
-}
-
-void TestChannel::stateIcons()
-{
-    QFETCH(int, number);
-    QFETCH(int, mode);
-    QFETCH(bool, ssl);
-    QFETCH(bool, active);
-    QFETCH(QString, connectIcon);
-    QFETCH(QString, sslTip);
-    Channel channel(number);
-    ConnectionSettings settings;
-    settings.setMode(mode);
-    settings.setServerAddress(QStringLiteral("127.0.0.1"));
-    settings.setServerPort(0);
-    settings.setSslEnabled(ssl);
-    channel.setSettings(settings);
-    if (active)
-        channel.connect();
-    QCOMPARE(channel.connection()->isListening(), active);
-    QAction connect;
-    QAction lock;
-    channel.updateStateActions(&connect, &lock);
-    QVERIFY(!QIcon(connectIcon).isNull());
-    QVERIFY(sameImage(connect.icon(), connectIcon));
-    QVERIFY(sameImage(lock.icon(), QStringLiteral(":/icons/i24_lock_open.png")));
-    QCOMPARE(lock.toolTip(), sslTip);
 }
 
 void TestChannel::loopbackConversation()
@@ -559,28 +496,6 @@ void TestChannel::settingsAreKeptInTheChannelsGroup()
     QCOMPARE(one.settings().serverPort(), ConnectionSettings().serverPort());
 }
 
-void TestChannel::sslInformationDialog()
-{
-    QWidget window;
-    Channel channel(2, &window);
-    channel.showSslInformation();
-    auto* dialog = window.findChild<CertificateDialog*>();
-    QVERIFY(dialog);
-    QCOMPARE(dialog->windowTitle(), QStringLiteral("Channel 2 encryption information"));
-    QStringList labels;
-    for (QLabel* label : dialog->findChildren<QLabel*>())
-        labels << label->text();
-    QVERIFY(labels.join(QLatin1Char('\n')).contains(QLatin1String("Channel 2 at ")));
-    QVERIFY(labels.join(QLatin1Char('\n')).contains(QLatin1String("Session Cipher")));
-    auto* tree = dialog->findChild<QTreeWidget*>();
-    QVERIFY(tree);
-    QStringList sections;
-    for (int i = 0; i < tree->topLevelItemCount(); ++i)
-        sections << tree->topLevelItem(i)->text(0);
-    QCOMPARE(sections, (QStringList{QStringLiteral("Peer certificate"), QStringLiteral("Peer CA chain")}));
-    dialog->close();
-}
-
 void TestChannel::linkRelaysToTheOtherChannel_data()
 {
     QTest::addColumn<bool>("linked");
@@ -610,8 +525,8 @@ void TestChannel::linkRelaysToTheOtherChannel()
     QTRY_VERIFY(other.connection()->isConnected());
 
     m_channel->setLinkedChannel(&other);
-    MainWindow::global[MainWindow::LinkChannels] = linked;
-    MainWindow::global[MainWindow::Pause] = paused;
+    setOption(TraceOptions::LinkChannels, linked);
+    setOption(TraceOptions::Pause, paused);
     const QByteArray bytes = bytesOf(QStringLiteral("1001=6"), nullptr);
     m_channel->receive(-1, -1, bytes.left(2));
     m_channel->receive(-1, -1, bytes.mid(2));
@@ -738,7 +653,7 @@ void TestChannel::rawPrinterFromTheSettings()
     QFETCH(int, printer);
     QFETCH(QByteArray, bytes);
     QFETCH(QStringList, raw);
-    MainWindow::global[MainWindow::TraceRaw] = true;
+    setOption(TraceOptions::TraceRaw, true);
     ConnectionSettings settings = openLine(m_line->name());
     settings.setRawPrinter(printer);
     m_channel->setSettings(settings);
@@ -794,22 +709,22 @@ void TestChannel::replayReachesOnlyTheTrace()
     std::unique_ptr<QTcpSocket> far(peer.nextPendingConnection());
     QTRY_VERIFY(other.connection()->isConnected());
     m_channel->setLinkedChannel(&other);
-    MainWindow::global[MainWindow::LinkChannels] = true;
-    MainWindow::global[MainWindow::Pause] = paused;
+    setOption(TraceOptions::LinkChannels, true);
+    setOption(TraceOptions::Pause, paused);
     QSignalSpy received(m_channel.get(), &MessagePort::received);
     m_model->clear();
 
     const QByteArray replayed = bytesOf(QStringLiteral("1001=6"), nullptr);
     // Half a live message is waiting when the replay comes.
     const QByteArray live = bytesOf(QStringLiteral("1001=7"), nullptr);
-    MainWindow::global[MainWindow::Pause] = false;
+    setOption(TraceOptions::Pause, false);
     m_channel->receive(-1, -1, live.left(2));
-    MainWindow::global[MainWindow::Pause] = paused;
+    setOption(TraceOptions::Pause, paused);
     m_channel->replay(QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30)), replayed);
     QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=6")});
     QCOMPARE(received.count(), 0);
 
-    MainWindow::global[MainWindow::Pause] = false;
+    setOption(TraceOptions::Pause, false);
     m_channel->receive(-1, -1, live.mid(2));
     QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("1|PumpId=6"), QStringLiteral("1|PumpId=7")}));
     QCOMPARE(received.count(), 1);

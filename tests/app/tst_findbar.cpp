@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "app/findbar.h"
-#include "app/mainwindow.h"
 #include "app/tracemodel.h"
 
 #include "qrv16/item.h"
@@ -91,9 +90,6 @@ void TestFindBar::initTestCase()
 
 void TestFindBar::init()
 {
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
     m_window = std::make_unique<QWidget>();
     m_model = new TraceModel(m_window.get());
     m_model->setTags(m_tags.get());

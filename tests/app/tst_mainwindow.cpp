@@ -2,13 +2,14 @@
 #include "app/answerdialog.h"
 #include "app/autoanswer.h"
 #include "app/channel.h"
+#include "app/displayoptions.h"
 #include "app/filterbar.h"
+#include "app/logrecord.h"
 #include "app/findbar.h"
 #include "app/mainwindow.h"
 #include "app/sequencedock.h"
 #include "app/tracefilter.h"
 #include "app/replayer.h"
-#include "app/tools.h"
 #include "app/tracemodel.h"
 
 #include "bookmarks/bookmarklist.h"
@@ -322,9 +323,14 @@ void TestMainWindow::firstStartDefaults()
     QVERIFY(!checked("m_act_hide_dup"));
     QVERIFY(!checked("m_act_pause"));
     QCOMPARE(window->targetChannel(), window->channel(1));
-    QVERIFY(MainWindow::global[MainWindow::Decode]);
-    QVERIFY(MainWindow::global[MainWindow::LinkChannels]);
-    QVERIFY(!MainWindow::global[MainWindow::TraceRaw]);
+    const TraceOptions options = window->displayOptions()->options();
+    QVERIFY(options.test(TraceOptions::Decode));
+    QVERIFY(options.test(TraceOptions::LinkChannels));
+    QVERIFY(!options.test(TraceOptions::TraceRaw));
+    // What the toggles say reaches whatever shows the trace.
+    QVERIFY(window->traceModel()->options() == options);
+    QVERIFY(window->channel(1)->options() == options);
+    QVERIFY(window->channel(2)->options() == options);
     QVERIFY(window->bookmarks());
     QCOMPARE(window->bookmarks()->count(), 0);
     QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_save_bookmarks"))->isEnabled());
@@ -338,8 +344,11 @@ void TestMainWindow::togglesAreSavedAndRestored()
         window->findChild<QAction*>(QStringLiteral("m_act_trace_raw"))->setChecked(true);
         window->findChild<QAction*>(QStringLiteral("m_act_trace_lut"))->setChecked(false);
         window->findChild<QAction*>(QStringLiteral("m_act_pause"))->setChecked(true);
-        QVERIFY(MainWindow::global[MainWindow::TraceRaw]);
-        QVERIFY(MainWindow::global[MainWindow::Pause]);
+        for (const Channel* channel : {window->channel(1), window->channel(2)}) {
+            QVERIFY(channel->options().test(TraceOptions::TraceRaw));
+            QVERIFY(channel->options().test(TraceOptions::Pause));
+        }
+        QVERIFY(!window->traceModel()->options().test(TraceOptions::Decode));
     }
     QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TraceRaw")).toBool(), true);
     QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TraceLut")).toBool(), false);
@@ -348,13 +357,13 @@ void TestMainWindow::togglesAreSavedAndRestored()
     QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_trace_lut"))->isChecked());
     // Pause is never kept.
     QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_pause"))->isChecked());
-    QVERIFY(!MainWindow::global[MainWindow::Pause]);
+    QVERIFY(!window->channel(1)->options().test(TraceOptions::Pause));
 }
 
 void TestMainWindow::hideDuplicatesBanner()
 {
     auto window = makeWindow();
-    QSignalSpy changed(window.get(), &MainWindow::globalsChanged);
+    QSignalSpy changed(window->displayOptions(), &DisplayOptions::optionsChanged);
     auto* banner = qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner));
     QVERIFY(banner);
     QVERIFY(banner->text().isEmpty());
@@ -362,6 +371,7 @@ void TestMainWindow::hideDuplicatesBanner()
     banner = qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner));
     QCOMPARE(banner->text(), QStringLiteral("<font color=\"red\"><b>HIDE DUPLICATES</b></font>"));
     QCOMPARE(changed.count(), 1);
+    QVERIFY(changed.at(0).at(0).value<TraceOptions>().test(TraceOptions::HideDuplicates));
     window->findChild<QAction*>(QStringLiteral("m_act_hide_dup"))->setChecked(false);
     QVERIFY(qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner))->text().isEmpty());
 }
@@ -603,7 +613,7 @@ void TestMainWindow::logWritesRecords()
     QVERIFY(records.at(3).contains(QStringLiteral(",\"Log\",\"Stopped logging to ")));
     QVERIFY(records.at(1).endsWith(QStringLiteral(",\"Main\",\"say \"\"hi\"\", twice\",1,,")));
     QVERIFY(records.at(2).endsWith(QStringLiteral(",\"1\",\"1001=3\",8,,")));
-    QCOMPARE(Tools::splitCSV(records.at(1)).value(2), QStringLiteral("say \"hi\", twice"));
+    QCOMPARE(LogRecord::split(records.at(1)).value(2), QStringLiteral("say \"hi\", twice"));
 }
 
 void TestMainWindow::logSameFileKeepsItOtherFileIsReplaced()
@@ -698,7 +708,7 @@ void TestMainWindow::replayHexDumpFeedsTheChannel()
     QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(row, 0))->time(),
              QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30, 50)));
     // The pause is back as the action says.
-    QVERIFY(MainWindow::global[MainWindow::Pause]);
+    QVERIFY(window->channel(1)->options().test(TraceOptions::Pause));
 }
 
 void TestMainWindow::replayDialogCancels()

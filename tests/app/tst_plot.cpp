@@ -130,9 +130,6 @@ void TestPlot::initTestCase()
 
 void TestPlot::init()
 {
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
     m_model = std::make_unique<TraceModel>();
     m_model->setTags(m_tags.get());
 }
@@ -300,8 +297,7 @@ void TestPlot::csvExport()
     dock.setTags(m_tags.get());
     QVERIFY(dock.addTag(0x1002));
     QVERIFY(dock.addTag(0x8001));
-    MainWindow::global[MainWindow::RelativeTime] = true;
-    dock.updateTimeAxis();
+    dock.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
     const QString path = m_dir.filePath(QStringLiteral("plot.csv"));
     QVERIFY2(dock.exportCsv(path), qPrintable(dock.errorString()));
     QFile file(path);
@@ -316,8 +312,7 @@ void TestPlot::csvExport()
     file.close();
 
     // Absolute times, and the earlier file kept as the backup.
-    MainWindow::global[MainWindow::RelativeTime] = false;
-    dock.updateTimeAxis();
+    dock.setOptions(TraceOptions());
     QVERIFY(dock.exportCsv(path));
     QVERIFY(QFile::exists(path + QStringLiteral(".bak")));
     QVERIFY(!QFile::exists(path + QStringLiteral(".tmp")));
@@ -641,8 +636,7 @@ void TestPlot::timeAxisFollowsTheTraceFlag()
     dock.redraw();
     QVERIFY(qobject_cast<QDateTimeAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0)));
 
-    MainWindow::global[MainWindow::RelativeTime] = true;
-    dock.updateTimeAxis();
+    dock.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
     auto* seconds = qobject_cast<QValueAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0));
     QVERIFY(seconds);
     QCOMPARE(dock.curves().first()->at(1), QPointF(2.5, 2));

@@ -71,9 +71,6 @@ void TestPumpStation::fileReadsCleanly()
 
 void TestPumpStation::answersEveryBookmarkedRequest()
 {
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
     TraceModel model;
     model.setTags(m_tags.get());
     Channel one(1);

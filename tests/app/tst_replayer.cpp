@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "app/channel.h"
-#include "app/mainwindow.h"
 #include "app/replayer.h"
 #include "app/tracemodel.h"
 
@@ -89,9 +88,6 @@ void TestReplayer::initTestCase()
 
 void TestReplayer::init()
 {
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
     m_model = std::make_unique<TraceModel>();
     m_model->setTags(m_tags.get());
     m_tester = std::make_unique<QAbstractItemModelTester>(

@@ -5,7 +5,6 @@
 #include "app/answerparser.h"
 #include "app/autoanswer.h"
 #include "app/channel.h"
-#include "app/mainwindow.h"
 #include "app/sequenceparser.h"
 #include "app/sequencerunner.h"
 #include "app/tracemodel.h"
@@ -42,9 +41,6 @@ void TestSequencePumpStation::initTestCase()
     QStandardPaths::setTestModeEnabled(true);
     QSettings().clear();
     m_tags = demoTags();
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
 }
 
 void TestSequencePumpStation::fileReadsCleanly()

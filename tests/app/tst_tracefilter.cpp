@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "app/filterbar.h"
-#include "app/mainwindow.h"
 #include "app/tracefilter.h"
 #include "app/tracemodel.h"
 
@@ -89,9 +88,6 @@ void TestTraceFilter::initTestCase()
 
 void TestTraceFilter::init()
 {
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
     m_model = std::make_unique<TraceModel>();
     m_model->setTags(m_tags.get());
     m_filter = std::make_unique<TraceFilter>(m_model.get());

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "app/mainwindow.h"
 #include "app/stylesettings.h"
-#include "app/tools.h"
+#include "app/logrecord.h"
 #include "app/tracedelegate.h"
 #include "app/tracemodel.h"
 
@@ -57,15 +56,6 @@ QRV16::Message statusReply()
     return m;
 }
 
-void resetFlags()
-{
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::AutoScroll] = true;
-    MainWindow::global[MainWindow::Decode] = true;
-    MainWindow::global[MainWindow::LinkChannels] = true;
-}
-
 QString text(const TraceModel& model, int row, const QModelIndex& parent = QModelIndex())
 {
     return model.index(row, TraceModel::TextColumn, parent).data().toString();
@@ -101,7 +91,6 @@ class TestTraceModel : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void init() { resetFlags(); }
 
     void insertionOrder_data();
     void insertionOrder();
@@ -111,6 +100,7 @@ private Q_SLOTS:
     void lineOutsideLimitIsNotAnnounced();
     void timeStamps_data();
     void timeStamps();
+    void relativeTimeChangesTheTimeColumn();
     void replayTimeStandsInForNow();
     void addrColumn_data();
     void addrColumn();
@@ -306,8 +296,8 @@ void TestTraceModel::timeStamps()
     QFETCH(qint64, offset);
     QFETCH(QString, expected);
 
-    MainWindow::global[MainWindow::RelativeTime] = relative;
     TraceModel model;
+    model.setOptions(TraceOptions().with(TraceOptions::RelativeTime, relative));
     model.appendSeparator(); // no time: relative time counts from the first timed line
     model.append(QStringLiteral("Main"), QStringLiteral("first"), ColorText, base);
     const QModelIndex index =
@@ -315,6 +305,22 @@ void TestTraceModel::timeStamps()
     QCOMPARE(index.siblingAtColumn(TraceModel::TimeColumn).data().toString(), expected);
     QCOMPARE(model.timestamp(base.addMSecs(offset)), expected);
     QCOMPARE(model.index(0, TraceModel::TimeColumn).data().toString(), QString());
+}
+
+void TestTraceModel::relativeTimeChangesTheTimeColumn()
+{
+    TraceModel model;
+    model.append(QStringLiteral("Main"), QStringLiteral("first"), ColorText, base);
+    model.append(QStringLiteral("Main"), QStringLiteral("second"), ColorText, base.addMSecs(1500));
+    model.flush();
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    model.setOptions(TraceOptions().with(TraceOptions::HideDuplicates));
+    QCOMPARE(changed.count(), 0);
+    model.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(changed.at(0).at(0).toModelIndex(), model.index(0, TraceModel::TimeColumn));
+    QCOMPARE(changed.at(0).at(1).toModelIndex(), model.index(1, TraceModel::TimeColumn));
+    QCOMPARE(model.index(1, TraceModel::TimeColumn).data().toString(), QStringLiteral("1.500"));
 }
 
 void TestTraceModel::replayTimeStandsInForNow()
@@ -448,7 +454,7 @@ void TestTraceModel::logRoleReadsBackThroughSplitCSV()
     model.setTags(m_lut.get());
     const QModelIndex index =
         model.append(QStringLiteral("1"), statusReply(), ColorMessageTx1, base, 3, 4);
-    const QStringList fields = Tools::splitCSV(index.data(TraceModel::LogRole).toString());
+    const QStringList fields = LogRecord::split(index.data(TraceModel::LogRole).toString());
     QCOMPARE(fields, (QStringList{"2011-03-04T10:20:30.045", "1",
                                   "GetStatusReply=(ResultCode=Ok Pumps=(PumpId=2 Running=true) "
                                   "StationName=\"x\")",
@@ -530,9 +536,9 @@ void TestTraceModel::messageLines()
     QFETCH(QString, line);
     QFETCH(QStringList, tree);
 
-    MainWindow::global[MainWindow::Decode] = decode;
-    MainWindow::global[MainWindow::HungarianNotation] = hungarian;
     TraceModel model;
+    model.setOptions(
+        TraceOptions().with(TraceOptions::Decode, decode).with(TraceOptions::HungarianNotation, hungarian));
     model.setTags(m_lut.get());
     StyleSettings style;
     model.setStyle(&style);
@@ -564,8 +570,7 @@ void TestTraceModel::childLinesKeepTheFlagsOfTheirLine()
     const QModelIndex index = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
     model.flush();
     // The child lines are built only now, after the flags changed.
-    MainWindow::global[MainWindow::Decode] = false;
-    MainWindow::global[MainWindow::HungarianNotation] = true;
+    model.setOptions(TraceOptions().with(TraceOptions::Decode, false).with(TraceOptions::HungarianNotation));
     QCOMPARE(text(model, 0, index), QStringLiteral("GetStatusReply"));
     QCOMPARE(text(model, 0, model.index(0, 0, index)), QStringLiteral("ResultCode = Ok"));
     QVERIFY(index.siblingAtColumn(TraceModel::TextColumn)

@@ -2,7 +2,6 @@
 // korv on a link, end to end: one korv process plays the controller or
 // listens, another sends, over loopback TCP, TLS and a pair of ptys.
 
-#include "app/mainwindow.h"
 #include "app/replayer.h"
 #include "app/tracemodel.h"
 #include "connection/connectionsettings.h"
@@ -344,9 +343,6 @@ void TestKorvLink::listenLogReplaysInTheWindow()
     QVERIFY(parser.parse(demoDefinitions));
     std::unique_ptr<QRV16::Item> root(parser.takeRoot());
     QRV16::TagDataLut tags(root.get());
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
     TraceModel model;
     model.setTags(&tags);
     Replayer replayer(&model);

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "app/tools.h"
+#include "widgets/windowplacement.h"
 
-#include <QDir>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QWidget>
 #include <QtTest>
 
-#include <cerrno>
-#include <cstring>
 
 namespace {
 
@@ -38,132 +35,32 @@ QRect area()
 
 } // namespace
 
-class TestTools : public QObject
+class TestWindowPlacement : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void splitCSV_data();
-    void splitCSV();
-    void escaped_data();
-    void escaped();
-    void ensureDirectorySeparator_data();
-    void ensureDirectorySeparator();
-    void paths();
-    void systemErrorString();
     void geometryRoundTrip();
     void restoreGeometry_data();
     void restoreGeometry();
-    void raiseWindowShowsMinimised();
+    void raiseShowsMinimised();
 };
 
-void TestTools::splitCSV_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QStringList>("fields");
-
-    QTest::newRow("plain fields") << "a,b,c" << QStringList{"a", "b", "c"};
-    QTest::newRow("an empty line gives no fields") << "" << QStringList{};
-    QTest::newRow("a bare line ending gives no fields") << "\r\n" << QStringList{};
-    QTest::newRow("line feed at the end is dropped") << "a,b\n" << QStringList{"a", "b"};
-    QTest::newRow("carriage return and line feed at the end are dropped") << "a,b\r\n" << QStringList{"a", "b"};
-    QTest::newRow("quoted field keeps its comma") << "\"a,b\",c" << QStringList{"a,b", "c"};
-    QTest::newRow("doubled quotes stand for one") << "\"say \"\"hi\"\"\",x" << QStringList{"say \"hi\"", "x"};
-    QTest::newRow("a line break inside quotes stays") << "\"a\nb\",c\n" << QStringList{"a\nb", "c"};
-    QTest::newRow("empty fields") << ",," << QStringList{"", "", ""};
-    QTest::newRow("a comma at the end gives a final empty field") << "a," << QStringList{"a", ""};
-    QTest::newRow("an empty quoted field") << "\"\",b" << QStringList{"", "b"};
-    QTest::newRow("a quote inside an unquoted field is text") << "a\"b,c" << QStringList{"a\"b", "c"};
-    QTest::newRow("an unterminated quote runs to the end") << "\"a,b" << QStringList{"a,b"};
-    QTest::newRow("text after a closing quote is kept") << "\"a\"x,b" << QStringList{"a" "x", "b"};
-    QTest::newRow("a log record")
-        << "2011-03-04T10:20:30.045,\"1 Con\",\"Ping=(Id=1)\",3,,\r\n"
-        << QStringList{"2011-03-04T10:20:30.045", "1 Con", "Ping=(Id=1)", "3", "", ""};
-}
-
-void TestTools::splitCSV()
-{
-    QFETCH(QString, line);
-    QFETCH(QStringList, fields);
-    QCOMPARE(Tools::splitCSV(line), fields);
-}
-
-void TestTools::escaped_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("html");
-
-    QTest::newRow("angle brackets and ampersand") << "<a & b>" << "&lt;a &amp; b&gt;";
-    QTest::newRow("quotes stay as they are") << "\"x\" 'y'" << "\"x\" 'y'";
-    QTest::newRow("an escape is escaped again") << "&lt;" << "&amp;lt;";
-    QTest::newRow("empty") << "" << "";
-    QTest::newRow("other characters unchanged") << "\u00e9\n\t" << "\u00e9\n\t";
-}
-
-void TestTools::escaped()
-{
-    QFETCH(QString, text);
-    QFETCH(QString, html);
-    QCOMPARE(Tools::escaped(text), html);
-}
-
-void TestTools::ensureDirectorySeparator_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("empty stays empty") << "" << "";
-    QTest::newRow("a slash is added") << "/home/x" << "/home/x/";
-    QTest::newRow("an ending slash stays single") << "/home/x/" << "/home/x/";
-    QTest::newRow("the root") << "/" << "/";
-    QTest::newRow("a relative name") << "logs" << "logs/";
-}
-
-void TestTools::ensureDirectorySeparator()
-{
-    QFETCH(QString, path);
-    QFETCH(QString, expected);
-    QCOMPARE(Tools::ensureDirectorySeparator(path), expected);
-}
-
-void TestTools::paths()
-{
-    const QByteArray home = qgetenv("HOME");
-    qputenv("HOME", "/srv/korv-home");
-    const QString documents = Tools::documentsPath();
-    const QString appData = Tools::appDataPath();
-    qputenv("HOME", "/");
-    const QString rootDocuments = Tools::documentsPath();
-    qputenv("HOME", home);
-    QCOMPARE(documents, QStringLiteral("/srv/korv-home/Documents"));
-    QCOMPARE(appData, QStringLiteral("/srv/korv-home"));
-    QCOMPARE(rootDocuments, QStringLiteral("/Documents"));
-    QCOMPARE(Tools::allFilesFilter(), QStringLiteral("All Files (*)"));
-}
-
-void TestTools::systemErrorString()
-{
-    QCOMPARE(Tools::systemErrorString(ENOENT), QString::fromLocal8Bit(strerror(ENOENT)));
-    errno = EACCES;
-    QCOMPARE(Tools::systemErrorString(), QString::fromLocal8Bit(strerror(EACCES)));
-    QVERIFY(!Tools::systemErrorString(123456).isEmpty());
-}
-
-void TestTools::geometryRoundTrip()
+void TestWindowPlacement::geometryRoundTrip()
 {
     QWidget saved;
     saved.move(120, 80);
     saved.resize(300, 200);
-    const QByteArray bytes = Tools::saveWidgetGeometry(&saved);
+    const QByteArray bytes = WindowPlacement::save(&saved);
     QCOMPARE(bytes, record(QPoint(120, 80), QSize(300, 200), false));
 
     QWidget restored;
-    QVERIFY(Tools::restoreWidgetGeometry(&restored, bytes));
+    QVERIFY(WindowPlacement::restore(&restored, bytes));
     QCOMPARE(restored.pos(), QPoint(120, 80));
     QCOMPARE(restored.size(), QSize(300, 200));
 }
 
-void TestTools::restoreGeometry_data()
+void TestWindowPlacement::restoreGeometry_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<bool>("restored");
@@ -223,7 +120,7 @@ void TestTools::restoreGeometry_data()
         << defaults.size() << false << QStringList{};
 }
 
-void TestTools::restoreGeometry()
+void TestWindowPlacement::restoreGeometry()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(bool, restored);
@@ -235,7 +132,7 @@ void TestTools::restoreGeometry()
     for (const QString& text : diagnostics)
         QTest::ignoreMessage(QtDebugMsg, red(text).constData());
     QWidget widget;
-    QCOMPARE(Tools::restoreWidgetGeometry(&widget, bytes), restored);
+    QCOMPARE(WindowPlacement::restore(&widget, bytes), restored);
     QCOMPARE(widget.isMaximized(), maximized);
     if (maximized) {
         QVERIFY(QGuiApplication::primaryScreen()->geometry().contains(widget.geometry()));
@@ -245,17 +142,17 @@ void TestTools::restoreGeometry()
     }
 }
 
-void TestTools::raiseWindowShowsMinimised()
+void TestWindowPlacement::raiseShowsMinimised()
 {
     QWidget widget;
     widget.resize(200, 100);
     widget.showMinimized();
     QVERIFY(widget.isMinimized());
-    Tools::raiseWindow(&widget);
+    WindowPlacement::raise(&widget);
     QVERIFY(!widget.isMinimized());
     QVERIFY(widget.isVisible());
-    Tools::raiseWindow(nullptr);
+    WindowPlacement::raise(nullptr);
 }
 
-QTEST_MAIN(TestTools)
-#include "tst_tools.moc"
+QTEST_MAIN(TestWindowPlacement)
+#include "tst_windowplacement.moc"
