@@ -286,17 +286,27 @@ void TestMainWindow::arguments_data()
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("definitions");
     QTest::addColumn<QString>("bookmarks");
-    QTest::newRow("nothing") << QStringList() << QString() << QString();
-    QTest::newRow("short forms") << QStringList{"-d", "a.qrvdef", "-b", "b.qrvbm"} << "a.qrvdef" << "b.qrvbm";
-    QTest::newRow("long forms") << QStringList{"--bookmarks", "b.qrvbm", "--definitions", "a.qrvdef"} << "a.qrvdef"
-                                << "b.qrvbm";
+    QTest::addColumn<QString>("answers");
+    QTest::addColumn<QString>("sequences");
+    const QString none;
+    QTest::newRow("nothing") << QStringList() << none << none << none << none;
+    QTest::newRow("short forms") << QStringList{"-d", "a.qrvdef", "-b", "b.qrvbm", "-a", "p.qrvans", "-s", "x.qrvseq"}
+                                 << "a.qrvdef" << "b.qrvbm" << "p.qrvans" << "x.qrvseq";
+    QTest::newRow("long forms") << QStringList{"--bookmarks", "b.qrvbm", "--definitions", "a.qrvdef", "--answers",
+                                               "p.qrvans", "--sequences", "z.qrvseq"}
+                                << "a.qrvdef" << "b.qrvbm" << "p.qrvans" << "z.qrvseq";
     QTest::newRow("the last occurrence wins")
-        << QStringList{"-d", "first.qrvdef", "--definitions", "second.qrvdef"} << "second.qrvdef" << QString();
-    QTest::newRow("an option standing last is ignored") << QStringList{"-b", "b.qrvbm", "-d"} << QString() << "b.qrvbm";
+        << QStringList{"-d", "first.qrvdef", "--definitions", "second.qrvdef"} << "second.qrvdef" << none << none
+        << none;
+    QTest::newRow("the last answers win over other options between")
+        << QStringList{"--answers", "a", "-b", "b", "--answers", "c"} << none << "b" << "c" << none;
+    QTest::newRow("an option standing last is ignored") << QStringList{"-b", "b.qrvbm", "-d"} << none << "b.qrvbm"
+                                                        << none << none;
+    QTest::newRow("answers standing last are ignored") << QStringList{"-a"} << none << none << none << none;
     QTest::newRow("other arguments are skipped")
-        << QStringList{"-style", "fusion", "-d", "a.qrvdef", "extra"} << "a.qrvdef" << QString();
+        << QStringList{"-style", "fusion", "-d", "a.qrvdef", "extra"} << "a.qrvdef" << none << none << none;
     QTest::newRow("a value that looks like an option is still a value")
-        << QStringList{"-d", "-b", "x"} << "-b" << QString();
+        << QStringList{"-d", "-b", "x"} << "-b" << none << none << none;
 }
 
 void TestMainWindow::arguments()
@@ -304,11 +314,23 @@ void TestMainWindow::arguments()
     QFETCH(QStringList, args);
     QFETCH(QString, definitions);
     QFETCH(QString, bookmarks);
+    QFETCH(QString, answers);
+    QFETCH(QString, sequences);
     QString d;
     QString b;
-    MainWindow::parseArguments(args, &d, &b);
+    QString a;
+    QString s;
+    MainWindow::parseArguments(args, &d, &b, &a, &s);
     QCOMPARE(d, definitions);
     QCOMPARE(b, bookmarks);
+    QCOMPARE(a, answers);
+    QCOMPARE(s, sequences);
+    // The files of the automation are optional to the caller.
+    QString d2;
+    QString b2;
+    MainWindow::parseArguments(args, &d2, &b2);
+    QCOMPARE(d2, definitions);
+    QCOMPARE(b2, bookmarks);
 }
 
 void TestMainWindow::firstStartDefaults()

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "app/mainwindow.h"
 #include "app/plotdock.h"
 #include "app/traceitem.h"
 #include "app/tracemodel.h"
@@ -15,11 +14,8 @@
 #include <QDateTimeAxis>
 #include <QFile>
 #include <QLineSeries>
-#include <QMenu>
-#include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryDir>
-#include <QTreeView>
 #include <QValueAxis>
 #include <QRubberBand>
 #include <QWheelEvent>
@@ -98,8 +94,6 @@ private Q_SLOTS:
     void linesLeaveAtTheLimit();
     void csvExport();
     void exportReportsFailure();
-    void contextMenuOnNumericElementsOnly_data();
-    void contextMenuOnNumericElementsOnly();
     void dockDrawsTwoTags();
     void everyTypeDrawsStacked();
     void manyPointsAreDecimated();
@@ -335,85 +329,6 @@ void TestPlot::exportReportsFailure()
     const QString png = m_dir.filePath(QStringLiteral("plot.png"));
     QVERIFY(dock.exportPng(png));
     QVERIFY(!QImage(png).isNull());
-}
-
-void TestPlot::contextMenuOnNumericElementsOnly_data()
-{
-    QTest::addColumn<int>("element"); // -1: the message line itself
-    QTest::addColumn<QString>("entry");
-
-    // Reply=(Temperature PumpMode Running Name Key Day Clock Stamp Flags Where Inner)
-    QTest::newRow("the message line") << -1 << "";
-    QTest::newRow("the message element") << -2 << "";
-    QTest::newRow("integer") << 0 << "Plot Temperature";
-    QTest::newRow("enum") << 1 << "Plot PumpMode";
-    QTest::newRow("bool") << 2 << "Plot Running";
-    QTest::newRow("string") << 3 << "";
-    QTest::newRow("secure integer") << 4 << "";
-    QTest::newRow("date") << 5 << "Plot Day";
-    QTest::newRow("time") << 6 << "Plot Clock";
-    QTest::newRow("date-time") << 7 << "Plot Stamp";
-    QTest::newRow("bits") << 8 << "Plot Flags";
-    QTest::newRow("point") << 9 << "Plot Where";
-    QTest::newRow("nested list") << 10 << "";
-}
-
-void TestPlot::contextMenuOnNumericElementsOnly()
-{
-    QFETCH(int, element);
-    QFETCH(QString, entry);
-
-    QSettings().clear();
-    const QString defs = m_dir.filePath(QStringLiteral("defs.qrvdef"));
-    {
-        QFile file(defs);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(definitions);
-    }
-    MainWindow window;
-    QVERIFY(window.loadDefinitionFile(defs));
-    TraceModel* model = window.traceModel();
-    model->clear();
-    QRV16::MessageParser parser(window.tags());
-    const QRV16::Message message = parser.parse(QStringLiteral(
-        "Reply=(Temperature=1 PumpMode=Auto Running=true Name=x Key=3 Day=2024-03-01 Clock=06:00:00 "
-        "Stamp=2024-03-01T06:00:00 Flags=Ready Where=[1, 2] Inner=(Temperature=2))"));
-    QVERIFY2(!parser.hasError(), qPrintable(parser.errorMessage()));
-    model->append(QStringLiteral("1"), QStringLiteral("connected"), ColorText);
-    model->append(QStringLiteral("1"), message, ColorMessageRx1, QDateTime());
-    model->flush();
-    auto* view = window.findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
-    QVERIFY(view);
-    const QModelIndex line = view->model()->index(view->model()->rowCount() - 1, 0);
-    // The line's one element is the Reply, which holds the rest.
-    const QModelIndex reply = view->model()->index(0, 0, line);
-    const QModelIndex index = element == -1 ? line : element == -2 ? reply : view->model()->index(element, 0, reply);
-    QVERIFY(index.isValid());
-
-    std::unique_ptr<QMenu> menu(window.createTraceMenu(index));
-    QStringList plots;
-    QAction* plot = nullptr;
-    for (QAction* action : menu->actions()) {
-        if (action->text().startsWith(QLatin1String("Plot "))) {
-            plots << action->text();
-            plot = action;
-        }
-    }
-    QCOMPARE(plots, entry.isEmpty() ? QStringList() : QStringList{entry});
-    // The trace's own entries stay.
-    QVERIFY(menu->actions().size() > 3);
-    // The status line has no entry either.
-    std::unique_ptr<QMenu> status(window.createTraceMenu(view->model()->index(0, 0)));
-    for (QAction* action : status->actions())
-        QVERIFY(!action->text().startsWith(QLatin1String("Plot ")));
-
-    if (!plot)
-        return;
-    QVERIFY(!window.plotDock());
-    plot->trigger();
-    QVERIFY(window.plotDock());
-    QCOMPARE(window.plotDock()->plotter()->name(0), entry.mid(5));
-    QCOMPARE(window.plotDock()->plotter()->pointCount(0), 1);
 }
 
 void TestPlot::dockDrawsTwoTags()

@@ -5,7 +5,6 @@
 #include "app/answerparser.h"
 #include "app/autoanswer.h"
 #include "app/channel.h"
-#include "app/mainwindow.h"
 #include "app/tracemodel.h"
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkparser.h"
@@ -32,8 +31,6 @@ private Q_SLOTS:
     void initTestCase();
     void fileReadsCleanly();
     void answersEveryBookmarkedRequest();
-    void answersOption_data();
-    void answersOption();
 
 private:
     std::unique_ptr<QRV16::TagDataLut> m_tags;
@@ -121,30 +118,6 @@ void TestPumpStation::answersEveryBookmarkedRequest()
     }
     QVERIFY(requests >= 8);
     QCOMPARE(problems.count(), 0);
-}
-
-void TestPumpStation::answersOption_data()
-{
-    QTest::addColumn<QStringList>("args");
-    QTest::addColumn<QString>("answers");
-    QTest::newRow("none") << QStringList{QStringLiteral("-d"), QStringLiteral("x")} << QString();
-    QTest::newRow("short") << QStringList{QStringLiteral("-a"), QStringLiteral("p.qrvans")} << "p.qrvans";
-    QTest::newRow("long, last wins") << QStringList{QStringLiteral("--answers"), QStringLiteral("a"),
-                                                    QStringLiteral("-b"), QStringLiteral("b"),
-                                                    QStringLiteral("--answers"), QStringLiteral("c")}
-                                     << "c";
-    QTest::newRow("without value") << QStringList{QStringLiteral("-a")} << QString();
-}
-
-void TestPumpStation::answersOption()
-{
-    QFETCH(QStringList, args);
-    QFETCH(QString, answers);
-    QString d;
-    QString b;
-    QString a;
-    MainWindow::parseArguments(args, &d, &b, &a);
-    QCOMPARE(a, answers);
 }
 
 QTEST_MAIN(TestPumpStation)

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "app/stylesettings.h"
 #include "app/logrecord.h"
-#include "app/tracedelegate.h"
+#include "app/stylesettings.h"
 #include "app/tracemodel.h"
 
 #include "qrv16/item.h"
@@ -11,8 +10,6 @@
 
 #include <QAbstractItemModelTester>
 #include <QDir>
-#include <QImage>
-#include <QPainter>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -129,8 +126,6 @@ private Q_SLOTS:
     void batchesAreFiftyMillisecondsApart();
     void waitingLineCanBeCountedAndRemoved();
     void hasChildrenWithoutBuildingThem();
-    void separatorPainting_data();
-    void separatorPainting();
     void liveLinesWaitBehindABlock();
     void heldLinesKeepTheirIndexes();
     void takenLinesComeBack_data();
@@ -985,78 +980,6 @@ void TestTraceModel::hasChildrenWithoutBuildingThem()
     QVERIFY(model.hasChildren(model.index(4, 0)));
     // Attached last: it walks the tree and builds every child line.
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-}
-
-void TestTraceModel::separatorPainting_data()
-{
-    QTest::addColumn<int>("column");
-    QTest::addColumn<bool>("selected");
-    QTest::addColumn<int>("left");  // first x with dots
-    QTest::addColumn<int>("right"); // last x with dots
-
-    QTest::newRow("first column is indented at the left") << 0 << false << 4 << 99;
-    QTest::newRow("middle column runs through") << 1 << false << 0 << 99;
-    QTest::newRow("last column is indented at the right") << 3 << false << 0 << 95;
-    QTest::newRow("selected cell in the highlight colours") << 1 << true << 0 << 99;
-}
-
-void TestTraceModel::separatorPainting()
-{
-    QFETCH(int, column);
-    QFETCH(bool, selected);
-    QFETCH(int, left);
-    QFETCH(int, right);
-
-    TraceModel model;
-    const QModelIndex separator = model.appendSeparator().siblingAtColumn(column);
-    TraceDelegate delegate;
-    QStyleOptionViewItem option;
-    option.rect = QRect(0, 0, 100, 20);
-    option.palette.setColor(QPalette::Text, Qt::black);
-    option.palette.setColor(QPalette::Highlight, Qt::blue);
-    option.palette.setColor(QPalette::HighlightedText, Qt::yellow);
-    if (selected)
-        option.state |= QStyle::State_Selected;
-
-    QImage image(100, 20, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    {
-        QPainter painter(&image);
-        delegate.paint(&painter, option, separator);
-    }
-    const QColor background = selected ? QColor(Qt::blue) : QColor(Qt::white);
-    const QColor ink = selected ? QColor(Qt::yellow) : QColor(Qt::black);
-    const int middle = option.rect.center().y();
-    int first = -1;
-    int last = -1;
-    for (int x = 0; x < 100; ++x) {
-        for (int y = 0; y < 20; ++y) {
-            const QColor pixel = image.pixelColor(x, y);
-            if (y == middle) {
-                if (pixel == ink) {
-                    if (first < 0)
-                        first = x;
-                    last = x;
-                }
-            } else {
-                QCOMPARE(pixel, background);
-            }
-        }
-    }
-    QVERIFY(first >= left && first <= left + 3);
-    QVERIFY(last <= right && last >= right - 3);
-
-    // A line with text is left to the default painting: no rule.
-    const QModelIndex line = model.append(QStringLiteral("1"), QStringLiteral("x"), ColorText, base)
-                                 .siblingAtColumn(column);
-    image.fill(Qt::white);
-    {
-        QPainter painter(&image);
-        option.state &= ~QStyle::State_Selected;
-        delegate.paint(&painter, option, line);
-    }
-    for (int x = 50; x < 100; ++x)
-        QVERIFY(image.pixelColor(x, middle) != ink);
 }
 
 // Lines appended between the turns of a replay stay out of sight and out of
