@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/channelactions.h"
 
-#include "app/channel.h"
+#include "trace/channel.h"
 
 #include "connection/connection.h"
 #include "connection/widgets/certificatedialog.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/traceoptions.h"
+#include "trace/traceoptions.h"
 
 #include <QObject>
 

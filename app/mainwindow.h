@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/stylesettings.h"
-#include "app/traceoptions.h"
+#include "trace/stylesettings.h"
+#include "trace/traceoptions.h"
 
 #include <QByteArray>
 #include <QList>

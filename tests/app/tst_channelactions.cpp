@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "app/channel.h"
 #include "app/channelactions.h"
+#include "trace/channel.h"
 
 #include "connection/connection.h"
 #include "connection/widgets/certificatedialog.h"

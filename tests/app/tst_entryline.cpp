@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "app/channel.h"
 #include "app/mainwindow.h"
-#include "app/tracemodel.h"
+#include "trace/channel.h"
+#include "trace/tracemodel.h"
 
 #include "bookmarks/bookmarklist.h"
 #include "connection/connection.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
-#include "tests/app/tracelines.h"
-#include "tests/pty.h"
+#include "tests/support/pty.h"
+#include "tests/support/tracelines.h"
 
 #include <QAbstractItemView>
 #include <QAction>

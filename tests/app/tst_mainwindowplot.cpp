@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/mainwindow.h"
-#include "app/plotdock.h"
-#include "app/tracemodel.h"
-#include "app/traceplotter.h"
+#include "trace/tracemodel.h"
+#include "trace/traceplotter.h"
+#include "trace/widgets/plotdock.h"
 
 #include "qrv16/messageparser.h"
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "loopback.h"
-#include "tracelines.h"
+#include "tests/support/loopback.h"
+#include "tests/support/tracelines.h"
 
-#include "app/autoanswer.h"
-#include "app/channel.h"
 #include "app/mainwindow.h"
-#include "app/sequencedock.h"
-#include "app/tracemodel.h"
+#include "automation/autoanswer.h"
+#include "automation/widgets/sequencedock.h"
 #include "bookmarks/bookmarklist.h"
-#include "tests/stallmeter.h"
+#include "tests/support/stallmeter.h"
+#include "trace/channel.h"
+#include "trace/tracemodel.h"
 
 #include <QAction>
 #include <QApplication>

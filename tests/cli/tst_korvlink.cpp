@@ -2,18 +2,18 @@
 // korv on a link, end to end: one korv process plays the controller or
 // listens, another sends, over loopback TCP, TLS and a pair of ptys.
 
-#include "app/replayer.h"
-#include "app/tracemodel.h"
 #include "connection/connectionsettings.h"
 #include "qrv16/item.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/parser.h"
 #include "qrv16/pcapngwriter.h"
 #include "qrv16/tagdatalut.h"
-#include "tests/app/tracelines.h"
 #include "tests/cli/korvrun.h"
-#include "tests/pcapngreader.h"
-#include "tests/pty.h"
+#include "tests/support/pcapngreader.h"
+#include "tests/support/pty.h"
+#include "tests/support/tracelines.h"
+#include "trace/replayer.h"
+#include "trace/tracemodel.h"
 
 #include <QRegularExpression>
 #include <QXmlStreamReader>
