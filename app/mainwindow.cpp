@@ -30,7 +30,6 @@
 #include "bookmarks/bookmarkwriter.h"
 #include "connection/connection.h"
 #include "editor/editorwindow.h"
-#include "files/systemerror.h"
 #include "qrv16/item.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/parser.h"
@@ -61,9 +60,6 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
-#include <cerrno>
-#include <cstdio>
-
 namespace {
 
 const char* const Main = "Main";
@@ -76,11 +72,6 @@ const char* const Sequences = "Sequences";
 QString source(const char* name)
 {
     return QString::fromLatin1(name);
-}
-
-QString errnoText()
-{
-    return SystemError::last();
 }
 
 } // namespace
@@ -941,31 +932,9 @@ void MainWindow::onOpenBookmarks()
 
 bool MainWindow::saveBookmarks(const QString& path)
 {
-    const QString temporary = path + QStringLiteral(".tmp");
-    const QString backup = path + QStringLiteral(".bak");
     BookmarkWriter writer;
-    if (!writer.write(m_bookmarks, temporary)) {
+    if (!writer.write(m_bookmarks, path)) {
         message(writer.errorString(), ColorError, source(Bookmarks));
-        return false;
-    }
-    const QByteArray target = QFile::encodeName(path);
-    const QByteArray old = QFile::encodeName(backup);
-    const QByteArray fresh = QFile::encodeName(temporary);
-    if (QFile::exists(backup) && std::remove(old.constData()) != 0) {
-        message(tr("Could not delete old backup %1: %2").arg(QDir::toNativeSeparators(backup), errnoText()),
-                ColorError, source(Bookmarks));
-        return false;
-    }
-    if (QFile::exists(path) && std::rename(target.constData(), old.constData()) != 0) {
-        message(tr("Could not rename %1 to %2: %3")
-                    .arg(QDir::toNativeSeparators(path), QDir::toNativeSeparators(backup), errnoText()),
-                ColorError, source(Bookmarks));
-        return false;
-    }
-    if (std::rename(fresh.constData(), target.constData()) != 0) {
-        message(tr("Could not rename %1 to %2: %3")
-                    .arg(QDir::toNativeSeparators(temporary), QDir::toNativeSeparators(path), errnoText()),
-                ColorError, source(Bookmarks));
         return false;
     }
     m_bookmarks->setClean();

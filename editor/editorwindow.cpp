@@ -8,6 +8,7 @@
 #include "editor/highlighterc.h"
 #include "editor/highlighterlua.h"
 #include "editor/rowtreeview.h"
+#include "files/savefile.h"
 #include "qrv16/parser.h"
 #include "writers/writerxml.h"
 
@@ -444,30 +445,11 @@ bool EditorWindow::save(const QString& path)
 
 bool EditorWindow::dosave(const QString& path)
 {
-    const QString tmp = path + QStringLiteral(".tmp");
-    const QString bak = path + QStringLiteral(".bak");
     WriterXml writer;
-    if (!writer.write(m_model->root(), tmp)) {
-        error(writer.formatError());
-        return false;
-    }
-    if (QFile::exists(bak)) {
-        QFile old(bak);
-        if (!old.remove()) {
-            error(tr("Could not delete old backup %1: %2").arg(bak, old.errorString()));
-            return false;
-        }
-    }
-    if (QFile::exists(path)) {
-        QFile current(path);
-        if (!current.rename(bak)) {
-            error(tr("Could not rename %1 to %2: %3").arg(path, bak, current.errorString()));
-            return false;
-        }
-    }
-    QFile written(tmp);
-    if (!written.rename(path)) {
-        error(tr("Could not rename %1 to %2: %3").arg(tmp, path, written.errorString()));
+    const QByteArray bytes = writer.encode(m_model->root(), path);
+    QString failure = writer.formatError();
+    if (!failure.isEmpty() || !SaveFile::write(path, bytes, &failure)) {
+        error(failure);
         return false;
     }
     m_undo->setClean();

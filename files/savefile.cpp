@@ -6,7 +6,9 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
+#include <cerrno>
 #include <cstdio>
 #include <unistd.h>
 
@@ -31,6 +33,9 @@ bool SaveFile::write(const QString& path, const QByteArray& bytes, QString* erro
             *error = text;
         return false;
     };
+    // A folder of that name would be moved aside as the backup.
+    if (QFileInfo(path).isDir())
+        return fail(tr("Cannot open %1 for writing: %2").arg(native(path), SystemError::text(EISDIR)));
     const QString temporary = path + QStringLiteral(".tmp");
     const QString backup = path + QStringLiteral(".bak");
     QFile file(temporary);

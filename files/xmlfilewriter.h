@@ -18,8 +18,9 @@ public:
     // Ends the root element and the document.
     QByteArray finish();
 
-    // XML 1.0 cannot hold control characters; a file holding one could not
-    // be read back.
+    // The text without what XML 1.0 cannot hold (control characters, lone
+    // surrogates, U+FFFE and U+FFFF): a file holding one could not be read
+    // back. Every text a file keeps goes through here.
     static QString text(const QString& text);
 
 private:

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -38,6 +39,7 @@ private Q_SLOTS:
     void oldFileBecomesTheBackup();
     void failedStepKeepsTheOldFile_data();
     void failedStepKeepsTheOldFile();
+    void folderWhereTheFileShouldGoStays();
     void systemErrorTexts();
 
 private:
@@ -96,6 +98,21 @@ void TestSaveFile::failedStepKeepsTheOldFile()
         QCOMPARE(readFile(path + QStringLiteral(".tmp")), QByteArray("new"));
     // Without a place for the text, a failure is still a failure.
     QVERIFY(!SaveFile::write(path, "new", nullptr));
+}
+
+// A folder is never taken for the old file: it would be moved aside as
+// the backup and the new file put in its place.
+void TestSaveFile::folderWhereTheFileShouldGoStays()
+{
+    const QString path = m_dir->filePath(QStringLiteral("folder"));
+    QVERIFY(QDir(m_dir->path()).mkpath(QStringLiteral("folder/inside")));
+    QString shown;
+    QVERIFY(!SaveFile::write(path, "new", &shown));
+    QVERIFY2(shown.startsWith(QStringLiteral("Cannot open %1 for writing: ").arg(QDir::toNativeSeparators(path))),
+             qPrintable(shown));
+    QVERIFY(QFileInfo(path + QStringLiteral("/inside")).isDir());
+    QCOMPARE(QDir(m_dir->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+             QStringList{QStringLiteral("folder")});
 }
 
 void TestSaveFile::systemErrorTexts()
