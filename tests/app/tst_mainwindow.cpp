@@ -20,6 +20,8 @@
 #include "qrv16/item.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/app/windowlinks.h"
+#include "tests/support/files.h"
 #include "tests/support/pty.h"
 #include "tests/support/tracelines.h"
 
@@ -69,18 +71,6 @@ const char bookmarkFile[] = R"(<?xml version="1.0"?>
   </bookmark>
 </qrvbm>
 )";
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 // Answers the next message box with `button` once it is up.
 void answerMessageBox(QMessageBox::StandardButton button, bool* asked)
@@ -265,20 +255,7 @@ void TestMainWindow::cleanup()
 
 std::unique_ptr<MainWindow> TestMainWindow::makeWindow()
 {
-    auto window = std::make_unique<MainWindow>();
-    // Keep the deferred start-up from connecting channels behind the test's back.
-    // Both channels get an open link, since a channel that is not connected
-    // sends nothing; the settings store is left as it was.
-    for (int number : {1, 2}) {
-        m_lines.push_back(std::make_unique<korvtest::Pty>());
-        ConnectionSettings settings;
-        settings.setMode(ConnectionSettings::SerialMode);
-        settings.setSerialPort(m_lines.back()->name());
-        window->channel(number)->connection()->setSettings(settings);
-        window->channel(number)->connection()->connect();
-    }
-    window->traceModel()->clear();
-    return window;
+    return windowWithLinks(&m_lines);
 }
 
 void TestMainWindow::arguments_data()

@@ -5,6 +5,7 @@
 #include "trace/widgets/plotdock.h"
 
 #include "qrv16/messageparser.h"
+#include "tests/support/plotdefinitions.h"
 
 #include <QFile>
 #include <QMenu>
@@ -15,38 +16,6 @@
 #include <QtTest>
 
 #include <memory>
-
-namespace {
-
-const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
-<qrv16>
-  <tag name="Reply" id="0xE001"/>
-  <tag name="Inner" id="0xC001"/>
-  <tag name="Temperature" id="0x1001"/>
-  <tag name="PumpMode" id="0x1002">
-    <enums>
-      <enum name="Off" id="0"/>
-      <enum name="Auto" id="1"/>
-      <enum name="Service" id="5"/>
-    </enums>
-  </tag>
-  <tag name="Running" id="0x2001"/>
-  <tag name="Name" id="0x3001"/>
-  <tag name="Key" id="0x1003" secure="true"/>
-  <tag name="Day" id="0x4001"/>
-  <tag name="Clock" id="0x5001"/>
-  <tag name="Stamp" id="0x6001"/>
-  <tag name="Flags" id="0x7001">
-    <bits>
-      <bit name="Ready" id="0"/>
-      <bit name="Fault" id="3"/>
-    </bits>
-  </tag>
-  <tag name="Where" id="0x8001"/>
-</qrv16>
-)";
-
-} // namespace
 
 // The trace's context menu offers a plot for what can be plotted and opens
 // the plot dock with it.
@@ -103,7 +72,7 @@ void TestMainWindowPlot::contextMenuOnNumericElementsOnly()
     {
         QFile file(defs);
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(definitions);
+        file.write(plotDefinitions);
     }
     MainWindow window;
     QVERIFY(window.loadDefinitionFile(defs));

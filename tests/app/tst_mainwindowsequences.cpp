@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/loopback.h"
-#include "tests/support/tracelines.h"
-
 #include "app/mainwindow.h"
 #include "automation/autoanswer.h"
 #include "automation/widgets/sequencedock.h"
 #include "bookmarks/bookmarklist.h"
-#include "tests/support/stallmeter.h"
 #include "trace/channel.h"
 #include "trace/tracemodel.h"
+#include "tests/support/loopback.h"
+#include "tests/support/sequencesteps.h"
+#include "tests/support/stallmeter.h"
+#include "tests/support/tracelines.h"
 
 #include <QAction>
 #include <QApplication>
@@ -27,19 +27,6 @@ namespace {
 
 const QString answersPath = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvans");
 const QString sequencesPath = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvseq");
-
-QStringList stepTexts(const SequenceDock& dock)
-{
-    QStringList out;
-    for (const SequenceStep& step : dock.sequences().value(dock.currentSequence()).steps)
-        out << step.toText();
-    return out;
-}
-
-QAction* action(const QObject* owner, const char* name)
-{
-    return owner->findChild<QAction*>(QLatin1String(name));
-}
 
 } // namespace
 

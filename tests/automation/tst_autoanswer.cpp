@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/demotags.h"
-#include "tests/support/loopback.h"
-
 #include "automation/autoanswer.h"
 #include "trace/channel.h"
 #include "trace/tracemodel.h"
+#include "tests/support/definitions.h"
+#include "tests/support/loopback.h"
 
 #include <QAbstractItemModelTester>
 #include <QElapsedTimer>
@@ -53,10 +52,7 @@ private:
     int count(const QString& source, const QString& prefix) const;
 
     std::unique_ptr<QRV16::TagDataLut> m_tags;
-    std::unique_ptr<TraceModel> m_model;
-    std::unique_ptr<QAbstractItemModelTester> m_tester;
-    std::unique_ptr<Channel> m_one;
-    std::unique_ptr<Channel> m_two;
+    std::unique_ptr<LoopbackPair> m_pair;
     std::unique_ptr<AutoAnswer> m_auto;
 };
 
@@ -69,37 +65,27 @@ void TestAutoAnswer::initTestCase()
 
 void TestAutoAnswer::init()
 {
-    m_model = std::make_unique<TraceModel>();
-    m_model->setTags(m_tags.get());
-    m_tester = std::make_unique<QAbstractItemModelTester>(m_model.get(),
-                                                          QAbstractItemModelTester::FailureReportingMode::QtTest);
-    m_one = std::make_unique<Channel>(1);
-    m_two = std::make_unique<Channel>(2);
-    m_one->setModel(m_model.get());
-    m_two->setModel(m_model.get());
-    connectLoopback(m_one.get(), m_two.get());
+    m_pair = std::make_unique<LoopbackPair>(m_tags.get());
+    m_pair->connect();
     if (QTest::currentTestFailed())
         return;
     m_auto = std::make_unique<AutoAnswer>();
-    m_auto->setPorts(m_one.get(), m_two.get());
+    m_auto->setPorts(&m_pair->one, &m_pair->two);
     m_auto->setTags(m_tags.get());
 }
 
 void TestAutoAnswer::cleanup()
 {
     m_auto.reset();
-    m_one.reset();
-    m_two.reset();
-    m_tester.reset();
-    m_model.reset();
+    m_pair.reset();
 }
 
 int TestAutoAnswer::count(const QString& source, const QString& prefix) const
 {
     int n = 0;
-    for (int row = 0; row < m_model->lineCount(); ++row) {
-        if (m_model->index(row, TraceModel::SourceColumn).data().toString() == source &&
-            m_model->index(row, TraceModel::TextColumn).data().toString().startsWith(prefix))
+    for (int row = 0; row < m_pair->model.lineCount(); ++row) {
+        if (m_pair->model.index(row, TraceModel::SourceColumn).data().toString() == source &&
+            m_pair->model.index(row, TraceModel::TextColumn).data().toString().startsWith(prefix))
             ++n;
     }
     return n;
@@ -118,7 +104,7 @@ void TestAutoAnswer::answersWithinTheDelay()
     m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Ok)"), 2, delay)});
     QElapsedTimer clock;
     clock.start();
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
     QTRY_COMPARE_WITH_TIMEOUT(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 1, 5000);
     const qint64 elapsed = clock.elapsed();
     QVERIFY2(elapsed >= delay, qPrintable(QString::number(elapsed)));
@@ -133,9 +119,9 @@ void TestAutoAnswer::copiesRequestValues()
                            QStringLiteral("SetPumpModeReply=(PumpId=${PumpId} ResultCode=Denied)"), 2),
                       rule(QStringLiteral("SetPumpMode"),
                            QStringLiteral("SetPumpModeReply=(PumpId=${PumpId} ResultCode=Ok)"), 2)});
-    QVERIFY(m_one->sendMessage(QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service)")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service)")));
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("SetPumpModeReply=(PumpId=2 ResultCode=Denied)")), 1);
-    QVERIFY(m_one->sendMessage(QStringLiteral("SetPumpMode=(PumpId=1 PumpMode=Auto)")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("SetPumpMode=(PumpId=1 PumpMode=Auto)")));
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("SetPumpModeReply=(PumpId=1 ResultCode=Ok)")), 1);
     // Both rules match the first request: only the first answers it.
     QCOMPARE(m_auto->fired(0), 1);
@@ -152,8 +138,8 @@ void TestAutoAnswer::countLimit()
     m_auto->setRules({limited, rule(QStringLiteral("GetStatus=(PumpId=1)"), QStringLiteral("GetStatusReply=(ResultCode=Busy)"), 2),
                       rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2)});
     for (int i = 0; i < 4; ++i)
-        QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus=(PumpId=1)")));
-    QVERIFY(m_one->sendMessage(QStringLiteral("Login")));
+        QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus=(PumpId=1)")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
     // The Login answer comes after the GetStatus ones would have.
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 1);
     QCOMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply=(ResultCode=Ok)")), 2);
@@ -161,7 +147,7 @@ void TestAutoAnswer::countLimit()
     QCOMPARE(m_auto->fired(0), 2);
     // New rules start counting afresh.
     m_auto->setRules({limited});
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply=(ResultCode=Ok)")), 3);
 }
 
@@ -170,17 +156,17 @@ void TestAutoAnswer::onOff()
     AnswerRule off = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Busy)"), 2);
     off.enabled = false;
     m_auto->setRules({off, rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2)});
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
-    QVERIFY(m_one->sendMessage(QStringLiteral("Login")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 1);
     QCOMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 0);
 
     // The whole engine off: nothing, not even answers already waiting.
     m_auto->setRules({rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2, 100)});
-    QVERIFY(m_one->sendMessage(QStringLiteral("Login")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
     QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("Login")), 3);
     m_auto->setEnabled(false);
-    QVERIFY(m_one->sendMessage(QStringLiteral("Login")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
     QTest::qWait(300);
     QCOMPARE(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 1);
 }
@@ -188,8 +174,8 @@ void TestAutoAnswer::onOff()
 void TestAutoAnswer::channelFilter()
 {
     m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply"), 1)});
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
-    QVERIFY(m_two->sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->two.sendMessage(QStringLiteral("GetStatus")));
     // Received on 1, so answered on 1 and received on 2.
     QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 1);
     QTest::qWait(100);
@@ -202,7 +188,7 @@ void TestAutoAnswer::noAnswerToAnAnswer()
     // Request and answer match the same rule on either channel: without
     // the guard the pair would echo it forever.
     m_auto->setRules({rule(QStringLiteral("Login"), QStringLiteral("Login=(Operator=${Operator})"))});
-    QVERIFY(m_one->sendMessage(QStringLiteral("Login=(Operator=\"a\")")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login=(Operator=\"a\")")));
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("Login")), 2);
     QTest::qWait(300);
     QCOMPARE(count(QStringLiteral("1"), QStringLiteral("Login")), 2); // sent, answer received
@@ -242,16 +228,16 @@ void TestAutoAnswer::badAnswerIsReported()
                             "\"GetStatusReply=(Nope=1)\""));
     QVERIFY(messages.at(2).at(0).toString().startsWith(QStringLiteral("Answer rule 4: Tag Nope not defined")));
     // The rule that does not read still takes its turn, without a word.
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
 
     // A value to copy that a request lacks is said once for the rule.
     m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(PumpId=${PumpId})"), 2)});
     QCOMPARE(messages.count(), 3);
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
     QTRY_COMPARE(messages.count(), 4);
     QVERIFY(messages.at(3).at(0).toString().contains(QStringLiteral("has no PumpId")));
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus=(PumpId=4)")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus=(PumpId=4)")));
     QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply=(PumpId=4)")), 1);
     QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 1);
     QCOMPARE(messages.count(), 4);
@@ -261,7 +247,7 @@ void TestAutoAnswer::answerBeyond32BitsIsRefused()
 {
     QSignalSpy messages(m_auto.get(), &AutoAnswer::message);
     m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(PumpId=4294967296)"), 2)});
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
     QTRY_COMPARE(messages.count(), 1);
     QVERIFY2(messages.at(0).at(0).toString().contains(QStringLiteral("Value out of range at column 24")),
              qPrintable(messages.at(0).at(0).toString()));
@@ -273,13 +259,13 @@ void TestAutoAnswer::toolTipMarksAutomaticLines()
     AnswerRule named = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply"), 2);
     named.name = QStringLiteral("status");
     m_auto->setRules({named});
-    QVERIFY(m_one->sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 1);
-    for (int row = 0; row < m_model->lineCount(); ++row) {
-        const QString source = m_model->index(row, TraceModel::SourceColumn).data().toString();
-        const QString tip = m_model->index(row, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+    for (int row = 0; row < m_pair->model.lineCount(); ++row) {
+        const QString source = m_pair->model.index(row, TraceModel::SourceColumn).data().toString();
+        const QString tip = m_pair->model.index(row, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
         const bool automatic = source == QLatin1String("2") &&
-                               m_model->index(row, TraceModel::TextColumn).data().toString().startsWith(
+                               m_pair->model.index(row, TraceModel::TextColumn).data().toString().startsWith(
                                    QLatin1String("GetStatusReply"));
         QVERIFY2(tip.startsWith(QStringLiteral("Sent automatically by answer rule \"status\"\n")) == automatic,
                  qPrintable(source + QLatin1Char('|') + tip));

@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/demotags.h"
-#include "tests/support/loopback.h"
-
 #include "automation/answerparser.h"
 #include "automation/autoanswer.h"
 #include "bookmarks/bookmarklist.h"
@@ -9,6 +6,8 @@
 #include "qrv16/messageparser.h"
 #include "trace/channel.h"
 #include "trace/tracemodel.h"
+#include "tests/support/definitions.h"
+#include "tests/support/loopback.h"
 
 #include <QAction>
 #include <QSettings>
@@ -68,15 +67,12 @@ void TestPumpStation::fileReadsCleanly()
 
 void TestPumpStation::answersEveryBookmarkedRequest()
 {
-    TraceModel model;
-    model.setTags(m_tags.get());
-    Channel one(1);
-    Channel two(2);
-    one.setModel(&model);
-    two.setModel(&model);
-    connectLoopback(&one, &two);
+    LoopbackPair pair(m_tags.get());
+    pair.connect();
     if (QTest::currentTestFailed())
         return;
+    Channel& one = pair.one;
+    Channel& two = pair.two;
 
     AnswerParser parser;
     QVERIFY(parser.parse(answersPath));

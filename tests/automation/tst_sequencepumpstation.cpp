@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/demotags.h"
-#include "tests/support/loopback.h"
-
 #include "automation/answerparser.h"
 #include "automation/autoanswer.h"
 #include "automation/sequenceparser.h"
 #include "automation/sequencerunner.h"
 #include "trace/channel.h"
 #include "trace/tracemodel.h"
+#include "tests/support/definitions.h"
+#include "tests/support/loopback.h"
 
 #include <QSettings>
 #include <QStandardPaths>
@@ -75,15 +74,12 @@ void TestSequencePumpStation::againstController()
     QFETCH(int, fails);
     QFETCH(QString, arrived);
 
-    TraceModel model;
-    model.setTags(m_tags.get());
-    Channel one(1);
-    Channel two(2);
-    one.setModel(&model);
-    two.setModel(&model);
-    connectLoopback(&one, &two);
+    LoopbackPair pair(m_tags.get());
+    pair.connect();
     if (QTest::currentTestFailed())
         return;
+    Channel& one = pair.one;
+    Channel& two = pair.two;
 
     AnswerParser answers;
     QVERIFY(answers.parse(answersPath));

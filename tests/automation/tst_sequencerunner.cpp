@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/demotags.h"
-
 #include "automation/messageport.h"
 #include "automation/sequencerunner.h"
 #include "qrv16/messageparser.h"
+#include "tests/support/definitions.h"
 #include "tests/support/stallmeter.h"
 
 #include <QElapsedTimer>

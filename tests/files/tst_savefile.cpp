@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "files/savefile.h"
 #include "files/systemerror.h"
+#include "tests/support/files.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,22 +12,6 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
-
-namespace {
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-} // namespace
 
 class TestSaveFile : public QObject
 {

@@ -4,11 +4,11 @@
 
 #include "connection/ansitext.h"
 #include "connection/connection.h"
-#include "qrv16/item.h"
 #include "qrv16/messageparser.h"
-#include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
 #include "tests/connection/testsupport.h"
+#include "tests/support/definitions.h"
+#include "tests/support/loopback.h"
 #include "tests/support/pty.h"
 
 #include <QAbstractItemModelTester>
@@ -119,7 +119,6 @@ private:
         m_channel->setOptions(m_channel->options().with(flag, on));
     }
 
-    std::unique_ptr<QRV16::Item> m_root;
     std::unique_ptr<QRV16::TagDataLut> m_tags;
     std::unique_ptr<TraceModel> m_model;
     std::unique_ptr<QAbstractItemModelTester> m_tester;
@@ -132,10 +131,7 @@ void TestChannel::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QSettings().clear();
-    QRV16::Parser parser;
-    QVERIFY2(parser.parse(QByteArray(definitions)), qPrintable(parser.formatError()));
-    m_root.reset(parser.takeRoot());
-    m_tags = std::make_unique<QRV16::TagDataLut>(m_root.get());
+    m_tags = tagsOf(definitions);
 }
 
 void TestChannel::init()
@@ -511,18 +507,12 @@ void TestChannel::linkRelaysToTheOtherChannel()
     QFETCH(bool, paused);
     // Channel 2 is a client of a plain server that stands for the far peer.
     QTcpServer peer;
-    QVERIFY(peer.listen(QHostAddress::LocalHost));
     Channel other(2);
     other.setModel(m_model.get());
-    ConnectionSettings clientSide;
-    clientSide.setMode(ConnectionSettings::ClientMode);
-    clientSide.setClientAddress(QStringLiteral("127.0.0.1"));
-    clientSide.setClientPort(peer.serverPort());
-    other.setSettings(clientSide);
-    other.connect();
-    QTRY_VERIFY(peer.hasPendingConnections());
-    std::unique_ptr<QTcpSocket> far(peer.nextPendingConnection());
-    QTRY_VERIFY(other.connection()->isConnected());
+    std::unique_ptr<QTcpSocket> far;
+    connectToPeer(&other, &peer, &far);
+    if (QTest::currentTestFailed())
+        return;
 
     m_channel->setLinkedChannel(&other);
     setOption(TraceOptions::LinkChannels, linked);
@@ -696,18 +686,12 @@ void TestChannel::replayReachesOnlyTheTrace()
 {
     QFETCH(bool, paused);
     QTcpServer peer;
-    QVERIFY(peer.listen(QHostAddress::LocalHost));
     Channel other(2);
     other.setModel(m_model.get());
-    ConnectionSettings clientSide;
-    clientSide.setMode(ConnectionSettings::ClientMode);
-    clientSide.setClientAddress(QStringLiteral("127.0.0.1"));
-    clientSide.setClientPort(peer.serverPort());
-    other.setSettings(clientSide);
-    other.connect();
-    QTRY_VERIFY(peer.hasPendingConnections());
-    std::unique_ptr<QTcpSocket> far(peer.nextPendingConnection());
-    QTRY_VERIFY(other.connection()->isConnected());
+    std::unique_ptr<QTcpSocket> far;
+    connectToPeer(&other, &peer, &far);
+    if (QTest::currentTestFailed())
+        return;
     m_channel->setLinkedChannel(&other);
     setOption(TraceOptions::LinkChannels, true);
     setOption(TraceOptions::Pause, paused);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "trace/logwriter.h"
 #include "trace/tracemodel.h"
+#include "tests/support/files.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -10,12 +11,6 @@
 namespace {
 
 const QDateTime base(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 } // namespace
 

@@ -3,9 +3,9 @@
 #include "trace/replayer.h"
 #include "trace/tracemodel.h"
 
-#include "qrv16/item.h"
-#include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
+#include "tests/support/files.h"
 #include "tests/support/tracelines.h"
 
 #include <QAbstractItemModelTester>
@@ -27,12 +27,6 @@ const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
 )";
 
 const char goodRecord[] = "2011-03-04T10:20:30.045,\"1\",\"PumpId=4\",7,,\n";
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
 
 QByteArray manyRecords(int count)
 {
@@ -68,7 +62,6 @@ private:
     void run(Replayer::Mode mode, const QByteArray& content, QStringList* shown, bool* completed);
 
     QTemporaryDir m_dir;
-    std::unique_ptr<QRV16::Item> m_root;
     std::unique_ptr<QRV16::TagDataLut> m_tags;
     std::unique_ptr<TraceModel> m_model;
     std::unique_ptr<QAbstractItemModelTester> m_tester;
@@ -80,10 +73,7 @@ void TestReplayer::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QSettings().clear();
-    QRV16::Parser parser;
-    QVERIFY2(parser.parse(QByteArray(definitions)), qPrintable(parser.formatError()));
-    m_root.reset(parser.takeRoot());
-    m_tags = std::make_unique<QRV16::TagDataLut>(m_root.get());
+    m_tags = tagsOf(definitions);
 }
 
 void TestReplayer::init()

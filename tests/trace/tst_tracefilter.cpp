@@ -2,10 +2,9 @@
 #include "trace/tracefilter.h"
 #include "trace/tracemodel.h"
 
-#include "qrv16/item.h"
 #include "qrv16/message.h"
-#include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
 
 #include <QAbstractItemModelTester>
 #include <QItemSelectionModel>
@@ -69,7 +68,6 @@ private Q_SLOTS:
 private:
     void addSample();
 
-    std::unique_ptr<QRV16::Item> m_root;
     std::unique_ptr<QRV16::TagDataLut> m_tags;
     std::unique_ptr<TraceModel> m_model;
     std::unique_ptr<TraceFilter> m_filter;
@@ -78,10 +76,7 @@ private:
 
 void TestTraceFilter::initTestCase()
 {
-    QRV16::Parser parser;
-    QVERIFY(parser.parse(QByteArray(definitions)));
-    m_root.reset(parser.takeRoot());
-    m_tags = std::make_unique<QRV16::TagDataLut>(m_root.get());
+    m_tags = tagsOf(definitions);
 }
 
 void TestTraceFilter::init()

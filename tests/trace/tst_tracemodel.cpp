@@ -3,10 +3,9 @@
 #include "trace/stylesettings.h"
 #include "trace/tracemodel.h"
 
-#include "qrv16/item.h"
 #include "qrv16/message.h"
-#include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
 
 #include <QAbstractItemModelTester>
 #include <QDir>
@@ -134,16 +133,12 @@ private Q_SLOTS:
     void replayedLinesNameTheirOrigin();
 
 private:
-    std::unique_ptr<QRV16::Item> m_root;
     std::unique_ptr<QRV16::TagDataLut> m_lut;
 };
 
 void TestTraceModel::initTestCase()
 {
-    QRV16::Parser parser;
-    QVERIFY2(parser.parse(QByteArray(definitions)), qPrintable(parser.formatError()));
-    m_root.reset(parser.takeRoot());
-    m_lut = std::make_unique<QRV16::TagDataLut>(m_root.get());
+    m_lut = tagsOf(definitions);
 }
 
 void TestTraceModel::insertionOrder_data()

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "qrv16/message.h"
 #include "qrv16/pcapngwriter.h"
-#include "tests/support/pcapngreader.h"
 #include "trace/tracemodel.h"
 #include "trace/tracepcapngexport.h"
+#include "tests/support/pcapngreader.h"
 
 #include <QBuffer>
 #include <QtTest>

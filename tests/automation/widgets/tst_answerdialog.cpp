@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/demotags.h"
-
 #include "automation/widgets/answerdialog.h"
 #include "qrv16/messageparser.h"
+#include "tests/support/definitions.h"
 
 #include <QLabel>
 #include <QPushButton>

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "tests/support/demotags.h"
-
 #include "automation/messageport.h"
 #include "automation/sequenceparser.h"
 #include "automation/widgets/sequencedock.h"
@@ -8,6 +6,8 @@
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkmodel.h"
 #include "qrv16/messageparser.h"
+#include "tests/support/definitions.h"
+#include "tests/support/sequencesteps.h"
 
 #include <QAction>
 #include <QApplication>
@@ -44,19 +44,6 @@ public:
     QRV16::MessagePattern request;
     QRV16::Message reply;
 };
-
-QStringList stepTexts(const SequenceDock& dock)
-{
-    QStringList out;
-    for (const SequenceStep& step : dock.sequences().value(dock.currentSequence()).steps)
-        out << step.toText();
-    return out;
-}
-
-QAction* action(const QObject* owner, const char* name)
-{
-    return owner->findChild<QAction*>(QLatin1String(name));
-}
 
 // Drags `data` onto `row` of the step list, from `source` (null: another
 // program), and drops it.

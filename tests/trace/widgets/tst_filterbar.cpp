@@ -3,9 +3,7 @@
 #include "trace/tracemodel.h"
 #include "trace/widgets/filterbar.h"
 
-#include "qrv16/item.h"
-#include "qrv16/parser.h"
-#include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
 
 #include <QtTest>
 
@@ -45,12 +43,9 @@ private Q_SLOTS:
 
 void TestFilterBar::showsTheExpressionError()
 {
-    QRV16::Parser parser;
-    QVERIFY(parser.parse(QByteArray(definitions)));
-    std::unique_ptr<QRV16::Item> root(parser.takeRoot());
-    QRV16::TagDataLut tags(root.get());
+    const std::unique_ptr<QRV16::TagDataLut> tags = tagsOf(definitions);
     TraceModel model;
-    model.setTags(&tags);
+    model.setTags(tags.get());
     const QDateTime t(QDate(2024, 3, 1), QTime(12, 0));
     model.append(QStringLiteral("1"), QStringLiteral("connected"), ColorText, t);
     model.append(QStringLiteral("1"), reply(0), ColorMessageRx1, t);
@@ -59,7 +54,7 @@ void TestFilterBar::showsTheExpressionError()
     TraceFilter filter(&model);
 
     FilterBar bar(&filter);
-    bar.setTags(&tags);
+    bar.setTags(tags.get());
     bar.setExpression(QStringLiteral("ResultCode=Fault or"));
     QCOMPARE(bar.error(), QStringLiteral("Column 20: expected a tag"));
     QCOMPARE(filter.rowCount(), 3);

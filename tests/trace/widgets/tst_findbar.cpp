@@ -2,10 +2,9 @@
 #include "trace/tracemodel.h"
 #include "trace/widgets/findbar.h"
 
-#include "qrv16/item.h"
 #include "qrv16/message.h"
-#include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
 
 #include <QLabel>
 #include <QLineEdit>
@@ -72,7 +71,6 @@ private Q_SLOTS:
     void escapeCloses();
 
 private:
-    std::unique_ptr<QRV16::Item> m_root;
     std::unique_ptr<QRV16::TagDataLut> m_tags;
     std::unique_ptr<QWidget> m_window;
     TraceModel* m_model = nullptr;
@@ -82,10 +80,7 @@ private:
 
 void TestFindBar::initTestCase()
 {
-    QRV16::Parser parser;
-    QVERIFY(parser.parse(QByteArray(definitions)));
-    m_root.reset(parser.takeRoot());
-    m_tags = std::make_unique<QRV16::TagDataLut>(m_root.get());
+    m_tags = tagsOf(definitions);
 }
 
 void TestFindBar::init()

@@ -4,10 +4,10 @@
 #include "trace/traceplotter.h"
 #include "trace/widgets/plotdock.h"
 
-#include "qrv16/item.h"
 #include "qrv16/messageparser.h"
-#include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
+#include "tests/support/plotdefinitions.h"
 
 #include <QCategoryAxis>
 #include <QChartView>
@@ -24,34 +24,6 @@
 #include <memory>
 
 namespace {
-
-const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
-<qrv16>
-  <tag name="Reply" id="0xE001"/>
-  <tag name="Inner" id="0xC001"/>
-  <tag name="Temperature" id="0x1001"/>
-  <tag name="PumpMode" id="0x1002">
-    <enums>
-      <enum name="Off" id="0"/>
-      <enum name="Auto" id="1"/>
-      <enum name="Service" id="5"/>
-    </enums>
-  </tag>
-  <tag name="Running" id="0x2001"/>
-  <tag name="Name" id="0x3001"/>
-  <tag name="Key" id="0x1003" secure="true"/>
-  <tag name="Day" id="0x4001"/>
-  <tag name="Clock" id="0x5001"/>
-  <tag name="Stamp" id="0x6001"/>
-  <tag name="Flags" id="0x7001">
-    <bits>
-      <bit name="Ready" id="0"/>
-      <bit name="Fault" id="3"/>
-    </bits>
-  </tag>
-  <tag name="Where" id="0x8001"/>
-</qrv16>
-)";
 
 const QDateTime start(QDate(2024, 3, 1), QTime(12, 0));
 
@@ -105,7 +77,6 @@ private:
     QModelIndex add(const QString& text, int msec = 0);
 
     QTemporaryDir m_dir;
-    std::unique_ptr<QRV16::Item> m_root;
     std::unique_ptr<QRV16::TagDataLut> m_tags;
     std::unique_ptr<TraceModel> m_model;
 };
@@ -116,10 +87,7 @@ void TestPlot::initTestCase()
     QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
     // A settings file of its own: test programs run side by side.
     QCoreApplication::setApplicationName(QStringLiteral("korvgui-test-plot"));
-    QRV16::Parser parser;
-    QVERIFY(parser.parse(QByteArray(definitions)));
-    m_root.reset(parser.takeRoot());
-    m_tags = std::make_unique<QRV16::TagDataLut>(m_root.get());
+    m_tags = tagsOf(plotDefinitions);
 }
 
 void TestPlot::init()
