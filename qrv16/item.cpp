@@ -18,6 +18,16 @@ ItemType matchingParentType(ItemType type)
     }
 }
 
+ItemType listedType(ItemType parent)
+{
+    switch (parent) {
+    case ItemType::Root: return ItemType::Tag;
+    case ItemType::Enums: return ItemType::Enum;
+    case ItemType::Bits: return ItemType::Bit;
+    default: return ItemType::Invalid;
+    }
+}
+
 Item::~Item()
 {
     qDeleteAll(m_children);
@@ -58,6 +68,17 @@ Item* Item::takeChild(int row)
     child->m_row = 0;
     renumberFrom(row);
     return child;
+}
+
+std::vector<std::unique_ptr<Item>> Item::takeChildren(int from)
+{
+    // Taken from the end, so nothing moves: taking the first child each
+    // time would shift all the others, quadratic for a long list.
+    std::vector<std::unique_ptr<Item>> taken;
+    for (int i = childCount() - 1; i >= qMax(0, from); --i)
+        taken.emplace_back(takeChild(i));
+    std::reverse(taken.begin(), taken.end());
+    return taken;
 }
 
 void Item::removeChild(int row)
