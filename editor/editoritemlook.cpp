@@ -12,18 +12,6 @@ namespace QRV16 {
 
 namespace {
 
-bool isDefinition(const Item* item)
-{
-    const ItemType t = item->data().type;
-    return t == ItemType::Tag || t == ItemType::Enum || t == ItemType::Bit;
-}
-
-bool isContainer(const Item* item)
-{
-    const ItemType t = item->data().type;
-    return t == ItemType::Enums || t == ItemType::Bits;
-}
-
 QString typeName(int dataType)
 {
     switch (dataType) {
@@ -188,7 +176,8 @@ QVariant EditorItemLook::data(const Item* item, int column, int role,
         return tip.isEmpty() ? QVariant() : QVariant(tip.join(QLatin1Char('\n')));
     }
     case Qt::FontRole:
-        if (isDefinition(item) && (column == EditorModel::NameColumn || column == EditorModel::IdColumn))
+        if (isDefinitionType(d.type) &&
+            (column == EditorModel::NameColumn || column == EditorModel::IdColumn))
             return m_fixedFont;
         return QVariant();
     case Qt::BackgroundRole:
@@ -197,7 +186,7 @@ QVariant EditorItemLook::data(const Item* item, int column, int role,
             return QColor(255, 214, 170);
         return QVariant();
     case Qt::ForegroundRole:
-        if (isContainer(item))
+        if (isContainerType(d.type))
             return QColor(Qt::darkGray);
         return QVariant();
     case EditorModel::CollisionRole: return collisions.flags(item);

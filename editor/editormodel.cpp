@@ -36,18 +36,6 @@ Item* emptyRoot()
     return new Item(data);
 }
 
-bool isDefinition(const Item* item)
-{
-    const ItemType t = item->data().type;
-    return t == ItemType::Tag || t == ItemType::Enum || t == ItemType::Bit;
-}
-
-bool isContainer(const Item* item)
-{
-    const ItemType t = item->data().type;
-    return t == ItemType::Enums || t == ItemType::Bits;
-}
-
 QString moveText(const Item* item)
 {
     switch (item ? item->data().type : ItemType::Invalid) {
@@ -132,7 +120,7 @@ QVariant EditorModel::headerData(int section, Qt::Orientation orientation, int r
 
 bool EditorModel::isEditableRow(const Item* item) const
 {
-    return isDefinition(item) && !item->isComment();
+    return isDefinitionType(item->data().type) && !item->isComment();
 }
 
 Qt::ItemFlags EditorModel::flags(const QModelIndex& index) const
@@ -140,7 +128,7 @@ Qt::ItemFlags EditorModel::flags(const QModelIndex& index) const
     if (!index.isValid())
         return Qt::ItemIsDropEnabled;
     const Item* item = index2item(index);
-    if (isDefinition(item)) {
+    if (isDefinitionType(item->data().type)) {
         Qt::ItemFlags f = Qt::ItemIsSelectable | Qt::ItemIsDragEnabled | Qt::ItemIsDropEnabled |
                           Qt::ItemIsEnabled;
         // A blank row stays editable: a newly inserted item is one until it
@@ -149,7 +137,7 @@ Qt::ItemFlags EditorModel::flags(const QModelIndex& index) const
             f |= Qt::ItemIsEditable;
         return f;
     }
-    if (isContainer(item))
+    if (isContainerType(item->data().type))
         return Qt::ItemIsSelectable | Qt::ItemIsDropEnabled | Qt::ItemIsEnabled;
     return Qt::NoItemFlags;
 }
@@ -266,7 +254,7 @@ bool EditorModel::setData(const QModelIndex& index, const QVariant& value, int r
 bool EditorModel::setItemData(const QModelIndex& index, const ItemData& data)
 {
     Item* item = index.isValid() ? index2item(index) : nullptr;
-    if (!item || !isDefinition(item))
+    if (!item || !isDefinitionType(item->data().type))
         return false;
     if (!data.name.isEmpty() && !isValidIdentifier(data.name))
         return false;

@@ -385,7 +385,7 @@ void EditorWindow::insertAt(bool after)
     const ItemType type = item->data().type;
     QModelIndex parent;
     int row;
-    if (!current.isValid() || type == ItemType::Enums || type == ItemType::Bits) {
+    if (!current.isValid() || isContainerType(type)) {
         // Into the container (or the file) the cursor is on.
         parent = current;
         row = after ? m_model->rowCount(parent) : 0;
@@ -493,7 +493,7 @@ void EditorWindow::onDoubleClicked(const QModelIndex& index)
         return;
     const Item* item = m_model->index2item(index);
     const ItemType type = item->data().type;
-    if ((type != ItemType::Tag && type != ItemType::Enum && type != ItemType::Bit) || item->isComment())
+    if (!isDefinitionType(type) || item->isComment())
         return;
     auto* dialog = new EditorItemEditDialog(this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);

@@ -7,12 +7,6 @@ namespace QRV16 {
 
 namespace {
 
-bool isContainer(const Item* item)
-{
-    const ItemType t = item->data().type;
-    return t == ItemType::Enums || t == ItemType::Bits;
-}
-
 bool isLayout(const Item* item)
 {
     return item->isComment() || item->isNewline();
@@ -79,13 +73,11 @@ void PastePlan::add(std::unique_ptr<Item> trees)
 
 void PastePlan::addTree(std::unique_ptr<Item> tree)
 {
-    Item* target = m_target;
-    Item* tag = m_tag;
     const ItemType type = tree->data().type;
     if (isLayout(tree.get())) {
         // Beside the target row, or in the container or root pasted on.
-        Item* p = target->data().type == ItemType::Root || isContainer(target) ? target
-                                                                               : target->parent();
+        const ItemType at = m_target->data().type;
+        Item* p = at == ItemType::Root || isContainerType(at) ? m_target : m_target->parent();
         if (!p || listedType(p->data().type) == ItemType::Invalid)
             return;
         tree->data().type = listedType(p->data().type);
@@ -100,20 +92,20 @@ void PastePlan::addTree(std::unique_ptr<Item> tree)
     if (type == ItemType::Enum || type == ItemType::Bit) {
         const ItemType listType = matchingParentType(type);
         Item* list = nullptr;
-        if (target->data().type == listType)
-            list = target;
-        else if (target->parent() && target->parent()->data().type == listType)
-            list = target->parent();
-        else if (tag)
-            list = tag->findInTagByItemType(listType);
+        if (m_target->data().type == listType)
+            list = m_target;
+        else if (m_target->parent() && m_target->parent()->data().type == listType)
+            list = m_target->parent();
+        else if (m_tag)
+            list = m_tag->findInTagByItemType(listType);
         if (list) {
             m_steps.emplace_back(list, std::move(tree));
             return;
         }
-        if (!tag)
+        if (!m_tag)
             return;
         // The tag lacks the container: this paste makes one.
-        if (Item* pending = pendingList(tag, listType)) {
+        if (Item* pending = pendingList(m_tag, listType)) {
             pending->appendChild(tree.release());
             return;
         }
@@ -121,21 +113,21 @@ void PastePlan::addTree(std::unique_ptr<Item> tree)
         data.type = listType;
         auto container = std::make_unique<Item>(data);
         container->appendChild(tree.release());
-        addList(tag, std::move(container));
+        addList(m_tag, std::move(container));
         return;
     }
-    if (type == ItemType::Enums || type == ItemType::Bits) {
-        if (!tag)
+    if (isContainerType(type)) {
+        if (!m_tag)
             return;
-        Item* existing = tag->findInTagByItemType(type);
-        if (Item* pending = pendingList(tag, type)) {
+        Item* existing = m_tag->findInTagByItemType(type);
+        if (Item* pending = pendingList(m_tag, type)) {
             for (std::unique_ptr<Item>& value : tree->takeChildren())
                 pending->appendChild(value.release());
         } else if (existing) {
             for (std::unique_ptr<Item>& value : tree->takeChildren())
                 m_steps.emplace_back(existing, std::move(value));
         } else {
-            addList(tag, std::move(tree));
+            addList(m_tag, std::move(tree));
         }
         return;
     }
@@ -179,7 +171,7 @@ void PastePlan::insert(const Insert& insert)
     };
     for (auto& step : m_steps) {
         Item* parent = step.first;
-        if (isContainer(step.second.get()) && parent->data().type == ItemType::Tag) {
+        if (isContainerType(step.second->data().type) && parent->data().type == ItemType::Tag) {
             flush();
             // Bits first, Enums last, whatever else this paste adds.
             const int row = step.second->data().type == ItemType::Bits ? 0 : parent->childCount();

@@ -28,6 +28,16 @@ ItemType listedType(ItemType parent)
     }
 }
 
+bool isDefinitionType(ItemType type)
+{
+    return type == ItemType::Tag || type == ItemType::Enum || type == ItemType::Bit;
+}
+
+bool isContainerType(ItemType type)
+{
+    return type == ItemType::Enums || type == ItemType::Bits;
+}
+
 Item::~Item()
 {
     qDeleteAll(m_children);
@@ -179,9 +189,7 @@ bool Item::isValid(ItemType type) const
 bool Item::isNewline() const
 {
     return m_children.isEmpty() && !m_data.hasId && m_data.name.isEmpty() &&
-           m_data.comment.isEmpty() &&
-           (m_data.type == ItemType::Tag || m_data.type == ItemType::Enum ||
-            m_data.type == ItemType::Bit);
+           m_data.comment.isEmpty() && isDefinitionType(m_data.type);
 }
 
 bool Item::isComment() const

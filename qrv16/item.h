@@ -37,6 +37,10 @@ ItemType matchingParentType(ItemType type);
 // The type of the definitions a `parent` lists (and of the blank lines and
 // comments among them); Invalid where there are none, as in a tag.
 ItemType listedType(ItemType parent);
+// A tag, an enum value or a bit, as the lists hold them.
+bool isDefinitionType(ItemType type);
+// A tag's Enums or Bits list.
+bool isContainerType(ItemType type);
 
 // The editable record of one item.
 struct ItemData
