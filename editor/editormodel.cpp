@@ -2,9 +2,8 @@
 #include "editor/editormodel.h"
 
 #include "editor/commandchange.h"
-#include "editor/commandchangecomment.h"
 #include "editor/commandchangeid.h"
-#include "editor/commandchangename.h"
+#include "editor/commandchangetext.h"
 #include "editor/commanddelete.h"
 #include "editor/commandnew.h"
 #include "editor/commandreplaceall.h"
@@ -236,7 +235,7 @@ bool EditorModel::setData(const QModelIndex& index, const QVariant& value, int r
     case CommentColumn:
         if (text == d.comment)
             return true;
-        push(new CommandChangeComment(text, item, this, index));
+        push(new CommandChangeText(CommandChangeText::Comment, text, item, this, index));
         return true;
     case NameColumn:
         if (text == d.name)
@@ -245,7 +244,7 @@ bool EditorModel::setData(const QModelIndex& index, const QVariant& value, int r
         // file unreadable.
         if (!text.isEmpty() && !isValidIdentifier(text))
             return false;
-        push(new CommandChangeName(text, item, this, index));
+        push(new CommandChangeText(CommandChangeText::Name, text, item, this, index));
         return true;
     default: return false;
     }
