@@ -3,11 +3,11 @@
 
 #include "editor/editormodel.h"
 #include "editor/filechangedwidget.h"
+#include "files/savefile.h"
+#include "widgets/documentflow.h"
 #include "writers/writerxml.h"
 
-#include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QSettings>
@@ -18,12 +18,6 @@ namespace QRV16 {
 namespace {
 
 const QString lastSaveAsKey = QStringLiteral("QRV16Editor/LastSaveAsPath");
-
-// The app library's "All Files" filter, which this library does not link.
-QString allFilesFilter()
-{
-    return QCoreApplication::translate("Tools", "All Files") + QStringLiteral(" (*)");
-}
 
 } // namespace
 
@@ -45,7 +39,8 @@ void EditorSaveFlow::setPath(const QString& path)
 
 QString EditorSaveFlow::fileFilter()
 {
-    return tr("QRV16 Definition Files") + QStringLiteral(" (*.qrvdef);;") + allFilesFilter();
+    return tr("QRV16 Definition Files") + QStringLiteral(" (*.qrvdef);;") +
+           DocumentFlow::allFilesFilter();
 }
 
 bool EditorSaveFlow::canDiscard()
@@ -100,30 +95,11 @@ bool EditorSaveFlow::save(const QString& path)
 
 bool EditorSaveFlow::dosave(const QString& path)
 {
-    const QString tmp = path + QStringLiteral(".tmp");
-    const QString bak = path + QStringLiteral(".bak");
     WriterXml writer;
-    if (!writer.write(m_model->root(), tmp)) {
-        Q_EMIT error(writer.formatError());
-        return false;
-    }
-    if (QFile::exists(bak)) {
-        QFile old(bak);
-        if (!old.remove()) {
-            Q_EMIT error(tr("Could not delete old backup %1: %2").arg(bak, old.errorString()));
-            return false;
-        }
-    }
-    if (QFile::exists(path)) {
-        QFile current(path);
-        if (!current.rename(bak)) {
-            Q_EMIT error(tr("Could not rename %1 to %2: %3").arg(path, bak, current.errorString()));
-            return false;
-        }
-    }
-    QFile written(tmp);
-    if (!written.rename(path)) {
-        Q_EMIT error(tr("Could not rename %1 to %2: %3").arg(tmp, path, written.errorString()));
+    const QByteArray bytes = writer.encode(m_model->root(), path);
+    QString failure = writer.formatError();
+    if (!failure.isEmpty() || !SaveFile::write(path, bytes, &failure)) {
+        Q_EMIT error(failure);
         return false;
     }
     m_undo->setClean();

@@ -13,8 +13,8 @@
 #include "bench/korvbench.h"
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
-#include "tests/pty.h"
-#include "tests/ser2net.h"
+#include "tests/support/pty.h"
+#include "tests/support/ser2net.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
