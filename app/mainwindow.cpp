@@ -1,25 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include "app/mainwindow.h"
 
-#include "app/answerdialog.h"
-#include "app/answerdocument.h"
-#include "app/autoanswer.h"
-#include "app/channel.h"
+#include "app/channelactions.h"
+#include "app/displayoptions.h"
 #include "app/entryline.h"
-#include "app/filterbar.h"
-#include "app/findbar.h"
-#include "app/logwriter.h"
-#include "app/plotdock.h"
-#include "app/replayer.h"
-#include "app/sequencedock.h"
-#include "app/styledialog.h"
-#include "app/tools.h"
-#include "app/tracefilter.h"
-#include "app/tracedelegate.h"
-#include "app/tracemodel.h"
-#include "app/traceplotter.h"
-#include "app/tracepcapngexport.h"
-#include "app/traceundo.h"
+#include "automation/autoanswer.h"
+#include "automation/widgets/answerdialog.h"
+#include "automation/widgets/answerdocument.h"
+#include "automation/widgets/sequencedock.h"
+#include "trace/channel.h"
+#include "trace/logwriter.h"
+#include "trace/replayer.h"
+#include "trace/tracefilter.h"
+#include "trace/tracemodel.h"
+#include "trace/tracepcapngexport.h"
+#include "trace/traceplotter.h"
+#include "trace/widgets/filterbar.h"
+#include "trace/widgets/findbar.h"
+#include "trace/widgets/plotdock.h"
+#include "trace/widgets/styledialog.h"
+#include "trace/widgets/tracedelegate.h"
+#include "trace/widgets/traceundo.h"
+#include "widgets/documentflow.h"
 
 #include "bookmarks/bookmarkeditor.h"
 #include "bookmarks/bookmarklist.h"
@@ -34,6 +36,7 @@
 #include "qrv16/tagdatalut.h"
 #include "widgets/qttoolbardialog.h"
 #include "widgets/qttoolbarmanager.h"
+#include "widgets/windowplacement.h"
 
 #include <QAction>
 #include <QApplication>
@@ -57,21 +60,6 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
-#include <cerrno>
-#include <cstdio>
-
-bool MainWindow::global[MainWindow::GlobalCount] = {
-    true,  // AutoScroll
-    false, // RelativeTime
-    false, // HungarianNotation
-    false, // TraceRaw
-    false, // TraceMessageBytes
-    true,  // Decode
-    false, // HideDuplicates
-    true,  // LinkChannels
-    false, // Pause
-};
-
 namespace {
 
 const char* const Main = "Main";
@@ -84,30 +72,6 @@ const char* const Sequences = "Sequences";
 QString source(const char* name)
 {
     return QString::fromLatin1(name);
-}
-
-// The toggle actions, their flags and their settings keys with defaults.
-struct Toggle
-{
-    MainWindow::GlobalFlag flag;
-    const char* key;
-    bool byDefault;
-};
-
-const Toggle toggles[] = {
-    {MainWindow::TraceRaw, "MainWindow/TraceRaw", false},
-    {MainWindow::TraceMessageBytes, "MainWindow/TraceMessage", false},
-    {MainWindow::Decode, "MainWindow/TraceLut", true},
-    {MainWindow::RelativeTime, "MainWindow/TraceRelTime", false},
-    {MainWindow::AutoScroll, "MainWindow/AutoScroll", true},
-    {MainWindow::HungarianNotation, "MainWindow/HungarianNotation", false},
-    {MainWindow::HideDuplicates, "MainWindow/HideDup", false},
-    {MainWindow::LinkChannels, "MainWindow/LinkChannels", true},
-};
-
-QString errnoText()
-{
-    return Tools::systemErrorString(errno);
 }
 
 } // namespace
@@ -129,7 +93,7 @@ MainWindow::MainWindow(QWidget* parent)
     m_tv_trace->setColumnWidth(TraceModel::AddrColumn, 60);
     m_tv_trace->setColumnWidth(TraceModel::SourceColumn, 100);
     m_undo = new TraceUndo(m_model, m_tv_trace, this);
-    m_mnu_trace->insertAction(m_act_autoscroll, m_undo->action());
+    m_mnu_trace->insertAction(toggle(TraceOptions::AutoScroll), m_undo->action());
     const QList<QAction*> traceActions = m_tv_trace->actions();
     m_tv_trace->insertAction(traceActions.value(traceActions.indexOf(m_act_clear_all) + 1), m_undo->action());
     m_logwriter = new LogWriter(m_model, this);
@@ -154,8 +118,6 @@ MainWindow::MainWindow(QWidget* parent)
     connect(m_tv_trace, &QTreeView::pressed, this, [this] { m_following = false; });
     watchTraceSelection();
 
-    m_channel1 = new Channel(1, this);
-    m_channel2 = new Channel(2, this);
     m_channel1->setModel(m_model);
     m_channel2->setModel(m_model);
     m_channel1->setLinkedChannel(m_channel2);
@@ -175,8 +137,6 @@ MainWindow::MainWindow(QWidget* parent)
     connect(m_sequencedock, &SequenceDock::message, this, [this](const QString& text, bool error) {
         message(text, error ? ColorError : ColorText, source(Sequences));
     });
-    connect(m_channel1, &Channel::stateChanged, this, &MainWindow::onStateChanged1);
-    connect(m_channel2, &Channel::stateChanged, this, &MainWindow::onStateChanged2);
     connectActions();
     setupSearch();
 
@@ -193,29 +153,18 @@ MainWindow::MainWindow(QWidget* parent)
     if (m_bookmarkspath.isEmpty())
         m_bookmarkspath = settings.value(QStringLiteral("MainWindow/LastBookmarksPath")).toString();
 
-    for (const Toggle& t : toggles) {
-        QAction* action = nullptr;
-        switch (t.flag) {
-        case TraceRaw: action = m_act_trace_raw; break;
-        case TraceMessageBytes: action = m_act_trace_msg; break;
-        case Decode: action = m_act_trace_lut; break;
-        case RelativeTime: action = m_act_reltime; break;
-        case AutoScroll: action = m_act_autoscroll; break;
-        case HungarianNotation: action = m_act_hungarian; break;
-        case HideDuplicates: action = m_act_hide_dup; break;
-        case LinkChannels: action = m_act_link; break;
-        default: break;
-        }
-        action->setChecked(settings.value(QLatin1String(t.key), t.byDefault).toBool());
-        connect(action, &QAction::toggled, this, &MainWindow::updateToggles);
-        connect(action, &QAction::toggled, this, &MainWindow::saveSettings);
-    }
-    // Pause is not kept: every start shows live output.
-    connect(m_act_pause, &QAction::toggled, this, &MainWindow::updateToggles);
+    const TraceOptions options = m_display->options();
+    m_model->setOptions(options);
+    m_channel1->setOptions(options);
+    m_channel2->setOptions(options);
+    connect(m_display, &DisplayOptions::optionsChanged, m_model, &TraceModel::setOptions);
+    connect(m_display, &DisplayOptions::optionsChanged, m_channel1, &Channel::setOptions);
+    connect(m_display, &DisplayOptions::optionsChanged, m_channel2, &Channel::setOptions);
+    connect(m_display, &DisplayOptions::optionsChanged, this, &MainWindow::showOptions);
     m_style.restoreFromSettings(settings, QStringLiteral("MainWindow/Style"));
     setupToolBarManager();
-    m_hidedup = !m_act_hide_dup->isChecked(); // so that the banner is set once
-    updateToggles();
+    m_hidedup = !options.test(TraceOptions::HideDuplicates); // so that the banner is set once
+    showOptions(options);
     updateStyle();
 
     if (!m_bookmarkspath.isEmpty() && loadBookmarks(m_bookmarkspath)) {
@@ -227,11 +176,9 @@ MainWindow::MainWindow(QWidget* parent)
 
     restoreState(settings.value(QStringLiteral("MainWindow/State")).toByteArray(), 0);
     m_toolbarmanager->restoreState(settings.value(QStringLiteral("MainWindow/ToolBars")).toByteArray(), 0);
-    Tools::restoreWidgetGeometry(this, settings.value(QStringLiteral("MainWindow/Geometry")).toByteArray());
+    WindowPlacement::restore(this, settings.value(QStringLiteral("MainWindow/Geometry")).toByteArray());
     m_tv_trace->header()->restoreState(settings.value(QStringLiteral("MainWindow/TreeHeader")).toByteArray());
 
-    onStateChanged1();
-    onStateChanged2();
     QTimer::singleShot(250, this, &MainWindow::initialize);
 }
 
@@ -292,6 +239,12 @@ void MainWindow::setupUi()
     resize(1100, 720);
     setMinimumSize(640, 400);
 
+    // Before the actions: the channels' own go into the menus and toolbars.
+    m_channel1 = new Channel(1, this);
+    m_channel2 = new Channel(2, this);
+    m_channelActions1 = new ChannelActions(m_channel1, this);
+    m_channelActions2 = new ChannelActions(m_channel2, this);
+    m_display = new DisplayOptions(this);
     m_act_open_definitions = createAction("m_act_open_definitions", tr("Open Definitions"),
                                           tr("Open Definitions"), QStringLiteral("i16_folder_open.png"),
                                           QKeySequence(QStringLiteral("Ctrl+O")));
@@ -299,28 +252,10 @@ void MainWindow::setupUi()
                                           QStringLiteral("i16_table_edit.png"), QKeySequence(QStringLiteral("Ctrl+T")));
     m_act_close = createAction("m_act_close", tr("Close"), QString(), QStringLiteral("i16_exit.png"),
                                QKeySequence(QStringLiteral("Ctrl+Q")));
-    m_act_connection1 = createAction("m_act_connection1", tr("Connection &1"), QString(),
-                                     QStringLiteral("i16_connect.png"));
-    m_act_connection2 = createAction("m_act_connection2", tr("Connection &2"), QString(),
-                                     QStringLiteral("i16_connect.png"));
-    m_act_connect1 = createAction("m_act_connect1", tr("Connect 1"), tr("Open/close connection 1"),
-                                  QStringLiteral("i24_disconnect1.png"));
-    m_act_connect2 = createAction("m_act_connect2", tr("Connect 2"), tr("Open/close connection 2"),
-                                  QStringLiteral("i24_disconnect2.png"));
-    m_act_trace_raw = createAction("m_act_trace_raw", tr("Raw data bytes"), tr("Trace Raw Bytes"),
-                                   QStringLiteral("i16_trace_raw.png"));
-    m_act_trace_msg = createAction("m_act_trace_msg", tr("Message bytes"), tr("Trace Message Bytes"),
-                                   QStringLiteral("i16_trace_msg.png"));
-    m_act_trace_lut = createAction("m_act_trace_lut", tr("Decoded message"), tr("Decode traced messages"),
-                                   QStringLiteral("i16_trace_lut.png"));
     m_act_expand_all = createAction("m_act_expand_all", tr("Expand all"), QString(),
                                     QStringLiteral("i16_expand_all.png"));
     m_act_collapse_all = createAction("m_act_collapse_all", tr("Collapse all"), QString(),
                                       QStringLiteral("i16_collapse_all.png"));
-    m_act_link = createAction("m_act_link", tr("Link"), tr("Link Connections"), QString());
-    QIcon link(QStringLiteral(":/icons/i24_link_break.png"));
-    link.addFile(QStringLiteral(":/icons/i24_link_on.png"), QSize(), QIcon::Normal, QIcon::On);
-    m_act_link->setIcon(link);
     m_act_style = createAction("m_act_style", tr("Style"), QString(), QStringLiteral("i16_font.png"));
     m_act_edit_toolbars = createAction("m_act_edit_toolbars", tr("Edit Toolbars"), QString(),
                                        QStringLiteral("i16_toolbar_edit.png"));
@@ -353,7 +288,6 @@ void MainWindow::setupUi()
                                      QStringLiteral("i16_cross.png"), QKeySequence(Qt::Key_Delete));
     m_act_clear_all = createAction("m_act_clear_all", tr("Clear all"), QString(), QStringLiteral("i16_bomb.png"),
                                    QKeySequence(Qt::Key_F8));
-    m_act_autoscroll = createAction("m_act_autoscroll", tr("Auto scroll"), QString(), QString());
     m_act_log_start = createAction("m_act_log_start", tr("Log to file..."), QString(), QStringLiteral("i16_log.png"));
     m_act_log_stop = createAction("m_act_log_stop", tr("Stop logging"), QString(), QStringLiteral("i16_log_stop.png"));
     m_act_log_stop->setEnabled(false);
@@ -365,28 +299,8 @@ void MainWindow::setupUi()
     m_act_copy = createAction("m_act_copy", tr("Copy"), QString(), QStringLiteral("i16_copy.png"), QKeySequence::Copy);
     // Only in the trace: Ctrl+C in the entry line copies the text there.
     m_act_copy->setShortcutContext(Qt::WidgetShortcut);
-    m_act_reltime = createAction("m_act_reltime", tr("Relative Time"), QString(), QString());
-    m_act_hide_dup = createAction("m_act_hide_dup", tr("Hide duplicates"), QString(), QString());
-    m_act_hungarian = createAction("m_act_hungarian", tr("Hungarian Notation"), QString(), QString());
-    m_act_disturb1 = createAction("m_act_disturb1", tr("Disturb Channel 1"), tr("Generates DTR+RTS pulses on channel 1"),
-                                  QStringLiteral("i24_disturb1.png"));
-    m_act_disturb2 = createAction("m_act_disturb2", tr("Disturb Channel 2"), tr("Generates DTR+RTS pulses on channel 2"),
-                                  QStringLiteral("i24_disturb2.png"));
-    m_act_pause = createAction("m_act_pause", tr("Pause"), tr("Pause display"), QString(), QKeySequence(Qt::Key_F9));
-    QIcon pause(QStringLiteral(":/icons/i16_pause.png"));
-    pause.addFile(QStringLiteral(":/icons/i16_play.png"), QSize(), QIcon::Normal, QIcon::On);
-    m_act_pause->setIcon(pause);
     m_act_show_bookmarks = createAction("m_act_show_bookmarks", tr("Show Bookmarks"), tr("Show bookmark panel"),
                                         QStringLiteral("i16_bookmark.png"));
-    m_act_ssl1 = createAction("m_act_ssl1", tr("SSL Information"), tr("SSL Information"),
-                              QStringLiteral("i24_lock_open.png"));
-    m_act_ssl2 = createAction("m_act_ssl2", tr("SSL Information"), tr("SSL Information"),
-                              QStringLiteral("i24_lock_open.png"));
-    // The tool tip of an action that was never given one follows its text;
-    // Qt strips the "&" and "..." itself.
-    for (QAction* a : {m_act_trace_raw, m_act_trace_msg, m_act_trace_lut, m_act_link, m_act_autoscroll,
-                       m_act_reltime, m_act_hide_dup, m_act_hungarian, m_act_pause})
-        a->setCheckable(true);
 
     m_central_widget = new QWidget(this);
     m_central_widget->setObjectName(QStringLiteral("m_central_widget"));
@@ -411,13 +325,16 @@ void MainWindow::setupUi()
 
     m_tb_connections = new QToolBar(tr("toolBar"), this);
     m_tb_connections->setObjectName(QStringLiteral("m_tb_connections"));
-    m_tb_connections->addActions({m_act_connect1, m_act_ssl1, m_act_link, m_act_connect2, m_act_ssl2});
+    m_tb_connections->addActions(
+        {m_channelActions1->connectAction(), m_channelActions1->sslAction(), toggle(TraceOptions::LinkChannels),
+         m_channelActions2->connectAction(), m_channelActions2->sslAction()});
     m_tb_connections->addSeparator();
-    m_tb_connections->addActions({m_act_disturb1, m_act_disturb2});
+    m_tb_connections->addActions({m_channelActions1->disturbAction(), m_channelActions2->disturbAction()});
     m_tb_connections->addSeparator();
-    m_tb_connections->addAction(m_act_pause);
+    m_tb_connections->addAction(toggle(TraceOptions::Pause));
     m_tb_connections->addSeparator();
-    m_tb_connections->addActions({m_act_trace_raw, m_act_trace_msg, m_act_trace_lut});
+    m_tb_connections->addActions({toggle(TraceOptions::TraceRaw), toggle(TraceOptions::TraceMessageBytes),
+                                  toggle(TraceOptions::Decode)});
     m_tb_connections->addSeparator();
     m_tb_connections->addActions({m_act_collapse_all, m_act_expand_all});
     addToolBar(Qt::TopToolBarArea, m_tb_connections);
@@ -519,15 +436,17 @@ void MainWindow::setupMenus()
 
     m_mnu_trace = bar->addMenu(tr("Trace"));
     m_mnu_trace->setObjectName(QStringLiteral("m_mnu_trace"));
-    m_mnu_trace->addActions({m_act_trace_raw, m_act_trace_msg, m_act_trace_lut, m_act_reltime, m_act_hungarian,
-                             m_act_hide_dup});
+    m_mnu_trace->addActions({toggle(TraceOptions::TraceRaw), toggle(TraceOptions::TraceMessageBytes),
+                             toggle(TraceOptions::Decode), toggle(TraceOptions::RelativeTime),
+                             toggle(TraceOptions::HungarianNotation), toggle(TraceOptions::HideDuplicates)});
     m_mnu_trace->addSeparator();
-    m_mnu_trace->addActions({m_act_add_separator, m_act_delete_line, m_act_clear_all, m_act_autoscroll});
+    m_mnu_trace->addActions(
+        {m_act_add_separator, m_act_delete_line, m_act_clear_all, toggle(TraceOptions::AutoScroll)});
     m_mnu_trace->addSeparator();
     m_mnu_trace->addActions({m_act_log_start, m_act_log_stop, m_act_log_play, m_act_log_play_hex,
                              m_act_export_pcapng});
     m_mnu_trace->addSeparator();
-    m_mnu_trace->addActions({m_act_disturb1, m_act_disturb2});
+    m_mnu_trace->addActions({m_channelActions1->disturbAction(), m_channelActions2->disturbAction()});
 
     m_mnu_bookmarks = bar->addMenu(tr("Bookmarks"));
     m_mnu_bookmarks->setObjectName(QStringLiteral("m_mnu_bookmarks"));
@@ -548,7 +467,7 @@ void MainWindow::setupMenus()
 
     m_mnu_connection = bar->addMenu(tr("Preferences"));
     m_mnu_connection->setObjectName(QStringLiteral("m_mnu_connection"));
-    m_mnu_connection->addActions({m_act_connection1, m_act_connection2});
+    m_mnu_connection->addActions({m_channelActions1->settingsAction(), m_channelActions2->settingsAction()});
     m_mnu_connection->addSeparator();
     m_mnu_connection->addActions({m_act_style, m_act_edit_toolbars, m_act_edit_definitions});
 
@@ -566,15 +485,21 @@ void MainWindow::setupToolBarManager()
             m_toolbarmanager->addAction(action, category);
     };
     add(tr("File"), {m_act_open_definitions, m_act_close});
-    add(tr("Trace"), {m_act_trace_raw, m_act_trace_msg, m_act_trace_lut, m_act_reltime, m_act_link,
-                      m_act_autoscroll, m_act_hungarian, m_act_hide_dup, m_act_delete_line, m_act_add_separator,
+    add(tr("Trace"), {toggle(TraceOptions::TraceRaw), toggle(TraceOptions::TraceMessageBytes),
+                      toggle(TraceOptions::Decode), toggle(TraceOptions::RelativeTime),
+                      toggle(TraceOptions::LinkChannels), toggle(TraceOptions::AutoScroll),
+                      toggle(TraceOptions::HungarianNotation), toggle(TraceOptions::HideDuplicates),
+                      m_act_delete_line, m_act_add_separator,
                       m_act_clear_all, m_undo->action(), m_act_log_start, m_act_log_stop, m_act_log_play,
                       m_act_log_play_hex});
     add(tr("Bookmark Manager"), {m_act_open_bookmarks, m_act_edit_bookmarks, m_act_save_bookmarks,
                                  m_act_save_bookmarks_as});
-    add(tr("Preferences"), {m_act_connection1, m_act_connection2, m_act_edit_definitions, m_act_style});
-    add(tr("Connection"), {m_act_connect1, m_act_ssl1, m_act_connect2, m_act_ssl2, m_act_pause, m_act_disturb1,
-                           m_act_disturb2});
+    add(tr("Preferences"), {m_channelActions1->settingsAction(), m_channelActions2->settingsAction(),
+                            m_act_edit_definitions, m_act_style});
+    add(tr("Connection"), {m_channelActions1->connectAction(), m_channelActions1->sslAction(),
+                           m_channelActions2->connectAction(), m_channelActions2->sslAction(),
+                           toggle(TraceOptions::Pause), m_channelActions1->disturbAction(),
+                           m_channelActions2->disturbAction()});
     add(tr("View"), {m_act_expand_all, m_act_collapse_all, m_act_find, m_act_filter});
     m_toolbarmanager->addToolBar(m_tb_connections, tr("Connection"));
 }
@@ -584,10 +509,6 @@ void MainWindow::connectActions()
     connect(m_act_open_definitions, &QAction::triggered, this, &MainWindow::onOpenDefinitions);
     connect(m_act_edit_definitions, &QAction::triggered, this, &MainWindow::onEditDefinitions);
     connect(m_act_close, &QAction::triggered, this, &QWidget::close);
-    connect(m_act_connection1, &QAction::triggered, m_channel1, &Channel::editConnection);
-    connect(m_act_connection2, &QAction::triggered, m_channel2, &Channel::editConnection);
-    connect(m_act_connect1, &QAction::triggered, m_channel1, &Channel::toggleConnected);
-    connect(m_act_connect2, &QAction::triggered, m_channel2, &Channel::toggleConnected);
     connect(m_act_expand_all, &QAction::triggered, this, &MainWindow::onExpandAll);
     connect(m_act_collapse_all, &QAction::triggered, this, &MainWindow::onCollapseAll);
     connect(m_act_style, &QAction::triggered, this, &MainWindow::onStyle);
@@ -616,11 +537,7 @@ void MainWindow::connectActions()
     connect(m_act_log_play_hex, &QAction::triggered, this, &MainWindow::onLogPlayHex);
     connect(m_act_export_pcapng, &QAction::triggered, this, &MainWindow::onExportPcapng);
     connect(m_act_about, &QAction::triggered, this, &MainWindow::about);
-    connect(m_act_disturb1, &QAction::triggered, m_channel1, &Channel::disturb);
-    connect(m_act_disturb2, &QAction::triggered, m_channel2, &Channel::disturb);
     connect(m_act_show_bookmarks, &QAction::triggered, this, &MainWindow::onShowBookmarks);
-    connect(m_act_ssl1, &QAction::triggered, m_channel1, &Channel::showSslInformation);
-    connect(m_act_ssl2, &QAction::triggered, m_channel2, &Channel::showSslInformation);
     connect(m_entry, &EntryLine::sendRequested, this, &MainWindow::onSendRequested);
     connect(m_tv_trace, &QWidget::customContextMenuRequested, this, [this](const QPoint& pos) {
         QMenu* menu = createTraceMenu(m_tv_trace->indexAt(pos));
@@ -656,7 +573,8 @@ void MainWindow::plotTag(int tag)
     if (!m_plotdock) {
         m_plotdock = new PlotDock(m_model, this);
         m_plotdock->setTags(m_tags.get());
-        connect(this, &MainWindow::globalsChanged, m_plotdock, &PlotDock::updateTimeAxis);
+        m_plotdock->setOptions(m_display->options());
+        connect(m_display, &DisplayOptions::optionsChanged, m_plotdock, &PlotDock::setOptions);
         connect(m_plotdock, &PlotDock::message, this, [this](const QString& text) { message(text, ColorError); });
         addDockWidget(Qt::BottomDockWidgetArea, m_plotdock);
         // A chart needs more room than a dock's least.
@@ -679,26 +597,15 @@ void MainWindow::initialize()
     m_channel2->connect();
 }
 
-void MainWindow::saveSettings()
+QAction* MainWindow::toggle(TraceOptions::Flag flag) const
 {
-    QSettings settings;
-    for (const Toggle& t : toggles)
-        settings.setValue(QLatin1String(t.key), global[t.flag]);
+    return m_display->action(flag);
 }
 
-void MainWindow::updateToggles()
+void MainWindow::showOptions(const TraceOptions& options)
 {
-    global[AutoScroll] = m_act_autoscroll->isChecked();
-    global[RelativeTime] = m_act_reltime->isChecked();
-    global[HungarianNotation] = m_act_hungarian->isChecked();
-    global[TraceRaw] = m_act_trace_raw->isChecked();
-    global[TraceMessageBytes] = m_act_trace_msg->isChecked();
-    global[Decode] = m_act_trace_lut->isChecked();
-    global[HideDuplicates] = m_act_hide_dup->isChecked();
-    global[LinkChannels] = m_act_link->isChecked();
-    global[Pause] = m_act_pause->isChecked();
-    if (m_hidedup != global[HideDuplicates]) {
-        m_hidedup = global[HideDuplicates];
+    if (m_hidedup != options.test(TraceOptions::HideDuplicates)) {
+        m_hidedup = options.test(TraceOptions::HideDuplicates);
         QMenuBar* bar = menuBar();
         bar->setCornerWidget(nullptr, Qt::TopRightCorner);
         m_lbl_corner->setText(m_hidedup ? QStringLiteral("<font color=\"red\"><b>HIDE DUPLICATES</b></font>")
@@ -706,12 +613,7 @@ void MainWindow::updateToggles()
         bar->setCornerWidget(m_lbl_corner, Qt::TopRightCorner);
         m_lbl_corner->show();
     }
-    // Relative times count from the first line: the column changes as a whole.
-    if (m_model && m_model->rowCount() > 0)
-        Q_EMIT m_model->headerDataChanged(Qt::Horizontal, TraceModel::TimeColumn, TraceModel::TimeColumn);
-    if (m_tv_trace)
-        m_tv_trace->viewport()->update();
-    Q_EMIT globalsChanged();
+    m_tv_trace->viewport()->update();
 }
 
 void MainWindow::selectTarget(int channel)
@@ -734,16 +636,6 @@ void MainWindow::saveHistory()
 {
     m_entry->saveHistory();
     QSettings().setValue(QStringLiteral("MainWindow/TargetChannel"), m_target == m_channel2 ? 2 : 1);
-}
-
-void MainWindow::onStateChanged1()
-{
-    m_channel1->updateStateActions(m_act_connect1, m_act_ssl1, m_act_disturb1);
-}
-
-void MainWindow::onStateChanged2()
-{
-    m_channel2->updateStateActions(m_act_connect2, m_act_ssl2, m_act_disturb2);
 }
 
 void MainWindow::watchTraceSelection()
@@ -823,7 +715,7 @@ void MainWindow::collectExpanded(const QModelIndex& parent, QList<QPersistentMod
 void MainWindow::onTraceInserted(const QModelIndex& parent)
 {
     // The current line and the selection stay where the user put them.
-    if (!parent.isValid() && global[AutoScroll] && m_following)
+    if (!parent.isValid() && m_display->options().test(TraceOptions::AutoScroll) && m_following)
         m_tv_trace->scrollToBottom();
 }
 
@@ -917,7 +809,7 @@ void MainWindow::onClearAll()
 void MainWindow::onStyle()
 {
     if (m_styledialog) {
-        Tools::raiseWindow(m_styledialog);
+        WindowPlacement::raise(m_styledialog);
         return;
     }
     m_styledialog = new StyleDialog(this);
@@ -951,7 +843,7 @@ void MainWindow::updateStyle()
 void MainWindow::onEditToolbars()
 {
     if (m_toolbardialog) {
-        Tools::raiseWindow(m_toolbardialog);
+        WindowPlacement::raise(m_toolbardialog);
         return;
     }
     m_toolbardialog = new QtToolBarDialog(this);
@@ -1028,10 +920,10 @@ void MainWindow::onOpenBookmarks()
         return;
     QString start = QSettings().value(QStringLiteral("MainWindow/LastBookmarksPath")).toString();
     if (start.isEmpty())
-        start = Tools::documentsPath();
+        start = DocumentFlow::documentsPath();
     const QString path = QFileDialog::getOpenFileName(this, tr("Open Bookmarks"), start,
                                                       tr("Bookmarks") + QStringLiteral(" (*.qrvbm);;") +
-                                                          Tools::allFilesFilter());
+                                                          DocumentFlow::allFilesFilter());
     if (path.isEmpty())
         return;
     if (loadBookmarks(path))
@@ -1040,31 +932,9 @@ void MainWindow::onOpenBookmarks()
 
 bool MainWindow::saveBookmarks(const QString& path)
 {
-    const QString temporary = path + QStringLiteral(".tmp");
-    const QString backup = path + QStringLiteral(".bak");
     BookmarkWriter writer;
-    if (!writer.write(m_bookmarks, temporary)) {
+    if (!writer.write(m_bookmarks, path)) {
         message(writer.errorString(), ColorError, source(Bookmarks));
-        return false;
-    }
-    const QByteArray target = QFile::encodeName(path);
-    const QByteArray old = QFile::encodeName(backup);
-    const QByteArray fresh = QFile::encodeName(temporary);
-    if (QFile::exists(backup) && std::remove(old.constData()) != 0) {
-        message(tr("Could not delete old backup %1: %2").arg(QDir::toNativeSeparators(backup), errnoText()),
-                ColorError, source(Bookmarks));
-        return false;
-    }
-    if (QFile::exists(path) && std::rename(target.constData(), old.constData()) != 0) {
-        message(tr("Could not rename %1 to %2: %3")
-                    .arg(QDir::toNativeSeparators(path), QDir::toNativeSeparators(backup), errnoText()),
-                ColorError, source(Bookmarks));
-        return false;
-    }
-    if (std::rename(fresh.constData(), target.constData()) != 0) {
-        message(tr("Could not rename %1 to %2: %3")
-                    .arg(QDir::toNativeSeparators(temporary), QDir::toNativeSeparators(path), errnoText()),
-                ColorError, source(Bookmarks));
         return false;
     }
     m_bookmarks->setClean();
@@ -1082,10 +952,10 @@ bool MainWindow::onSaveBookmarksAs()
 {
     QString start = m_bookmarkspath;
     if (start.isEmpty())
-        start = Tools::documentsPath();
+        start = DocumentFlow::documentsPath();
     const QString path = QFileDialog::getSaveFileName(this, tr("Save Bookmarks"), start,
                                                       tr("Bookmarks") + QStringLiteral(" (*.qrvbm);;") +
-                                                          Tools::allFilesFilter());
+                                                          DocumentFlow::allFilesFilter());
     if (path.isEmpty() || !saveBookmarks(path))
         return false;
     m_bookmarkspath = path;
@@ -1111,7 +981,7 @@ bool MainWindow::canDiscard()
 void MainWindow::onEditBookmarks()
 {
     if (m_bookmarkeditor) {
-        Tools::raiseWindow(m_bookmarkeditor);
+        WindowPlacement::raise(m_bookmarkeditor);
         return;
     }
     m_bookmarkeditor = new BookmarkEditor(this);
@@ -1150,7 +1020,7 @@ void MainWindow::onOpenDefinitions()
     const QString start = QSettings().value(QStringLiteral("MainWindow/LastDefinitionsPath")).toString();
     const QString path = QFileDialog::getOpenFileName(this, tr("Open QRV16 definitions"), start,
                                                       tr("QRV16 Definition Files") + QStringLiteral(" (*.qrvdef);;") +
-                                                          Tools::allFilesFilter());
+                                                          DocumentFlow::allFilesFilter());
     if (!path.isEmpty() && loadDefinitionFile(path))
         rememberPath("MainWindow/LastDefinitionsPath", path);
 }
@@ -1200,7 +1070,7 @@ void MainWindow::about()
 void MainWindow::onEditDefinitions()
 {
     if (m_editor) {
-        Tools::raiseWindow(m_editor);
+        WindowPlacement::raise(m_editor);
         return;
     }
     // No parent: the editor is a top-level window of its own.
@@ -1221,7 +1091,7 @@ bool MainWindow::isLogging() const
 QString MainWindow::logDialogPath() const
 {
     const QString last = QSettings().value(QStringLiteral("MainWindow/LastLogPath")).toString();
-    return last.isEmpty() ? Tools::documentsPath() : last;
+    return last.isEmpty() ? DocumentFlow::documentsPath() : last;
 }
 
 void MainWindow::setLogActions(bool logging)
@@ -1234,7 +1104,7 @@ void MainWindow::onExportPcapng()
 {
     const QString path = QFileDialog::getSaveFileName(this, tr("Export trace as pcapng"), logDialogPath(),
                                                       tr("Capture files") + QStringLiteral(" (*.pcapng);;") +
-                                                          Tools::allFilesFilter());
+                                                          DocumentFlow::allFilesFilter());
     if (path.isEmpty())
         return;
     QSaveFile file(path);
@@ -1251,7 +1121,7 @@ void MainWindow::onLogStart()
 {
     const QString path = QFileDialog::getSaveFileName(this, tr("Log to file"), logDialogPath(),
                                                       tr("Log files") + QStringLiteral(" (*.csv);;") +
-                                                          Tools::allFilesFilter());
+                                                          DocumentFlow::allFilesFilter());
     if (!path.isEmpty())
         startLog(path);
 }
@@ -1293,7 +1163,7 @@ void MainWindow::onLogPlay()
 {
     const QString path = QFileDialog::getOpenFileName(this, tr("Replay log"), logDialogPath(),
                                                       tr("Log files") + QStringLiteral(" (*.csv);;") +
-                                                          Tools::allFilesFilter());
+                                                          DocumentFlow::allFilesFilter());
     if (path.isEmpty())
         return;
     rememberPath("MainWindow/LastLogPath", path);
@@ -1309,7 +1179,7 @@ void MainWindow::onLogPlayHex()
 {
     const QString path = QFileDialog::getOpenFileName(this, tr("Replay hex dump"), logDialogPath(),
                                                       tr("Log files") + QStringLiteral(" (*.csv);;") +
-                                                          Tools::allFilesFilter());
+                                                          DocumentFlow::allFilesFilter());
     if (path.isEmpty())
         return;
     rememberPath("MainWindow/LastLogPath", path);
@@ -1372,11 +1242,11 @@ void MainWindow::closeEvent(QCloseEvent* event)
     }
     m_sequencedock->stop();
     QSettings settings;
-    settings.setValue(QStringLiteral("MainWindow/Geometry"), Tools::saveWidgetGeometry(this));
+    settings.setValue(QStringLiteral("MainWindow/Geometry"), WindowPlacement::save(this));
     settings.setValue(QStringLiteral("MainWindow/State"), saveState(0));
     settings.setValue(QStringLiteral("MainWindow/ToolBars"), m_toolbarmanager->saveState(0));
     settings.setValue(QStringLiteral("MainWindow/TreeHeader"), m_tv_trace->header()->saveState());
-    saveSettings();
+    m_display->save();
     saveHistory();
     if (m_editor)
         m_editor->close();

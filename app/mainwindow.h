@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "app/stylesettings.h"
+#include "trace/stylesettings.h"
+#include "trace/traceoptions.h"
 
 #include <QByteArray>
 #include <QList>
@@ -18,6 +19,8 @@ class BookmarkEditor;
 class BookmarkList;
 class BookmarkWidget;
 class Channel;
+class ChannelActions;
+class DisplayOptions;
 class EntryLine;
 class QAction;
 class QDockWidget;
@@ -57,22 +60,6 @@ class MainWindow : public QMainWindow
     Q_OBJECT
 
 public:
-    // Process-wide display flags, read by the trace model, the channels and
-    // the trace printers; updateToggles() copies them from the actions.
-    enum GlobalFlag {
-        AutoScroll = 0,
-        RelativeTime = 1,
-        HungarianNotation = 2,
-        TraceRaw = 3,
-        TraceMessageBytes = 4,
-        Decode = 5,
-        HideDuplicates = 6,
-        LinkChannels = 7,
-        Pause = 8,
-        GlobalCount
-    };
-    static bool global[GlobalCount];
-
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
@@ -84,6 +71,7 @@ public:
                                QString* answers = nullptr, QString* sequences = nullptr);
 
     TraceModel* traceModel() const { return m_model; }
+    DisplayOptions* displayOptions() const { return m_display; }
     Channel* channel(int number) const;
     Channel* targetChannel() const { return m_target; }
     BookmarkList* bookmarks() const { return m_bookmarks; }
@@ -110,13 +98,9 @@ public:
 
 public Q_SLOTS:
     void initialize();
-    void saveSettings();
-    void updateToggles();
     void selectTarget(int channel);
     // Return in the entry line or one of its send buttons.
     void onSendRequested(const QString& text, int channel);
-    void onStateChanged1();
-    void onStateChanged2();
     // Auto scroll: a batch of new lines scrolls the view to the bottom while
     // it follows them.
     void onTraceInserted(const QModelIndex& parent);
@@ -178,9 +162,6 @@ public Q_SLOTS:
     void onReplayProgress(qint64 done, qint64 total);
     void onReplayFinished();
 
-Q_SIGNALS:
-    void globalsChanged();
-
 protected:
     void closeEvent(QCloseEvent* event) override;
 
@@ -194,6 +175,10 @@ private:
     void setupToolBarManager();
     void connectActions();
     void setLogActions(bool logging);
+    // The banner and the view; the model, the channels and the plot take
+    // the options themselves.
+    void showOptions(const TraceOptions& options);
+    QAction* toggle(TraceOptions::Flag flag) const;
     QString logDialogPath() const;
     void rememberPath(const char* key, const QString& path);
     bool startReplay(const QString& path, int mode);
@@ -222,16 +207,8 @@ private:
     QAction* m_act_open_definitions = nullptr;
     QAction* m_act_edit_definitions = nullptr;
     QAction* m_act_close = nullptr;
-    QAction* m_act_connection1 = nullptr;
-    QAction* m_act_connection2 = nullptr;
-    QAction* m_act_connect1 = nullptr;
-    QAction* m_act_connect2 = nullptr;
-    QAction* m_act_trace_raw = nullptr;
-    QAction* m_act_trace_msg = nullptr;
-    QAction* m_act_trace_lut = nullptr;
     QAction* m_act_expand_all = nullptr;
     QAction* m_act_collapse_all = nullptr;
-    QAction* m_act_link = nullptr;
     QAction* m_act_style = nullptr;
     QAction* m_act_edit_toolbars = nullptr;
     QAction* m_act_edit_bookmarks = nullptr;
@@ -241,7 +218,6 @@ private:
     QAction* m_act_add_separator = nullptr;
     QAction* m_act_delete_line = nullptr;
     QAction* m_act_clear_all = nullptr;
-    QAction* m_act_autoscroll = nullptr;
     QAction* m_act_log_start = nullptr;
     QAction* m_act_log_stop = nullptr;
     QAction* m_act_log_play = nullptr;
@@ -249,15 +225,7 @@ private:
     QAction* m_act_export_pcapng = nullptr;
     QAction* m_act_about = nullptr;
     QAction* m_act_copy = nullptr;
-    QAction* m_act_reltime = nullptr;
-    QAction* m_act_hide_dup = nullptr;
-    QAction* m_act_hungarian = nullptr;
-    QAction* m_act_disturb1 = nullptr;
-    QAction* m_act_disturb2 = nullptr;
-    QAction* m_act_pause = nullptr;
     QAction* m_act_show_bookmarks = nullptr;
-    QAction* m_act_ssl1 = nullptr;
-    QAction* m_act_ssl2 = nullptr;
     QAction* m_act_find = nullptr;
     QAction* m_act_find_next = nullptr;
     QAction* m_act_find_previous = nullptr;
@@ -277,6 +245,7 @@ private:
     QString m_sequencespath; // from the command line, loaded in initialize()
     AutoAnswer* m_autoanswer = nullptr; // Owned (child).
     AnswerDocument* m_answers = nullptr; // Owned (child of m_autoanswer).
+    DisplayOptions* m_display = nullptr; // Owned (child).
     TraceUndo* m_undo = nullptr;         // Owned (child).
     TraceModel* m_model = nullptr;       // Owned (child).
     // Owned (child); the view shows it only while a filter is set, since
@@ -285,6 +254,8 @@ private:
     TraceDelegate* m_delegate = nullptr; // Owned (child).
     Channel* m_channel1 = nullptr;       // Owned (child).
     Channel* m_channel2 = nullptr;       // Owned (child).
+    ChannelActions* m_channelActions1 = nullptr; // Owned (child).
+    ChannelActions* m_channelActions2 = nullptr; // Owned (child).
     Channel* m_target = nullptr;         // One of the two; never null.
     BookmarkList* m_bookmarks = nullptr; // Owned (child).
     std::unique_ptr<QRV16::Item> m_root;
@@ -300,7 +271,7 @@ private:
     QPointer<QProgressDialog> m_replaydialog;
     // The line at the top of the view when the filter last changed.
     QPersistentModelIndex m_filterTop;
-    bool m_hidedup = false;       // flag 6 as last shown in the banner
+    bool m_hidedup = false; // as last shown in the banner
     // Like a terminal: the view follows new lines until the user scrolls up,
     // clicks or selects, and again once back at the bottom.
     bool m_following = true;

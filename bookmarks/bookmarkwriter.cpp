@@ -2,46 +2,16 @@
 #include "bookmarks/bookmarkwriter.h"
 
 #include "bookmarks/bookmarklist.h"
+#include "files/savefile.h"
+#include "files/xmlfilewriter.h"
 
 #include <QAction>
 #include <QBuffer>
-#include <QCoreApplication>
-#include <QFile>
 #include <QIcon>
 #include <QPixmap>
 #include <QXmlStreamWriter>
 
-#include <cerrno>
-#include <unistd.h>
-
 namespace {
-
-QString tr(const char* text)
-{
-    return QCoreApplication::translate("BookmarkWriter", text);
-}
-
-bool isXmlChar(char32_t c)
-{
-    return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) ||
-           (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF);
-}
-
-// XML 1.0 cannot hold control characters (nor unpaired surrogates); a file
-// that holds one could not be read back, so they are left out.
-QString xmlText(const QString& text)
-{
-    QString clean;
-    bool dropped = false;
-    const auto ucs4 = text.toUcs4();
-    for (char32_t c : ucs4) {
-        if (isXmlChar(c))
-            clean.append(QString::fromUcs4(&c, 1));
-        else
-            dropped = true;
-    }
-    return dropped ? clean : text;
-}
 
 QByteArray iconData(const QIcon& icon)
 {
@@ -63,7 +33,7 @@ QByteArray iconData(const QIcon& icon)
 void writeField(QXmlStreamWriter& xml, const QString& element, const QString& text)
 {
     if (!text.isEmpty())
-        xml.writeTextElement(element, xmlText(text));
+        xml.writeTextElement(element, XmlFileWriter::text(text));
 }
 
 } // namespace
@@ -109,26 +79,5 @@ QByteArray BookmarkWriter::encode(const BookmarkList* list) const
 bool BookmarkWriter::write(const BookmarkList* list, const QString& path)
 {
     m_error.clear();
-    const QByteArray bytes = encode(list);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        m_error = tr("Cannot open %1 for writing: %2").arg(path, file.errorString());
-        return false;
-    }
-    if (file.write(bytes) != bytes.size() || !file.flush()) {
-        m_error = tr("Cannot write %1: %2").arg(path, file.errorString());
-        return false;
-    }
-    // The caller renames the file over the old one next; it must be on disk
-    // first, or a crash could leave neither.
-    if (::fsync(file.handle()) != 0) {
-        m_error = tr("Cannot write %1: %2").arg(path, qt_error_string(errno));
-        return false;
-    }
-    file.close();
-    if (file.error() != QFileDevice::NoError) {
-        m_error = tr("Cannot write %1: %2").arg(path, file.errorString());
-        return false;
-    }
-    return true;
+    return SaveFile::write(path, encode(list), &m_error);
 }

@@ -14,8 +14,8 @@ class BookmarkList;
 class BookmarkWriter
 {
 public:
-    // Writes only `path`, synced to disk before it is closed; keeping a
-    // backup and renaming a temporary file into place is the caller's.
+    // Saves through a ".tmp" file and keeps the old file as ".bak"; false
+    // with errorString() when a step fails, the old file then untouched.
     bool write(const BookmarkList* list, const QString& path);
     QString errorString() const { return m_error; }
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "cli/linkcommands.h"
 
-#include "app/answerparser.h"
-#include "app/autoanswer.h"
-#include "app/sequenceparser.h"
-#include "app/sequencerunner.h"
+#include "automation/answerparser.h"
+#include "automation/autoanswer.h"
+#include "automation/sequenceparser.h"
+#include "automation/sequencerunner.h"
 #include "cli/console.h"
 #include "cli/definitions.h"
 #include "cli/junitreport.h"

@@ -5,7 +5,7 @@
 // received bytes cut into messages, and each message printed as it comes
 // and goes, so that answers and sequences run here as in the window.
 
-#include "app/messageport.h"
+#include "automation/messageport.h"
 #include "connection/connectionsettings.h"
 #include "qrv16/messagecollector.h"
 #include "qrv16/types.h"

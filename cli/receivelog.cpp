@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "cli/receivelog.h"
 
-#include "app/logrecord.h"
-#include "app/stylecolor.h"
 #include "cli/console.h"
+#include "files/logrecord.h"
 #include "qrv16/messagewriter.h"
+#include "trace/stylecolor.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "editor/editoritemeditdialog.h"
 
+#include "editor/editoritemlook.h"
 #include "editor/editormodel.h"
 #include "editor/editortagedit.h"
 #include "editor/identifiervalidator.h"
@@ -113,7 +114,7 @@ void EditorItemEditDialog::setData(const Item* item)
     const ItemData& d = item->data();
     m_nameValidator->setItem(item);
     m_le_name->setText(d.name);
-    m_idText = EditorModel::editText(item);
+    m_idText = EditorItemLook::editText(item);
     if (isTag()) {
         m_te_id->setItem(item);
         m_te_id->setTag(m_idText);

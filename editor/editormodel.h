@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "editor/collisiontable.h"
+#include "editor/editoritemlook.h"
 #include "qrv16/item.h"
 
 #include <QAbstractItemModel>
 #include <QFont>
-#include <QHash>
-#include <QIcon>
 
 #include <memory>
 #include <vector>
@@ -46,11 +46,6 @@ public:
     int findRow(const Item* item) const;
     int findCollision(const Item* item) const;
     const Item* root() const { return m_root.get(); }
-    // The text a code is edited as: the shown form without decimal padding,
-    // which would read back as octal.
-    static QString editText(const Item* item);
-    // The code as the code column shows it; negative values in decimal.
-    static QString idText(const Item* item);
 
     void setTags(Item* root);
     void undoableSetTags(Item* root, const QModelIndex& index = QModelIndex());
@@ -60,8 +55,8 @@ public:
     QUndoStack* undoStack() const { return m_undo; }
     void setFixedFont(const QFont& font);
     void setCommentFont(const QFont& font);
-    QFont fixedFont() const { return m_fixedFont; }
-    QFont commentFont() const { return m_commentFont; }
+    QFont fixedFont() const { return m_look.fixedFont(); }
+    QFont commentFont() const { return m_look.commentFont(); }
 
     bool setItemData(const QModelIndex& index, const ItemData& data);
     bool insertRow(int row, const QModelIndex& parent = QModelIndex());
@@ -98,9 +93,8 @@ Q_SIGNALS:
 private:
     bool isEditableRow(const Item* item) const;
     void push(QUndoCommand* command);
-    QString collisionText(const Item* item, int flags) const;
-    void refreshCollisions(const Item* parent, bool notify);
-    void forgetCollisions(const Item* subtree);
+    // Tells the views of the rows of `parent` whose flags changed.
+    void refreshCollisions(const Item* parent);
     void notifySubtree(const Item* item);
     // Inserts the trees at `at`; with a valid `moved`, that row goes in the
     // same undo step, so that a drag inside the tree undoes as one move.
@@ -111,17 +105,9 @@ private:
 
     std::unique_ptr<Item> m_root;
     QUndoStack* m_undo = nullptr; // not owned
-    QFont m_fixedFont;
-    QFont m_commentFont;
-    // CollisionFlag sets, filled a whole sibling list at a time when a view
-    // first asks; items leave it when they leave the tree. Rows need no
-    // cache: every item keeps its own.
-    mutable QHash<const Item*, int> m_collisions;
-    QHash<int, QIcon> m_typeIcons;
-    QIcon m_emptyIcon;
-    QIcon m_folderIcon;
-    QIcon m_enumIcon;
-    QIcon m_bitIcon;
+    // Rows need no cache: every item keeps its own.
+    mutable CollisionTable m_collisions;
+    EditorItemLook m_look;
 };
 
 } // namespace QRV16

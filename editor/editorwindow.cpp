@@ -1,38 +1,25 @@
 // SPDX-License-Identifier: MIT
 #include "editor/editorwindow.h"
 
+#include "editor/codeviewmenu.h"
 #include "editor/editordelegate.h"
 #include "editor/editoritemeditdialog.h"
 #include "editor/editormodel.h"
+#include "editor/editorsaveflow.h"
 #include "editor/filechangedwidget.h"
-#include "editor/highlighterc.h"
-#include "editor/highlighterlua.h"
 #include "editor/rowtreeview.h"
 #include "qrv16/parser.h"
-#include "writers/writerxml.h"
-
-#include "writers/codemodel.h"
-#include "writers/writercpp.h"
-#include "writers/writercpplut.h"
-#include "writers/writercs.h"
-#include "writers/writerheader.h"
-#include "writers/writerlua.h"
 
 #include <QApplication>
 #include <QClipboard>
 #include <QCloseEvent>
-#include <QDialog>
-#include <QDialogButtonBox>
 #include <QDir>
 #include <QDockWidget>
-#include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFontDatabase>
 #include <QFontDialog>
-#include <QFormLayout>
 #include <QHeaderView>
-#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -57,12 +44,6 @@ QString key(const char* name)
     return QStringLiteral("QRV16Editor/") + QLatin1String(name);
 }
 
-// The app library's "All Files" filter, which this library does not link.
-QString allFilesFilter()
-{
-    return QCoreApplication::translate("Tools", "All Files") + QStringLiteral(" (*)");
-}
-
 } // namespace
 
 EditorWindow::EditorWindow(QWidget* parent)
@@ -83,6 +64,12 @@ EditorWindow::EditorWindow(QWidget* parent)
     setupActions();
     setupUi();
 
+    connect(m_saveFlow, &EditorSaveFlow::pathChanged, this, &EditorWindow::updateCleanState);
+    connect(m_saveFlow, &EditorSaveFlow::saved, this, &EditorWindow::onSaved);
+    connect(m_saveFlow, &EditorSaveFlow::popupMessage, this, &EditorWindow::popupMessage);
+    connect(m_saveFlow, &EditorSaveFlow::error, this, &EditorWindow::error);
+    connect(m_codeViews, &CodeViewMenu::message, this, &EditorWindow::message);
+    connect(m_codeViews, &CodeViewMenu::error, this, &EditorWindow::error);
     connect(m_undo, &QUndoStack::cleanChanged, this, &EditorWindow::updateCleanState);
     connect(m_undo, &QUndoStack::indexChanged, this, &EditorWindow::onUndoHistoryChanged);
     connect(m_model, &EditorModel::undone, this, &EditorWindow::setCurrentItem);
@@ -159,17 +146,6 @@ void EditorWindow::setupActions()
     m_act_fixed_font = makeAction("m_act_fixed_font", tr("Chose Code Font"), QString(),
                                   ":/icons/i16_font.png");
     m_act_comment_font = makeAction("m_act_comment_font", tr("Chose Comment Font"), QString(), nullptr);
-    m_act_view_header = makeAction("m_act_view_header", tr("View generated header"), QString(),
-                                   ":/icons/i16_header.png");
-    m_act_view_lua = makeAction("m_act_view_lua", tr("View generated Lua"), QString(),
-                                ":/icons/i16_lua.png");
-    m_act_view_cs = makeAction("m_act_view_cs", tr("View generated C#"), QString(), nullptr);
-    m_act_code_names =
-        makeAction("m_act_code_names", tr("Names in generated code..."), QString(), nullptr);
-    m_act_view_cpp = makeAction("m_act_view_cpp", tr("View generated C++ Include File"), QString(),
-                                nullptr);
-    m_act_view_cpp_lut = makeAction("m_act_view_cpp_lut", tr("View generated C++ Lookup Table"),
-                                    QString(), nullptr);
     m_act_expand = makeAction("m_act_expand", tr("Expand subtree"), QStringLiteral("Ctrl++"),
                               ":/icons/i16_expand_all.png");
     m_act_collapse = makeAction("m_act_collapse", tr("Collapse subtree"), QStringLiteral("Ctrl+-"),
@@ -190,12 +166,6 @@ void EditorWindow::setupActions()
     connect(m_act_paste, &QAction::triggered, this, &EditorWindow::onPaste);
     connect(m_act_fixed_font, &QAction::triggered, this, &EditorWindow::onFixedFont);
     connect(m_act_comment_font, &QAction::triggered, this, &EditorWindow::onCommentFont);
-    connect(m_act_view_header, &QAction::triggered, this, &EditorWindow::onViewHeader);
-    connect(m_act_view_lua, &QAction::triggered, this, &EditorWindow::onViewLua);
-    connect(m_act_view_cs, &QAction::triggered, this, &EditorWindow::onViewCs);
-    connect(m_act_code_names, &QAction::triggered, this, &EditorWindow::onCodeNames);
-    connect(m_act_view_cpp, &QAction::triggered, this, &EditorWindow::onViewCpp);
-    connect(m_act_view_cpp_lut, &QAction::triggered, this, &EditorWindow::onViewCppLut);
 }
 
 void EditorWindow::setupUi()
@@ -217,6 +187,8 @@ void EditorWindow::setupUi()
     layout->addWidget(m_wdg_file_changed);
     layout->addWidget(m_view);
     setCentralWidget(central);
+    m_saveFlow = new EditorSaveFlow(m_model, m_undo, m_wdg_file_changed, this, tr(titleText));
+    m_codeViews = new CodeViewMenu(m_model, this);
 
     m_delegate = new EditorDelegate(this);
     m_view->setModel(m_model);
@@ -278,8 +250,7 @@ void EditorWindow::setupUi()
     m_menu_view->addSeparator();
     m_menu_view->addActions({m_act_fixed_font, m_act_comment_font});
     m_menu_view->addSeparator();
-    m_menu_view->addActions({m_act_view_header, m_act_view_lua, m_act_view_cs, m_act_view_cpp,
-                             m_act_view_cpp_lut, m_act_code_names});
+    m_menu_view->addActions(m_codeViews->actions());
 
     m_tb_edit = addToolBar(tr("Edit"));
     m_tb_edit->setObjectName(QStringLiteral("m_tb_edit"));
@@ -291,7 +262,7 @@ void EditorWindow::setupUi()
     m_tb_edit->addSeparator();
     m_tb_edit->addActions({m_act_cut, m_act_copy, m_act_paste});
     m_tb_edit->addSeparator();
-    m_tb_edit->addActions({m_act_view_header, m_act_view_lua});
+    m_tb_edit->addActions({m_codeViews->headerAction(), m_codeViews->luaAction()});
 
     // The view's own actions work only while it has the focus, so the text
     // fields of docks and editors keep their Ctrl+C and Del.
@@ -324,11 +295,16 @@ void EditorWindow::initialize(const QString& path, const QString& fallbackPath)
     if (!file.isEmpty()) {
         if (Item* root = loadDefinitionFile(file)) {
             m_model->setTags(root);
-            setPath(file);
+            m_saveFlow->setPath(file);
         }
     }
     m_undo->setClean();
     updateCleanState();
+}
+
+QString EditorWindow::currentFile() const
+{
+    return m_saveFlow->path();
 }
 
 Item* EditorWindow::loadDefinitionFile(const QString& path)
@@ -343,39 +319,11 @@ Item* EditorWindow::loadDefinitionFile(const QString& path)
     return parser.takeRoot();
 }
 
-void EditorWindow::setPath(const QString& path)
-{
-    m_path = path;
-    // A new watch for each file: a replaced file is a new one.
-    m_wdg_file_changed->watchFile(QString());
-    m_wdg_file_changed->watchFile(path);
-    updateCleanState();
-}
-
-bool EditorWindow::canDiscard()
-{
-    if (m_undo->isClean())
-        return true;
-    const auto answer = QMessageBox::question(
-        this, tr(titleText), tr("There are unsaved changes. What do you want to do?"),
-        QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Cancel);
-    switch (answer) {
-    case QMessageBox::Discard: return true;
-    case QMessageBox::Save: return m_path.isEmpty() ? saveWithDialog() : save(m_path);
-    default: return false;
-    }
-}
-
-QString EditorWindow::dialogFilter() const
-{
-    return tr("QRV16 Definition Files") + QStringLiteral(" (*.qrvdef);;") + allFilesFilter();
-}
-
 void EditorWindow::replaceFrom(const QString& path, Item* root)
 {
     m_model->undoableSetTags(root);
     m_undo->setClean();
-    setPath(path);
+    m_saveFlow->setPath(path);
     // The receiver owns the copy; with none, there is nothing to hand over.
     if (isSignalConnected(QMetaMethod::fromSignal(&EditorWindow::opened)))
         Q_EMIT opened(root->clone(), path);
@@ -388,12 +336,12 @@ void EditorWindow::onNew()
 
 void EditorWindow::onOpen()
 {
-    if (!canDiscard())
+    if (!m_saveFlow->canDiscard())
         return;
     QSettings settings;
     const QString path = QFileDialog::getOpenFileName(
         this, tr("Open QRV16 definitions"), settings.value(key("LastOpenPath")).toString(),
-        dialogFilter());
+        EditorSaveFlow::fileFilter());
     if (path.isEmpty())
         return;
     Item* root = loadDefinitionFile(path);
@@ -405,76 +353,24 @@ void EditorWindow::onOpen()
 
 void EditorWindow::onSave()
 {
-    if (m_path.isEmpty())
-        saveWithDialog();
-    else
-        save(m_path);
+    m_saveFlow->save();
 }
 
 void EditorWindow::onSaveAs()
 {
-    saveWithDialog();
-}
-
-bool EditorWindow::saveWithDialog()
-{
-    QSettings settings;
-    QString start = settings.value(key("LastSaveAsPath")).toString();
-    if (start.isEmpty())
-        start = m_path;
-    const QString path =
-        QFileDialog::getSaveFileName(this, tr("Save QRV16 definitions"), start, dialogFilter());
-    if (path.isEmpty())
-        return false;
-    settings.setValue(key("LastSaveAsPath"), path);
-    return save(path);
+    m_saveFlow->saveAs();
 }
 
 bool EditorWindow::save(const QString& path)
 {
-    // Our own write is no change from outside.
-    m_wdg_file_changed->watchFile(QString());
-    const bool ok = dosave(path);
-    if (ok)
-        m_path = path;
-    m_wdg_file_changed->watchFile(m_path);
-    updateCleanState();
-    return ok;
+    return m_saveFlow->save(path);
 }
 
-bool EditorWindow::dosave(const QString& path)
+void EditorWindow::onSaved(const QString& path)
 {
-    const QString tmp = path + QStringLiteral(".tmp");
-    const QString bak = path + QStringLiteral(".bak");
-    WriterXml writer;
-    if (!writer.write(m_model->root(), tmp)) {
-        error(writer.formatError());
-        return false;
-    }
-    if (QFile::exists(bak)) {
-        QFile old(bak);
-        if (!old.remove()) {
-            error(tr("Could not delete old backup %1: %2").arg(bak, old.errorString()));
-            return false;
-        }
-    }
-    if (QFile::exists(path)) {
-        QFile current(path);
-        if (!current.rename(bak)) {
-            error(tr("Could not rename %1 to %2: %3").arg(path, bak, current.errorString()));
-            return false;
-        }
-    }
-    QFile written(tmp);
-    if (!written.rename(path)) {
-        error(tr("Could not rename %1 to %2: %3").arg(tmp, path, written.errorString()));
-        return false;
-    }
-    m_undo->setClean();
-    popupMessage(tr("Saved to %1").arg(QDir::toNativeSeparators(path)));
+    // The receiver owns the copy; with none, there is nothing to hand over.
     if (isSignalConnected(QMetaMethod::fromSignal(&EditorWindow::saved)))
         Q_EMIT saved(m_model->root()->clone(), path);
-    return true;
 }
 
 QModelIndex EditorWindow::currentRow() const
@@ -489,7 +385,7 @@ void EditorWindow::insertAt(bool after)
     const ItemType type = item->data().type;
     QModelIndex parent;
     int row;
-    if (!current.isValid() || type == ItemType::Enums || type == ItemType::Bits) {
+    if (!current.isValid() || isContainerType(type)) {
         // Into the container (or the file) the cursor is on.
         parent = current;
         row = after ? m_model->rowCount(parent) : 0;
@@ -582,115 +478,13 @@ void EditorWindow::onCommentFont()
     QSettings().setValue(key("CommentFont"), font.toString());
 }
 
-QPlainTextEdit* EditorWindow::createViewer(const QString& text, QSyntaxHighlighter* highlighter,
-                                           const QString& title)
-{
-    // A window of its own that goes with the editor.
-    auto* viewer = new QPlainTextEdit(this);
-    viewer->setWindowFlags(Qt::Window);
-    viewer->setAttribute(Qt::WA_DeleteOnClose);
-    viewer->setObjectName(QStringLiteral("m_te_viewer"));
-    viewer->setWindowTitle(title);
-    viewer->setWindowIcon(windowIcon());
-    viewer->setReadOnly(true);
-    viewer->setLineWrapMode(QPlainTextEdit::NoWrap);
-    viewer->setFont(m_model->fixedFont());
-    viewer->setPlainText(text);
-    if (highlighter) {
-        highlighter->setParent(viewer);
-        highlighter->setDocument(viewer->document());
-    }
-    viewer->resize(760, 600);
-    viewer->show();
-    return viewer;
-}
-
-void EditorWindow::viewGenerated(const QByteArray& text, QSyntaxHighlighter* highlighter,
-                                 const QString& title, const QString& failure)
-{
-    if (text.isEmpty() && !failure.isEmpty()) {
-        delete highlighter;
-        error(failure);
-        return;
-    }
-    createViewer(QString::fromUtf8(text), highlighter, title);
-}
-
-void EditorWindow::onCodeNames()
-{
-    QSettings settings;
-    QDialog dialog(this);
-    dialog.setObjectName(QStringLiteral("m_dlg_code_names"));
-    dialog.setWindowTitle(tr("Names in generated code"));
-    auto* prefix = new QLineEdit(settings.value(key("CodePrefix")).toString(), &dialog);
-    prefix->setObjectName(QStringLiteral("m_le_prefix"));
-    prefix->setPlaceholderText(tr("PS4"));
-    auto* ns = new QLineEdit(settings.value(key("CodeNamespace")).toString(), &dialog);
-    ns->setObjectName(QStringLiteral("m_le_namespace"));
-    ns->setPlaceholderText(tr("Definitions"));
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dialog);
-    connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
-    auto* form = new QFormLayout(&dialog);
-    form->addRow(tr("Prefix (C header):"), prefix);
-    form->addRow(tr("Namespace (C++, C#):"), ns);
-    form->addRow(buttons);
-    if (dialog.exec() != QDialog::Accepted)
-        return;
-    settings.setValue(key("CodePrefix"), prefix->text().trimmed());
-    settings.setValue(key("CodeNamespace"), ns->text().trimmed());
-}
-
-template <typename W>
-void EditorWindow::viewCode(QSyntaxHighlighter* highlighter, const QString& title)
-{
-    W writer;
-    QSettings settings;
-    QStringList texts(Writer::NamespaceText + 1);
-    texts[Writer::PrefixText] = settings.value(key("CodePrefix")).toString();
-    texts[Writer::NamespaceText] = settings.value(key("CodeNamespace")).toString();
-    writer.setTexts(texts);
-    const QByteArray text = writer.encode(m_model->root());
-    // Shown all the same: the user is looking at the code to fix the clash.
-    for (const IdentifierSet::Clash& clash : writer.clashes()) {
-        message(tr("Warning: %1")
-                    .arg(CodeModel::clashText(clash.name, CodeModel::describe(clash.first),
-                                              CodeModel::describe(clash.second))));
-    }
-    viewGenerated(text, highlighter, title, text.isEmpty() ? writer.formatError() : QString());
-}
-
-void EditorWindow::onViewHeader()
-{
-    viewCode<WriterHeader>(new HighlighterC, tr("QRV16 generated header"));
-}
-
-void EditorWindow::onViewLua()
-{
-    viewCode<WriterLua>(new HighlighterLua, tr("QRV16 generated Lua"));
-}
-
-void EditorWindow::onViewCs()
-{
-    viewCode<WriterCs>(nullptr, tr("QRV16 generated C#"));
-}
-
-void EditorWindow::onViewCpp()
-{
-    viewCode<WriterCpp>(nullptr, tr("QRV16 generated C++"));
-}
-
-void EditorWindow::onViewCppLut()
-{
-    viewCode<WriterCppLut>(nullptr, tr("QRV16 generated C++ Lookup Tables"));
-}
-
 void EditorWindow::onReloadClicked()
 {
-    if (m_path.isEmpty())
+    const QString path = m_saveFlow->path();
+    if (path.isEmpty())
         return;
-    if (Item* root = loadDefinitionFile(m_path))
-        replaceFrom(m_path, root);
+    if (Item* root = loadDefinitionFile(path))
+        replaceFrom(path, root);
 }
 
 void EditorWindow::onDoubleClicked(const QModelIndex& index)
@@ -699,7 +493,7 @@ void EditorWindow::onDoubleClicked(const QModelIndex& index)
         return;
     const Item* item = m_model->index2item(index);
     const ItemType type = item->data().type;
-    if ((type != ItemType::Tag && type != ItemType::Enum && type != ItemType::Bit) || item->isComment())
+    if (!isDefinitionType(type) || item->isComment())
         return;
     auto* dialog = new EditorItemEditDialog(this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
@@ -743,8 +537,8 @@ void EditorWindow::updateCleanState()
     QString title;
     if (!m_undo->isClean())
         title += QStringLiteral("* ");
-    if (!m_path.isEmpty())
-        title += QDir::toNativeSeparators(m_path) + QLatin1Char(' ');
+    if (!m_saveFlow->path().isEmpty())
+        title += QDir::toNativeSeparators(m_saveFlow->path()) + QLatin1Char(' ');
     title += QLatin1Char('[') + tr(titleText) + QLatin1Char(']');
     setWindowTitle(title);
 }
@@ -798,7 +592,7 @@ void EditorWindow::spanComments(const QModelIndex& parent, int first, int last)
 
 void EditorWindow::closeEvent(QCloseEvent* event)
 {
-    if (!canDiscard()) {
+    if (!m_saveFlow->canDiscard()) {
         event->ignore();
         return;
     }

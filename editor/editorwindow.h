@@ -8,7 +8,6 @@ class QAction;
 class QDockWidget;
 class QMenu;
 class QPlainTextEdit;
-class QSyntaxHighlighter;
 class QToolBar;
 class QUndoStack;
 class QUndoView;
@@ -16,8 +15,10 @@ class RowTreeView;
 
 namespace QRV16 {
 
+class CodeViewMenu;
 class EditorDelegate;
 class EditorModel;
+class EditorSaveFlow;
 class Item;
 struct ItemData;
 
@@ -37,15 +38,11 @@ public:
     // The tree of a file, owned by the caller; null (after telling the user)
     // when it cannot be read.
     Item* loadDefinitionFile(const QString& path);
-    bool canDiscard();
     bool save(const QString& path);
-    bool dosave(const QString& path);
 
-    QString currentFile() const { return m_path; }
+    QString currentFile() const;
     EditorModel* model() const { return m_model; }
     QUndoStack* undoStack() const { return m_undo; }
-    QPlainTextEdit* createViewer(const QString& text, QSyntaxHighlighter* highlighter,
-                                 const QString& title);
 
 public Q_SLOTS:
     void onNew();
@@ -62,12 +59,6 @@ public Q_SLOTS:
     void onPaste();
     void onFixedFont();
     void onCommentFont();
-    void onViewHeader();
-    void onViewLua();
-    void onViewCs();
-    void onViewCpp();
-    void onViewCppLut();
-    void onCodeNames();
     void onReloadClicked();
     void onDoubleClicked(const QModelIndex& index);
     void onApplyItem(const QRV16::Item* item, const QRV16::ItemData& data);
@@ -97,14 +88,9 @@ private:
     void addList(int type);
     void insertAt(bool after);
     QModelIndex currentRow() const;
-    void setPath(const QString& path);
     void replaceFrom(const QString& path, Item* root);
-    bool saveWithDialog();
-    QString dialogFilter() const;
+    void onSaved(const QString& path);
     void spanComments(const QModelIndex& parent, int first, int last);
-    template <typename W> void viewCode(QSyntaxHighlighter* highlighter, const QString& title);
-    void viewGenerated(const QByteArray& text, QSyntaxHighlighter* highlighter, const QString& title,
-                       const QString& failure);
 
     EditorModel* m_model;
     QUndoStack* m_undo;
@@ -119,7 +105,8 @@ private:
     QMenu* m_menu_file = nullptr;
     QMenu* m_menu_edit = nullptr;
     QMenu* m_menu_view = nullptr;
-    QString m_path;
+    EditorSaveFlow* m_saveFlow = nullptr;
+    CodeViewMenu* m_codeViews = nullptr;
     bool m_restored = false;
 
     QAction* m_act_new = nullptr;
@@ -140,12 +127,6 @@ private:
     QAction* m_act_paste = nullptr;
     QAction* m_act_fixed_font = nullptr;
     QAction* m_act_comment_font = nullptr;
-    QAction* m_act_view_header = nullptr;
-    QAction* m_act_view_lua = nullptr;
-    QAction* m_act_view_cs = nullptr;
-    QAction* m_act_code_names = nullptr;
-    QAction* m_act_view_cpp = nullptr;
-    QAction* m_act_view_cpp_lut = nullptr;
     QAction* m_act_expand = nullptr;
     QAction* m_act_collapse = nullptr;
 };

@@ -1,22 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "editor/identifiervalidator.h"
 
-#include "qrv16/item.h"
+#include "qrv16/types.h"
 
 namespace QRV16 {
 
 IdentifierValidator::IdentifierValidator(const Item* item, QObject* parent)
-    : QValidator(parent), m_item(item)
+    : ItemValidator(item, parent)
 {
-}
-
-QValidator::State IdentifierValidator::report(State state, const QString& text) const
-{
-    if (text != m_message) {
-        m_message = text;
-        Q_EMIT const_cast<IdentifierValidator*>(this)->message(text);
-    }
-    return state;
 }
 
 QValidator::State IdentifierValidator::validate(QString& input, int&) const
@@ -39,7 +30,7 @@ QValidator::State IdentifierValidator::validate(QString& input, int&) const
     QString reserved;
     if (!isValidIdentifier(input, &reserved))
         return report(Intermediate, reserved);
-    if (m_item && m_item->parent() && m_item->parent()->findBut(input, m_item) >= 0)
+    if (siblingHas(input))
         return report(Acceptable, tr("Identifier already exists"));
     return report(Acceptable, QString());
 }

@@ -8,7 +8,7 @@
 namespace QRV16 {
 
 NumberValidator::NumberValidator(qint64 lower, qint64 upper, const Item* item, QObject* parent)
-    : QValidator(parent), m_lower(lower), m_upper(upper), m_item(item)
+    : ItemValidator(item, parent), m_lower(lower), m_upper(upper)
 {
 }
 
@@ -73,15 +73,6 @@ NumberValidator::ReadResult NumberValidator::readNumber(const QString& text, qin
     return Number;
 }
 
-QValidator::State NumberValidator::report(State state, const QString& text) const
-{
-    if (text != m_message) {
-        m_message = text;
-        Q_EMIT const_cast<NumberValidator*>(this)->message(text);
-    }
-    return state;
-}
-
 QValidator::State NumberValidator::validate(QString& input, int&) const
 {
     if (input.isEmpty())
@@ -95,7 +86,7 @@ QValidator::State NumberValidator::validate(QString& input, int&) const
     if (value < m_lower || value > m_upper)
         return report(Intermediate, tr("Number out of range"));
     // Ids are compared as the model stores them: 64 bits, two's complement.
-    if (m_item && m_item->parent() && m_item->parent()->findBut(quint64(value), m_item) >= 0)
+    if (siblingHas(quint64(value)))
         return report(Acceptable, tr("This number already exists"));
     return report(Acceptable, QString());
 }

@@ -1,25 +1,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QValidator>
+#include "editor/itemvalidator.h"
 
 namespace QRV16 {
 
-class Item;
-
-// Checks an enum value or bit number against two bounds. A value that a
-// sibling already has is allowed and only reported.
-class NumberValidator : public QValidator
+// Checks an enum value or bit number against two bounds.
+class NumberValidator : public ItemValidator
 {
     Q_OBJECT
 public:
     NumberValidator(qint64 lower, qint64 upper, const Item* item = nullptr, QObject* parent = nullptr);
 
     State validate(QString& input, int& pos) const override;
-    void setItem(const Item* item) { m_item = item; }
     qint64 lower() const { return m_lower; }
     qint64 upper() const { return m_upper; }
-    QString messageText() const { return m_message; }
 
     enum ReadResult { NotANumber, TooLarge, Number };
     // Automatic base: "0x" hexadecimal, a leading "0" octal, else decimal,
@@ -32,16 +27,9 @@ public:
     static qint64 lowerBound(int itemType);
     static qint64 upperBound(int itemType);
 
-Q_SIGNALS:
-    void message(const QString& text);
-
 private:
-    State report(State state, const QString& text) const;
-
     qint64 m_lower;
     qint64 m_upper;
-    const Item* m_item; // not owned
-    mutable QString m_message;
 };
 
 } // namespace QRV16

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "editor/tagvalidator.h"
 
-#include "qrv16/item.h"
-
 namespace QRV16 {
 
 namespace {
@@ -15,17 +13,7 @@ bool isHexDigit(QChar c)
 
 } // namespace
 
-TagValidator::TagValidator(const Item* item, QObject* parent) : QValidator(parent), m_item(item) {}
-
-QValidator::State TagValidator::report(State state, const QString& text) const
-{
-    if (text != m_message) {
-        m_message = text;
-        // validate() is const by the validator interface; the finding is news.
-        Q_EMIT const_cast<TagValidator*>(this)->message(text);
-    }
-    return state;
-}
+TagValidator::TagValidator(const Item* item, QObject* parent) : ItemValidator(item, parent) {}
 
 bool TagValidator::readTag(const QString& text, quint64* code)
 {
@@ -64,7 +52,7 @@ QValidator::State TagValidator::validate(QString& input, int&) const
         return report(Intermediate, tr("Not a hexadecimal number"));
     if (code > 0xFFFF)
         return report(Intermediate, tr("Tag code out of range"));
-    if (m_item && m_item->parent() && m_item->parent()->findBut(unsigned(code), m_item) >= 0)
+    if (siblingHas(unsigned(code)))
         return report(Acceptable, tr("Tag code already exists"));
     return report(Acceptable, QString());
 }

@@ -3,8 +3,8 @@
 // patterns and value copies parse or fail with a position; what is read
 // is written back and read again unchanged.
 
-#include "app/answerparser.h"
-#include "app/answerwriter.h"
+#include "automation/answerparser.h"
+#include "automation/answerwriter.h"
 #include "fuzz/demotable.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/messagepattern.h"

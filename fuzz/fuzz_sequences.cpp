@@ -3,8 +3,8 @@
 // steps' texts and patterns parse or fail with a position; what is read is
 // written back and read again unchanged.
 
-#include "app/sequenceparser.h"
-#include "app/sequencewriter.h"
+#include "automation/sequenceparser.h"
+#include "automation/sequencewriter.h"
 #include "fuzz/demotable.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/messagepattern.h"

@@ -18,6 +18,26 @@ ItemType matchingParentType(ItemType type)
     }
 }
 
+ItemType listedType(ItemType parent)
+{
+    switch (parent) {
+    case ItemType::Root: return ItemType::Tag;
+    case ItemType::Enums: return ItemType::Enum;
+    case ItemType::Bits: return ItemType::Bit;
+    default: return ItemType::Invalid;
+    }
+}
+
+bool isDefinitionType(ItemType type)
+{
+    return type == ItemType::Tag || type == ItemType::Enum || type == ItemType::Bit;
+}
+
+bool isContainerType(ItemType type)
+{
+    return type == ItemType::Enums || type == ItemType::Bits;
+}
+
 Item::~Item()
 {
     qDeleteAll(m_children);
@@ -58,6 +78,17 @@ Item* Item::takeChild(int row)
     child->m_row = 0;
     renumberFrom(row);
     return child;
+}
+
+std::vector<std::unique_ptr<Item>> Item::takeChildren(int from)
+{
+    // Taken from the end, so nothing moves: taking the first child each
+    // time would shift all the others, quadratic for a long list.
+    std::vector<std::unique_ptr<Item>> taken;
+    for (int i = childCount() - 1; i >= qMax(0, from); --i)
+        taken.emplace_back(takeChild(i));
+    std::reverse(taken.begin(), taken.end());
+    return taken;
 }
 
 void Item::removeChild(int row)
@@ -158,9 +189,7 @@ bool Item::isValid(ItemType type) const
 bool Item::isNewline() const
 {
     return m_children.isEmpty() && !m_data.hasId && m_data.name.isEmpty() &&
-           m_data.comment.isEmpty() &&
-           (m_data.type == ItemType::Tag || m_data.type == ItemType::Enum ||
-            m_data.type == ItemType::Bit);
+           m_data.comment.isEmpty() && isDefinitionType(m_data.type);
 }
 
 bool Item::isComment() const

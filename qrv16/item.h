@@ -11,6 +11,9 @@
 #include <QList>
 #include <QString>
 
+#include <memory>
+#include <vector>
+
 namespace QRV16 {
 
 enum class ItemType : qint32 {
@@ -31,6 +34,13 @@ enum CollisionFlag {
 
 // The type an item of `type` must have as its parent; Invalid for none.
 ItemType matchingParentType(ItemType type);
+// The type of the definitions a `parent` lists (and of the blank lines and
+// comments among them); Invalid where there are none, as in a tag.
+ItemType listedType(ItemType parent);
+// A tag, an enum value or a bit, as the lists hold them.
+bool isDefinitionType(ItemType type);
+// A tag's Enums or Bits list.
+bool isContainerType(ItemType type);
 
 // The editable record of one item.
 struct ItemData
@@ -70,6 +80,8 @@ public:
     void appendChild(Item* child);
     void insertChildBefore(int row, Item* child);
     Item* takeChild(int row);
+    // The children from `from` on, in order, without their parent.
+    std::vector<std::unique_ptr<Item>> takeChildren(int from = 0);
     void removeChild(int row);
     void clear();
     // Descending by type, so that a tag's Bits come before its Enums.

@@ -2,6 +2,7 @@
 #include "qrv16/messagewriter.h"
 
 #include "qrv16/tagdatalut.h"
+#include "qrv16/textbuffer.h"
 
 #include <climits>
 #include <cstdlib>
@@ -53,8 +54,6 @@ bool fourDigitYear(const QDate& date)
     return !date.isValid() || date.year() <= 9999;
 }
 
-const char hexDigits[] = "0123456789ABCDEF";
-
 // Civil date of a day count since 1970-01-01, proleptic Gregorian as QDate.
 void civilFromDays(qint64 z, int* year, int* month, int* day)
 {
@@ -81,290 +80,6 @@ quint64 readLE(const char* p, int size, int limit)
         v = v << 8 | uchar(p[i]);
     return v;
 }
-
-} // namespace
-
-// The whole text in one buffer: room is made before each piece, and the
-// pieces are copied in, never built as strings of their own.
-class TextSink
-{
-public:
-    explicit TextSink(qsizetype reserve) { grow(reserve); }
-
-    void room(qsizetype n)
-    {
-        if (m_end - m_p < n)
-            grow(n);
-    }
-    void put(char c)
-    {
-        room(1);
-        *m_p++ = char16_t(uchar(c));
-    }
-    void latin1(const char* s, qsizetype n)
-    {
-        room(n);
-        for (qsizetype i = 0; i < n; ++i)
-            *m_p++ = char16_t(uchar(s[i]));
-    }
-    template <size_t N> void literal(const char (&s)[N]) { latin1(s, qsizetype(N - 1)); }
-    void append(QStringView s)
-    {
-        const qsizetype n = s.size();
-        room(n);
-        const char16_t* q = s.utf16();
-        // Names are short: a loop beats calling memcpy.
-        if (n <= 32) {
-            for (qsizetype i = 0; i < n; ++i)
-                m_p[i] = q[i];
-        } else {
-            std::memcpy(m_p, q, size_t(n) * sizeof(char16_t));
-        }
-        m_p += n;
-    }
-    // " name=" (the blank unless first) with one check for room: the
-    // common start of an element.
-    void named(bool first, QStringView name)
-    {
-        const qsizetype n = name.size();
-        room(n + 2);
-        if (!first)
-            *m_p++ = u' ';
-        const char16_t* q = name.utf16();
-        for (qsizetype i = 0; i < n; ++i)
-            m_p[i] = q[i];
-        m_p += n;
-        *m_p++ = u'=';
-    }
-    // Fixed-width decimal digits, for dates and times printed from the wire.
-    void digits(quint64 value, int width)
-    {
-        char buf[24];
-        char* b = buf + sizeof buf;
-        do {
-            *--b = char('0' + value % 10);
-            value /= 10;
-        } while (value > 0);
-        while (buf + sizeof buf - b < width)
-            *--b = '0';
-        latin1(b, buf + sizeof buf - b);
-    }
-    // As formatNumber() prints it.
-    void number(quint64 value, const DisplayMode& mode);
-    void isoDate(int year, int month, int day);
-    void time(int msecs, bool withMs);
-    void hex(QByteArrayView bytes);
-    void address(QByteArrayView bytes);
-    // A string payload of ASCII, escaped as escaped() does; false (and
-    // nothing written) when there is a byte above 127.
-    bool asciiString(QByteArrayView bytes);
-
-    qsizetype size() const { return m_p - begin(); }
-    void truncate(qsizetype n) { m_p = begin() + n; }
-
-    QString take()
-    {
-        m_text.resize(size());
-        return std::move(m_text);
-    }
-
-private:
-    char16_t* begin() const { return m_end - m_text.size(); }
-    void grow(qsizetype n)
-    {
-        const qsizetype used = m_text.isEmpty() ? 0 : size();
-        m_text.resize(qMax(used + n, 2 * m_text.size() + 64));
-        auto* b = reinterpret_cast<char16_t*>(m_text.data());
-        m_p = b + used;
-        m_end = b + m_text.size();
-    }
-
-    // Two digits of 0 to 99; room is made by the caller.
-    void two(int v)
-    {
-        *m_p++ = char16_t('0' + v / 10);
-        *m_p++ = char16_t('0' + v % 10);
-    }
-
-    QString m_text;
-    char16_t* m_p = nullptr;
-    char16_t* m_end = nullptr;
-};
-
-void TextSink::number(quint64 value, const DisplayMode& mode)
-{
-    if (mode.digits > 64) {
-        append(formatNumber(value, mode));
-        return;
-    }
-    char buf[72];
-    char* const e = buf + sizeof buf;
-    char* b = e;
-    const char* prefix = nullptr;
-    auto radix = [&](int shift, int mask) {
-        do {
-            *--b = hexDigits[value & quint64(mask)];
-            value >>= shift;
-        } while (value);
-    };
-    switch (mode.mode) {
-    case DisplayMode::Hex:
-        prefix = "0x";
-        radix(4, 15);
-        break;
-    case DisplayMode::Octal:
-        prefix = "0o";
-        radix(3, 7);
-        break;
-    case DisplayMode::Binary:
-        prefix = "0y";
-        radix(1, 1);
-        break;
-    case DisplayMode::UnsignedDecimal:
-        do {
-            *--b = char('0' + value % 10);
-            value /= 10;
-        } while (value);
-        break;
-    default: {
-        const bool negative = qint64(value) < 0;
-        quint64 magnitude = negative ? 0 - value : value;
-        do {
-            *--b = char('0' + magnitude % 10);
-            magnitude /= 10;
-        } while (magnitude);
-        if (negative)
-            *--b = '-';
-    }
-    }
-    // The sign is padded like any digit: -5 in four digits is "00-5".
-    while (e - b < mode.digits)
-        *--b = '0';
-    if (prefix)
-        latin1(prefix, 2);
-    latin1(b, e - b);
-}
-
-void TextSink::isoDate(int y, int m, int d)
-{
-    // Years up to 9999 here: the fixed layout is written in place.
-    if (y < 0 || y > 9999) {
-        digits(quint64(y), 4);
-        put('-');
-        digits(quint64(m), 2);
-        put('-');
-        digits(quint64(d), 2);
-        return;
-    }
-    room(10);
-    two(y / 100);
-    two(y % 100);
-    *m_p++ = u'-';
-    two(m);
-    *m_p++ = u'-';
-    two(d);
-}
-
-void TextSink::time(int msecs, bool withMs)
-{
-    const int hours = msecs / 3600000;
-    if (hours > 99) {
-        digits(quint64(hours), 2);
-    } else {
-        room(2);
-        two(hours);
-    }
-    room(10);
-    *m_p++ = u':';
-    two(msecs / 60000 % 60);
-    *m_p++ = u':';
-    two(msecs / 1000 % 60);
-    if (withMs) {
-        const int ms = msecs % 1000;
-        *m_p++ = u'.';
-        *m_p++ = char16_t('0' + ms / 100);
-        two(ms % 100);
-    }
-}
-
-void TextSink::hex(QByteArrayView bytes)
-{
-    room(2 * bytes.size());
-    for (char c : bytes) {
-        *m_p++ = char16_t(hexDigits[uchar(c) >> 4]);
-        *m_p++ = char16_t(hexDigits[uchar(c) & 15]);
-    }
-}
-
-void TextSink::address(QByteArrayView bytes)
-{
-    for (int i = 0; i < 4; ++i) {
-        if (i)
-            put('.');
-        digits(uchar(bytes[i]), 1);
-    }
-}
-
-bool TextSink::asciiString(QByteArrayView bytes)
-{
-    // Room for exactly the escaped text: most strings need no escape.
-    qsizetype length = bytes.size() + 2;
-    for (char c : bytes) {
-        const uchar u = uchar(c);
-        if (u >= 0x80)
-            return false;
-        if (u == '"' || u == '\\' || u == '\t' || u == 7 || u == 8 || u == '\r' || u == '\n')
-            length += 1; // a backslash and a letter
-        else if (u <= 31 || u == 127)
-            length += 3; // "\000" or "\x" and two digits
-    }
-    room(length);
-    *m_p++ = u'"';
-    for (char c : bytes) {
-        const uchar u = uchar(c);
-        if (u > 31 && u != 127 && u != '"' && u != '\\') {
-            *m_p++ = char16_t(u);
-            continue;
-        }
-        *m_p++ = u'\\';
-        switch (u) {
-        case '"':
-            *m_p++ = u'"';
-            break;
-        case '\\':
-            *m_p++ = u'\\';
-            break;
-        case '\t':
-            *m_p++ = u't';
-            break;
-        case 7:
-            *m_p++ = u'a';
-            break;
-        case 8:
-            *m_p++ = u'b';
-            break;
-        case '\r':
-            *m_p++ = u'r';
-            break;
-        case '\n':
-            *m_p++ = u'n';
-            break;
-        case 0:
-            *m_p++ = u'0';
-            *m_p++ = u'0';
-            *m_p++ = u'0';
-            break;
-        default:
-            *m_p++ = u'x';
-            *m_p++ = char16_t(hexDigits[u >> 4]);
-            *m_p++ = char16_t(hexDigits[u & 15]);
-        }
-    }
-    *m_p++ = u'"';
-    return true;
-}
-
-namespace {
 
 // Whether an integer payload is the shortest encoding of its value, as the
 // writer's own append makes it; only then does the readable form read back.
@@ -517,12 +232,12 @@ QString MessageWriter::tagToText(int tag) const
 
 QString MessageWriter::tagToText(int tag, const TagData* data) const
 {
-    TextSink out(16);
+    TextBuffer out(16);
     appendTag(out, tag, data);
     return out.take();
 }
 
-void MessageWriter::appendTag(TextSink& out, int tag, const TagData* data) const
+void MessageWriter::appendTag(TextBuffer& out, int tag, const TagData* data) const
 {
     if (data && !data->name.isEmpty()) {
         if (m_options & Hungarian) {
@@ -537,9 +252,7 @@ void MessageWriter::appendTag(TextSink& out, int tag, const TagData* data) const
         out.append(hexify(tag));
         return;
     }
-    const char buf[4] = {hexDigits[u >> 12 & 15], hexDigits[u >> 8 & 15], hexDigits[u >> 4 & 15],
-                         hexDigits[u & 15]};
-    out.latin1(buf, 4);
+    out.hex16(u);
 }
 
 QString MessageWriter::prettyPrintInteger(qint64 value, const TagData* data) const
@@ -559,12 +272,12 @@ QString MessageWriter::prettyPrintInteger(qint64 value, const TagData* data) con
 
 QString MessageWriter::printBitArray(quint64 bits, const TagData* data) const
 {
-    TextSink out(16);
+    TextBuffer out(16);
     appendBits(out, bits, data);
     return out.take();
 }
 
-void MessageWriter::appendBits(TextSink& out, quint64 bits, const TagData* data) const
+void MessageWriter::appendBits(TextBuffer& out, quint64 bits, const TagData* data) const
 {
     if (bits == 0) {
         out.put('0');
@@ -597,12 +310,12 @@ void MessageWriter::appendBits(TextSink& out, quint64 bits, const TagData* data)
 
 QString MessageWriter::dataToText(const Message::Iterator& it, const TagData* data) const
 {
-    TextSink out(qMax(it.size(), 0) * 3 + 16);
+    TextBuffer out(qMax(it.size(), 0) * 3 + 16);
     appendValue(out, it, data, 0);
     return out.take();
 }
 
-void MessageWriter::appendValue(TextSink& out, const Message::Iterator& it, const TagData* data,
+void MessageWriter::appendValue(TextBuffer& out, const Message::Iterator& it, const TagData* data,
                                 int depth) const
 {
     if (data && data->secure) {
@@ -836,7 +549,7 @@ QString MessageWriter::valueText(const Message::Iterator& it, const TagData* dat
         Message::Iterator children;
         if (!childrenOf(it, depth, &children))
             return raw(it);
-        TextSink out(it.size() * 3 + 16);
+        TextBuffer out(it.size() * 3 + 16);
         out.put('(');
         appendElements(out, children, depth + 1);
         out.put(')');
@@ -861,7 +574,7 @@ bool MessageWriter::childrenOf(const Message::Iterator& it, int depth,
     return probe.position() >= 0;
 }
 
-bool MessageWriter::appendElements(TextSink& out, Message::Iterator it, int depth) const
+bool MessageWriter::appendElements(TextBuffer& out, Message::Iterator it, int depth) const
 {
     const bool hungarian = m_options & Hungarian;
     bool first = true;
@@ -890,7 +603,7 @@ bool MessageWriter::appendElements(TextSink& out, Message::Iterator it, int dept
     return it.position() >= 0;
 }
 
-void MessageWriter::appendFormatted(TextSink& out, Message::Iterator it, int indent,
+void MessageWriter::appendFormatted(TextBuffer& out, Message::Iterator it, int indent,
                                     int depth) const
 {
     for (; !it.atEnd(); ++it) {
@@ -937,14 +650,14 @@ QString MessageWriter::toText(Message::Iterator& it) const
     if (m_options & MultiLine)
         return formatText(it, 0);
     // About three characters per byte of a typical message.
-    TextSink out(qsizetype(it.end() - it.start()) * 3 + 16);
+    TextBuffer out(qsizetype(it.end() - it.start()) * 3 + 16);
     appendElements(out, it, 0);
     return out.take();
 }
 
 QString MessageWriter::formatText(Message::Iterator& it, int indent) const
 {
-    TextSink out(qsizetype(it.end() - it.start()) * 4 + 16);
+    TextBuffer out(qsizetype(it.end() - it.start()) * 4 + 16);
     appendFormatted(out, it, indent, 0);
     return out.take();
 }

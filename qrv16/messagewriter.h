@@ -13,7 +13,7 @@ namespace QRV16 {
 
 class TagData;
 class TagDataLut;
-class TextSink;
+class TextBuffer;
 
 class MessageWriter
 {
@@ -40,13 +40,13 @@ public:
 private:
     QString valueText(const Message::Iterator& it, const TagData* data, int depth) const;
     // valueText appended to out, common values printed straight from the payload.
-    void appendValue(TextSink& out, const Message::Iterator& it, const TagData* data,
+    void appendValue(TextBuffer& out, const Message::Iterator& it, const TagData* data,
                      int depth) const;
-    void appendTag(TextSink& out, int tag, const TagData* data) const;
-    void appendBits(TextSink& out, quint64 bits, const TagData* data) const;
+    void appendTag(TextBuffer& out, int tag, const TagData* data) const;
+    void appendBits(TextBuffer& out, quint64 bits, const TagData* data) const;
     // False when the walk does not end cleanly.
-    bool appendElements(TextSink& out, Message::Iterator it, int depth) const;
-    void appendFormatted(TextSink& out, Message::Iterator it, int indent, int depth) const;
+    bool appendElements(TextBuffer& out, Message::Iterator it, int depth) const;
+    void appendFormatted(TextBuffer& out, Message::Iterator it, int indent, int depth) const;
     // False when the children do not walk cleanly to their end, or lie
     // deeper than MaxDepth; then the raw form is written instead.
     bool childrenOf(const Message::Iterator& it, int depth, Message::Iterator* children) const;

@@ -99,15 +99,7 @@ void QtToolBarManager::addAction(QAction* action, const QString& category)
     // By the time `destroyed` arrives the action has left every widget;
     // only the registry still names it.
     connect(action, &QObject::destroyed, this, [this, action] {
-        const QString category = m_actionCategory.take(action);
-        QList<QAction*>& actions = m_categoryActions[category];
-        actions.removeAll(action);
-        if (actions.isEmpty()) {
-            m_categoryActions.remove(category);
-            m_categories.removeAll(category);
-        }
-        for (QList<QAction*>& defaults : m_defaultActions)
-            defaults.removeAll(action);
+        forget(action);
         Q_EMIT actionsChanged();
         Q_EMIT toolBarsChanged();
     });
@@ -119,15 +111,7 @@ void QtToolBarManager::removeAction(QAction* action)
     if (!action || !m_actionCategory.contains(action))
         return;
     action->disconnect(this);
-    const QString category = m_actionCategory.take(action);
-    QList<QAction*>& actions = m_categoryActions[category];
-    actions.removeAll(action);
-    if (actions.isEmpty()) {
-        m_categoryActions.remove(category);
-        m_categories.removeAll(category);
-    }
-    for (QList<QAction*>& defaults : m_defaultActions)
-        defaults.removeAll(action);
+    forget(action);
     bool onToolBar = false;
     for (QToolBar* toolBar : toolBars()) {
         if (toolBar->actions().contains(action)) {
@@ -138,6 +122,19 @@ void QtToolBarManager::removeAction(QAction* action)
     Q_EMIT actionsChanged();
     if (onToolBar)
         Q_EMIT toolBarsChanged();
+}
+
+void QtToolBarManager::forget(QAction* action)
+{
+    const QString category = m_actionCategory.take(action);
+    QList<QAction*>& actions = m_categoryActions[category];
+    actions.removeAll(action);
+    if (actions.isEmpty()) {
+        m_categoryActions.remove(category);
+        m_categories.removeAll(category);
+    }
+    for (QList<QAction*>& defaults : m_defaultActions)
+        defaults.removeAll(action);
 }
 
 void QtToolBarManager::addToolBar(QToolBar* toolBar, const QString& category)

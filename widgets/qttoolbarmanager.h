@@ -67,6 +67,8 @@ Q_SIGNALS:
     void actionsChanged();
 
 private:
+    // Takes the action out of the categories and the default toolbars.
+    void forget(QAction* action);
     void watch(QToolBar* toolBar);
     // True, and toolBarsChanged() emitted, when the content differed.
     bool replaceActions(QToolBar* toolBar, const QList<QAction*>& actions);

@@ -20,10 +20,10 @@
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
 #include "qrv16/messagecollector.h"
-#include "tests/flood.h"
-#include "tests/pty.h"
-#include "tests/ser2net.h"
-#include "tests/stallmeter.h"
+#include "tests/support/flood.h"
+#include "tests/support/pty.h"
+#include "tests/support/ser2net.h"
+#include "tests/support/stallmeter.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -4,8 +4,7 @@
 
 #include "bench/korvbench.h"
 
-#include "app/mainwindow.h"
-#include "app/tracemodel.h"
+#include "trace/tracemodel.h"
 
 #include "qrv16/item.h"
 #include "qrv16/message.h"

@@ -10,15 +10,15 @@
 
 #include "bench/korvbench.h"
 
-#include "app/channel.h"
-#include "app/filterbar.h"
-#include "app/findbar.h"
 #include "app/mainwindow.h"
-#include "app/plotdock.h"
-#include "app/replayer.h"
-#include "app/tracefilter.h"
-#include "app/tracemodel.h"
-#include "app/traceplotter.h"
+#include "trace/channel.h"
+#include "trace/replayer.h"
+#include "trace/tracefilter.h"
+#include "trace/tracemodel.h"
+#include "trace/traceplotter.h"
+#include "trace/widgets/filterbar.h"
+#include "trace/widgets/findbar.h"
+#include "trace/widgets/plotdock.h"
 
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"

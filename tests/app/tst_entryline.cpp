@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
-#include "app/channel.h"
 #include "app/mainwindow.h"
-#include "app/tracemodel.h"
+#include "trace/channel.h"
+#include "trace/tracemodel.h"
 
 #include "bookmarks/bookmarklist.h"
 #include "connection/connection.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
-#include "tests/app/tracelines.h"
-#include "tests/pty.h"
+#include "tests/app/windowlinks.h"
+#include "tests/support/files.h"
+#include "tests/support/pty.h"
+#include "tests/support/tracelines.h"
 
 #include <QAbstractItemView>
 #include <QAction>
@@ -52,12 +54,6 @@ const char bookmarkFile[] = R"(<?xml version="1.0"?>
   </bookmark>
 </qrvbm>
 )";
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
-}
 
 QAbstractItemView* namesPopup()
 {
@@ -132,16 +128,10 @@ void TestEntryLine::cleanup()
 
 std::unique_ptr<MainWindow> TestEntryLine::makeWindow()
 {
-    auto window = std::make_unique<MainWindow>();
+    auto window = windowWithLinks(&m_lines);
     for (int number : {1, 2}) {
-        m_lines.push_back(std::make_unique<korvtest::Pty>());
-        ConnectionSettings settings;
-        settings.setMode(ConnectionSettings::SerialMode);
-        settings.setSerialPort(m_lines.back()->name());
-        Connection* link = window->channel(number)->connection();
-        link->setSettings(settings);
-        link->connect();
-        connect(link, &Connection::rawSent, this, [this, number](const QByteArray& bytes) { m_sent[number - 1] += bytes; });
+        connect(window->channel(number)->connection(), &Connection::rawSent, this,
+                [this, number](const QByteArray& bytes) { m_sent[number - 1] += bytes; });
     }
     if (!window->loadDefinitionFile(m_defs))
         return nullptr;

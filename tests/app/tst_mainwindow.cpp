@@ -1,26 +1,29 @@
 // SPDX-License-Identifier: MIT
-#include "app/answerdialog.h"
-#include "app/autoanswer.h"
-#include "app/channel.h"
-#include "app/filterbar.h"
-#include "app/findbar.h"
+#include "app/displayoptions.h"
 #include "app/mainwindow.h"
-#include "app/sequencedock.h"
-#include "app/tracefilter.h"
-#include "app/replayer.h"
-#include "app/tools.h"
-#include "app/tracemodel.h"
+#include "automation/autoanswer.h"
+#include "automation/widgets/answerdialog.h"
+#include "automation/widgets/sequencedock.h"
+#include "files/logrecord.h"
+#include "trace/channel.h"
+#include "trace/replayer.h"
+#include "trace/tracefilter.h"
+#include "trace/tracemodel.h"
+#include "trace/widgets/filterbar.h"
+#include "trace/widgets/findbar.h"
 
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkwidget.h"
+#include "connection/connection.h"
 #include "editor/editormodel.h"
 #include "editor/editorwindow.h"
-#include "connection/connection.h"
 #include "qrv16/item.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
-#include "tests/pty.h"
-#include "tests/app/tracelines.h"
+#include "tests/app/windowlinks.h"
+#include "tests/support/files.h"
+#include "tests/support/pty.h"
+#include "tests/support/tracelines.h"
 
 #include <QAction>
 #include <QApplication>
@@ -68,18 +71,6 @@ const char bookmarkFile[] = R"(<?xml version="1.0"?>
   </bookmark>
 </qrvbm>
 )";
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 // Answers the next message box with `button` once it is up.
 void answerMessageBox(QMessageBox::StandardButton button, bool* asked)
@@ -264,20 +255,7 @@ void TestMainWindow::cleanup()
 
 std::unique_ptr<MainWindow> TestMainWindow::makeWindow()
 {
-    auto window = std::make_unique<MainWindow>();
-    // Keep the deferred start-up from connecting channels behind the test's back.
-    // Both channels get an open link, since a channel that is not connected
-    // sends nothing; the settings store is left as it was.
-    for (int number : {1, 2}) {
-        m_lines.push_back(std::make_unique<korvtest::Pty>());
-        ConnectionSettings settings;
-        settings.setMode(ConnectionSettings::SerialMode);
-        settings.setSerialPort(m_lines.back()->name());
-        window->channel(number)->connection()->setSettings(settings);
-        window->channel(number)->connection()->connect();
-    }
-    window->traceModel()->clear();
-    return window;
+    return windowWithLinks(&m_lines);
 }
 
 void TestMainWindow::arguments_data()
@@ -285,17 +263,27 @@ void TestMainWindow::arguments_data()
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("definitions");
     QTest::addColumn<QString>("bookmarks");
-    QTest::newRow("nothing") << QStringList() << QString() << QString();
-    QTest::newRow("short forms") << QStringList{"-d", "a.qrvdef", "-b", "b.qrvbm"} << "a.qrvdef" << "b.qrvbm";
-    QTest::newRow("long forms") << QStringList{"--bookmarks", "b.qrvbm", "--definitions", "a.qrvdef"} << "a.qrvdef"
-                                << "b.qrvbm";
+    QTest::addColumn<QString>("answers");
+    QTest::addColumn<QString>("sequences");
+    const QString none;
+    QTest::newRow("nothing") << QStringList() << none << none << none << none;
+    QTest::newRow("short forms") << QStringList{"-d", "a.qrvdef", "-b", "b.qrvbm", "-a", "p.qrvans", "-s", "x.qrvseq"}
+                                 << "a.qrvdef" << "b.qrvbm" << "p.qrvans" << "x.qrvseq";
+    QTest::newRow("long forms") << QStringList{"--bookmarks", "b.qrvbm", "--definitions", "a.qrvdef", "--answers",
+                                               "p.qrvans", "--sequences", "z.qrvseq"}
+                                << "a.qrvdef" << "b.qrvbm" << "p.qrvans" << "z.qrvseq";
     QTest::newRow("the last occurrence wins")
-        << QStringList{"-d", "first.qrvdef", "--definitions", "second.qrvdef"} << "second.qrvdef" << QString();
-    QTest::newRow("an option standing last is ignored") << QStringList{"-b", "b.qrvbm", "-d"} << QString() << "b.qrvbm";
+        << QStringList{"-d", "first.qrvdef", "--definitions", "second.qrvdef"} << "second.qrvdef" << none << none
+        << none;
+    QTest::newRow("the last answers win over other options between")
+        << QStringList{"--answers", "a", "-b", "b", "--answers", "c"} << none << "b" << "c" << none;
+    QTest::newRow("an option standing last is ignored") << QStringList{"-b", "b.qrvbm", "-d"} << none << "b.qrvbm"
+                                                        << none << none;
+    QTest::newRow("answers standing last are ignored") << QStringList{"-a"} << none << none << none << none;
     QTest::newRow("other arguments are skipped")
-        << QStringList{"-style", "fusion", "-d", "a.qrvdef", "extra"} << "a.qrvdef" << QString();
+        << QStringList{"-style", "fusion", "-d", "a.qrvdef", "extra"} << "a.qrvdef" << none << none << none;
     QTest::newRow("a value that looks like an option is still a value")
-        << QStringList{"-d", "-b", "x"} << "-b" << QString();
+        << QStringList{"-d", "-b", "x"} << "-b" << none << none << none;
 }
 
 void TestMainWindow::arguments()
@@ -303,11 +291,23 @@ void TestMainWindow::arguments()
     QFETCH(QStringList, args);
     QFETCH(QString, definitions);
     QFETCH(QString, bookmarks);
+    QFETCH(QString, answers);
+    QFETCH(QString, sequences);
     QString d;
     QString b;
-    MainWindow::parseArguments(args, &d, &b);
+    QString a;
+    QString s;
+    MainWindow::parseArguments(args, &d, &b, &a, &s);
     QCOMPARE(d, definitions);
     QCOMPARE(b, bookmarks);
+    QCOMPARE(a, answers);
+    QCOMPARE(s, sequences);
+    // The files of the automation are optional to the caller.
+    QString d2;
+    QString b2;
+    MainWindow::parseArguments(args, &d2, &b2);
+    QCOMPARE(d2, definitions);
+    QCOMPARE(b2, bookmarks);
 }
 
 void TestMainWindow::firstStartDefaults()
@@ -322,9 +322,14 @@ void TestMainWindow::firstStartDefaults()
     QVERIFY(!checked("m_act_hide_dup"));
     QVERIFY(!checked("m_act_pause"));
     QCOMPARE(window->targetChannel(), window->channel(1));
-    QVERIFY(MainWindow::global[MainWindow::Decode]);
-    QVERIFY(MainWindow::global[MainWindow::LinkChannels]);
-    QVERIFY(!MainWindow::global[MainWindow::TraceRaw]);
+    const TraceOptions options = window->displayOptions()->options();
+    QVERIFY(options.test(TraceOptions::Decode));
+    QVERIFY(options.test(TraceOptions::LinkChannels));
+    QVERIFY(!options.test(TraceOptions::TraceRaw));
+    // What the toggles say reaches whatever shows the trace.
+    QVERIFY(window->traceModel()->options() == options);
+    QVERIFY(window->channel(1)->options() == options);
+    QVERIFY(window->channel(2)->options() == options);
     QVERIFY(window->bookmarks());
     QCOMPARE(window->bookmarks()->count(), 0);
     QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_save_bookmarks"))->isEnabled());
@@ -338,8 +343,11 @@ void TestMainWindow::togglesAreSavedAndRestored()
         window->findChild<QAction*>(QStringLiteral("m_act_trace_raw"))->setChecked(true);
         window->findChild<QAction*>(QStringLiteral("m_act_trace_lut"))->setChecked(false);
         window->findChild<QAction*>(QStringLiteral("m_act_pause"))->setChecked(true);
-        QVERIFY(MainWindow::global[MainWindow::TraceRaw]);
-        QVERIFY(MainWindow::global[MainWindow::Pause]);
+        for (const Channel* channel : {window->channel(1), window->channel(2)}) {
+            QVERIFY(channel->options().test(TraceOptions::TraceRaw));
+            QVERIFY(channel->options().test(TraceOptions::Pause));
+        }
+        QVERIFY(!window->traceModel()->options().test(TraceOptions::Decode));
     }
     QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TraceRaw")).toBool(), true);
     QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TraceLut")).toBool(), false);
@@ -348,13 +356,13 @@ void TestMainWindow::togglesAreSavedAndRestored()
     QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_trace_lut"))->isChecked());
     // Pause is never kept.
     QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_pause"))->isChecked());
-    QVERIFY(!MainWindow::global[MainWindow::Pause]);
+    QVERIFY(!window->channel(1)->options().test(TraceOptions::Pause));
 }
 
 void TestMainWindow::hideDuplicatesBanner()
 {
     auto window = makeWindow();
-    QSignalSpy changed(window.get(), &MainWindow::globalsChanged);
+    QSignalSpy changed(window->displayOptions(), &DisplayOptions::optionsChanged);
     auto* banner = qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner));
     QVERIFY(banner);
     QVERIFY(banner->text().isEmpty());
@@ -362,6 +370,7 @@ void TestMainWindow::hideDuplicatesBanner()
     banner = qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner));
     QCOMPARE(banner->text(), QStringLiteral("<font color=\"red\"><b>HIDE DUPLICATES</b></font>"));
     QCOMPARE(changed.count(), 1);
+    QVERIFY(changed.at(0).at(0).value<TraceOptions>().test(TraceOptions::HideDuplicates));
     window->findChild<QAction*>(QStringLiteral("m_act_hide_dup"))->setChecked(false);
     QVERIFY(qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner))->text().isEmpty());
 }
@@ -603,7 +612,7 @@ void TestMainWindow::logWritesRecords()
     QVERIFY(records.at(3).contains(QStringLiteral(",\"Log\",\"Stopped logging to ")));
     QVERIFY(records.at(1).endsWith(QStringLiteral(",\"Main\",\"say \"\"hi\"\", twice\",1,,")));
     QVERIFY(records.at(2).endsWith(QStringLiteral(",\"1\",\"1001=3\",8,,")));
-    QCOMPARE(Tools::splitCSV(records.at(1)).value(2), QStringLiteral("say \"hi\", twice"));
+    QCOMPARE(LogRecord::split(records.at(1)).value(2), QStringLiteral("say \"hi\", twice"));
 }
 
 void TestMainWindow::logSameFileKeepsItOtherFileIsReplaced()
@@ -698,7 +707,7 @@ void TestMainWindow::replayHexDumpFeedsTheChannel()
     QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(row, 0))->time(),
              QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30, 50)));
     // The pause is back as the action says.
-    QVERIFY(MainWindow::global[MainWindow::Pause]);
+    QVERIFY(window->channel(1)->options().test(TraceOptions::Pause));
 }
 
 void TestMainWindow::replayDialogCancels()

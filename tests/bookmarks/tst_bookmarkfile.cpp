@@ -8,6 +8,7 @@
 
 #include <QAction>
 #include <QBuffer>
+#include <QFileInfo>
 #include <QPainter>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -336,8 +337,12 @@ void TestBookmarkFile::writeFile()
     QFile written(path);
     QVERIFY(written.open(QIODevice::ReadOnly));
     QCOMPARE(written.readAll(), writer.encode(&list));
-    // Only the given path is written.
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("b.qrvbm")});
+    // The old file is the backup; no temporary is left.
+    QFile backup(path + QStringLiteral(".bak"));
+    QVERIFY(backup.open(QIODevice::ReadOnly));
+    QCOMPARE(backup.readAll(), QByteArray(5000, 'x'));
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+             (QStringList{QStringLiteral("b.qrvbm"), QStringLiteral("b.qrvbm.bak")}));
 }
 
 void TestBookmarkFile::writeFailure()
@@ -351,9 +356,12 @@ void TestBookmarkFile::writeFailure()
     QVERIFY2(writer.errorString().contains(path), qPrintable(writer.errorString()));
     QVERIFY(!QFile::exists(path));
 
-    // A directory where the file should go.
-    QVERIFY(!writer.write(&list, dir.path()));
+    // A directory where the file should go stays as it is.
+    QVERIFY(QDir(dir.path()).mkpath(QStringLiteral("folder")));
+    const QString folder = dir.filePath(QStringLiteral("folder"));
+    QVERIFY(!writer.write(&list, folder));
     QVERIFY(!writer.errorString().isEmpty());
+    QVERIFY(QFileInfo(folder).isDir());
 
     // A later success clears the error.
     QVERIFY(writer.write(&list, dir.filePath(QStringLiteral("ok.qrvbm"))));

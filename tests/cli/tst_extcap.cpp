@@ -6,8 +6,8 @@
 #include "bis/bisframe.h"
 #include "cli/linkoptions.h"
 #include "qrv16/pcapngwriter.h"
-#include "tests/pcapngreader.h"
-#include "tests/pty.h"
+#include "tests/support/pcapngreader.h"
+#include "tests/support/pty.h"
 
 #include <QCommandLineParser>
 #include <QProcess>

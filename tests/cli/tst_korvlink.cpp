@@ -2,19 +2,18 @@
 // korv on a link, end to end: one korv process plays the controller or
 // listens, another sends, over loopback TCP, TLS and a pair of ptys.
 
-#include "app/mainwindow.h"
-#include "app/replayer.h"
-#include "app/tracemodel.h"
 #include "connection/connectionsettings.h"
 #include "qrv16/item.h"
 #include "qrv16/messageparser.h"
 #include "qrv16/parser.h"
 #include "qrv16/pcapngwriter.h"
 #include "qrv16/tagdatalut.h"
-#include "tests/app/tracelines.h"
 #include "tests/cli/korvrun.h"
-#include "tests/pcapngreader.h"
-#include "tests/pty.h"
+#include "tests/support/pcapngreader.h"
+#include "tests/support/pty.h"
+#include "tests/support/tracelines.h"
+#include "trace/replayer.h"
+#include "trace/tracemodel.h"
 
 #include <QRegularExpression>
 #include <QXmlStreamReader>
@@ -344,9 +343,6 @@ void TestKorvLink::listenLogReplaysInTheWindow()
     QVERIFY(parser.parse(demoDefinitions));
     std::unique_ptr<QRV16::Item> root(parser.takeRoot());
     QRV16::TagDataLut tags(root.get());
-    for (bool& flag : MainWindow::global)
-        flag = false;
-    MainWindow::global[MainWindow::Decode] = true;
     TraceModel model;
     model.setTags(&tags);
     Replayer replayer(&model);

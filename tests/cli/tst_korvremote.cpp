@@ -3,8 +3,8 @@
 // 2217, korv sends and listens through it as through a local port.
 
 #include "tests/cli/korvrun.h"
-#include "tests/pty.h"
-#include "tests/ser2net.h"
+#include "tests/support/pty.h"
+#include "tests/support/ser2net.h"
 
 #include <QRegularExpression>
 #include <QTcpServer>

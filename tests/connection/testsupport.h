@@ -8,8 +8,8 @@
 #include "connection/bisprotocol.h"
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
-#include "tests/pty.h"
-#include "tests/stallmeter.h"
+#include "tests/support/pty.h"
+#include "tests/support/stallmeter.h"
 
 #include <QElapsedTimer>
 #include <QObject>

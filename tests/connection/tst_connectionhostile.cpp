@@ -6,7 +6,7 @@
 
 #include "qrv16/messagecollector.h"
 #include "tests/connection/testsupport.h"
-#include "tests/flood.h"
+#include "tests/support/flood.h"
 
 #include <QSslSocket>
 #include <QTcpServer>

@@ -5,7 +5,7 @@
 
 #include "libserial/serserialport.h"
 #include "tests/connection/testsupport.h"
-#include "tests/ser2net.h"
+#include "tests/support/ser2net.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>

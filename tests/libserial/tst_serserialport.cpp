@@ -3,7 +3,7 @@
 #include "libserial/pserunixserialport.h"
 #include "libserial/serframing.h"
 #include "libserial/serserialport.h"
-#include "tests/pty.h"
+#include "tests/support/pty.h"
 
 #include <QBuffer>
 #include <QDir>

@@ -45,6 +45,8 @@ private Q_SLOTS:
     void treeBuilding();
     void rowsFollowInsertAndRemove();
     void outOfRangeRows();
+    void takeChildren_data();
+    void takeChildren();
     void enumCount_data();
     void enumCount();
     void collisions_data();
@@ -66,22 +68,31 @@ void TestItem::parentTypes_data()
 {
     QTest::addColumn<int>("type");
     QTest::addColumn<int>("parent");
-    QTest::newRow("invalid") << -1 << -1;
-    QTest::newRow("root") << 0 << -1;
-    QTest::newRow("tag in root") << 1 << 0;
-    QTest::newRow("enums in tag") << 2 << 1;
-    QTest::newRow("enum in enums") << 3 << 2;
-    QTest::newRow("bits in tag") << 4 << 1;
-    QTest::newRow("bit in bits") << 5 << 4;
-    QTest::newRow("beyond") << 6 << -1;
+    QTest::addColumn<int>("listed");
+    QTest::addColumn<bool>("definition");
+    QTest::addColumn<bool>("container");
+    QTest::newRow("invalid") << -1 << -1 << -1 << false << false;
+    QTest::newRow("root lists tags") << 0 << -1 << 1 << false << false;
+    QTest::newRow("tag in root lists nothing") << 1 << 0 << -1 << true << false;
+    QTest::newRow("enums in tag list enums") << 2 << 1 << 3 << false << true;
+    QTest::newRow("enum in enums") << 3 << 2 << -1 << true << false;
+    QTest::newRow("bits in tag list bits") << 4 << 1 << 5 << false << true;
+    QTest::newRow("bit in bits") << 5 << 4 << -1 << true << false;
+    QTest::newRow("beyond") << 6 << -1 << -1 << false << false;
 }
 
 void TestItem::parentTypes()
 {
     QFETCH(int, type);
     QFETCH(int, parent);
+    QFETCH(int, listed);
+    QFETCH(bool, definition);
+    QFETCH(bool, container);
     QCOMPARE(int(matchingParentType(ItemType(type))), parent);
     QCOMPARE(int(Item::matchingParentType(ItemType(type))), parent);
+    QCOMPARE(int(listedType(ItemType(type))), listed);
+    QCOMPARE(isDefinitionType(ItemType(type)), definition);
+    QCOMPARE(isContainerType(ItemType(type)), container);
 }
 
 void TestItem::treeBuilding()
@@ -131,6 +142,39 @@ void TestItem::outOfRangeRows()
     QCOMPARE(root.takeChild(1), nullptr);
     root.removeChild(5);
     QCOMPARE(root.childCount(), 1);
+}
+
+void TestItem::takeChildren_data()
+{
+    QTest::addColumn<int>("from");
+    QTest::addColumn<QStringList>("taken");
+    QTest::addColumn<QStringList>("kept");
+    QTest::newRow("all") << 0 << QStringList{"a", "b", "c"} << QStringList{};
+    QTest::newRow("the tail") << 1 << QStringList{"b", "c"} << QStringList{"a"};
+    QTest::newRow("from before the first is all") << -3 << QStringList{"a", "b", "c"} << QStringList{};
+    QTest::newRow("from the end is none") << 3 << QStringList{} << QStringList{"a", "b", "c"};
+}
+
+void TestItem::takeChildren()
+{
+    QFETCH(int, from);
+    QFETCH(QStringList, taken);
+    QFETCH(QStringList, kept);
+    Item root;
+    for (const char* name : {"a", "b", "c"})
+        root.appendChild(make(ItemType::Tag, name));
+    QStringList names;
+    for (const std::unique_ptr<Item>& item : root.takeChildren(from)) {
+        QCOMPARE(item->parent(), nullptr);
+        names << item->data().name;
+    }
+    QCOMPARE(names, taken);
+    names.clear();
+    for (int i = 0; i < root.childCount(); ++i) {
+        QCOMPARE(root.child(i)->row(), i);
+        names << root.child(i)->data().name;
+    }
+    QCOMPARE(names, kept);
 }
 
 void TestItem::enumCount_data()

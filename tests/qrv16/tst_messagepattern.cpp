@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "demotags.h"
+#include "tests/support/definitions.h"
 
 #include "qrv16/messageparser.h"
 #include "qrv16/messagepattern.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "qrv16/pcapngwriter.h"
-#include "tests/pcapngreader.h"
+#include "tests/support/pcapngreader.h"
 
 #include <QBuffer>
 #include <QtEndian>

@@ -1,6 +1,0 @@
-// SPDX-License-Identifier: MIT
-#include "app/messageport.h"
-
-MessagePort::MessagePort(int number, QObject* parent) : QObject(parent), m_number(number) {}
-
-MessagePort::~MessagePort() = default;

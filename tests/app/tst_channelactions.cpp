@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+#include "app/channelactions.h"
+#include "trace/channel.h"
+
+#include "connection/connection.h"
+#include "connection/widgets/certificatedialog.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTreeWidget>
+#include <QtTest>
+
+namespace {
+
+bool sameImage(const QIcon& icon, const QString& resource)
+{
+    return icon.pixmap(24).toImage() == QIcon(resource).pixmap(24).toImage();
+}
+
+} // namespace
+
+class TestChannelActions : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void namedForTheirChannel_data();
+    void namedForTheirChannel();
+    void stateIcons_data();
+    void stateIcons();
+    void connectTogglesTheLink();
+    void sslInformationDialog();
+};
+
+void TestChannelActions::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+}
+
+void TestChannelActions::init()
+{
+    QSettings().clear();
+}
+
+void TestChannelActions::namedForTheirChannel_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<QStringList>("names");
+    QTest::addColumn<QStringList>("texts");
+    QTest::newRow("channel 1") << 1
+                               << QStringList{"m_act_connection1", "m_act_connect1", "m_act_ssl1", "m_act_disturb1"}
+                               << QStringList{"Connection &1", "Connect 1", "SSL Information", "Disturb Channel 1"};
+    QTest::newRow("channel 2") << 2
+                               << QStringList{"m_act_connection2", "m_act_connect2", "m_act_ssl2", "m_act_disturb2"}
+                               << QStringList{"Connection &2", "Connect 2", "SSL Information", "Disturb Channel 2"};
+}
+
+void TestChannelActions::namedForTheirChannel()
+{
+    QFETCH(int, number);
+    QFETCH(QStringList, names);
+    QFETCH(QStringList, texts);
+    QWidget window;
+    Channel channel(number);
+    ChannelActions actions(&channel, &window);
+    const QList<QAction*> all{actions.settingsAction(), actions.connectAction(), actions.sslAction(),
+                              actions.disturbAction()};
+    for (int i = 0; i < all.size(); ++i) {
+        QCOMPARE(all.at(i)->objectName(), names.at(i));
+        QCOMPARE(all.at(i)->text(), texts.at(i));
+        QCOMPARE(window.findChild<QAction*>(names.at(i)), all.at(i));
+    }
+    QCOMPARE(actions.disturbAction()->toolTip(), QStringLiteral("Generates DTR+RTS pulses on channel %1").arg(number));
+    QCOMPARE(actions.connectAction()->toolTip(), QStringLiteral("Open/close connection %1").arg(number));
+}
+
+void TestChannelActions::stateIcons_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<bool>("ssl");
+    QTest::addColumn<bool>("active");
+    QTest::addColumn<QString>("connectIcon");
+    QTest::addColumn<QString>("sslTip");
+    QTest::newRow("client, closed, no TLS") << 1 << int(ConnectionSettings::ClientMode) << false << false
+                                            << QStringLiteral(":/icons/i24_disconnect1.png")
+                                            << QStringLiteral("Encryption disabled.");
+    QTest::newRow("server 2, closed, TLS configured")
+        << 2 << int(ConnectionSettings::ServerMode) << true << false
+        << QStringLiteral(":/icons/i24_server_disconnect2.png") << QStringLiteral("Encryption is NOT active.");
+    QTest::newRow("server 1, listening") << 1 << int(ConnectionSettings::ServerMode) << false << true
+                                         << QStringLiteral(":/icons/i24_server_connect1.png")
+                                         << QStringLiteral("Encryption disabled.");
+}
+
+void TestChannelActions::stateIcons()
+{
+    QFETCH(int, number);
+    QFETCH(int, mode);
+    QFETCH(bool, ssl);
+    QFETCH(bool, active);
+    QFETCH(QString, connectIcon);
+    QFETCH(QString, sslTip);
+    QWidget window;
+    Channel channel(number);
+    ChannelActions actions(&channel, &window);
+    ConnectionSettings settings;
+    settings.setMode(mode);
+    settings.setServerAddress(QStringLiteral("127.0.0.1"));
+    settings.setServerPort(0);
+    settings.setSslEnabled(ssl);
+    channel.setSettings(settings);
+    if (active)
+        channel.connect();
+    QCOMPARE(channel.connection()->isListening(), active);
+    actions.updateState();
+    QVERIFY(!QIcon(connectIcon).isNull());
+    QVERIFY(sameImage(actions.connectAction()->icon(), connectIcon));
+    QVERIFY(sameImage(actions.sslAction()->icon(), QStringLiteral(":/icons/i24_lock_open.png")));
+    QCOMPARE(actions.sslAction()->toolTip(), sslTip);
+    // A TCP link has no modem lines to pulse.
+    QVERIFY(!actions.disturbAction()->isEnabled());
+}
+
+void TestChannelActions::connectTogglesTheLink()
+{
+    QWidget window;
+    Channel channel(1);
+    ChannelActions actions(&channel, &window);
+    ConnectionSettings settings;
+    settings.setMode(ConnectionSettings::ServerMode);
+    settings.setServerAddress(QStringLiteral("127.0.0.1"));
+    settings.setServerPort(0);
+    channel.setSettings(settings);
+    actions.connectAction()->trigger();
+    QVERIFY(channel.connection()->isListening());
+    QVERIFY(sameImage(actions.connectAction()->icon(), QStringLiteral(":/icons/i24_server_connect1.png")));
+    actions.connectAction()->trigger();
+    QVERIFY(!channel.connection()->isListening());
+    QVERIFY(sameImage(actions.connectAction()->icon(), QStringLiteral(":/icons/i24_server_disconnect1.png")));
+}
+
+void TestChannelActions::sslInformationDialog()
+{
+    QWidget window;
+    Channel channel(2);
+    ChannelActions actions(&channel, &window);
+    actions.sslAction()->trigger();
+    auto* dialog = window.findChild<CertificateDialog*>();
+    QVERIFY(dialog);
+    QCOMPARE(dialog->windowTitle(), QStringLiteral("Channel 2 encryption information"));
+    QStringList labels;
+    for (QLabel* label : dialog->findChildren<QLabel*>())
+        labels << label->text();
+    QVERIFY(labels.join(QLatin1Char('\n')).contains(QLatin1String("Channel 2 at ")));
+    QVERIFY(labels.join(QLatin1Char('\n')).contains(QLatin1String("Session Cipher")));
+    auto* tree = dialog->findChild<QTreeWidget*>();
+    QVERIFY(tree);
+    QStringList sections;
+    for (int i = 0; i < tree->topLevelItemCount(); ++i)
+        sections << tree->topLevelItem(i)->text(0);
+    QCOMPARE(sections, (QStringList{QStringLiteral("Peer certificate"), QStringLiteral("Peer CA chain")}));
+    dialog->close();
+}
+
+QTEST_MAIN(TestChannelActions)
+#include "tst_channelactions.moc"

@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: MIT
+#include "automation/autoanswer.h"
+#include "trace/channel.h"
+#include "trace/tracemodel.h"
+#include "tests/support/definitions.h"
+#include "tests/support/loopback.h"
+
+#include <QAbstractItemModelTester>
+#include <QElapsedTimer>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QtTest>
+
+namespace {
+
+AnswerRule rule(const QString& when, const QString& answer, int channel = AnswerRule::AnyChannel, int delay = 0)
+{
+    AnswerRule r;
+    r.when = when;
+    r.answer = answer;
+    r.channel = channel;
+    r.delay = delay;
+    return r;
+}
+
+} // namespace
+
+// Channel 1 listens, channel 2 connects to it: what one sends, the other
+// receives, as a controller and its tester would.
+class TestAutoAnswer : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void answersWithinTheDelay_data();
+    void answersWithinTheDelay();
+    void copiesRequestValues();
+    void countLimit();
+    void onOff();
+    void channelFilter();
+    void noAnswerToAnAnswer();
+    void periodic();
+    void badAnswerIsReported();
+    void answerBeyond32BitsIsRefused();
+    void toolTipMarksAutomaticLines();
+
+private:
+    // Lines of one source whose text starts with `prefix`.
+    int count(const QString& source, const QString& prefix) const;
+
+    std::unique_ptr<QRV16::TagDataLut> m_tags;
+    std::unique_ptr<LoopbackPair> m_pair;
+    std::unique_ptr<AutoAnswer> m_auto;
+};
+
+void TestAutoAnswer::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QSettings().clear();
+    m_tags = demoTags();
+}
+
+void TestAutoAnswer::init()
+{
+    m_pair = std::make_unique<LoopbackPair>(m_tags.get());
+    m_pair->connect();
+    if (QTest::currentTestFailed())
+        return;
+    m_auto = std::make_unique<AutoAnswer>();
+    m_auto->setPorts(&m_pair->one, &m_pair->two);
+    m_auto->setTags(m_tags.get());
+}
+
+void TestAutoAnswer::cleanup()
+{
+    m_auto.reset();
+    m_pair.reset();
+}
+
+int TestAutoAnswer::count(const QString& source, const QString& prefix) const
+{
+    int n = 0;
+    for (int row = 0; row < m_pair->model.lineCount(); ++row) {
+        if (m_pair->model.index(row, TraceModel::SourceColumn).data().toString() == source &&
+            m_pair->model.index(row, TraceModel::TextColumn).data().toString().startsWith(prefix))
+            ++n;
+    }
+    return n;
+}
+
+void TestAutoAnswer::answersWithinTheDelay_data()
+{
+    QTest::addColumn<int>("delay");
+    QTest::newRow("no delay") << 0;
+    QTest::newRow("200 ms") << 200;
+}
+
+void TestAutoAnswer::answersWithinTheDelay()
+{
+    QFETCH(int, delay);
+    m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Ok)"), 2, delay)});
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QTRY_COMPARE_WITH_TIMEOUT(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 1, 5000);
+    const qint64 elapsed = clock.elapsed();
+    QVERIFY2(elapsed >= delay, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed < delay + 1000, qPrintable(QString::number(elapsed)));
+    QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply=(ResultCode=Ok)")), 1);
+    QCOMPARE(m_auto->fired(0), 1);
+}
+
+void TestAutoAnswer::copiesRequestValues()
+{
+    m_auto->setRules({rule(QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service)"),
+                           QStringLiteral("SetPumpModeReply=(PumpId=${PumpId} ResultCode=Denied)"), 2),
+                      rule(QStringLiteral("SetPumpMode"),
+                           QStringLiteral("SetPumpModeReply=(PumpId=${PumpId} ResultCode=Ok)"), 2)});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service)")));
+    QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("SetPumpModeReply=(PumpId=2 ResultCode=Denied)")), 1);
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("SetPumpMode=(PumpId=1 PumpMode=Auto)")));
+    QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("SetPumpModeReply=(PumpId=1 ResultCode=Ok)")), 1);
+    // Both rules match the first request: only the first answers it.
+    QCOMPARE(m_auto->fired(0), 1);
+    QCOMPARE(m_auto->fired(1), 1);
+    QTest::qWait(100);
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("SetPumpModeReply")), 2);
+}
+
+void TestAutoAnswer::countLimit()
+{
+    AnswerRule limited = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Ok)"), 2);
+    limited.limit = 2;
+    // Once the first rule is spent, the next that matches answers.
+    m_auto->setRules({limited, rule(QStringLiteral("GetStatus=(PumpId=1)"), QStringLiteral("GetStatusReply=(ResultCode=Busy)"), 2),
+                      rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2)});
+    for (int i = 0; i < 4; ++i)
+        QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus=(PumpId=1)")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
+    // The Login answer comes after the GetStatus ones would have.
+    QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 1);
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply=(ResultCode=Ok)")), 2);
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply=(ResultCode=Busy)")), 2);
+    QCOMPARE(m_auto->fired(0), 2);
+    // New rules start counting afresh.
+    m_auto->setRules({limited});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply=(ResultCode=Ok)")), 3);
+}
+
+void TestAutoAnswer::onOff()
+{
+    AnswerRule off = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Busy)"), 2);
+    off.enabled = false;
+    m_auto->setRules({off, rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2)});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
+    QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 1);
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 0);
+
+    // The whole engine off: nothing, not even answers already waiting.
+    m_auto->setRules({rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2, 100)});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
+    QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("Login")), 3);
+    m_auto->setEnabled(false);
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
+    QTest::qWait(300);
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 1);
+}
+
+void TestAutoAnswer::channelFilter()
+{
+    m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply"), 1)});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->two.sendMessage(QStringLiteral("GetStatus")));
+    // Received on 1, so answered on 1 and received on 2.
+    QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 1);
+    QTest::qWait(100);
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 1);
+    QCOMPARE(m_auto->fired(0), 1);
+}
+
+void TestAutoAnswer::noAnswerToAnAnswer()
+{
+    // Request and answer match the same rule on either channel: without
+    // the guard the pair would echo it forever.
+    m_auto->setRules({rule(QStringLiteral("Login"), QStringLiteral("Login=(Operator=${Operator})"))});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login=(Operator=\"a\")")));
+    QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("Login")), 2);
+    QTest::qWait(300);
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("Login")), 2); // sent, answer received
+    QCOMPARE(count(QStringLiteral("2"), QStringLiteral("Login")), 2); // received, answer sent
+    QCOMPARE(m_auto->fired(0), 1);
+}
+
+void TestAutoAnswer::periodic()
+{
+    AnswerRule report;
+    report.answer = QStringLiteral("StatusReport=(WellLevel=120)");
+    report.channel = 2;
+    report.every = 50;
+    report.limit = 3;
+    m_auto->setRules({report});
+    QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("StatusReport=(WellLevel=120)")), 3);
+    QTest::qWait(200);
+    QCOMPARE(count(QStringLiteral("2"), QStringLiteral("StatusReport")), 3);
+}
+
+// Rules are checked when they are set: each one that does not read is named
+// once, and keeps quiet when it comes round again.
+void TestAutoAnswer::badAnswerIsReported()
+{
+    QSignalSpy messages(m_auto.get(), &AutoAnswer::message);
+    AnswerRule unknown = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(Nope=1)"), 2);
+    unknown.name = QStringLiteral("Unknown tag");
+    AnswerRule periodic = rule(QString(), QStringLiteral("Nope=2"), 2);
+    periodic.every = 10;
+    m_auto->setRules({rule(QStringLiteral("GetStatu"), QStringLiteral("GetStatusReply")), unknown,
+                      rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Ok)"), 2),
+                      periodic});
+    QCOMPARE(messages.count(), 3);
+    QVERIFY(messages.at(0).at(0).toString().startsWith(QStringLiteral("Answer rule 1: ")));
+    QCOMPARE(messages.at(1).at(0).toString(),
+             QStringLiteral("Answer rule \"Unknown tag\": Tag Nope not defined at column 17 of "
+                            "\"GetStatusReply=(Nope=1)\""));
+    QVERIFY(messages.at(2).at(0).toString().startsWith(QStringLiteral("Answer rule 4: Tag Nope not defined")));
+    // The rule that does not read still takes its turn, without a word.
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+
+    // A value to copy that a request lacks is said once for the rule.
+    m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(PumpId=${PumpId})"), 2)});
+    QCOMPARE(messages.count(), 3);
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QTRY_COMPARE(messages.count(), 4);
+    QVERIFY(messages.at(3).at(0).toString().contains(QStringLiteral("has no PumpId")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus=(PumpId=4)")));
+    QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply=(PumpId=4)")), 1);
+    QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 1);
+    QCOMPARE(messages.count(), 4);
+}
+
+void TestAutoAnswer::answerBeyond32BitsIsRefused()
+{
+    QSignalSpy messages(m_auto.get(), &AutoAnswer::message);
+    m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(PumpId=4294967296)"), 2)});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QTRY_COMPARE(messages.count(), 1);
+    QVERIFY2(messages.at(0).at(0).toString().contains(QStringLiteral("Value out of range at column 24")),
+             qPrintable(messages.at(0).at(0).toString()));
+    QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 0);
+}
+
+void TestAutoAnswer::toolTipMarksAutomaticLines()
+{
+    AnswerRule named = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply"), 2);
+    named.name = QStringLiteral("status");
+    m_auto->setRules({named});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 1);
+    for (int row = 0; row < m_pair->model.lineCount(); ++row) {
+        const QString source = m_pair->model.index(row, TraceModel::SourceColumn).data().toString();
+        const QString tip = m_pair->model.index(row, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+        const bool automatic = source == QLatin1String("2") &&
+                               m_pair->model.index(row, TraceModel::TextColumn).data().toString().startsWith(
+                                   QLatin1String("GetStatusReply"));
+        QVERIFY2(tip.startsWith(QStringLiteral("Sent automatically by answer rule \"status\"\n")) == automatic,
+                 qPrintable(source + QLatin1Char('|') + tip));
+    }
+}
+
+QTEST_MAIN(TestAutoAnswer)
+#include "tst_autoanswer.moc"

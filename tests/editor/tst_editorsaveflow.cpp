@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: MIT
+#include "editor/editormodel.h"
+#include "editor/editorsaveflow.h"
+#include "editor/filechangedwidget.h"
+#include "treetext.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QUndoStack>
+#include <QtTest>
+
+#include <memory>
+
+using namespace QRV16;
+
+namespace {
+
+const QByteArray original = "<qrv16><tag name=\"Mode\" id=\"0x1001\"/></qrv16>\n";
+
+QByteArray readAll(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+bool writeAll(const QString& path, const QByteArray& bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
+}
+
+struct Fixture
+{
+    QWidget window;
+    QUndoStack undo;
+    EditorModel model;
+    FileChangedWidget* watch = new FileChangedWidget(&window);
+    EditorSaveFlow flow{&model, &undo, watch, &window, QStringLiteral("editor")};
+
+    Fixture()
+    {
+        model.setUndoStack(&undo);
+        model.setTags(TreeText::read(original));
+    }
+    // One edit, so there is something to save.
+    void edit() { QVERIFY(model.setData(model.index(0, 0), QStringLiteral("State"))); }
+};
+
+} // namespace
+
+class TestEditorSaveFlow : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void savesWithABackup();
+    void failedSaveLosesNothing_data();
+    void failedSaveLosesNothing();
+};
+
+void TestEditorSaveFlow::savesWithABackup()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("defs.qrvdef");
+    QVERIFY(writeAll(path, original));
+    Fixture f;
+    f.flow.setPath(path);
+    QCOMPARE(f.watch->watchedFile(), path);
+    f.edit();
+    QSignalSpy saved(&f.flow, &EditorSaveFlow::saved);
+    QSignalSpy errors(&f.flow, &EditorSaveFlow::error);
+    QVERIFY(f.flow.save());
+    QCOMPARE(saved.size(), 1);
+    QCOMPARE(saved.at(0).at(0).toString(), path);
+    QCOMPARE(errors.size(), 0);
+    QVERIFY(f.undo.isClean());
+    QCOMPARE(readAll(path + ".bak"), original);
+    std::unique_ptr<Item> onDisk(TreeText::read(readAll(path)));
+    QVERIFY(onDisk);
+    QCOMPARE(TreeText::shape(onDisk.get()), QString("R(T:State=4097)"));
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+             (QStringList{"defs.qrvdef", "defs.qrvdef.bak"}));
+    // Saved elsewhere, the file is that one from then on.
+    const QString other = dir.filePath("other.qrvdef");
+    QSignalSpy moved(&f.flow, &EditorSaveFlow::pathChanged);
+    QVERIFY(f.flow.save(other));
+    QCOMPARE(f.flow.path(), other);
+    QCOMPARE(f.watch->watchedFile(), other);
+    QVERIFY(moved.size() >= 1);
+    QCOMPARE(moved.last().at(0).toString(), other);
+}
+
+void TestEditorSaveFlow::failedSaveLosesNothing_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::addColumn<QString>("obstacle");
+    QTest::newRow("the folder is missing") << "missing/defs.qrvdef" << "";
+    QTest::newRow("the backup's place is taken by a folder") << "defs.qrvdef" << "defs.qrvdef.bak/x";
+}
+
+void TestEditorSaveFlow::failedSaveLosesNothing()
+{
+    QFETCH(QString, target);
+    QFETCH(QString, obstacle);
+    QTemporaryDir dir;
+    const QString opened = dir.filePath("opened.qrvdef");
+    QVERIFY(writeAll(opened, original));
+    if (!obstacle.isEmpty()) {
+        QVERIFY(QDir(dir.path()).mkpath(QFileInfo(dir.filePath(obstacle)).path()));
+        QVERIFY(writeAll(dir.filePath(obstacle), "kept"));
+    }
+    Fixture f;
+    f.flow.setPath(opened);
+    f.edit();
+    QSignalSpy saved(&f.flow, &EditorSaveFlow::saved);
+    QSignalSpy errors(&f.flow, &EditorSaveFlow::error);
+    QVERIFY(!f.flow.save(dir.filePath(target)));
+    QCOMPARE(errors.size(), 1);
+    QVERIFY(!errors.at(0).at(0).toString().isEmpty());
+    QCOMPARE(saved.size(), 0);
+    // Still unsaved, still the opened file, and nothing on disk lost.
+    QVERIFY(!f.undo.isClean());
+    QCOMPARE(f.flow.path(), opened);
+    QCOMPARE(f.watch->watchedFile(), opened);
+    QCOMPARE(readAll(opened), original);
+    if (!obstacle.isEmpty())
+        QCOMPARE(readAll(dir.filePath(obstacle)), QByteArray("kept"));
+}
+
+QTEST_MAIN(TestEditorSaveFlow)
+#include "tst_editorsaveflow.moc"

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#include "trace/logwriter.h"
+#include "trace/tracemodel.h"
+#include "tests/support/files.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+const QDateTime base(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
+
+} // namespace
+
+class TestLogWriter : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyLineInArrivalOrderBeforeTheViewsHearOfIt_data();
+    void everyLineInArrivalOrderBeforeTheViewsHearOfIt();
+    void flushWaitsForASecondOfQuiet();
+    void reopeningTheSameFileKeepsIt();
+    void openFailureGivesTheFileError();
+};
+
+void TestLogWriter::everyLineInArrivalOrderBeforeTheViewsHearOfIt_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("limit");
+
+    QTest::newRow("a few lines") << 3 << 100000;
+    QTest::newRow("a burst within one batch") << 2000 << 100000;
+    QTest::newRow("more lines than the trace keeps") << 500 << 100;
+}
+
+void TestLogWriter::everyLineInArrivalOrderBeforeTheViewsHearOfIt()
+{
+    QFETCH(int, count);
+    QFETCH(int, limit);
+
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("log.csv"));
+    TraceModel model;
+    model.setLimit(limit);
+    LogWriter writer(&model);
+    QVERIFY(writer.open(path));
+    // Out of order by a little: the trace sorts them, the log keeps arrival.
+    for (int i = 0; i < count; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText,
+                     base.addMSecs(i % 2 ? i - 10 : i));
+    // A batch as large as the limit is delivered at once.
+    if (count < limit)
+        QCOMPARE(model.rowCount(), 0);
+    writer.flush();
+
+    const QList<QByteArray> records = readFile(path).split('\n');
+    QCOMPARE(records.size(), count + 1);
+    QVERIFY(records.constLast().isEmpty());
+    for (int i = 0; i < count; ++i) {
+        const QByteArray time =
+            base.addMSecs(i % 2 ? i - 10 : i).toString(Qt::ISODateWithMs).toLatin1();
+        QCOMPARE(records.at(i), time + ",\"1\",\"" + QByteArray::number(i) + "\",1,,");
+    }
+}
+
+void TestLogWriter::flushWaitsForASecondOfQuiet()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("log.csv"));
+    TraceModel model;
+    LogWriter writer(&model);
+    QVERIFY(writer.open(path));
+    model.append(QStringLiteral("Main"), QStringLiteral("quiet"), ColorText, base);
+    QVERIFY(readFile(path).isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(readFile(path).contains("\"quiet\""), 3000);
+}
+
+void TestLogWriter::reopeningTheSameFileKeepsIt()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("log.csv"));
+    const QString other = dir.filePath(QStringLiteral("other.csv"));
+    QFile old(other);
+    QVERIFY(old.open(QIODevice::WriteOnly));
+    old.write("old content\n");
+    old.close();
+
+    TraceModel model;
+    LogWriter writer(&model);
+    QVERIFY(writer.open(path));
+    model.append(QStringLiteral("Main"), QStringLiteral("one"), ColorText, base);
+    QVERIFY(writer.open(dir.filePath(QStringLiteral("./log.csv"))));
+    model.append(QStringLiteral("Main"), QStringLiteral("two"), ColorText, base);
+    QVERIFY(writer.open(other));
+    model.append(QStringLiteral("Main"), QStringLiteral("three"), ColorText, base);
+    writer.close();
+    QVERIFY(!writer.isOpen());
+    model.append(QStringLiteral("Main"), QStringLiteral("after"), ColorText, base);
+
+    const QByteArray first = readFile(path);
+    QVERIFY(first.contains("\"one\"") && first.contains("\"two\"") && !first.contains("\"three\""));
+    QCOMPARE(readFile(other), QByteArray("2011-03-04T10:20:30.045,\"Main\",\"three\",1,,\n"));
+}
+
+void TestLogWriter::openFailureGivesTheFileError()
+{
+    QTemporaryDir dir;
+    TraceModel model;
+    LogWriter writer(&model);
+    QString error;
+    QVERIFY(!writer.open(dir.filePath(QStringLiteral("no/such/dir/log.csv")), &error));
+    QVERIFY(!error.isEmpty());
+    QVERIFY(!writer.isOpen());
+}
+
+QTEST_MAIN(TestLogWriter)
+#include "tst_logwriter.moc"

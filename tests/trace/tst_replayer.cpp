@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: MIT
+#include "trace/channel.h"
+#include "trace/replayer.h"
+#include "trace/tracemodel.h"
+
+#include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
+#include "tests/support/files.h"
+#include "tests/support/tracelines.h"
+
+#include <QAbstractItemModelTester>
+#include <QFile>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrv16>
+  <tag name="PumpId" id="0x1001"/>
+</qrv16>
+)";
+
+const char goodRecord[] = "2011-03-04T10:20:30.045,\"1\",\"PumpId=4\",7,,\n";
+
+QByteArray manyRecords(int count)
+{
+    QByteArray out;
+    for (int i = 0; i < count; ++i)
+        out += "2011-03-04T10:20:30.045,\"1\",\"PumpId=" + QByteArray::number(i) + "\",7,,\n";
+    return out;
+}
+
+} // namespace
+
+class TestReplayer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void badRecordsAreReportedOnce_data();
+    void badRecordsAreReportedOnce();
+    void messageThatDoesNotReadIsReportedAndKept();
+    void runsInSlicesWithProgress();
+    void cancelStopsAtOnce();
+    void missingFileIsReported();
+    void secondReplayWaits();
+    void hexDumpProgressCountsBytes();
+    void hexDumpKeepsStatusLines_data();
+    void hexDumpKeepsStatusLines();
+
+private:
+    void run(Replayer::Mode mode, const QByteArray& content, QStringList* shown, bool* completed);
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<QRV16::TagDataLut> m_tags;
+    std::unique_ptr<TraceModel> m_model;
+    std::unique_ptr<QAbstractItemModelTester> m_tester;
+    std::unique_ptr<Channel> m_channel1;
+    std::unique_ptr<Replayer> m_replayer;
+};
+
+void TestReplayer::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QSettings().clear();
+    m_tags = tagsOf(definitions);
+}
+
+void TestReplayer::init()
+{
+    m_model = std::make_unique<TraceModel>();
+    m_model->setTags(m_tags.get());
+    m_tester = std::make_unique<QAbstractItemModelTester>(
+        m_model.get(), QAbstractItemModelTester::FailureReportingMode::QtTest);
+    m_channel1 = std::make_unique<Channel>(1);
+    m_channel1->setModel(m_model.get());
+    m_replayer = std::make_unique<Replayer>(m_model.get());
+    m_replayer->setChannels(m_channel1.get(), nullptr, m_channel1.get());
+    QObject::connect(m_replayer.get(), &Replayer::message, m_model.get(),
+                     [this](const QString& text, StyleColor color) {
+                         m_model->append(QStringLiteral("Log"), text, color);
+                     });
+}
+
+void TestReplayer::cleanup()
+{
+    m_replayer.reset();
+    m_channel1.reset();
+    m_tester.reset();
+    m_model.reset();
+}
+
+void TestReplayer::run(Replayer::Mode mode, const QByteArray& content, QStringList* shown,
+                       bool* completed)
+{
+    const QString path = m_dir.filePath(QStringLiteral("replay.csv"));
+    QVERIFY(writeFile(path, content));
+    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
+    QVERIFY(m_replayer->start(path, mode));
+    QVERIFY(finished.wait(20000));
+    *completed = finished.at(0).at(0).toBool();
+    *shown = lines(*m_model);
+}
+
+void TestReplayer::badRecordsAreReportedOnce_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QStringList>("errors");
+    QTest::addColumn<int>("good"); // lines replayed from good records
+
+    QTest::newRow("no text field") << int(Replayer::LogFile) << QByteArray("garbage\n") + goodRecord
+                                   << QStringList{"Line 1: not a log record: garbage"} << 1;
+    QTest::newRow("an unreadable time is reported, the line kept")
+        << int(Replayer::LogFile) << QByteArray("noon,\"1\",\"PumpId=4\",7,,\n")
+        << QStringList{"Line 1: unreadable time noon"} << 1;
+    QTest::newRow("a line over 1 MiB is skipped, the next one replayed")
+        << int(Replayer::LogFile) << QByteArray(3 * 1048576 + 7, 'x') + "\n" + goodRecord
+        << QStringList{"Line 1: longer than 1048576 bytes, skipped"} << 1;
+    QTest::newRow("an over-long last line without a line feed")
+        << int(Replayer::LogFile) << QByteArray(goodRecord) + QByteArray(1048577, ',')
+        << QStringList{"Line 2: longer than 1048576 bytes, skipped"} << 1;
+    QTest::newRow("odd characters in a byte line")
+        << int(Replayer::HexDump)
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 0G\",3,,\n")
+        << QStringList{"Line 1: not hexadecimal bytes: 03 00 0G"} << 0;
+    QStringList hundred;
+    for (int i = 1; i <= Replayer::ReportLimit; ++i)
+        hundred << QStringLiteral("Line %1: not a log record: ?").arg(i);
+    hundred << QStringLiteral("50 more bad records not shown");
+    QTest::newRow("150 bad records: 100 reported, then a count")
+        << int(Replayer::LogFile) << QByteArray("?\n").repeated(150) + goodRecord << hundred << 1;
+}
+
+void TestReplayer::badRecordsAreReportedOnce()
+{
+    QFETCH(int, mode);
+    QFETCH(QByteArray, content);
+    QFETCH(QStringList, errors);
+    QFETCH(int, good);
+
+    QStringList shown;
+    bool completed = false;
+    run(Replayer::Mode(mode), content, &shown, &completed);
+    QVERIFY(completed);
+    QStringList reported;
+    for (const QString& line : std::as_const(shown)) {
+        if (line.startsWith(QLatin1String("Log|")) &&
+            !line.startsWith(QLatin1String("Log|Replay ")))
+            reported << line.mid(4);
+    }
+    QCOMPARE(reported, errors);
+    QCOMPARE(int(shown.count(QStringLiteral("1|PumpId=4"))), good);
+    QCOMPARE(shown.constFirst(), QStringLiteral("|"));
+    QCOMPARE(shown.constLast(), QStringLiteral("|"));
+}
+
+void TestReplayer::messageThatDoesNotReadIsReportedAndKept()
+{
+    // Status texts of other sources never read as messages: they are not reported.
+    const QByteArray content = QByteArray(goodRecord) +
+                               "2011-03-04T10:20:31.000,\"1\",\"PumpId=4294967296\",7,,\n"
+                               "2011-03-04T10:20:32.000,\"1 Con\",\"Connected to pts/3\",0,,\n"
+                               "2011-03-04T10:20:33.000,\"2\",\"PumpId=x\",13,,\n";
+    QStringList shown;
+    bool completed = false;
+    run(Replayer::LogFile, content, &shown, &completed);
+    QVERIFY(completed);
+    shown.removeIf([](const QString& line) { return line.startsWith(QLatin1String("Log|Replay ")); });
+    QCOMPARE(shown, (QStringList{"|", "1|PumpId=4",
+                                 "Log|Line 2: Value out of range at column 8 of \"PumpId=4294967296\"",
+                                 "1|PumpId=4294967296", "1 Con|Connected to pts/3",
+                                 "Log|Line 4: Failed to decode value at column 8 of \"PumpId=x\"",
+                                 "2|PumpId=x", "|"}));
+}
+
+void TestReplayer::runsInSlicesWithProgress()
+{
+    constexpr int Count = 10000;
+    // The tester walks the whole model on every batch: quadratic here.
+    m_tester.reset();
+    const QString path = m_dir.filePath(QStringLiteral("big.csv"));
+    QVERIFY(writeFile(path, manyRecords(Count)));
+    QSignalSpy progress(m_replayer.get(), &Replayer::progress);
+    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
+    QVERIFY(m_replayer->start(path, Replayer::LogFile));
+    // Nothing happens before the event loop turns ...
+    QCOMPARE(m_model->lineCount(), 2);
+    QVERIFY(finished.wait(60000));
+    QVERIFY(finished.at(0).at(0).toBool());
+    // ... and then it takes many turns, each reporting its progress.
+    QVERIFY2(progress.count() > 2, qPrintable(QString::number(progress.count())));
+    const QList<QVariant> last = progress.constLast();
+    QCOMPARE(last.at(0).toLongLong(), qint64(Count));
+    QCOMPARE(last.at(1).toLongLong(), qint64(Count));
+    QCOMPARE(m_model->lineCount(), Count + 3);
+    const QStringList shown = lines(*m_model);
+    for (int i = 0; i < Count; ++i)
+        QCOMPARE(shown.at(i + 2), QStringLiteral("1|PumpId=%1").arg(i));
+}
+
+void TestReplayer::cancelStopsAtOnce()
+{
+    const QString path = m_dir.filePath(QStringLiteral("big.csv"));
+    QVERIFY(writeFile(path, manyRecords(200000)));
+    m_tester.reset();
+    QSignalSpy progress(m_replayer.get(), &Replayer::progress);
+    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
+    QVERIFY(m_replayer->start(path, Replayer::LogFile));
+    // Counting first, then some lines.
+    QTRY_VERIFY_WITH_TIMEOUT(m_replayer->total() == 200000 && m_replayer->done() > 0, 30000);
+    QVERIFY(m_replayer->isRunning());
+    m_replayer->cancel();
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished.at(0).at(0).toBool(), false);
+    QVERIFY(!m_replayer->isRunning());
+    const qint64 done = m_replayer->done();
+    QVERIFY(done < 200000);
+    const QStringList shown = lines(*m_model);
+    QCOMPARE(shown.at(shown.size() - 2),
+             QStringLiteral("Log|Replay cancelled after %1 of 200000 lines").arg(done));
+    QCOMPARE(shown.constLast(), QStringLiteral("|"));
+    const int count = m_model->lineCount();
+    QTest::qWait(100);
+    QCOMPARE(m_model->lineCount(), count);
+    QCOMPARE(finished.count(), 1);
+}
+
+void TestReplayer::missingFileIsReported()
+{
+    QSignalSpy message(m_replayer.get(), &Replayer::message);
+    QVERIFY(!m_replayer->start(m_dir.filePath(QStringLiteral("missing.csv")), Replayer::LogFile));
+    QCOMPARE(message.count(), 1);
+    QCOMPARE(message.at(0).at(1).value<StyleColor>(), ColorError);
+    QVERIFY(!m_replayer->isRunning());
+    QCOMPARE(m_model->lineCount(), 1); // only the report
+}
+
+void TestReplayer::secondReplayWaits()
+{
+    const QString path = m_dir.filePath(QStringLiteral("small.csv"));
+    QVERIFY(writeFile(path, manyRecords(10)));
+    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
+    QVERIFY(m_replayer->start(path, Replayer::LogFile));
+    QVERIFY(!m_replayer->start(path, Replayer::HexDump));
+    QCOMPARE(m_replayer->mode(), Replayer::LogFile);
+    QVERIFY(finished.wait(5000));
+    QCOMPARE(m_model->lineCount(), 2 + 1 + 10 + 1);
+}
+
+void TestReplayer::hexDumpProgressCountsBytes()
+{
+    const QByteArray dump = QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 01 10 04\",3,,\n").repeated(50);
+    const QString path = m_dir.filePath(QStringLiteral("dump.csv"));
+    QVERIFY(writeFile(path, dump));
+    QSignalSpy progress(m_replayer.get(), &Replayer::progress);
+    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
+    QVERIFY(m_replayer->start(path, Replayer::HexDump));
+    QVERIFY(finished.wait(5000));
+    QCOMPARE(progress.constLast().at(0).toLongLong(), qint64(dump.size()));
+    QCOMPARE(progress.constLast().at(1).toLongLong(), qint64(dump.size()));
+    QCOMPARE(int(lines(*m_model).count(QStringLiteral("1|PumpId=4"))), 50);
+}
+
+void TestReplayer::hexDumpKeepsStatusLines_data()
+{
+    QTest::addColumn<QByteArray>("record");
+    QTest::addColumn<QString>("shown");
+    QTest::addColumn<QStringList>("errors");
+    QTest::newRow("a status text that starts with hex letters")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Con\",\"failed to listen on 127.0.0.1:10000\",1,,\n")
+        << QStringLiteral("1 Con|failed to listen on 127.0.0.1:10000") << QStringList();
+    QTest::newRow("a status text whose first word is hex")
+        << QByteArray("2011-03-04T10:20:30.045,\"2 Con\",\"Adapter FTDI found again as ttyUSB1\",1,,\n")
+        << QStringLiteral("2 Con|Adapter FTDI found again as ttyUSB1") << QStringList();
+    QTest::newRow("a status text that is one hex word and more")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Con\",\"Dead peer dropped\",1,,\n")
+        << QStringLiteral("1 Con|Dead peer dropped") << QStringList();
+    QTest::newRow("a printer's text on a raw line")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"answer ctl 89 type 34 | CRC ok | end\",3,,\n")
+        << QStringLiteral("1 Raw|answer ctl 89 type 34 | CRC ok | end") << QStringList();
+    QTest::newRow("bytes are bytes")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Con\",\"03 00 01 10 04\",1,,\n") << QStringLiteral("1|PumpId=4")
+        << QStringList();
+    QTest::newRow("a byte line that breaks off is reported")
+        << QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 01 1\",3,,\n") << QString()
+        << QStringList{"Line 1: not hexadecimal bytes: 03 00 01 1"};
+}
+
+// Only records that are really broken are errors: every text that is not
+// bytes stays a line of the trace.
+void TestReplayer::hexDumpKeepsStatusLines()
+{
+    QFETCH(QByteArray, record);
+    QFETCH(QString, shown);
+    QFETCH(QStringList, errors);
+    QStringList trace;
+    bool completed = false;
+    run(Replayer::HexDump, record, &trace, &completed);
+    QVERIFY(completed);
+    QStringList reported;
+    for (const QString& line : std::as_const(trace)) {
+        if (line.startsWith(QLatin1String("Log|")) && !line.startsWith(QLatin1String("Log|Replay ")))
+            reported << line.mid(4);
+    }
+    QCOMPARE(reported, errors);
+    if (!shown.isEmpty())
+        QVERIFY2(trace.contains(shown), qPrintable(trace.join(QLatin1Char('\n'))));
+    QCOMPARE(trace.size(), 3 + (shown.isEmpty() ? 0 : 1) + int(errors.size()));
+}
+
+QTEST_MAIN(TestReplayer)
+#include "tst_replayer.moc"

@@ -1,0 +1,1134 @@
+// SPDX-License-Identifier: MIT
+#include "files/logrecord.h"
+#include "trace/stylesettings.h"
+#include "trace/tracemodel.h"
+
+#include "qrv16/message.h"
+#include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
+
+#include <QAbstractItemModelTester>
+#include <QDir>
+#include <QFontMetrics>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrv16>
+  <tag name="GetStatusReply" id="0xE001"/>
+  <tag name="Pumps" id="0xC001"/>
+  <tag name="PumpId" id="0x1001"/>
+  <tag name="ResultCode" id="0x1006" display="2x">
+    <enums>
+      <enum name="Ok" id="0"/>
+    </enums>
+  </tag>
+  <tag name="Running" id="0x2001"/>
+  <tag name="StationName" id="0x3001"/>
+  <tag name="Password" id="0x3002" secure="true"/>
+</qrv16>
+)";
+
+const QDateTime base(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
+
+// A separator in a list of line times.
+constexpr qint64 Separator = std::numeric_limits<qint64>::min();
+
+// GetStatusReply=(ResultCode=Ok Pumps=(PumpId=2 Running=true) StationName="x")
+QRV16::Message statusReply()
+{
+    QRV16::Message m;
+    m.beginMessage(0xE001);
+    m.appendInt(0x1006, 0);
+    m.beginMessage(0xC001);
+    m.appendInt(0x1001, 2);
+    m.appendBool(0x2001, true);
+    m.endMessage();
+    m.appendString(0x3001, QStringLiteral("x"));
+    m.endMessage();
+    return m;
+}
+
+QString text(const TraceModel& model, int row, const QModelIndex& parent = QModelIndex())
+{
+    return model.index(row, TraceModel::TextColumn, parent).data().toString();
+}
+
+// The tree below `parent` as "depth:text" lines in view order.
+void walk(const TraceModel& model, const QModelIndex& parent, int depth, QStringList* out)
+{
+    for (int row = 0; row < model.rowCount(parent); ++row) {
+        const QModelIndex child = model.index(row, 0, parent);
+        *out << QString::number(depth) + QLatin1Char(':') + text(model, row, parent);
+        walk(model, child, depth + 1, out);
+    }
+}
+
+// Every top-level row finds itself again through index, item and parent.
+bool rowsConsistent(const TraceModel& model)
+{
+    for (int row = 0; row < model.rowCount(); ++row) {
+        const QModelIndex index = model.index(row, 0);
+        TraceItem* item = model.index2item(index);
+        if (!item || item->row() != row || model.item2index(item) != index || index.parent().isValid())
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+class TestTraceModel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void insertionOrder_data();
+    void insertionOrder();
+    void scanStopsAfterHundredLines_data();
+    void scanStopsAfterHundredLines();
+    void hundredThousandAndFirstLineRemovesOldest();
+    void lineOutsideLimitIsNotAnnounced();
+    void timeStamps_data();
+    void timeStamps();
+    void relativeTimeChangesTheTimeColumn();
+    void replayTimeStandsInForNow();
+    void addrColumn_data();
+    void addrColumn();
+    void repeatCounting_data();
+    void repeatCounting();
+    void logRecord_data();
+    void logRecord();
+    void logRoleReadsBackThroughSplitCSV();
+    void separator();
+    void lineTextKeptAsWritten_data();
+    void lineTextKeptAsWritten();
+    void messageLines_data();
+    void messageLines();
+    void childLinesKeepTheFlagsOfTheirLine();
+    void malformedMessageDoesNotCrash();
+    void removeAndRenumber();
+    void updateSignalsOneRow();
+    void styleSetsRowHeightFontsAndColours();
+    void colorRules_data();
+    void colorRules();
+    void colorRulesFollowNewNames();
+    void headers();
+    void modelTester();
+    void linesBetweenBatchesArriveTogether_data();
+    void linesBetweenBatchesArriveTogether();
+    void batchesAreFiftyMillisecondsApart();
+    void waitingLineCanBeCountedAndRemoved();
+    void hasChildrenWithoutBuildingThem();
+    void liveLinesWaitBehindABlock();
+    void heldLinesKeepTheirIndexes();
+    void takenLinesComeBack_data();
+    void takenLinesComeBack();
+    void replayedLinesNameTheirOrigin();
+
+private:
+    std::unique_ptr<QRV16::TagDataLut> m_lut;
+};
+
+void TestTraceModel::initTestCase()
+{
+    m_lut = tagsOf(definitions);
+}
+
+void TestTraceModel::insertionOrder_data()
+{
+    QTest::addColumn<QList<qint64>>("existing"); // ms after base, or Separator
+    QTest::addColumn<qint64>("offset");
+    QTest::addColumn<int>("row");
+
+    QTest::newRow("1.5 s earlier goes before the last line") << QList<qint64>{0} << qint64(-1500) << 0;
+    QTest::newRow("2.5 s earlier goes after the last line") << QList<qint64>{0} << qint64(-2500) << 1;
+    QTest::newRow("1999 ms earlier goes before") << QList<qint64>{0} << qint64(-1999) << 0;
+    QTest::newRow("2000 ms earlier goes after") << QList<qint64>{0} << qint64(-2000) << 1;
+    QTest::newRow("the same time goes after") << QList<qint64>{0} << qint64(0) << 1;
+    QTest::newRow("later goes to the end") << QList<qint64>{0, 10} << qint64(20) << 2;
+    QTest::newRow("sorted in among several lines") << QList<qint64>{0, 100, 200, 300} << qint64(150) << 2;
+    QTest::newRow("a line 2 s later stops the scan") << QList<qint64>{0, 5000, 2000} << qint64(1500) << 2;
+    QTest::newRow("a separator stops the scan") << QList<qint64>{0, Separator, 10} << qint64(-5) << 2;
+    QTest::newRow("into an empty trace") << QList<qint64>{} << qint64(0) << 0;
+    QTest::newRow("before the first line") << QList<qint64>{0, 1} << qint64(-1) << 0;
+}
+
+void TestTraceModel::insertionOrder()
+{
+    QFETCH(QList<qint64>, existing);
+    QFETCH(qint64, offset);
+    QFETCH(int, row);
+
+    TraceModel model;
+    for (qint64 ms : existing) {
+        if (ms == Separator)
+            model.appendSeparator();
+        else
+            model.append(QStringLiteral("1"), QStringLiteral("old"), ColorText, base.addMSecs(ms));
+    }
+    model.flush();
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    QSignalSpy appended(&model, &TraceModel::appended);
+    QSignalSpy layout(&model, &QAbstractItemModel::layoutChanged);
+    const QModelIndex index =
+        model.append(QStringLiteral("1"), QStringLiteral("new"), ColorText, base.addMSecs(offset));
+    model.flush();
+
+    QCOMPARE(index.row(), row);
+    QCOMPARE(text(model, row), QStringLiteral("new"));
+    QCOMPARE(inserted.count(), 1);
+    QCOMPARE(inserted.at(0).at(1).toInt(), row);
+    QCOMPARE(inserted.at(0).at(2).toInt(), row);
+    QCOMPARE(appended.count(), 1);
+    QCOMPARE(appended.at(0).at(0).value<QModelIndex>(), index);
+    QCOMPARE(layout.count(), 0);
+    QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::scanStopsAfterHundredLines_data()
+{
+    QTest::addColumn<int>("later");
+    QTest::addColumn<int>("row");
+
+    QTest::newRow("50 later lines are all passed") << 50 << 0;
+    QTest::newRow("100 later lines are all passed") << 100 << 0;
+    QTest::newRow("of 150 later lines only the last 100 are passed") << 150 << 50;
+}
+
+void TestTraceModel::scanStopsAfterHundredLines()
+{
+    QFETCH(int, later);
+    QFETCH(int, row);
+
+    TraceModel model;
+    for (int i = 0; i < later; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(1000));
+    const QModelIndex index = model.append(QStringLiteral("2"), QStringLiteral("early"), ColorText, base);
+    model.flush();
+    QCOMPARE(index.row(), row);
+    QCOMPARE(text(model, row), QStringLiteral("early"));
+    QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::hundredThousandAndFirstLineRemovesOldest()
+{
+    TraceModel model;
+    QCOMPARE(model.limit(), 100000);
+    for (int i = 0; i < 100000; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
+    QCOMPARE(model.rowCount(), 100000);
+
+    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+    const QPersistentModelIndex last =
+        model.append(QStringLiteral("1"), QStringLiteral("100000"), ColorText, base.addMSecs(100000));
+    model.flush();
+
+    QCOMPARE(model.rowCount(), 100000);
+    QCOMPARE(removed.count(), 1);
+    QCOMPARE(removed.at(0).at(1).toInt(), 0);
+    QCOMPARE(removed.at(0).at(2).toInt(), 0);
+    QCOMPARE(reset.count(), 0);
+    QCOMPARE(text(model, 0), QStringLiteral("1"));
+    QCOMPARE(last.row(), 99999);
+    QCOMPARE(last.data(TraceModel::LogRole).toString().section(QLatin1Char(','), 2, 2),
+             QStringLiteral("\"100000\""));
+    QCOMPARE(model.index2item(model.index(99998, 0))->row(), 99998);
+}
+
+void TestTraceModel::lineOutsideLimitIsNotAnnounced()
+{
+    TraceModel model;
+    model.setLimit(3);
+    for (int i = 0; i < 3; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
+    QSignalSpy appended(&model, &TraceModel::appended);
+
+    // Sorted in before all three, it is the oldest and goes at once.
+    const QModelIndex index = model.append(QStringLiteral("1"), QStringLiteral("early"), ColorText,
+                                           base.addMSecs(-100));
+    QVERIFY(!index.isValid());
+    QCOMPARE(appended.count(), 0);
+    QCOMPARE(model.rowCount(), 3);
+    QCOMPARE(text(model, 0), QStringLiteral("0"));
+
+    model.setLimit(2);
+    QCOMPARE(model.rowCount(), 2);
+    QCOMPARE(text(model, 0), QStringLiteral("1"));
+    QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::timeStamps_data()
+{
+    QTest::addColumn<bool>("relative");
+    QTest::addColumn<qint64>("offset");
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("absolute first line") << false << qint64(0) << "2011-03-04 10:20:30.045";
+    QTest::newRow("absolute later line") << false << qint64(3600000 + 5) << "2011-03-04 11:20:30.050";
+    QTest::newRow("relative first line shows 0.000") << true << qint64(0) << "0.000";
+    QTest::newRow("relative milliseconds padded to three digits") << true << qint64(12045) << "12.045";
+    QTest::newRow("relative below one second") << true << qint64(5) << "0.005";
+    QTest::newRow("relative minutes stay seconds") << true << qint64(61001) << "61.001";
+}
+
+void TestTraceModel::timeStamps()
+{
+    QFETCH(bool, relative);
+    QFETCH(qint64, offset);
+    QFETCH(QString, expected);
+
+    TraceModel model;
+    model.setOptions(TraceOptions().with(TraceOptions::RelativeTime, relative));
+    model.appendSeparator(); // no time: relative time counts from the first timed line
+    model.append(QStringLiteral("Main"), QStringLiteral("first"), ColorText, base);
+    const QModelIndex index =
+        model.append(QStringLiteral("Main"), QStringLiteral("line"), ColorText, base.addMSecs(offset));
+    QCOMPARE(index.siblingAtColumn(TraceModel::TimeColumn).data().toString(), expected);
+    QCOMPARE(model.timestamp(base.addMSecs(offset)), expected);
+    QCOMPARE(model.index(0, TraceModel::TimeColumn).data().toString(), QString());
+}
+
+void TestTraceModel::relativeTimeChangesTheTimeColumn()
+{
+    TraceModel model;
+    model.append(QStringLiteral("Main"), QStringLiteral("first"), ColorText, base);
+    model.append(QStringLiteral("Main"), QStringLiteral("second"), ColorText, base.addMSecs(1500));
+    model.flush();
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    model.setOptions(TraceOptions().with(TraceOptions::HideDuplicates));
+    QCOMPARE(changed.count(), 0);
+    model.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(changed.at(0).at(0).toModelIndex(), model.index(0, TraceModel::TimeColumn));
+    QCOMPARE(changed.at(0).at(1).toModelIndex(), model.index(1, TraceModel::TimeColumn));
+    QCOMPARE(model.index(1, TraceModel::TimeColumn).data().toString(), QStringLiteral("1.500"));
+}
+
+void TestTraceModel::replayTimeStandsInForNow()
+{
+    TraceModel model;
+    model.setReplayTime(base);
+    const QModelIndex replayed = model.append(QStringLiteral("Log"), QStringLiteral("a"), ColorText);
+    QCOMPARE(model.index2item(replayed)->time(), base);
+    model.setReplayTime(QDateTime());
+    const QDateTime before = QDateTime::currentDateTime();
+    const QModelIndex live = model.append(QStringLiteral("Log"), QStringLiteral("b"), ColorText);
+    QVERIFY(model.index2item(live)->time() >= before);
+}
+
+void TestTraceModel::addrColumn_data()
+{
+    QTest::addColumn<int>("src");
+    QTest::addColumn<int>("dst");
+    QTest::addColumn<QString>("expected");
+
+    QTest::newRow("source only") << 5 << -1 << "5";
+    QTest::newRow("no addresses") << -1 << -1 << "";
+    QTest::newRow("source and destination") << 5 << 7 << "5 -> 7";
+    QTest::newRow("address zero counts") << 0 << 0 << "0 -> 0";
+    QTest::newRow("destination only") << -1 << 3 << "-1 -> 3";
+}
+
+void TestTraceModel::addrColumn()
+{
+    QFETCH(int, src);
+    QFETCH(int, dst);
+    QFETCH(QString, expected);
+
+    TraceModel model;
+    const QModelIndex index =
+        model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, src, dst);
+    QCOMPARE(index.siblingAtColumn(TraceModel::AddrColumn).data().toString(), expected);
+    // Child lines have no addresses.
+    QCOMPARE(model.index(0, TraceModel::AddrColumn, index).data().toString(), QString());
+}
+
+void TestTraceModel::repeatCounting_data()
+{
+    QTest::addColumn<QString>("original");
+    QTest::addColumn<QStringList>("counted");
+
+    QTest::newRow("a plain text gets (2), then (3)") << "ping" << QStringList{"ping (2)", "ping (3)"};
+    QTest::newRow("a word in parentheses is no counter") << "f(x)" << QStringList{"f(x) (2)"};
+    QTest::newRow("an existing counter goes on") << "retry (9)" << QStringList{"retry (10)", "retry (11)"};
+    QTest::newRow("text after the counter is kept") << "a (3) b" << QStringList{"a (4) b"};
+    QTest::newRow("empty parentheses are no counter") << "()" << QStringList{"() (2)"};
+    QTest::newRow("a sign is no counter") << "x (-1)" << QStringList{"x (-1) (2)"};
+    QTest::newRow("a closing parenthesis first") << ")(" << QStringList{")( (2)"};
+    QTest::newRow("a counter too large to count on")
+        << "n (18446744073709551615)" << QStringList{"n (18446744073709551615) (2)"};
+    QTest::newRow("an empty text") << "" << QStringList{" (2)"};
+}
+
+void TestTraceModel::repeatCounting()
+{
+    QFETCH(QString, original);
+    QFETCH(QStringList, counted);
+
+    TraceModel model;
+    model.append(QStringLiteral("1"), QStringLiteral("before"), ColorText, base);
+    const QModelIndex index = model.append(QStringLiteral("1"), original, ColorText, base.addMSecs(1));
+    model.append(QStringLiteral("1"), QStringLiteral("after"), ColorText, base.addMSecs(2));
+    model.flush();
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    for (const QString& expected : counted) {
+        model.count(index);
+        QCOMPARE(index.siblingAtColumn(TraceModel::TextColumn).data().toString(), expected);
+    }
+    QCOMPARE(changed.count(), counted.size());
+    for (const QList<QVariant>& args : changed) {
+        QCOMPARE(args.at(0).value<QModelIndex>().row(), 1);
+        QCOMPARE(args.at(1).value<QModelIndex>().row(), 1);
+    }
+    QCOMPARE(model.index2item(index)->time(), base.addMSecs(1));
+    QCOMPARE(text(model, 0), QStringLiteral("before"));
+    QCOMPARE(text(model, 2), QStringLiteral("after"));
+}
+
+void TestTraceModel::logRecord_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QDateTime>("time");
+    QTest::addColumn<int>("color");
+    QTest::addColumn<int>("src");
+    QTest::addColumn<int>("dst");
+    QTest::addColumn<QString>("record");
+
+    QTest::newRow("a status line ends in two empty address fields")
+        << "Main" << "hello" << base << 1 << -1 << -1
+        << "2011-03-04T10:20:30.045,\"Main\",\"hello\",1,,\n";
+    QTest::newRow("quotes are doubled and commas kept")
+        << "1 Con" << "say \"hi\", bye" << base << 2 << -1 << -1
+        << "2011-03-04T10:20:30.045,\"1 Con\",\"say \"\"hi\"\", bye\",2,,\n";
+    QTest::newRow("empty source and text are written as nothing")
+        << "" << "" << base << 0 << -1 << -1 << "2011-03-04T10:20:30.045,,,0,,\n";
+    QTest::newRow("a negative colour is left empty")
+        << "" << "" << QDateTime() << -1 << -1 << -1 << ",,,,,\n";
+    QTest::newRow("bus addresses") << "2" << "x" << base << 7 << 5 << 0
+                                   << "2011-03-04T10:20:30.045,\"2\",\"x\",7,5,0\n";
+    QTest::newRow("a line break stays inside the quotes")
+        << "Main" << "a\nb" << base << 1 << -1 << -1 << "2011-03-04T10:20:30.045,\"Main\",\"a\nb\",1,,\n";
+}
+
+void TestTraceModel::logRecord()
+{
+    QFETCH(QString, source);
+    QFETCH(QString, text);
+    QFETCH(QDateTime, time);
+    QFETCH(int, color);
+    QFETCH(int, src);
+    QFETCH(int, dst);
+    QFETCH(QString, record);
+
+    const TraceData data(source, StyleColor(color), text, time, src, dst);
+    QCOMPARE(TraceModel::logData(data), record);
+
+    TraceModel model;
+    const QModelIndex index = model.append(new TraceItem(data));
+    QCOMPARE(index.data(TraceModel::LogRole).toString(), record);
+}
+
+void TestTraceModel::logRoleReadsBackThroughSplitCSV()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    const QModelIndex index =
+        model.append(QStringLiteral("1"), statusReply(), ColorMessageTx1, base, 3, 4);
+    const QStringList fields = LogRecord::split(index.data(TraceModel::LogRole).toString());
+    QCOMPARE(fields, (QStringList{"2011-03-04T10:20:30.045", "1",
+                                  "GetStatusReply=(ResultCode=Ok Pumps=(PumpId=2 Running=true) "
+                                  "StationName=\"x\")",
+                                  "8", "3", "4"}));
+}
+
+void TestTraceModel::lineTextKeptAsWritten_data()
+{
+    // A line's text is stored as UTF-8; ASCII is narrowed without a detour.
+    QTest::addColumn<QString>("text");
+    QTest::newRow("empty") << QString();
+    QTest::newRow("ASCII") << QStringLiteral("Count=5 Name=\"x\"");
+    QTest::newRow("accent at the end") << QStringLiteral("Name=\"caf\u00e9\"");
+    QTest::newRow("accent first") << QStringLiteral("\u00e9t\u00e9");
+    QTest::newRow("outside the BMP") << QStringLiteral("x\U0001F600y");
+    QTest::newRow("DEL and controls") << QStringLiteral("a\x7f\x01\tb");
+    QTest::newRow("NUL inside") << QString::fromUtf16(u"a\0b", 3);
+}
+
+void TestTraceModel::lineTextKeptAsWritten()
+{
+    QFETCH(QString, text);
+    TraceItem item(TraceData(QStringLiteral("1"), ColorText, text, base));
+    QCOMPARE(item.text(), text);
+    QCOMPARE(item.hasText(), !text.isEmpty());
+    QCOMPARE(item.data().text, text);
+    item.setText(text + QStringLiteral("\u00fc"));
+    QCOMPARE(item.text(), text + QStringLiteral("\u00fc"));
+    item.setText(text + QStringLiteral("z"));
+    QCOMPARE(item.text(), text + QStringLiteral("z"));
+}
+
+void TestTraceModel::separator()
+{
+    TraceModel model;
+    StyleSettings style;
+    model.setStyle(&style);
+    model.append(QStringLiteral("1"), QStringLiteral("future"), ColorText, base.addDays(1));
+    const QModelIndex index = model.appendSeparator();
+    QCOMPARE(index.row(), 1);
+    for (int column = 0; column < TraceModel::ColumnCount; ++column)
+        QCOMPARE(index.siblingAtColumn(column).data().toString(), QString());
+    QCOMPARE(model.rowCount(index), 0);
+    QVERIFY(!index.data(Qt::ForegroundRole).isValid());
+    QVERIFY(!index.data(Qt::BackgroundRole).isValid());
+    QCOMPARE(index.data(TraceModel::LogRole).toString(), QStringLiteral(",,,,,\n"));
+    QCOMPARE(model.index2item(index)->color(), ColorNone);
+}
+
+void TestTraceModel::messageLines_data()
+{
+    QTest::addColumn<bool>("decode");
+    QTest::addColumn<bool>("hungarian");
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QStringList>("tree");
+
+    QTest::newRow("decoded with names")
+        << true << false
+        << "GetStatusReply=(ResultCode=Ok Pumps=(PumpId=2 Running=true) StationName=\"x\")"
+        << QStringList{"0:GetStatusReply", "1:ResultCode = Ok", "1:Pumps", "2:PumpId = 2",
+                       "2:Running = true", "1:StationName = \"x\""};
+    QTest::newRow("decoded in Hungarian notation")
+        << true << true
+        << "ansGetStatusReply=(iResultCode=Ok lstPumps=(iPumpId=2 bRunning=true) sStationName=\"x\")"
+        << QStringList{"0:ansGetStatusReply", "1:iResultCode = Ok", "1:lstPumps", "2:iPumpId = 2",
+                       "2:bRunning = true", "1:sStationName = \"x\""};
+    QTest::newRow("without decoding, codes only")
+        << false << false << "E001=(1006=0 C001=(1001=2 2001=true) 3001=\"x\")"
+        << QStringList{"0:E001", "1:1006 = 0", "1:C001", "2:1001 = 2", "2:2001 = true", "1:3001 = \"x\""};
+    QTest::newRow("Hungarian without decoding has no names to prefix")
+        << false << true << "E001=(1006=0 C001=(1001=2 2001=true) 3001=\"x\")"
+        << QStringList{"0:E001", "1:1006 = 0", "1:C001", "2:1001 = 2", "2:2001 = true", "1:3001 = \"x\""};
+}
+
+void TestTraceModel::messageLines()
+{
+    QFETCH(bool, decode);
+    QFETCH(bool, hungarian);
+    QFETCH(QString, line);
+    QFETCH(QStringList, tree);
+
+    TraceModel model;
+    model.setOptions(
+        TraceOptions().with(TraceOptions::Decode, decode).with(TraceOptions::HungarianNotation, hungarian));
+    model.setTags(m_lut.get());
+    StyleSettings style;
+    model.setStyle(&style);
+    const QModelIndex index = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
+    model.flush();
+    QCOMPARE(index.siblingAtColumn(TraceModel::TextColumn).data().toString(), line);
+    QCOMPARE(index.siblingAtColumn(TraceModel::SourceColumn).data().toString(), QStringLiteral("1"));
+
+    QStringList seen;
+    walk(model, index, 0, &seen);
+    QCOMPARE(seen, tree);
+
+    // Child lines: text colour, no time stamp, no addresses, the parent's time.
+    const QModelIndex first = model.index(0, 0, index);
+    QCOMPARE(first.parent(), index);
+    QCOMPARE(first.data(Qt::ForegroundRole).value<QColor>(), style.color(ColorText));
+    QCOMPARE(first.data().toString(), QString());
+    QCOMPARE(model.index2item(first)->time(), base);
+    QCOMPARE(model.index2item(first)->src(), -1);
+    const QModelIndex pumps = model.index(1, 0, first);
+    QCOMPARE(model.index(1, TraceModel::TextColumn, pumps).parent(), pumps);
+    QCOMPARE(pumps.parent().parent(), index);
+}
+
+void TestTraceModel::childLinesKeepTheFlagsOfTheirLine()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    const QModelIndex index = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
+    model.flush();
+    // The child lines are built only now, after the flags changed.
+    model.setOptions(TraceOptions().with(TraceOptions::Decode, false).with(TraceOptions::HungarianNotation));
+    QCOMPARE(text(model, 0, index), QStringLiteral("GetStatusReply"));
+    QCOMPARE(text(model, 0, model.index(0, 0, index)), QStringLiteral("ResultCode = Ok"));
+    QVERIFY(index.siblingAtColumn(TraceModel::TextColumn)
+                .data(Qt::ToolTipRole)
+                .toString()
+                .contains(QStringLiteral("PumpId = 2")));
+}
+
+void TestTraceModel::malformedMessageDoesNotCrash()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    QRV16::Message secret;
+    secret.beginMessage(0xC001);
+    secret.appendString(0x3002, QStringLiteral("hunter2"));
+    secret.endMessage();
+    const QList<QByteArray> inputs = {
+        QByteArray(),
+        QByteArray("\x05", 1),
+        QByteArray("\x08\x00\x01\xC0\x09\x00\x01\x10\x00\x00", 10), // nested length past the end
+        QByteArray("\x02\x00\x01\xC0", 4),                           // empty list
+        secret.bytes(),
+    };
+    for (const QByteArray& bytes : inputs) {
+        const QModelIndex index =
+            model.append(QStringLiteral("1"), QRV16::Message(bytes), ColorMessageRx1, base);
+        model.flush();
+        QVERIFY(index.isValid());
+        QStringList tree;
+        walk(model, index, 0, &tree);
+        QVERIFY(!tree.join(QLatin1Char('\n')).contains(QStringLiteral("hunter2")));
+        index.data(Qt::ToolTipRole);
+    }
+    QCOMPARE(text(model, 0, model.index(3, 0)), QStringLiteral("Pumps"));
+    QCOMPARE(model.rowCount(model.index(0, 0, model.index(3, 0))), 0);
+}
+
+void TestTraceModel::removeAndRenumber()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    model.setLimit(6);
+    for (int i = 0; i < 8; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
+    QVERIFY(rowsConsistent(model));
+    QCOMPARE(text(model, 0), QStringLiteral("2"));
+
+    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+    model.remove(model.index(2, 0));
+    QCOMPARE(removed.count(), 1);
+    QCOMPARE(removed.at(0).at(1).toInt(), 2);
+    QCOMPARE(model.rowCount(), 5);
+    QCOMPARE(text(model, 2), QStringLiteral("5"));
+    QVERIFY(rowsConsistent(model));
+
+    QVERIFY(model.removeRow(3));
+    QCOMPARE(text(model, 3), QStringLiteral("7"));
+    QVERIFY(model.removeRows(0, 2));
+    QCOMPARE(text(model, 0), QStringLiteral("5"));
+    QVERIFY(!model.removeRows(1, 5));
+    QVERIFY(rowsConsistent(model));
+
+    // A line sorted in after removals still finds its row.
+    const QModelIndex late = model.append(QStringLiteral("1"), QStringLiteral("6.5"), ColorText,
+                                          base.addMSecs(6));
+    model.flush();
+    QCOMPARE(late.row(), 1);
+    QVERIFY(rowsConsistent(model));
+
+    // A child line goes with its own row only.
+    const QModelIndex message = model.append(QStringLiteral("1"), statusReply(), ColorText, base.addSecs(9));
+    model.flush();
+    const QModelIndex reply = model.index(0, 0, message);
+    model.remove(model.index(0, 0, reply));
+    QCOMPARE(text(model, 0, reply), QStringLiteral("Pumps"));
+    QCOMPARE(model.index(1, 0, reply).row(), 1);
+    QCOMPARE(model.index2item(model.index(1, 0, reply))->row(), 1);
+
+    model.remove(QModelIndex());
+    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+    model.clear();
+    QCOMPARE(reset.count(), 1);
+    QCOMPARE(model.rowCount(), 0);
+    QCOMPARE(model.append(QStringLiteral("1"), QStringLiteral("again"), ColorText, base).row(), 0);
+}
+
+void TestTraceModel::updateSignalsOneRow()
+{
+    TraceModel model;
+    model.append(QStringLiteral("1"), QStringLiteral("a"), ColorText, base);
+    const QModelIndex index = model.append(QStringLiteral("1"), QStringLiteral("b"), ColorText, base);
+    model.flush();
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    model.update(index, QStringLiteral("b, updated: \u00e9"));
+    QCOMPARE(text(model, 1), QStringLiteral("b, updated: \u00e9"));
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(changed.at(0).at(0).value<QModelIndex>(), index.siblingAtColumn(0));
+    QCOMPARE(changed.at(0).at(1).value<QModelIndex>(), index.siblingAtColumn(TraceModel::ColumnCount - 1));
+}
+
+void TestTraceModel::styleSetsRowHeightFontsAndColours()
+{
+    TraceModel model;
+    const QModelIndex index = model.append(QStringLiteral("1"), QStringLiteral("x"), ColorError, base);
+    QCOMPARE(index.data(Qt::SizeHintRole).toSize(), QSize(32, 32));
+    QVERIFY(!index.data(Qt::ForegroundRole).isValid());
+
+    StyleSettings style;
+    QFont big = style.codeFont();
+    big.setPixelSize(40);
+    style.setCodeFont(big);
+    QFont tiny = style.textFont();
+    tiny.setPixelSize(4);
+    style.setTextFont(tiny);
+    QSignalSpy layout(&model, &QAbstractItemModel::layoutChanged);
+    model.setStyle(&style);
+    QCOMPARE(layout.count(), 1);
+    QCOMPARE(model.rowHeight(), QFontMetrics(big).height());
+    QCOMPARE(index.data(Qt::SizeHintRole).toSize(), QSize(32, model.rowHeight()));
+    QCOMPARE(index.siblingAtColumn(TraceModel::TextColumn).data(Qt::FontRole).value<QFont>(), big);
+    QCOMPARE(index.siblingAtColumn(TraceModel::SourceColumn).data(Qt::FontRole).value<QFont>(), tiny);
+    QCOMPARE(index.data(Qt::ForegroundRole).value<QColor>(), style.color(ColorError));
+    QCOMPARE(index.data(Qt::BackgroundRole).value<QColor>(), style.color(ColorBackground));
+
+    big.setPixelSize(4);
+    style.setCodeFont(big);
+    model.setStyle(&style);
+    QCOMPARE(model.rowHeight(), 16);
+
+    // Colours outside the table get none.
+    const QModelIndex odd = model.append(new TraceItem(TraceData("1", StyleColor(15), "y", base)));
+    QVERIFY(!odd.data(Qt::ForegroundRole).isValid());
+}
+
+using Rules = QVector<StyleSettings::ColorRule>;
+Q_DECLARE_METATYPE(Rules)
+
+// ResultCode=3, no pumps.
+QRV16::Message failedReply()
+{
+    QRV16::Message m;
+    m.beginMessage(0xE001);
+    m.appendInt(0x1006, 3);
+    m.endMessage();
+    return m;
+}
+
+void TestTraceModel::colorRules_data()
+{
+    const QColor red(Qt::red), green(Qt::green), blue(Qt::blue);
+    QTest::addColumn<Rules>("rules");
+    QTest::addColumn<QColor>("okColor");     // statusReply(); invalid for the style's own
+    QTest::addColumn<QColor>("failedColor"); // failedReply()
+
+    QTest::newRow("no rules") << Rules() << QColor() << QColor();
+    QTest::newRow("one rule") << Rules{{QStringLiteral("ResultCode!=Ok"), red, true}} << QColor() << red;
+    QTest::newRow("first match wins")
+        << Rules{{QStringLiteral("PumpId=2"), green, true}, {QStringLiteral("GetStatusReply"), red, true}}
+        << green << red;
+    QTest::newRow("disabled rule ignored")
+        << Rules{{QStringLiteral("GetStatusReply"), green, false}, {QStringLiteral("ResultCode=Ok"), blue, true}}
+        << blue << QColor();
+    QTest::newRow("broken rule ignored")
+        << Rules{{QStringLiteral("(ResultCode="), green, true}, {QStringLiteral("0x1006"), red, true}} << red
+        << red;
+    QTest::newRow("unknown name ignored")
+        << Rules{{QStringLiteral("NoSuchTag"), green, true}, {QStringLiteral("not PumpId"), blue, true}}
+        << QColor() << blue;
+    QTest::newRow("blank rule ignored") << Rules{{QStringLiteral("  "), green, true}} << QColor() << QColor();
+}
+
+void TestTraceModel::colorRules()
+{
+    QFETCH(Rules, rules);
+    QFETCH(QColor, okColor);
+    QFETCH(QColor, failedColor);
+
+    TraceModel model;
+    QAbstractItemModelTester tester(&model);
+    model.setTags(m_lut.get());
+    StyleSettings style;
+    style.setColorRules(rules);
+    model.setStyle(&style);
+    const QModelIndex text = model.append(QStringLiteral("1"), QStringLiteral("GetStatusReply"), ColorText, base);
+    const QModelIndex ok = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
+    const QModelIndex failed = model.append(QStringLiteral("1"), failedReply(), ColorMessageTx1, base, 1, 2);
+
+    QCOMPARE(ok.data(Qt::ForegroundRole).value<QColor>(),
+             okColor.isValid() ? okColor : style.color(ColorMessageRx1));
+    QCOMPARE(failed.data(Qt::ForegroundRole).value<QColor>(),
+             failedColor.isValid() ? failedColor : style.color(ColorMessageTx1));
+    // Rules colour text only, and only whole messages.
+    QCOMPARE(ok.data(Qt::BackgroundRole).value<QColor>(), style.color(ColorBackground));
+    QCOMPARE(text.data(Qt::ForegroundRole).value<QColor>(), style.color(ColorText));
+    QVERIFY(model.rowCount(ok) > 0);
+    const QModelIndex child = model.index(0, 0, ok);
+    const QColor childColor = child.data(Qt::ForegroundRole).value<QColor>();
+
+    // Taking the rules away restores the line colours once the style is set again.
+    style.setColorRules(Rules());
+    model.setStyle(&style);
+    QCOMPARE(failed.data(Qt::ForegroundRole).value<QColor>(), style.color(ColorMessageTx1));
+    QCOMPARE(child.data(Qt::ForegroundRole).value<QColor>(), childColor);
+}
+
+void TestTraceModel::colorRulesFollowNewNames()
+{
+    TraceModel model;
+    StyleSettings style;
+    style.setColorRules(Rules{{QStringLiteral("PumpId=2"), QColor(Qt::green), true}});
+    model.setStyle(&style);
+    const QModelIndex ok = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
+    model.flush();
+    // Without definitions the name does not resolve: no colour.
+    QCOMPARE(ok.data(Qt::ForegroundRole).value<QColor>(), style.color(ColorMessageRx1));
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    model.setTags(m_lut.get());
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(ok.data(Qt::ForegroundRole).value<QColor>(), QColor(Qt::green));
+}
+
+void TestTraceModel::headers()
+{
+    TraceModel model;
+    const QStringList names = {"Time", "Addr", "#", "Text"};
+    QCOMPARE(model.columnCount(), 4);
+    for (int i = 0; i < names.size(); ++i)
+        QCOMPARE(model.headerData(i, Qt::Horizontal).toString(), names.at(i));
+    QCOMPARE(model.headerData(0, Qt::Vertical).toInt(), 1);
+    QCOMPARE(model.headerData(41, Qt::Vertical).toInt(), 42);
+    model.append(QStringLiteral("1"), QStringLiteral("x"), ColorText, base);
+    model.flush();
+    QCOMPARE(model.flags(model.index(0, 3)), Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+}
+
+void TestTraceModel::modelTester()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    model.setLimit(40);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+
+    for (int i = 0; i < 120; ++i) {
+        const QDateTime time = base.addMSecs(i * 100 - (i % 7) * 300);
+        switch (i % 5) {
+        case 0: model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, time, 1, 2); break;
+        case 1: model.appendSeparator(); break;
+        default: model.append(QStringLiteral("2 Con"), QString::number(i), ColorText, time);
+        }
+        if (i % 3 == 0)
+            model.flush();
+        if (QTest::currentTestFailed())
+            return;
+        if (i % 11 == 0) {
+            QStringList tree;
+            walk(model, QModelIndex(), 0, &tree);
+            model.count(model.index(model.rowCount() - 1, 0));
+        }
+        if (i % 13 == 0)
+            model.remove(model.index(model.rowCount() / 2, 0));
+        if (i % 17 == 0) {
+            const QModelIndex message = model.index(0, 0, model.index(model.rowCount() - 1, 0));
+            model.remove(model.index(0, 0, message));
+        }
+    }
+    QVERIFY(rowsConsistent(model));
+    StyleSettings style;
+    model.setStyle(&style);
+    model.removeRows(0, 5);
+    model.clear();
+    model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base);
+    model.setLimit(1);
+    model.append(QStringLiteral("1"), QStringLiteral("last"), ColorText, base.addSecs(1));
+    model.flush();
+    QCOMPARE(model.rowCount(), 1);
+}
+
+void TestTraceModel::linesBetweenBatchesArriveTogether_data()
+{
+    QTest::addColumn<int>("existing");
+    QTest::addColumn<int>("added");
+    QTest::addColumn<int>("limit");
+    QTest::addColumn<int>("removed");
+
+    QTest::newRow("into an empty trace") << 0 << 500 << 100000 << 0;
+    QTest::newRow("behind lines already shown") << 20 << 300 << 100000 << 0;
+    QTest::newRow("over the limit: one removal at the top") << 100 << 250 << 300 << 50;
+    QTest::newRow("a batch nearly as large as the limit") << 40 << 45 << 50 << 35;
+}
+
+void TestTraceModel::linesBetweenBatchesArriveTogether()
+{
+    QFETCH(int, existing);
+    QFETCH(int, added);
+    QFETCH(int, limit);
+    QFETCH(int, removed);
+
+    TraceModel model;
+    model.setLimit(limit);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    for (int i = 0; i < existing; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    QSignalSpy removals(&model, &QAbstractItemModel::rowsRemoved);
+    QSignalSpy appended(&model, &TraceModel::appended);
+    for (int i = existing; i < existing + added; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+
+    // Every line is reported at once, in order, for the log ...
+    QCOMPARE(appended.count(), added);
+    for (int i = 0; i < added; ++i)
+        QCOMPARE(model.data(appended.at(i).at(0).value<QModelIndex>(), TraceModel::LogRole)
+                     .toString()
+                     .section(QLatin1Char(','), 2, 2),
+                 QLatin1Char('"') + QString::number(existing + i) + QLatin1Char('"'));
+    // ... while views hear of them only once the event loop turns.
+    QCOMPARE(inserted.count(), 0);
+    QCOMPARE(model.rowCount(), existing);
+    QVERIFY(inserted.wait(1000));
+    QCOMPARE(inserted.count(), 1);
+    QCOMPARE(removals.count(), removed > 0 ? 1 : 0);
+    if (removed > 0) {
+        QCOMPARE(removals.at(0).at(1).toInt(), 0);
+        QCOMPARE(removals.at(0).at(2).toInt(), removed - 1);
+    }
+    const int shown = existing + added - removed;
+    QCOMPARE(model.rowCount(), shown);
+    QCOMPARE(inserted.at(0).at(1).toInt(), existing - removed);
+    QCOMPARE(inserted.at(0).at(2).toInt(), shown - 1);
+    for (int row = 0; row < shown; ++row)
+        QCOMPARE(text(model, row), QString::number(removed + row));
+    QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::batchesAreFiftyMillisecondsApart()
+{
+    TraceModel model;
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    model.append(QStringLiteral("1"), QStringLiteral("first"), ColorText, base);
+    // Long after the last batch: the next event-loop turn delivers it.
+    QCoreApplication::processEvents();
+    QCOMPARE(inserted.count(), 1);
+
+    QElapsedTimer clock;
+    clock.start();
+    model.append(QStringLiteral("1"), QStringLiteral("second"), ColorText, base.addMSecs(1));
+    QCoreApplication::processEvents();
+    QCOMPARE(inserted.count(), 1);
+    QVERIFY(inserted.wait(1000));
+    QVERIFY2(clock.elapsed() >= TraceModel::BatchMilliseconds - 5, qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(model.rowCount(), 2);
+}
+
+void TestTraceModel::waitingLineCanBeCountedAndRemoved()
+{
+    TraceModel model;
+    model.setLimit(10);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    for (int i = 0; i < 10; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
+    const QPersistentModelIndex kept =
+        model.append(QStringLiteral("1"), QStringLiteral("ping"), ColorText, base.addMSecs(10));
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    model.count(kept);
+    QCOMPARE(changed.count(), 0); // no view knows the row yet
+    // One line sorted in among the shown ones moves the waiting line too.
+    model.append(QStringLiteral("1"), QStringLiteral("late"), ColorText, base.addMSecs(4));
+    QCOMPARE(kept.row(), 11);
+    model.flush();
+    QCOMPARE(kept.row(), 9);
+    QCOMPARE(text(model, 9), QStringLiteral("ping (2)"));
+
+    const QPersistentModelIndex gone =
+        model.append(QStringLiteral("1"), QStringLiteral("gone"), ColorText, base.addMSecs(20));
+    model.remove(gone);
+    QVERIFY(!gone.isValid());
+    // Removing it delivered the batch first, which pushed out the oldest.
+    QCOMPARE(model.rowCount(), 9);
+    QCOMPARE(text(model, 8), QStringLiteral("ping (2)"));
+    QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::hasChildrenWithoutBuildingThem()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    model.appendSeparator();
+    model.append(QStringLiteral("Main"), QStringLiteral("status"), ColorText, base);
+    model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base);
+    model.append(QStringLiteral("1"), QRV16::Message(QByteArray()), ColorMessageRx1, base);
+    TraceItem* plain = new TraceItem(TraceData(QStringLiteral("Main"), ColorText, QStringLiteral("x"), base));
+    model.append(plain);
+    model.flush();
+
+    QVERIFY(!model.hasChildren(model.index(0, 0)));
+    QVERIFY(!model.hasChildren(model.index(1, 0)));
+    const QModelIndex message = model.index(2, 0);
+    QVERIFY(model.hasChildren(message));
+    QVERIFY(model.index2item(message)->hasPendingChildren()); // not built by asking
+    QVERIFY(!model.hasChildren(model.index(3, 0)));
+    // Nested lists have children, plain elements none.
+    const QModelIndex reply = model.index(0, 0, message);
+    QVERIFY(model.hasChildren(reply));
+    QVERIFY(!model.hasChildren(model.index(0, 0, reply)));
+    QVERIFY(model.hasChildren(model.index(1, 0, reply)));
+    // A line that gets a child afterwards says so.
+    QVERIFY(!model.hasChildren(model.index(4, 0)));
+    plain->appendChild(new TraceItem(TraceData(QString(), ColorText, QStringLiteral("y"), base)));
+    QVERIFY(model.hasChildren(model.index(4, 0)));
+    // Attached last: it walks the tree and builds every child line.
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+}
+
+// Lines appended between the turns of a replay stay out of sight and out of
+// the log until the replayed block is complete, then follow it in order.
+void TestTraceModel::liveLinesWaitBehindABlock()
+{
+    TraceModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    QSignalSpy appended(&model, &TraceModel::appended);
+    const QDateTime now = QDateTime::currentDateTime();
+    model.append(QStringLiteral("Main"), QStringLiteral("before"), ColorText, now);
+    model.beginBlock();
+    model.setBlockTurn(true);
+    model.appendSeparator();
+    model.setBlockTurn(false);
+    const QPersistentModelIndex live = model.append(QStringLiteral("1"), QStringLiteral("ping"), ColorText, now);
+    QVERIFY(live.isValid());
+    model.count(live);
+    const QModelIndex growing = model.appendUnannounced(QStringLiteral("1 Trace"), QStringLiteral("query"), ColorText);
+    model.setBlockTurn(true);
+    for (int i = 0; i < 3; ++i)
+        model.append(QStringLiteral("Log"), QStringLiteral("replayed %1").arg(i), ColorText, base.addMSecs(i));
+    model.setBlockTurn(false);
+    model.flush();
+    QCOMPARE(model.heldCount(), 2);
+    QCOMPARE(model.rowCount(), 5);
+    QCOMPARE(appended.count(), 5);
+    model.announce(growing);
+    QCOMPARE(appended.count(), 5);
+    model.update(growing, QStringLiteral("query ctl 89"));
+
+    model.setBlockTurn(true);
+    model.appendSeparator();
+    model.setBlockTurn(false);
+    model.endBlock();
+    model.flush();
+    QStringList shown;
+    for (int row = 0; row < model.rowCount(); ++row)
+        shown << text(model, row);
+    QCOMPARE(shown, (QStringList{"before", "", "replayed 0", "replayed 1", "replayed 2", "", "ping (2)",
+                                 "query ctl 89"}));
+    QCOMPARE(live.row(), 6);
+    QCOMPARE(model.heldCount(), 0);
+    QCOMPARE(appended.count(), 8);
+    QCOMPARE(appended.at(6).at(0).value<QModelIndex>().row(), 6);
+    QCOMPARE(appended.at(7).at(0).value<QModelIndex>().row(), 7);
+    QVERIFY(rowsConsistent(model));
+}
+
+// Persistent indexes to held lines follow them while the block grows and
+// the oldest lines leave by the limit.
+void TestTraceModel::heldLinesKeepTheirIndexes()
+{
+    TraceModel model;
+    model.setLimit(10);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    const QDateTime now = QDateTime::currentDateTime();
+    for (int i = 0; i < 5; ++i)
+        model.append(QStringLiteral("Main"), QStringLiteral("old %1").arg(i), ColorText, now);
+    model.flush();
+    model.beginBlock();
+    const QPersistentModelIndex first = model.append(QStringLiteral("1"), QStringLiteral("live 0"), ColorText, now);
+    const QPersistentModelIndex second = model.append(QStringLiteral("1"), QStringLiteral("live 1"), ColorText, now);
+    model.setBlockTurn(true);
+    for (int i = 0; i < 12; ++i) {
+        model.append(QStringLiteral("Log"), QStringLiteral("replayed %1").arg(i), ColorText, base.addMSecs(i));
+        // A view asks between the turns; the oldest lines leave.
+        if (i % 4 == 3)
+            model.flush();
+    }
+    model.setBlockTurn(false);
+    QCOMPARE(first.sibling(first.row(), TraceModel::TextColumn).data().toString(), QStringLiteral("live 0"));
+    model.endBlock();
+    model.flush();
+    QCOMPARE(model.rowCount(), 10);
+    QCOMPARE(text(model, 9), QStringLiteral("live 1"));
+    QCOMPARE(second.row(), 9);
+    QCOMPARE(first.row(), 8);
+    QCOMPARE(text(model, 7), QStringLiteral("replayed 11"));
+    QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::takenLinesComeBack_data()
+{
+    QTest::addColumn<bool>("all");
+    QTest::newRow("one line") << false;
+    QTest::newRow("every line") << true;
+}
+
+// Lines handed out come back whole where they are put, with their child
+// lines, without being announced again; lines that came since stay.
+void TestTraceModel::takenLinesComeBack()
+{
+    QFETCH(bool, all);
+    TraceModel model;
+    model.setTags(m_lut.get());
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    model.append(QStringLiteral("Main"), QStringLiteral("a"), ColorText, base);
+    model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base.addMSecs(1));
+    model.append(QStringLiteral("Main"), QStringLiteral("c"), ColorText, base.addMSecs(2));
+    model.flush();
+    QStringList before;
+    walk(model, QModelIndex(), 0, &before);
+    TraceModel::Lines taken;
+    int row = 0;
+    if (all) {
+        taken = model.takeAll();
+        QCOMPARE(taken.size(), size_t(3));
+        QCOMPARE(model.rowCount(), 0);
+    } else {
+        taken.push_back(model.take(model.index(1, 0)));
+        QVERIFY(taken.back());
+        QVERIFY(!model.take(model.index(0, 0, model.index(0, 0))));
+        QCOMPARE(model.rowCount(), 2);
+        QCOMPARE(text(model, 1), QStringLiteral("c"));
+        row = 1;
+    }
+    model.append(QStringLiteral("Main"), QStringLiteral("since"), ColorText, base.addSecs(10));
+    QSignalSpy appended(&model, &TraceModel::appended);
+    model.restore(std::move(taken), row);
+    QCOMPARE(appended.count(), 0);
+    QStringList shown;
+    walk(model, QModelIndex(), 0, &shown);
+    QCOMPARE(shown, before + QStringList{"0:since"});
+    QVERIFY(shown.size() > 6);
+    QVERIFY(rowsConsistent(model));
+}
+
+// Replayed lines say where they come from, in every column's tool tip, and
+// stand apart in italics.
+void TestTraceModel::replayedLinesNameTheirOrigin()
+{
+    TraceModel model;
+    model.setTags(m_lut.get());
+    StyleSettings style;
+    model.setStyle(&style);
+    model.append(QStringLiteral("Main"), QStringLiteral("live"), ColorText, base);
+    model.setReplayOrigin(QStringLiteral("/logs/day.csv"), 12);
+    model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base);
+    model.setReplayOrigin(QString(), 0);
+    model.append(QStringLiteral("Main"), QStringLiteral("live again"), ColorText, base);
+    model.flush();
+    const QString origin =
+        QStringLiteral("Replayed from %1, line 12").arg(QDir::toNativeSeparators(QStringLiteral("/logs/day.csv")));
+    QCOMPARE(model.index(1, TraceModel::TimeColumn).data(Qt::ToolTipRole).toString(), origin);
+    const QString tip = model.index(1, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+    QVERIFY2(tip.startsWith(origin + QLatin1Char('\n')), qPrintable(tip));
+    QVERIFY(model.index(1, TraceModel::TextColumn).data(Qt::FontRole).value<QFont>().italic());
+    for (int row : {0, 2}) {
+        QVERIFY(!model.index(row, TraceModel::TimeColumn).data(Qt::ToolTipRole).isValid());
+        QVERIFY(!model.index(row, TraceModel::TextColumn).data(Qt::FontRole).value<QFont>().italic());
+    }
+}
+
+QTEST_MAIN(TestTraceModel)
+#include "tst_tracemodel.moc"

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: MIT
+#include "trace/tracemodel.h"
+#include "trace/widgets/findbar.h"
+
+#include "qrv16/message.h"
+#include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QTreeView>
+#include <QVBoxLayout>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrv16>
+  <tag name="GetStatusReply" id="0xE001"/>
+  <tag name="Pumps" id="0xC001"/>
+  <tag name="PumpId" id="0x1001"/>
+  <tag name="ResultCode" id="0x1006">
+    <enums>
+      <enum name="Ok" id="0"/>
+    </enums>
+  </tag>
+  <tag name="Running" id="0x2001"/>
+  <tag name="StationName" id="0x3001"/>
+</qrv16>
+)";
+
+QRV16::Message statusReply(const QString& station)
+{
+    QRV16::Message m;
+    m.beginMessage(0xE001);
+    m.appendInt(0x1006, 0);
+    m.beginMessage(0xC001);
+    m.appendInt(0x1001, 2);
+    m.appendBool(0x2001, true);
+    m.endMessage();
+    m.appendString(0x3001, station);
+    m.endMessage();
+    return m;
+}
+
+// "1.1.0": rows from the top-level line down.
+QString pathOf(QModelIndex index)
+{
+    QStringList rows;
+    for (; index.isValid(); index = index.parent())
+        rows.prepend(QString::number(index.row()));
+    return rows.join(QLatin1Char('.'));
+}
+
+} // namespace
+
+class TestFindBar : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void forward_data();
+    void forward();
+    void backwardWrapsToTheEnd();
+    void matchInElementsExpandsTheLine();
+    void badPatternShowsItsPosition();
+    void escapeCloses();
+
+private:
+    std::unique_ptr<QRV16::TagDataLut> m_tags;
+    std::unique_ptr<QWidget> m_window;
+    TraceModel* m_model = nullptr;
+    QTreeView* m_view = nullptr;
+    FindBar* m_bar = nullptr;
+};
+
+void TestFindBar::initTestCase()
+{
+    m_tags = tagsOf(definitions);
+}
+
+void TestFindBar::init()
+{
+    m_window = std::make_unique<QWidget>();
+    m_model = new TraceModel(m_window.get());
+    m_model->setTags(m_tags.get());
+    m_view = new QTreeView(m_window.get());
+    m_view->setModel(m_model);
+    m_bar = new FindBar(m_view, TraceModel::TextColumn, m_window.get());
+    auto* layout = new QVBoxLayout(m_window.get());
+    layout->addWidget(m_view);
+    layout->addWidget(m_bar);
+
+    const QDateTime t(QDate(2024, 3, 1), QTime(12, 0));
+    m_model->append(QStringLiteral("1"), QStringLiteral("connected to pump"), ColorText, t);
+    m_model->append(QStringLiteral("1"), statusReply(QStringLiteral("north")), ColorMessageRx1, t);
+    m_model->append(QStringLiteral("1"), QStringLiteral("error: timeout"), ColorError, t);
+    m_model->append(QStringLiteral("1"), statusReply(QStringLiteral("south")), ColorMessageRx1, t);
+    m_model->append(QStringLiteral("1"), QStringLiteral("Pump restarted"), ColorText, t);
+    m_model->flush();
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+    // Focus gives the view a current line; searches here start from none.
+    m_view->setCurrentIndex(QModelIndex());
+}
+
+void TestFindBar::cleanup()
+{
+    m_window.reset();
+}
+
+void TestFindBar::forward_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("matchCase");
+    QTest::addColumn<bool>("regexp");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QStringList>("hits"); // where typing lands, then one per F3
+
+    QTest::newRow("text in lines and elements, any case")
+        << "pump" << false << false << 4
+        << QStringList{"0", "1.0.1", "1.0.1.0", "3.0.1", "3.0.1.0", "4", "0"};
+    QTest::newRow("case kept") << "Pump" << true << false << 3
+                               << QStringList{"1.0.1", "1.0.1.0", "3.0.1", "3.0.1.0", "4", "1.0.1"};
+    QTest::newRow("regular expression") << "nor.h|time" << false << true << 2
+                                        << QStringList{"1.0.2", "2", "1.0.2"};
+    QTest::newRow("regular expression with case") << "^Error" << true << true << 0 << QStringList{""};
+}
+
+void TestFindBar::forward()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, matchCase);
+    QFETCH(bool, regexp);
+    QFETCH(int, count);
+    QFETCH(QStringList, hits);
+
+    m_bar->setCaseSensitive(matchCase);
+    m_bar->setRegularExpression(regexp);
+    m_bar->activate();
+    m_bar->setText(text);
+    QCOMPARE(m_bar->matchCount(), count);
+    QCOMPARE(pathOf(m_view->currentIndex()), hits.first());
+    for (int i = 1; i < hits.size(); ++i) {
+        m_bar->findNext();
+        QCOMPARE(pathOf(m_view->currentIndex()), hits.at(i));
+    }
+    if (count == 0) {
+        QCOMPARE(m_bar->status(), QStringLiteral("No match"));
+    } else {
+        // The last step went past the end.
+        QVERIFY2(m_bar->status().contains(QStringLiteral("continued from the top")), qPrintable(m_bar->status()));
+        m_bar->findNext();
+        QVERIFY(!m_bar->status().contains(QStringLiteral("continued")));
+    }
+}
+
+void TestFindBar::backwardWrapsToTheEnd()
+{
+    m_bar->setText(QStringLiteral("pump"));
+    QCOMPARE(pathOf(m_view->currentIndex()), QStringLiteral("0"));
+    m_bar->findPrevious();
+    QCOMPARE(pathOf(m_view->currentIndex()), QStringLiteral("4"));
+    QVERIFY(m_bar->status().contains(QStringLiteral("continued from the bottom")));
+    m_bar->findPrevious();
+    QCOMPARE(pathOf(m_view->currentIndex()), QStringLiteral("3.0.1.0"));
+    m_bar->findPrevious();
+    QCOMPARE(pathOf(m_view->currentIndex()), QStringLiteral("3.0.1"));
+    m_bar->findPrevious();
+    QCOMPARE(pathOf(m_view->currentIndex()), QStringLiteral("1.0.1.0"));
+    QCOMPARE(m_bar->status(), QStringLiteral("4 matching lines"));
+}
+
+void TestFindBar::matchInElementsExpandsTheLine()
+{
+    m_bar->setText(QStringLiteral("south"));
+    const QModelIndex hit = m_view->currentIndex();
+    QCOMPARE(pathOf(hit), QStringLiteral("3.0.2"));
+    QVERIFY(m_view->isExpanded(hit.parent()));
+    QVERIFY(m_view->isExpanded(hit.parent().parent()));
+    QVERIFY(!m_view->isExpanded(m_model->index(1, 0)));
+    QCOMPARE(hit.siblingAtColumn(TraceModel::TextColumn).data().toString(), QStringLiteral("StationName = \"south\""));
+}
+
+void TestFindBar::badPatternShowsItsPosition()
+{
+    m_bar->setRegularExpression(true);
+    m_bar->setText(QStringLiteral("pump(s"));
+    QCOMPARE(m_bar->matchCount(), 0);
+    QVERIFY2(m_bar->status().startsWith(QStringLiteral("Error at 7:")), qPrintable(m_bar->status()));
+    QVERIFY(!m_view->currentIndex().isValid());
+    // Fixed, it finds again.
+    m_bar->setText(QStringLiteral("pump(s)?"));
+    QCOMPARE(m_bar->matchCount(), 4);
+}
+
+void TestFindBar::escapeCloses()
+{
+    m_bar->activate();
+    QVERIFY(m_bar->isVisible());
+    QLineEdit* edit = m_bar->findChild<QLineEdit*>(QStringLiteral("m_le_find"));
+    QVERIFY(edit);
+    QTest::keyClicks(edit, QStringLiteral("time"));
+    QCOMPARE(pathOf(m_view->currentIndex()), QStringLiteral("2"));
+    QTest::keyClick(edit, Qt::Key_Escape);
+    QVERIFY(!m_bar->isVisible());
+}
+
+QTEST_MAIN(TestFindBar)
+#include "tst_findbar.moc"

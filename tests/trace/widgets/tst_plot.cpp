@@ -1,0 +1,531 @@
+// SPDX-License-Identifier: MIT
+#include "trace/traceitem.h"
+#include "trace/tracemodel.h"
+#include "trace/traceplotter.h"
+#include "trace/widgets/plotdock.h"
+
+#include "qrv16/messageparser.h"
+#include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
+#include "tests/support/plotdefinitions.h"
+
+#include <QCategoryAxis>
+#include <QChartView>
+#include <QDateTimeAxis>
+#include <QFile>
+#include <QLineSeries>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QValueAxis>
+#include <QRubberBand>
+#include <QWheelEvent>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+const QDateTime start(QDate(2024, 3, 1), QTime(12, 0));
+
+QString joined(const std::vector<double>& values)
+{
+    QStringList out;
+    for (double v : values)
+        out << QString::number(v, 'g', 15);
+    return out.join(QLatin1Char(' '));
+}
+
+QString plain(const TracePlotter& plotter, int series, int curve)
+{
+    QStringList out;
+    for (int n = 0; n < plotter.pointCount(series); ++n)
+        out << QString::number(plotter.plainValue(series, curve, n), 'g', 15);
+    return out.join(QLatin1Char(' '));
+}
+
+QString drawnY(const QLineSeries* line)
+{
+    QStringList out;
+    for (const QPointF& p : line->points())
+        out << QString::number(p.y(), 'g', 15);
+    return out.join(QLatin1Char(' '));
+}
+
+} // namespace
+
+class TestPlot : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void seriesFollowTheTrace_data();
+    void seriesFollowTheTrace();
+    void extendsAsLinesArrive();
+    void linesLeaveAtTheLimit();
+    void csvExport();
+    void exportReportsFailure();
+    void dockDrawsTwoTags();
+    void everyTypeDrawsStacked();
+    void manyPointsAreDecimated();
+    void zoomAndPan();
+    void mouseZoomsAndPans();
+    void timeAxisFollowsTheTraceFlag();
+
+private:
+    QModelIndex add(const QString& text, int msec = 0);
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<QRV16::TagDataLut> m_tags;
+    std::unique_ptr<TraceModel> m_model;
+};
+
+void TestPlot::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
+    // A settings file of its own: test programs run side by side.
+    QCoreApplication::setApplicationName(QStringLiteral("korvgui-test-plot"));
+    m_tags = tagsOf(plotDefinitions);
+}
+
+void TestPlot::init()
+{
+    m_model = std::make_unique<TraceModel>();
+    m_model->setTags(m_tags.get());
+}
+
+void TestPlot::cleanup()
+{
+    m_model.reset();
+}
+
+QModelIndex TestPlot::add(const QString& text, int msec)
+{
+    QRV16::MessageParser parser(m_tags.get());
+    const QRV16::Message message = parser.parse(text);
+    if (parser.hasError())
+        qWarning() << text << parser.errorMessage();
+    return m_model->append(QStringLiteral("1"), message, ColorMessageRx1, start.addMSecs(msec));
+}
+
+void TestPlot::seriesFollowTheTrace_data()
+{
+    QTest::addColumn<QString>("tag");
+    QTest::addColumn<QStringList>("messages");
+    QTest::addColumn<QStringList>("curves");
+    QTest::addColumn<QStringList>("values"); // plain, per curve
+    QTest::addColumn<QStringList>("drawn");  // per curve
+    QTest::addColumn<QString>("names");      // of curve 0's values
+    QTest::addColumn<QString>("levels");
+
+    QTest::newRow("integers, the first at any depth")
+        << "Temperature"
+        << QStringList{"Reply=(Temperature=5)", "Reply=(Inner=(Temperature=-7))", "Reply=(Name=x)", "Reply=(Temperature=9 Temperature=10)"}
+        << QStringList{"Temperature"} << QStringList{"5 -7 9"} << QStringList{"5 -7 9"} << "||" << "";
+    QTest::newRow("enum values step by their rank among those seen")
+        << "PumpMode" << QStringList{"Reply=(PumpMode=Service)", "Reply=(PumpMode=Off)", "Reply=(PumpMode=Service)"}
+        << QStringList{"PumpMode"} << QStringList{"5 0 5"} << QStringList{"1 0 1"} << "Service|Off|Service"
+        << "Off|Service";
+    QTest::newRow("bools") << "Running" << QStringList{"Reply=(Running=true)", "Reply=(Running=false)"}
+                           << QStringList{"Running"} << QStringList{"1 0"} << QStringList{"1 0"} << "true|false"
+                           << "false|true";
+    QTest::newRow("dates") << "Day" << QStringList{"Reply=(Day=2024-03-01)", "Reply=(Day=2024-03-02)"}
+                           << QStringList{"Day"}
+                           << QStringList{QString::number(QDateTime(QDate(2024, 3, 1), QTime(0, 0)).toMSecsSinceEpoch()) +
+                                          " " +
+                                          QString::number(QDateTime(QDate(2024, 3, 2), QTime(0, 0)).toMSecsSinceEpoch())}
+                           << QStringList() << "2024-03-01|2024-03-02" << "";
+    QTest::newRow("times of day") << "Clock" << QStringList{"Reply=(Clock=06:30:00)"} << QStringList{"Clock"}
+                                  << QStringList{QString::number(
+                                         QDateTime(QDate(2000, 1, 1), QTime(6, 30)).toMSecsSinceEpoch())}
+                                  << QStringList() << "06:30:00.000" << "";
+    QTest::newRow("date-times") << "Stamp" << QStringList{"Reply=(Stamp=2024-03-01T12:30:15.250)"}
+                                << QStringList{"Stamp"}
+                                << QStringList{QString::number(
+                                       QDateTime(QDate(2024, 3, 1), QTime(12, 30, 15, 250)).toMSecsSinceEpoch())}
+                                << QStringList() << "2024-03-01T12:30:15.250" << "";
+    QTest::newRow("bits one lane each, named and seen")
+        << "Flags" << QStringList{"Reply=(Flags=Ready|Fault)", "Reply=(Flags=Fault)", "Reply=(Flags=0x02)"}
+        << QStringList{"Flags.Ready", "Flags.1", "Flags.Fault"} << QStringList{"1 0 0", "0 0 1", "1 1 0"}
+        << QStringList{"0.6 0 0", "1 1 1.6", "2.6 2.6 2"} << "set|clear|clear" << "Ready|1|Fault";
+    QTest::newRow("points as x and y") << "Where" << QStringList{"Reply=(Where=[3, -4])", "Reply=(Where=[5, 6])"}
+                                       << QStringList{"Where.x", "Where.y"} << QStringList{"3 5", "-4 6"}
+                                       << QStringList{"3 5", "-4 6"} << "|" << "";
+}
+
+void TestPlot::seriesFollowTheTrace()
+{
+    QFETCH(QString, tag);
+    QFETCH(QStringList, messages);
+    QFETCH(QStringList, curves);
+    QFETCH(QStringList, values);
+    QFETCH(QStringList, drawn);
+    QFETCH(QString, names);
+    QFETCH(QString, levels);
+
+    for (int i = 0; i < messages.size(); ++i)
+        add(messages.at(i), i * 100);
+    TracePlotter plotter(m_model.get());
+    plotter.setTags(m_tags.get());
+    QVERIFY(plotter.addTag(m_tags->tagNumber(tag)));
+    QVERIFY(!plotter.addTag(m_tags->tagNumber(tag)));
+    QCOMPARE(plotter.name(0), tag);
+    QCOMPARE(plotter.curveCount(0), curves.size());
+    for (int c = 0; c < curves.size(); ++c) {
+        QCOMPARE(plotter.curveName(0, c), curves.at(c));
+        QCOMPARE(plain(plotter, 0, c), values.at(c));
+        if (!drawn.isEmpty()) {
+            std::vector<double> y;
+            plotter.curveValues(0, c, &y);
+            QCOMPARE(joined(y), drawn.at(c));
+        }
+    }
+    QStringList valueNames;
+    for (int n = 0; n < plotter.pointCount(0); ++n) {
+        valueNames << plotter.valueName(0, 0, n);
+        // Each point carries the time of its own line.
+        QCOMPARE(plotter.point(0, n).time, plotter.point(0, n).line->stamp());
+    }
+    QCOMPARE(valueNames.join(QLatin1Char('|')), names);
+    QCOMPARE(plotter.levelNames(0).join(QLatin1Char('|')), levels);
+}
+
+void TestPlot::extendsAsLinesArrive()
+{
+    TracePlotter plotter(m_model.get());
+    plotter.setTags(m_tags.get());
+    add(QStringLiteral("Reply=(Temperature=1)"), 0);
+    QVERIFY(plotter.addTag(0x1001));
+    QCOMPARE(plotter.pointCount(0), 1);
+    const quint64 before = plotter.revision();
+    add(QStringLiteral("Reply=(Temperature=2)"), 1000);
+    m_model->append(QStringLiteral("1"), QStringLiteral("connected"), ColorText, start.addMSecs(1100));
+    add(QStringLiteral("Reply=(Name=x)"), 1200);
+    QVERIFY(plotter.revision() != before);
+    QCOMPARE(plain(plotter, 0, 0), QStringLiteral("1 2"));
+    // Half a second late: sorted in before the last line, and so is its point.
+    add(QStringLiteral("Reply=(Temperature=3)"), 500);
+    add(QStringLiteral("Reply=(Temperature=4)"), 2000);
+    QCOMPARE(plain(plotter, 0, 0), QStringLiteral("1 3 2 4"));
+    QCOMPARE(plotter.point(0, 1).time, start.addMSecs(500).toMSecsSinceEpoch());
+    // Without a tag nothing is kept.
+    plotter.removeTag(0x1001);
+    QCOMPARE(plotter.seriesCount(), 0);
+    add(QStringLiteral("Reply=(Temperature=5)"), 3000);
+}
+
+void TestPlot::linesLeaveAtTheLimit()
+{
+    m_model->setLimit(5);
+    TracePlotter plotter(m_model.get());
+    plotter.setTags(m_tags.get());
+    QVERIFY(plotter.addTag(0x1002));
+    const QStringList modes{"Off", "Auto", "Service"};
+    for (int i = 0; i < 8; ++i) {
+        add(QStringLiteral("Reply=(Temperature=%1 PumpMode=%2)").arg(i + 1).arg(modes.at(i < 6 ? 2 : i % 2)), i * 10);
+        m_model->flush();
+    }
+    QVERIFY(plotter.addTag(0x1001));
+    QCOMPARE(m_model->lineCount(), 5);
+    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("4 5 6 7 8"));
+    QCOMPARE(plain(plotter, 0, 0), QStringLiteral("5 5 5 0 1"));
+    // A level that left with its lines leaves the axis too.
+    add(QStringLiteral("Reply=(Temperature=9 PumpMode=Auto)"), 100);
+    add(QStringLiteral("Reply=(Temperature=10 PumpMode=Auto)"), 110);
+    add(QStringLiteral("Reply=(Temperature=11 PumpMode=Auto)"), 120);
+    m_model->flush();
+    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("7 8 9 10 11"));
+    QCOMPARE(plotter.levelNames(0), (QStringList{"Off", "Auto"}));
+
+    // A line deleted in the middle takes its point along.
+    m_model->remove(m_model->index(2, 0));
+    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("7 8 10 11"));
+    m_model->clear();
+    QCOMPARE(plotter.pointCount(0), 0);
+    QCOMPARE(plotter.pointCount(1), 0);
+    QCOMPARE(plotter.levelNames(0), QStringList());
+    add(QStringLiteral("Reply=(Temperature=12)"), 200);
+    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("12"));
+}
+
+void TestPlot::csvExport()
+{
+    add(QStringLiteral("Reply=(PumpMode=Service Where=[1, 2])"), 0);
+    add(QStringLiteral("Reply=(PumpMode=Off)"), 1500);
+    add(QStringLiteral("Reply=(Where=[-3, 4])"), 2250);
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    QVERIFY(dock.addTag(0x1002));
+    QVERIFY(dock.addTag(0x8001));
+    dock.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
+    const QString path = m_dir.filePath(QStringLiteral("plot.csv"));
+    QVERIFY2(dock.exportCsv(path), qPrintable(dock.errorString()));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(QString::fromUtf8(file.readAll()), QStringLiteral("Time,Series,Value,Name\n"
+                                                               "0.000,\"PumpMode\",5,\"Service\"\n"
+                                                               "1.500,\"PumpMode\",0,\"Off\"\n"
+                                                               "0.000,\"Where.x\",1,\n"
+                                                               "2.250,\"Where.x\",-3,\n"
+                                                               "0.000,\"Where.y\",2,\n"
+                                                               "2.250,\"Where.y\",4,\n"));
+    file.close();
+
+    // Absolute times, and the earlier file kept as the backup.
+    dock.setOptions(TraceOptions());
+    QVERIFY(dock.exportCsv(path));
+    QVERIFY(QFile::exists(path + QStringLiteral(".bak")));
+    QVERIFY(!QFile::exists(path + QStringLiteral(".tmp")));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QList<QByteArray> records = file.readAll().split('\n');
+    QCOMPARE(records.value(1), QByteArray("2024-03-01T12:00:00.000,\"PumpMode\",5,\"Service\""));
+}
+
+void TestPlot::exportReportsFailure()
+{
+    PlotDock dock(m_model.get());
+    dock.resize(400, 300);
+    dock.show();
+    const QString path = m_dir.filePath(QStringLiteral("no such folder/plot.png"));
+    QVERIFY(!dock.exportPng(path));
+    QVERIFY(dock.errorString().contains(QStringLiteral("no such folder")));
+    QVERIFY(!dock.exportCsv(path));
+    QVERIFY(!dock.errorString().isEmpty());
+    // And a good path takes a real image.
+    const QString png = m_dir.filePath(QStringLiteral("plot.png"));
+    QVERIFY(dock.exportPng(png));
+    QVERIFY(!QImage(png).isNull());
+}
+
+void TestPlot::dockDrawsTwoTags()
+{
+    for (int i = 0; i < 40; ++i)
+        add(QStringLiteral("Reply=(Temperature=%1 PumpMode=%2)")
+                .arg(600 + int(150 * std::sin(i / 6.0)))
+                .arg(i % 13 < 5 ? QStringLiteral("Off") : i % 13 < 10 ? QStringLiteral("Auto") : QStringLiteral("Service")),
+            i * 250);
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    dock.resize(900, 420);
+    QVERIFY(dock.addTag(0x1001));
+    QVERIFY(dock.addTag(0x1002));
+    QVERIFY(!dock.addTag(0x3001)); // a string
+    dock.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dock));
+    dock.redraw();
+    QCOMPARE(dock.views().size(), 1);
+    QList<QLineSeries*> curves = dock.curves();
+    QCOMPARE(curves.size(), 2);
+    // One axis each: the enum's with its names.
+    const auto axes = dock.views().first()->chart()->axes(Qt::Vertical);
+    QCOMPARE(axes.size(), 2);
+    auto* names = qobject_cast<QCategoryAxis*>(axes.at(1));
+    QVERIFY(names);
+    QCOMPARE(names->categoriesLabels(), (QStringList{"Off", "Auto", "Service"}));
+
+    // Few points: drawn as they are, the enum in steps.
+    QCOMPARE(curves.at(0)->count(), 40);
+    QCOMPARE(curves.at(0)->at(7).y(), double(600 + int(150 * std::sin(7 / 6.0))));
+    QCOMPARE(curves.at(0)->at(7).x(), double(start.addMSecs(7 * 250).toMSecsSinceEpoch()));
+    QCOMPARE(drawnY(curves.at(1)).left(23), QStringLiteral("0 0 0 0 0 0 1 1 1 1 1 1"));
+    if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
+        dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-overlay.png"));
+
+    dock.setStacked(true);
+    QCOMPARE(dock.views().size(), 2);
+    QCOMPARE(dock.curves().size(), 2);
+    QCOMPARE(dock.curves().at(0)->count(), 40);
+    QTest::qWait(2 * PlotDock::RedrawMilliseconds);
+    if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
+        dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-stacked.png"));
+
+    // Closed, it collects nothing more.
+    dock.close();
+    QCOMPARE(dock.plotter()->seriesCount(), 0);
+    QVERIFY(dock.views().isEmpty());
+}
+
+void TestPlot::everyTypeDrawsStacked()
+{
+    for (int i = 0; i < 12; ++i)
+        add(QStringLiteral("Reply=(Running=%1 Day=2024-03-%2 Clock=06:%3:00 Flags=%4 Where=[%5, %6])")
+                .arg(i % 3 ? QStringLiteral("true") : QStringLiteral("false"))
+                .arg(i + 1, 2, 10, QLatin1Char('0'))
+                .arg(i * 4, 2, 10, QLatin1Char('0'))
+                .arg(i % 4 == 0 ? QStringLiteral("Ready|Fault") : i % 4 == 1 ? QStringLiteral("Ready") : QStringLiteral("0x02"))
+                .arg(i * 10)
+                .arg(100 - i * i),
+            i * 1000);
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    dock.resize(700, 900);
+    dock.setStacked(true);
+    for (const char* name : {"Running", "Day", "Clock", "Flags", "Where"})
+        QVERIFY(dock.addTag(m_tags->tagNumber(QLatin1String(name))));
+    dock.show();
+    QTest::qWait(2 * PlotDock::RedrawMilliseconds);
+    dock.redraw();
+    const QList<QChartView*> views = dock.views();
+    QCOMPARE(views.size(), 5);
+    // Names for steps, dates for dates and times, numbers for the rest.
+    const auto yAxis = [&views](int chart) { return views.at(chart)->chart()->axes(Qt::Vertical).value(0); };
+    QCOMPARE(qobject_cast<QCategoryAxis*>(yAxis(0))->categoriesLabels(), (QStringList{"false", "true"}));
+    QCOMPARE(qobject_cast<QDateTimeAxis*>(yAxis(1))->format(), QStringLiteral("yyyy-MM-dd"));
+    QCOMPARE(qobject_cast<QDateTimeAxis*>(yAxis(2))->format(), QStringLiteral("hh:mm:ss"));
+    QCOMPARE(qobject_cast<QCategoryAxis*>(yAxis(3))->categoriesLabels(), (QStringList{"Ready", "1", "Fault"}));
+    QVERIFY(qobject_cast<QValueAxis*>(yAxis(4)));
+    QCOMPARE(views.at(3)->chart()->series().size(), 3);
+    QCOMPARE(views.at(4)->chart()->series().size(), 2);
+    for (QLineSeries* line : dock.curves())
+        QVERIFY(line->count() >= 12);
+    if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
+        dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-types.png"));
+}
+
+void TestPlot::manyPointsAreDecimated()
+{
+    // 20,000 points with one spike and one dip far from the rest.
+    for (int i = 0; i < 20000; ++i) {
+        const int value = i == 12345 ? 90000 : i == 777 ? -90000 : i % 100;
+        QRV16::Message m;
+        m.beginMessage(0xE001);
+        m.appendInt(0x1001, value);
+        m.endMessage();
+        m_model->append(QStringLiteral("1"), m, ColorMessageRx1, start.addMSecs(i * 10));
+    }
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    dock.resize(700, 300);
+    QVERIFY(dock.addTag(0x1001));
+    dock.show();
+    dock.redraw();
+    QLineSeries* line = dock.curves().value(0);
+    QVERIFY(line);
+    QVERIFY2(line->count() <= 4 * 700, qPrintable(QString::number(line->count())));
+    QVERIFY(line->count() > 200);
+    double min = 0;
+    double max = 0;
+    for (const QPointF& p : line->points()) {
+        min = std::min(min, p.y());
+        max = std::max(max, p.y());
+    }
+    QCOMPARE(max, 90000.0);
+    QCOMPARE(min, -90000.0);
+}
+
+void TestPlot::zoomAndPan()
+{
+    for (int i = 0; i <= 100; ++i)
+        add(QStringLiteral("Reply=(Temperature=%1)").arg(i), i * 100);
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    QVERIFY(dock.addTag(0x1001));
+    dock.resize(600, 300);
+    dock.show();
+    dock.redraw();
+    const qint64 t0 = start.toMSecsSinceEpoch();
+    QVERIFY(!dock.isZoomed());
+    QCOMPARE(dock.rangeStart(), t0);
+    QCOMPARE(dock.rangeEnd(), t0 + 10000);
+
+    dock.zoom(0.5, 0.5);
+    dock.redraw();
+    QVERIFY(dock.isZoomed());
+    QCOMPARE(dock.rangeStart(), t0 + 2500);
+    QCOMPARE(dock.rangeEnd(), t0 + 7500);
+    // The points inside and one on each side.
+    QCOMPARE(dock.curves().first()->count(), 53);
+    QCOMPARE(dock.curves().first()->at(0).y(), 24.0);
+
+    dock.pan(0.2);
+    QCOMPARE(dock.rangeStart(), t0 + 3500);
+    // A zoomed plot stays where it is while lines arrive ...
+    add(QStringLiteral("Reply=(Temperature=101)"), 10100);
+    dock.redraw();
+    QCOMPARE(dock.rangeEnd(), t0 + 8500);
+    // ... and follows them again after a reset.
+    dock.resetZoom();
+    QVERIFY(!dock.isZoomed());
+    QCOMPARE(dock.rangeEnd(), t0 + 10100);
+}
+
+void TestPlot::mouseZoomsAndPans()
+{
+    for (int i = 0; i <= 100; ++i)
+        add(QStringLiteral("Reply=(Temperature=%1)").arg(i), i * 100);
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    QVERIFY(dock.addTag(0x1001));
+    dock.resize(600, 300);
+    dock.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dock));
+    QTest::qWait(2 * PlotDock::RedrawMilliseconds);
+    QChartView* view = dock.views().first();
+    QWidget* viewport = view->viewport();
+    QRectF area = view->chart()->plotArea();
+    const qint64 t0 = start.toMSecsSinceEpoch();
+    const auto send = [viewport](QEvent::Type type, QPointF at, Qt::MouseButton button, Qt::MouseButtons buttons) {
+        QMouseEvent event(type, at, viewport->mapToGlobal(at), button, buttons, Qt::NoModifier);
+        QCoreApplication::sendEvent(viewport, &event);
+    };
+
+    // The wheel zooms around the pointer, here the left edge.
+    const QPointF left(area.left(), area.center().y());
+    QWheelEvent wheel(left, viewport->mapToGlobal(left), QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
+                      Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(viewport, &wheel);
+    QVERIFY(dock.isZoomed());
+    QVERIFY(qAbs(dock.rangeStart() - t0) < 100);
+    QVERIFY(qAbs(dock.rangeEnd() - (t0 + 8000)) < 100);
+
+    // The middle button drags the range: half the width to the right goes
+    // back in time by half the range.
+    send(QEvent::MouseButtonPress, area.center(), Qt::MiddleButton, Qt::MiddleButton);
+    send(QEvent::MouseMove, area.center() + QPointF(area.width() / 2, 0), Qt::NoButton, Qt::MiddleButton);
+    send(QEvent::MouseButtonRelease, area.center() + QPointF(area.width() / 2, 0), Qt::MiddleButton, Qt::NoButton);
+    QVERIFY(qAbs(dock.rangeStart() - (t0 - 4000)) < 100);
+
+    // A rubber band over the left half of the plot shows that half.
+    dock.resetZoom();
+    // The axis labels changed: so may have the plot's place.
+    QTest::qWait(PlotDock::RedrawMilliseconds);
+    area = view->chart()->plotArea();
+    const QPointF from(area.left() + 1, area.center().y());
+    send(QEvent::MouseButtonPress, from, Qt::LeftButton, Qt::LeftButton);
+    send(QEvent::MouseMove, area.center(), Qt::NoButton, Qt::LeftButton);
+    QVERIFY(view->findChild<QRubberBand*>()->isVisible());
+    send(QEvent::MouseButtonRelease, area.center(), Qt::LeftButton, Qt::NoButton);
+    QVERIFY(!view->findChild<QRubberBand*>()->isVisible());
+    QVERIFY(dock.isZoomed());
+    QVERIFY2(qAbs(dock.rangeEnd() - (t0 + 5000)) < 150, qPrintable(QString::number(dock.rangeEnd() - t0)));
+    QVERIFY(dock.curves().first()->count() < 60);
+    // A click is no zoom; the right button zooms out.
+    send(QEvent::MouseButtonPress, area.center(), Qt::LeftButton, Qt::LeftButton);
+    send(QEvent::MouseButtonRelease, area.center(), Qt::LeftButton, Qt::NoButton);
+    QVERIFY(qAbs(dock.rangeEnd() - (t0 + 5000)) < 150);
+    send(QEvent::MouseButtonRelease, area.center(), Qt::RightButton, Qt::NoButton);
+    QVERIFY(qAbs(dock.rangeEnd() - dock.rangeStart() - 10000) < 300);
+}
+
+void TestPlot::timeAxisFollowsTheTraceFlag()
+{
+    add(QStringLiteral("Reply=(Temperature=1)"), 0);
+    add(QStringLiteral("Reply=(Temperature=2)"), 2500);
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    QVERIFY(dock.addTag(0x1001));
+    dock.redraw();
+    QVERIFY(qobject_cast<QDateTimeAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0)));
+
+    dock.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
+    auto* seconds = qobject_cast<QValueAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0));
+    QVERIFY(seconds);
+    QCOMPARE(dock.curves().first()->at(1), QPointF(2.5, 2));
+    QCOMPARE(seconds->min(), 0.0);
+    QCOMPARE(seconds->max(), 2.5);
+}
+
+QTEST_MAIN(TestPlot)
+#include "tst_plot.moc"

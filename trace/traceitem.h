@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "trace/tracedata.h"
+
+#include "qrv16/types.h"
+
+#include <QByteArray>
+#include <QList>
+
+#include <limits>
+#include <memory>
+
+// One trace line and its child lines. A child's row is derived from its
+// sequence number and the parent's base, so finding it never searches the
+// parent's list and dropping lines from the front is O(1).
+class TraceItem
+{
+public:
+    // A range of message elements whose child lines are built on first use,
+    // decoded as they were when the line was added.
+    struct MessageRange
+    {
+        QByteArray bytes; // shared with the parent line's message
+        int start = 0;
+        int end = 0;
+        int depth = 0;
+        bool decode = false;
+        QRV16::TextOptions options;
+        bool pending = true;
+        QString note; // heads the tool tip
+    };
+
+    static constexpr qint64 NoStamp = std::numeric_limits<qint64>::min();
+
+    // Where a replayed line comes from: the file and its line.
+    struct Origin
+    {
+        QString file;
+        qint64 line = 0;
+    };
+
+    explicit TraceItem(const TraceData& data);
+    // With the time's stamp known already: saves converting it again.
+    TraceItem(const TraceData& data, qint64 stamp);
+    ~TraceItem();
+    TraceItem(const TraceItem&) = delete;
+    TraceItem& operator=(const TraceItem&) = delete;
+
+    // The text is kept in UTF-8: it is most of a line's memory.
+    TraceData data() const;
+    QString text() const { return QString::fromUtf8(m_text); }
+    bool hasText() const { return !m_text.isEmpty(); }
+    void setText(const QString& text);
+    const QString& source() const { return m_source; }
+    const QDateTime& time() const { return m_time; }
+    StyleColor color() const { return m_color; }
+    int src() const { return m_src; }
+    int dst() const { return m_dst; }
+    // The time in milliseconds since the epoch, NoStamp when invalid;
+    // computed once, since converting a local date-time is slow.
+    qint64 stamp() const { return m_stamp; }
+
+    TraceItem* parent() const { return m_parent; }
+    TraceItem* child(int row) const;
+    int childCount() const { return int(m_children.size()); }
+    // Whether the child at `row` has or will build child lines, answered
+    // from this item's list without touching the child: a view asks it of
+    // every row it lays out.
+    bool childHasChildren(int row) const;
+    bool hasChildLines() const;
+    int row() const;
+
+    // Take ownership of `child`.
+    void appendChild(TraceItem* child);
+    void insertBefore(int row, TraceItem* child);
+    // Delete children.
+    void remove(int row, int count = 1);
+    void removeFirst(int count = 1);
+    // Children handed out whole, with their own children, and taken back;
+    // the caller owns them in between.
+    TraceItem* takeChild(int row);
+    QList<TraceItem*> takeChildren();
+    void insertChildren(int row, const QList<TraceItem*>& children);
+
+    void setMessage(const MessageRange& range);
+    MessageRange* message() const { return m_message.get(); }
+    bool hasPendingChildren() const { return m_message && m_message->pending; }
+
+    void setOrigin(const Origin& origin) { m_origin = std::make_unique<Origin>(origin); }
+    // Null for a line that was not replayed.
+    const Origin* origin() const { return m_origin.get(); }
+
+private:
+    QString m_source;
+    QByteArray m_text;
+    QDateTime m_time;
+    qint64 m_stamp;
+    StyleColor m_color;
+    int m_src;
+    int m_dst;
+    TraceItem* m_parent = nullptr;
+    struct Slot
+    {
+        TraceItem* item; // Owned.
+        bool hasChildren;
+    };
+    QList<Slot> m_children;
+    qint64 m_sequence = 0;        // row + the parent's m_base
+    qint64 m_base = 0;            // sequence number of the first child
+    std::unique_ptr<MessageRange> m_message;
+    std::unique_ptr<Origin> m_origin;
+};

@@ -1,0 +1,414 @@
+// SPDX-License-Identifier: MIT
+#include "trace/traceplotter.h"
+
+#include "trace/traceitem.h"
+#include "trace/tracemodel.h"
+
+#include "qrv16/tagdatalut.h"
+
+#include <QDateTime>
+
+#include <algorithm>
+
+namespace {
+
+using QRV16::DataType;
+
+bool secure(const QRV16::TagDataLut* tags, int tag)
+{
+    const QRV16::TagData* data = tags ? tags->tagData(unsigned(tag)) : nullptr;
+    return data && data->secure;
+}
+
+bool hasEnums(const QRV16::TagDataLut* tags, int tag)
+{
+    const QRV16::TagData* data = tags ? tags->tagData(unsigned(tag)) : nullptr;
+    return data && !data->enums.isEmpty();
+}
+
+void appendQuoted(QByteArray& out, const QString& text)
+{
+    out += '"';
+    out += text.toUtf8().replace('"', "\"\"");
+    out += '"';
+}
+
+} // namespace
+
+TracePlotter::TracePlotter(TraceModel* model, QObject* parent) : QObject(parent), m_model(model)
+{
+    connect(model, &TraceModel::appended, this, &TracePlotter::onAppended);
+    connect(model, &TraceModel::rowsAboutToBeRemoved, this, &TracePlotter::onRowsAboutToBeRemoved);
+    connect(model, &TraceModel::modelAboutToBeReset, this, &TracePlotter::onAboutToBeReset);
+}
+
+void TracePlotter::setTags(const QRV16::TagDataLut* tags)
+{
+    m_tags = tags;
+    // Which integers are enums may have changed.
+    for (Series& series : m_series) {
+        series.seen.clear();
+        if (QRV16::dataType(unsigned(series.tag)) != DataType::Integer || !hasEnums(tags, series.tag))
+            continue;
+        for (size_t i = series.first; i < series.points.size(); ++i)
+            ++series.seen[qint64(series.points[i].value[0])];
+    }
+    ++m_revision;
+    Q_EMIT tagsChanged();
+}
+
+int TracePlotter::plottableTag(const TraceItem* line, const QRV16::TagDataLut* tags)
+{
+    const TraceItem* parent = line ? line->parent() : nullptr;
+    const TraceItem::MessageRange* range = parent ? parent->message() : nullptr;
+    if (!range || !parent->parent())
+        return -1;
+    // Element lines are built one per readable element, in order.
+    const QRV16::Message message(range->bytes);
+    int row = line->row();
+    for (QRV16::Message::Iterator it(&message, range->start, range->end); !it.atEnd(); ++it) {
+        const int tag = it.tag();
+        if (tag < 0)
+            break;
+        if (row-- > 0)
+            continue;
+        if (!QRV16::PlotValue::isPlottable(QRV16::dataType(unsigned(tag))) || secure(tags, tag))
+            return -1;
+        QRV16::PlotValue value;
+        return value.read(it) ? tag : -1;
+    }
+    return -1;
+}
+
+bool TracePlotter::addTag(int tag)
+{
+    if (tag < 0 || !QRV16::PlotValue::isPlottable(QRV16::dataType(unsigned(tag))) || secure(m_tags, tag))
+        return false;
+    for (const Series& s : m_series) {
+        if (s.tag == tag)
+            return false;
+    }
+    m_series.emplace_back();
+    m_series.back().tag = tag;
+    collect(m_series.back());
+    ++m_revision;
+    Q_EMIT tagsChanged();
+    return true;
+}
+
+void TracePlotter::removeTag(int tag)
+{
+    const auto gone = std::remove_if(m_series.begin(), m_series.end(), [tag](const Series& s) { return s.tag == tag; });
+    if (gone == m_series.end())
+        return;
+    m_series.erase(gone, m_series.end());
+    ++m_revision;
+    Q_EMIT tagsChanged();
+}
+
+void TracePlotter::clearTags()
+{
+    if (m_series.empty())
+        return;
+    m_series.clear();
+    ++m_revision;
+    Q_EMIT tagsChanged();
+}
+
+QVector<int> TracePlotter::tags() const
+{
+    QVector<int> codes;
+    for (const Series& s : m_series)
+        codes << s.tag;
+    return codes;
+}
+
+QString TracePlotter::name(int series) const
+{
+    const unsigned code = unsigned(tag(series));
+    return m_tags ? m_tags->tagName(code) : QRV16::tag2hex(code);
+}
+
+bool TracePlotter::isStepped(int series) const
+{
+    const DataType t = type(series);
+    return t == DataType::Bool || t == DataType::BitArray ||
+           (t == DataType::Integer && hasEnums(m_tags, tag(series)));
+}
+
+int TracePlotter::pointCount(int series) const
+{
+    const Series& s = m_series.at(size_t(series));
+    return int(s.points.size() - s.first);
+}
+
+const TracePlotter::Point& TracePlotter::point(int series, int n) const
+{
+    const Series& s = m_series.at(size_t(series));
+    return s.points.at(s.first + size_t(n));
+}
+
+QVector<int> TracePlotter::lanes(int series) const
+{
+    const Series& s = m_series.at(size_t(series));
+    const QRV16::TagData* data = m_tags ? m_tags->tagData(unsigned(s.tag)) : nullptr;
+    QVector<int> bits;
+    for (int bit = 0; bit < 64; ++bit) {
+        if ((s.bitsSeen >> bit & 1) || (data && data->bits.byNumber(quint32(bit))))
+            bits << bit;
+    }
+    return bits;
+}
+
+int TracePlotter::curveCount(int series) const
+{
+    switch (type(series)) {
+    case DataType::ExtPoint: return 2;
+    case DataType::BitArray: return int(lanes(series).size());
+    default: return 1;
+    }
+}
+
+QString TracePlotter::curveName(int series, int curve) const
+{
+    switch (type(series)) {
+    case DataType::ExtPoint: return name(series) + (curve == 0 ? QStringLiteral(".x") : QStringLiteral(".y"));
+    case DataType::BitArray: {
+        const unsigned bit = unsigned(lanes(series).value(curve));
+        return name(series) + QLatin1Char('.') +
+               (m_tags ? m_tags->bitName(unsigned(tag(series)), bit) : QString::number(bit));
+    }
+    default: return name(series);
+    }
+}
+
+QVector<qint64> TracePlotter::levels(int series) const
+{
+    QVector<qint64> values;
+    switch (type(series)) {
+    case DataType::Bool: return {0, 1};
+    case DataType::BitArray:
+        for (int bit : lanes(series))
+            values << bit;
+        return values;
+    default:
+        for (const auto& seen : m_series.at(size_t(series)).seen)
+            values << seen.first;
+        return values;
+    }
+}
+
+QStringList TracePlotter::levelNames(int series) const
+{
+    QStringList names;
+    const unsigned code = unsigned(tag(series));
+    switch (type(series)) {
+    case DataType::Bool: return {QStringLiteral("false"), QStringLiteral("true")};
+    case DataType::BitArray:
+        for (qint64 bit : levels(series))
+            names << (m_tags ? m_tags->bitName(code, unsigned(bit)) : QString::number(bit));
+        return names;
+    default:
+        for (qint64 value : levels(series))
+            names << (m_tags ? m_tags->enumName(code, unsigned(value)) : QString::number(value));
+        return names;
+    }
+}
+
+double TracePlotter::plainValue(int series, int curve, int n) const
+{
+    const Point& p = point(series, n);
+    if (type(series) == DataType::BitArray) {
+        const int bit = lanes(series).value(curve);
+        return double(p.bits >> bit & 1);
+    }
+    return p.value[curve == 1 ? 1 : 0];
+}
+
+void TracePlotter::curveValues(int series, int curve, std::vector<double>* values) const
+{
+    const Series& s = m_series.at(size_t(series));
+    const size_t count = s.points.size() - s.first;
+    values->resize(count);
+    const Point* points = s.points.data() + s.first;
+    const DataType t = type(series);
+    if (t == DataType::BitArray) {
+        const int bit = lanes(series).value(curve);
+        for (size_t i = 0; i < count; ++i)
+            (*values)[i] = curve + double(points[i].bits >> bit & 1) * BitHeight;
+    } else if (!s.seen.empty()) {
+        const QVector<qint64> ranks = levels(series);
+        for (size_t i = 0; i < count; ++i) {
+            const qint64 v = qint64(points[i].value[0]);
+            (*values)[i] = double(std::lower_bound(ranks.begin(), ranks.end(), v) - ranks.begin());
+        }
+    } else {
+        const int at = curve == 1 ? 1 : 0;
+        for (size_t i = 0; i < count; ++i)
+            (*values)[i] = points[i].value[at];
+    }
+}
+
+QString TracePlotter::valueName(int series, int curve, int n) const
+{
+    const Point& p = point(series, n);
+    const unsigned code = unsigned(tag(series));
+    switch (type(series)) {
+    case DataType::Bool: return p.value[0] != 0 ? QStringLiteral("true") : QStringLiteral("false");
+    case DataType::Integer:
+        return hasEnums(m_tags, int(code)) ? m_tags->enumName(code, unsigned(qint64(p.value[0]))) : QString();
+    case DataType::Date:
+        return QDateTime::fromMSecsSinceEpoch(qint64(p.value[0])).date().toString(Qt::ISODate);
+    case DataType::Time:
+        return QDateTime::fromMSecsSinceEpoch(qint64(p.value[0])).time().toString(QStringLiteral("hh:mm:ss.zzz"));
+    case DataType::DateTime:
+        return QDateTime::fromMSecsSinceEpoch(qint64(p.value[0])).toString(QStringLiteral("yyyy-MM-dd'T'hh:mm:ss.zzz"));
+    case DataType::BitArray:
+        return plainValue(series, curve, n) != 0 ? QStringLiteral("set") : QStringLiteral("clear");
+    default: return QString();
+    }
+}
+
+QByteArray TracePlotter::toCsv(bool relative, qint64 origin) const
+{
+    QByteArray out("Time,Series,Value,Name\n");
+    for (int s = 0; s < seriesCount(); ++s) {
+        const int curves = curveCount(s);
+        for (int c = 0; c < curves; ++c) {
+            const QString curve = curveName(s, c);
+            for (int n = 0; n < pointCount(s); ++n) {
+                const qint64 time = point(s, n).time;
+                if (relative)
+                    out += QByteArray::number(double(time - origin) / 1000.0, 'f', 3);
+                else
+                    out += QDateTime::fromMSecsSinceEpoch(time).toString(QStringLiteral("yyyy-MM-dd'T'hh:mm:ss.zzz")).toLatin1();
+                out += ',';
+                appendQuoted(out, curve);
+                out += ',';
+                out += QByteArray::number(plainValue(s, c, n), 'g', 17);
+                out += ',';
+                const QString name = valueName(s, c, n);
+                if (!name.isEmpty())
+                    appendQuoted(out, name);
+                out += '\n';
+            }
+        }
+    }
+    return out;
+}
+
+void TracePlotter::collect(Series& series)
+{
+    const int lines = m_model->lineCount();
+    for (int row = 0; row < lines; ++row) {
+        const TraceItem* line = m_model->index2item(m_model->index(row, 0));
+        const TraceItem::MessageRange* range = line ? line->message() : nullptr;
+        if (!range)
+            continue;
+        Point p;
+        if (!p.find(QRV16::Message(range->bytes), range->start, range->end, series.tag, m_tags))
+            continue;
+        p.time = line->stamp();
+        p.line = line;
+        addPoint(series, p);
+    }
+}
+
+void TracePlotter::addPoint(Series& series, const Point& point)
+{
+    // A line sorted in among the last ones goes among their points.
+    const int row = point.line->row();
+    size_t at = series.points.size();
+    while (at > series.first && series.points[at - 1].line->row() > row)
+        --at;
+    series.points.insert(series.points.begin() + qsizetype(at), point);
+    const DataType type = QRV16::dataType(unsigned(series.tag));
+    if (type == DataType::BitArray)
+        series.bitsSeen |= point.bits;
+    else if (type == DataType::Integer && hasEnums(m_tags, series.tag))
+        ++series.seen[qint64(point.value[0])];
+    if (series.points.size() - series.first > size_t(m_model->limit()))
+        dropFront(series, 1);
+}
+
+void TracePlotter::forget(Series& series, const Point& point)
+{
+    if (series.seen.empty())
+        return;
+    const auto it = series.seen.find(qint64(point.value[0]));
+    if (it != series.seen.end() && --it->second <= 0)
+        series.seen.erase(it);
+}
+
+void TracePlotter::dropFront(Series& series, size_t count)
+{
+    count = std::min(count, series.points.size() - series.first);
+    for (size_t i = 0; i < count; ++i)
+        forget(series, series.points[series.first + i]);
+    series.first += count;
+    // Compacted rarely, so dropping from the front stays O(1) a point.
+    if (series.first > 4096 && series.first * 2 > series.points.size()) {
+        series.points.erase(series.points.begin(), series.points.begin() + qsizetype(series.first));
+        series.first = 0;
+    }
+}
+
+void TracePlotter::onAppended(const QModelIndex& index)
+{
+    if (m_series.empty())
+        return;
+    const TraceItem* line = m_model->index2item(index);
+    const TraceItem::MessageRange* range = line ? line->message() : nullptr;
+    if (!range || index.parent().isValid())
+        return;
+    const QRV16::Message message(range->bytes);
+    for (Series& series : m_series) {
+        Point p;
+        if (!p.find(message, range->start, range->end, series.tag, m_tags))
+            continue;
+        p.time = line->stamp();
+        p.line = line;
+        addPoint(series, p);
+        ++m_revision;
+    }
+}
+
+void TracePlotter::onRowsAboutToBeRemoved(const QModelIndex& parent, int first, int last)
+{
+    if (parent.isValid())
+        return;
+    for (Series& series : m_series) {
+        const size_t before = series.points.size() - series.first;
+        if (first == 0) {
+            // The limit drops lines from the top: their points are in front.
+            size_t count = 0;
+            while (series.first + count < series.points.size() &&
+                   series.points[series.first + count].line->row() <= last)
+                ++count;
+            dropFront(series, count);
+        } else {
+            const auto begin = series.points.begin() + qsizetype(series.first);
+            const auto gone = std::remove_if(begin, series.points.end(), [&](const Point& p) {
+                const int row = p.line->row();
+                if (row < first || row > last)
+                    return false;
+                forget(series, p);
+                return true;
+            });
+            series.points.erase(gone, series.points.end());
+        }
+        if (series.points.size() - series.first != before)
+            ++m_revision;
+    }
+}
+
+void TracePlotter::onAboutToBeReset()
+{
+    for (Series& series : m_series) {
+        series.points.clear();
+        series.first = 0;
+        series.seen.clear();
+        series.bitsSeen = 0;
+    }
+    ++m_revision;
+}
