@@ -25,7 +25,7 @@ CMAKE_GEN := -G Ninja
 # when that is set; one table of runs and findings follows.
 FUZZ_SECONDS ?= 60
 FUZZ_RUNS ?=
-FUZZERS := message text definitions printers answers sequences plot telnet bis bookmarks linkoptions
+FUZZERS := message text definitions printers answers sequences plot telnet bis bookmarks linkoptions replay
 
 .PHONY: all deps test-deps bench-deps build python test package bench run fuzz clean
 

@@ -2,13 +2,13 @@
 # SPDX-License-Identifier: MIT
 # Runs each fuzz target on its seed corpus for SECONDS (or until RUNS
 # executions, when given) and prints one table: runs, speed, corpus size
-# and findings per target. A finding (crash, leak, time-out, memory) is
+# and findings per target (in FUZZ_TABLE, if set). A finding (crash, leak, time-out, memory) is
 # left in BUILD/findings/TARGET/; the exit status is 1 if there is any.
 #   fuzz/fuzz-all.sh BUILD SECONDS RUNS TARGET...
 set -u
 build=$1 seconds=$2 runs=$3
 shift 3
-table=$build/fuzz-table.txt
+table=${FUZZ_TABLE:-$build/fuzz-table.txt}
 printf '| Target | Seconds | Runs | Runs/s | Corpus | Findings |\n|---|---:|---:|---:|---:|---:|\n' > "$table"
 found=0
 for target in "$@"; do
