@@ -31,6 +31,8 @@ public:
     // The type of every frame this side sends.
     static constexpr unsigned FrameType = 34;
     static constexpr qsizetype OutputLimit = Transport::OutputLimit;
+    static constexpr qint64 ReadLimit = Transport::ReadLimit;
+    static constexpr int HandshakeTimeout = Transport::HandshakeTimeout;
 
     explicit Connection(QObject* parent = nullptr);
     ~Connection() override;
