@@ -801,6 +801,11 @@ void TestMessageText::writerFormsReadBack_data()
     QTest::newRow("datetime null") << "0A00" "0160" "00000000" "00000000";
     QTest::newRow("datetime day zero with seconds") << "0A00" "0160" "00000000" "05000000";
     QTest::newRow("string with nul") << "0500" "0130" "610062";
+    // Bytes past ASCII that are no UTF-8 must not print as characters.
+    QTest::newRow("string of the first byte past ASCII") << "0300" "0130" "80";
+    QTest::newRow("string of the last byte") << "0300" "0130" "FF";
+    QTest::newRow("string with a byte past ASCII inside") << "0500" "0130" "618062";
+    QTest::newRow("string of UTF-8 then a stray byte") << "0500" "0130" "C3A980";
     QTest::newRow("bool odd size") << "0400" "0120" "0100";
     QTest::newRow("unknown type") << "0400" "01B0" "0102";
     QTest::newRow("nested mix") << "1300" "01F0" "0300" "0110" "05" "0A00" "01C0" "0600" "0180"
