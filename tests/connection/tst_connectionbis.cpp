@@ -469,7 +469,8 @@ void TestConnectionBis::disturbPulsesForTwoCharacterTimes()
     connection.disturb();
     const qint64 elapsed = clock.elapsed();
     QVERIFY2(elapsed >= 2 * pulse, qPrintable(QString::number(elapsed)));
-    QVERIFY2(elapsed < 2 * pulse + 60, qPrintable(QString::number(elapsed)));
+    // A pulse ten times too long still shows past what a busy machine adds.
+    QVERIFY2(elapsed < 6 * pulse + 200, qPrintable(QString::number(elapsed)));
 }
 
 QTEST_GUILESS_MAIN(TestConnectionBis)
