@@ -26,7 +26,6 @@ class TestFileChangedWidget : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void init();
-    void form();
     void changeIsReported();
     void replacedWithinASecondIsOneChange();
     void deletedForGoodIsReportedAfterThreePolls();
@@ -45,20 +44,6 @@ void TestFileChangedWidget::init()
     QVERIFY(m_dir->isValid());
     m_path = m_dir->filePath("defs.qrvdef");
     QVERIFY(writeFile(m_path, "one"));
-}
-
-void TestFileChangedWidget::form()
-{
-    QWidget parent;
-    FileChangedWidget bar(&parent);
-    parent.show();
-    QCOMPARE(bar.objectName(), QString("FileChangedWidget"));
-    QVERIFY(bar.isHidden());
-    QCOMPARE(bar.findChild<QPushButton*>("m_pb_reload")->text(), QString("Reload"));
-    QCOMPARE(bar.findChild<QPushButton*>("m_pb_ignore")->text(), QString("Ignore"));
-    QCOMPARE(bar.findChild<QPushButton*>("m_pb_close")->text(), QString("Close"));
-    QVERIFY(bar.findChild<QLabel*>("m_lbl_message"));
-    QVERIFY(bar.findChild<QLayout*>("horizontalLayout"));
 }
 
 void TestFileChangedWidget::changeIsReported()
