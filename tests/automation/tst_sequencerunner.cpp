@@ -464,7 +464,8 @@ void TestSequenceRunner::shortWaitsKeepTheLoopFree()
     meter.stop();
     QCOMPARE(m_two->sent.size(), 2300);
     QVERIFY(r.summary.passed());
-    QVERIFY2(r.summary.durationMs >= 300 && r.summary.durationMs <= r.wallMs,
+    // Two clocks that round to the millisecond apart.
+    QVERIFY2(r.summary.durationMs >= 300 && r.summary.durationMs <= r.wallMs + 2,
              qPrintable(QStringLiteral("%1 of %2").arg(r.summary.durationMs).arg(r.wallMs)));
     QVERIFY(meter.ticks > 0);
     QVERIFY2(meter.longest < 50, qPrintable(QString::number(meter.longest)));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "qrv16/message.h"
 #include "qrv16/types.h"
+#include "tests/support/timezone.h"
 
 #include <QRandomGenerator>
 #include <QtTest>
@@ -825,7 +826,6 @@ void TestMessage::dateTimeAcrossZoneRules()
     // Every value reads as the local date-time built from its date and time,
     // also on the days the rules change, and after the zone itself changes.
     QFETCH(QByteArray, zone);
-    const QByteArray saved = qgetenv("TZ");
     Message m;
     for (int day = 0; day < 400; ++day)
         for (int ms : {0, 1, 2 * 3600000 + 1800000, 3 * 3600000 - 1, 12 * 3600000, 86399999})
@@ -833,8 +833,7 @@ void TestMessage::dateTimeAcrossZoneRules()
                                                QTime::fromMSecsSinceStartOfDay(ms), Qt::UTC),
                              Message::MillisecondsAlways);
     for (const QByteArray& tz : {zone, zone == "UTC" ? QByteArray("Europe/Berlin") : "UTC"}) {
-        qputenv("TZ", tz);
-        tzset();
+        const LocalZone local(tz);
         int checked = 0;
         for (Iterator it = m.topLevelIterator(); !it.atEnd(); ++it, ++checked) {
             const QDateTime expected(QDate(1990, 1, 1).addDays(it.getDays()),
@@ -850,11 +849,6 @@ void TestMessage::dateTimeAcrossZoneRules()
         }
         QCOMPARE(checked, 2400);
     }
-    if (saved.isNull())
-        qunsetenv("TZ");
-    else
-        qputenv("TZ", saved);
-    tzset();
 }
 
 namespace {
