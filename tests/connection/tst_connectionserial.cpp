@@ -108,12 +108,20 @@ void TestConnectionSerial::withoutReconnectAHungUpPortStaysClosed()
     connection.setSettings(serialSettings(link, 0));
     connection.connect();
     QVERIFY(connection.isConnected());
+    // One that reconnects, beside it, says when it would have.
+    Connection witness;
+    ConnectionSettings reconnecting = serialSettings(link, 0);
+    reconnecting.setReconnect(true);
+    witness.setSettings(reconnecting);
+    witness.connect();
+    QVERIFY(witness.isConnected());
     first.hangUp();
     QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Device disconnected")), Timeout);
+    QTRY_VERIFY_WITH_TIMEOUT(!witness.isConnected(), Timeout);
     Pty second;
     QVERIFY(QFile::remove(link));
     QVERIFY(QFile::link(second.path(), link));
-    QTest::qWait(1500);
+    QTRY_VERIFY_WITH_TIMEOUT(witness.isConnected(), Timeout);
     QVERIFY(!connection.isConnected());
     QCOMPARE(log.messages.constLast(), QStringLiteral("Device disconnected"));
 }
@@ -168,14 +176,32 @@ void TestConnectionSerial::toggleStopsReconnecting()
     settings.setReconnect(true);
     connection.setSettings(settings);
     connection.connect();
+    // One left reconnecting to a device that comes back says when the
+    // next attempt was due.
+    QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("adapter"));
+    Pty first;
+    QVERIFY(QFile::link(first.path(), link));
+    Connection witness;
+    Recorder witnessLog(&witness);
+    ConnectionSettings reconnecting = serialSettings(link, 0);
+    reconnecting.setReconnect(true);
+    witness.setSettings(reconnecting);
+    witness.connect();
+    QVERIFY(witness.isConnected());
     line.hangUp();
+    first.hangUp();
     QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Device disconnected")), Timeout);
+    QTRY_VERIFY_WITH_TIMEOUT(witnessLog.hasMessage(QStringLiteral("Device disconnected")), Timeout);
     // The user gives up: the toggle stops the attempts instead of starting
     // one more.
     connection.toggleConnected();
     QCOMPARE(log.messages.constLast(), QStringLiteral("Reconnecting stopped"));
     const int seen = int(log.messages.size());
-    QTest::qWait(1500);
+    Pty second;
+    QVERIFY(QFile::remove(link));
+    QVERIFY(QFile::link(second.path(), link));
+    QTRY_VERIFY_WITH_TIMEOUT(witness.isConnected(), Timeout);
     QCOMPARE(log.messages.size(), seen);
 }
 
