@@ -5,6 +5,7 @@
 #include "app/definitionsactions.h"
 #include "app/displayoptions.h"
 #include "app/entryline.h"
+#include "app/linkstatusbar.h"
 #include "automation/autoanswer.h"
 #include "automation/definitions.h"
 #include "automation/widgets/answeractions.h"
@@ -111,6 +112,7 @@ void MainWindow::makeFeatures()
     m_answers = new AnswerActions(m_autoanswer, this);
     m_sequencedock = new SequenceDock(this);
     m_style = new StyleActions(this);
+    m_status = new LinkStatusBar(this);
     m_toolbarmanager = new QtToolBarManager(this);
     const auto action = [this](const char* name, const QString& text, const char* icon) {
         auto* made = new QAction(text, this);
@@ -198,6 +200,8 @@ void MainWindow::placeFeatures()
     addDockWidget(Qt::RightDockWidgetArea, m_sequencedock);
     splitDockWidget(m_bookmarks->dock(), m_sequencedock, Qt::Vertical);
 
+    setStatusBar(m_status);
+
     m_lbl_corner = new QLabel(this);
     m_lbl_corner->setObjectName(QStringLiteral("m_lbl_corner"));
     bar->setCornerWidget(m_lbl_corner, Qt::TopRightCorner);
@@ -245,6 +249,9 @@ void MainWindow::wireFeatures()
     m_channel1->setLinkedChannel(m_channel2);
     m_channel2->setLinkedChannel(m_channel1);
     m_logging->setChannels(m_channel1, m_channel2);
+    m_status->addChannel(m_channel1);
+    m_status->addChannel(m_channel2);
+    m_status->setLogging(m_logging);
     m_autoanswer->setPorts(m_channel1, m_channel2);
     m_sequencedock->setPorts(m_channel1, m_channel2);
     m_sequencedock->setEntryLine(m_entry->lineEdit());

@@ -20,6 +20,7 @@ class Definitions;
 class DefinitionsActions;
 class DisplayOptions;
 class EntryLine;
+class LinkStatusBar;
 class PlotDock;
 class QAction;
 class QLabel;
@@ -67,6 +68,7 @@ public:
     Replayer* replayer() const;
     DisplayOptions* displayOptions() const { return m_display; }
     EntryLine* entryLine() const { return m_entry; }
+    LinkStatusBar* linkStatus() const { return m_status; }
     Channel* channel(int number) const;
     Channel* targetChannel() const { return m_target; }
     Definitions* definitions() const { return m_definitions; }
@@ -132,6 +134,7 @@ private:
     AnswerActions* m_answers = nullptr;
     SequenceDock* m_sequencedock = nullptr;
     StyleActions* m_style = nullptr;
+    LinkStatusBar* m_status = nullptr;
     PlotDock* m_plotdock = nullptr; // made on first use
     QtToolBarManager* m_toolbarmanager = nullptr;
     QToolBar* m_tb_connections = nullptr;

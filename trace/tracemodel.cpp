@@ -719,6 +719,19 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
     case Qt::ForegroundRole: return highlightData(item, role);
     case Qt::SizeHintRole: return QSize(32, m_rowHeight);
     case LogRole: return logData(item->data());
+    case DirectionRole:
+        if (index.column() != SourceColumn)
+            return QVariant();
+        return int(isTopLevel(item) ? colorDirection(item->color()) : NoDirection);
+    case Qt::AccessibleTextRole:
+        if (index.column() == SourceColumn && isTopLevel(item)) {
+            switch (colorDirection(item->color())) {
+            case Received: return tr("%1 received").arg(item->source());
+            case Sent: return tr("%1 sent").arg(item->source());
+            case NoDirection: break;
+            }
+        }
+        return QVariant();
     }
     return QVariant();
 }

@@ -79,6 +79,7 @@ void TraceLogging::setLogging(bool logging)
 {
     m_act_log_start->setEnabled(!logging);
     m_act_log_stop->setEnabled(logging);
+    Q_EMIT loggingChanged(logging ? m_writer->fileName() : QString());
 }
 
 void TraceLogging::chooseLog()

@@ -56,6 +56,8 @@ public Q_SLOTS:
 
 Q_SIGNALS:
     void message(const QString& text, StyleColor color);
+    // The file logged to; empty once logging stops.
+    void loggingChanged(const QString& path);
 
 private:
     void chooseLog();

@@ -224,7 +224,8 @@ void TraceView::copy()
             lines << QString(2 * (row.first.size() - 1), QLatin1Char(' ')) + cell(TraceModel::TextColumn);
         else
             lines << QStringList{cell(TraceModel::TimeColumn), cell(TraceModel::AddrColumn),
-                                 cell(TraceModel::SourceColumn), cell(TraceModel::TextColumn)}
+                                 TraceDelegate::sourceText(index.siblingAtColumn(TraceModel::SourceColumn)),
+                                 cell(TraceModel::TextColumn)}
                          .join(QLatin1Char('\t'));
     }
     QApplication::clipboard()->setText(lines.join(QLatin1Char('\n')) + QLatin1Char('\n'));

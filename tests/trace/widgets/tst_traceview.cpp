@@ -97,6 +97,8 @@ private Q_SLOTS:
 
     void deleteLineRemovesTheWholeMessage();
     void copySelectedLines();
+    void copyTellsSentFromReceived_data();
+    void copyTellsSentFromReceived();
     void autoScrollFollowsLikeATerminal();
     void clickedLineStaysCurrentWhileTrafficFlows();
     void filterKeepsWhatTheUserLooksAt();
@@ -161,6 +163,51 @@ void TestTraceView::copySelectedLines()
     QCOMPARE(copied.at(1), QStringLiteral("    PumpId = 4"));
     QVERIFY(copied.at(2).endsWith(QStringLiteral("\t\tMain\tlast")));
     QVERIFY(copied.at(3).isEmpty());
+}
+
+void TestTraceView::copyTellsSentFromReceived_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<int>("color");
+    QTest::addColumn<QString>("shown");      // the "#" column as copied
+    QTest::addColumn<QString>("accessible"); // and as a screen reader says it
+    QTest::newRow("message sent") << "1" << int(ColorMessageTx1) << QStringLiteral("1 \u2192") << "1 sent";
+    QTest::newRow("message received") << "2" << int(ColorMessageRx2) << QStringLiteral("2 \u2190") << "2 received";
+    QTest::newRow("raw bytes received") << "1 Raw" << int(ColorRawRx1) << QStringLiteral("1 Raw \u2190")
+                                        << "1 Raw received";
+    QTest::newRow("hex bytes sent") << "2 Hex" << int(ColorHexTx2) << QStringLiteral("2 Hex \u2192") << "2 Hex sent";
+    QTest::newRow("status line") << "1 Con" << int(ColorText) << "1 Con" << "";
+    QTest::newRow("error line") << "1 Err" << int(ColorError) << "1 Err" << "";
+}
+
+// A sent and a received line differ in what is copied and read out, not
+// only in colour; the model's own text stays the channel.
+void TestTraceView::copyTellsSentFromReceived()
+{
+    QFETCH(QString, source);
+    QFETCH(int, color);
+    QFETCH(QString, shown);
+    QFETCH(QString, accessible);
+    Trace trace;
+    QRV16::MessageParser parser(trace.tags.get());
+    trace.model->append(source, parser.parse(QStringLiteral("GetStatus=(PumpId=4)")), StyleColor(color),
+                        QDateTime());
+    trace.model->flush();
+    const QModelIndex line = trace.view->model()->index(0, 0);
+    trace.view->selectionModel()->select(line, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    trace.view->copy();
+    const QStringList cells = QApplication::clipboard()->text().split(QLatin1Char('\n')).constFirst().split(
+        QLatin1Char('\t'));
+    QCOMPARE(cells.size(), 4);
+    QCOMPARE(cells.at(2), shown);
+    QCOMPARE(cells.at(3), QStringLiteral("GetStatus=(PumpId=4)"));
+    const QModelIndex sourceCell = line.siblingAtColumn(TraceModel::SourceColumn);
+    QCOMPARE(sourceCell.data().toString(), source);
+    QCOMPARE(sourceCell.data(Qt::AccessibleTextRole).toString(), accessible);
+    // The lines inside a message have no direction of their own.
+    const QModelIndex element = trace.view->model()->index(0, TraceModel::SourceColumn, line);
+    QVERIFY(element.isValid());
+    QCOMPARE(element.data(TraceModel::DirectionRole).toInt(), int(NoDirection));
 }
 
 void TestTraceView::autoScrollFollowsLikeATerminal()
