@@ -375,12 +375,15 @@ TracePlotter::Series& TracePlotter::stream(const Tag& tag, const TraceItem* line
     // Streams are few (a tag's channels and directions): a scan is cheap.
     size_t at = 0;
     for (; at < m_series.size(); ++at) {
-        const Series& s = m_series[at];
-        if (s.tag == tag.tag && s.channel == channel && s.direction == direction)
-            return m_series[at];
-        const int sOrder = tagOrder(s.tag);
-        if (sOrder > order || (sOrder == order && (s.channel > channel || (s.channel == channel && s.direction > direction))))
+        Series& s = m_series[at];
+        if (s.tag == tag.tag) {
+            if (s.channel == channel && s.direction == direction)
+                return s;
+            if (s.channel > channel || (s.channel == channel && s.direction > direction))
+                break;
+        } else if (tagOrder(s.tag) > order) {
             break;
+        }
     }
     Series series;
     series.tag = tag.tag;
