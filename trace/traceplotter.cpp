@@ -46,12 +46,16 @@ void TracePlotter::setTags(const QRV16::TagDataLut* tags)
 {
     m_tags = tags;
     // Which integers are enums may have changed.
-    for (Series& series : m_series) {
-        series.seen.clear();
-        if (QRV16::dataType(unsigned(series.tag)) != DataType::Integer || !hasEnums(tags, series.tag))
+    for (Tag& tag : m_tagList) {
+        tag.seen.clear();
+        if (QRV16::dataType(unsigned(tag.tag)) != DataType::Integer || !hasEnums(tags, tag.tag))
             continue;
-        for (size_t i = series.first; i < series.points.size(); ++i)
-            ++series.seen[qint64(series.points[i].value[0])];
+        for (const Series& series : m_series) {
+            if (series.tag != tag.tag)
+                continue;
+            for (size_t i = series.first; i < series.points.size(); ++i)
+                ++tag.seen[qint64(series.points[i].value[0])];
+        }
     }
     ++m_revision;
     Q_EMIT tagsChanged();
@@ -82,15 +86,12 @@ int TracePlotter::plottableTag(const TraceItem* line, const QRV16::TagDataLut* t
 
 bool TracePlotter::addTag(int tag)
 {
-    if (tag < 0 || !QRV16::PlotValue::isPlottable(QRV16::dataType(unsigned(tag))) || secure(m_tags, tag))
+    if (tag < 0 || !QRV16::PlotValue::isPlottable(QRV16::dataType(unsigned(tag))) || secure(m_tags, tag) ||
+        findTag(tag))
         return false;
-    for (const Series& s : m_series) {
-        if (s.tag == tag)
-            return false;
-    }
-    m_series.emplace_back();
-    m_series.back().tag = tag;
-    collect(m_series.back());
+    m_tagList.emplace_back();
+    m_tagList.back().tag = tag;
+    collect(m_tagList.back());
     ++m_revision;
     Q_EMIT tagsChanged();
     return true;
@@ -98,18 +99,21 @@ bool TracePlotter::addTag(int tag)
 
 void TracePlotter::removeTag(int tag)
 {
-    const auto gone = std::remove_if(m_series.begin(), m_series.end(), [tag](const Series& s) { return s.tag == tag; });
-    if (gone == m_series.end())
+    const auto gone = std::remove_if(m_tagList.begin(), m_tagList.end(), [tag](const Tag& t) { return t.tag == tag; });
+    if (gone == m_tagList.end())
         return;
-    m_series.erase(gone, m_series.end());
+    m_tagList.erase(gone, m_tagList.end());
+    m_series.erase(std::remove_if(m_series.begin(), m_series.end(), [tag](const Series& s) { return s.tag == tag; }),
+                   m_series.end());
     ++m_revision;
     Q_EMIT tagsChanged();
 }
 
 void TracePlotter::clearTags()
 {
-    if (m_series.empty())
+    if (m_tagList.empty())
         return;
+    m_tagList.clear();
     m_series.clear();
     ++m_revision;
     Q_EMIT tagsChanged();
@@ -118,22 +122,56 @@ void TracePlotter::clearTags()
 QVector<int> TracePlotter::tags() const
 {
     QVector<int> codes;
-    for (const Series& s : m_series)
-        codes << s.tag;
+    for (const Tag& t : m_tagList)
+        codes << t.tag;
     return codes;
+}
+
+TracePlotter::Tag* TracePlotter::findTag(int tag)
+{
+    for (Tag& t : m_tagList) {
+        if (t.tag == tag)
+            return &t;
+    }
+    return nullptr;
+}
+
+const TracePlotter::Tag* TracePlotter::findTag(int tag) const
+{
+    return const_cast<TracePlotter*>(this)->findTag(tag);
+}
+
+int TracePlotter::tagOrder(int tag) const
+{
+    for (size_t i = 0; i < m_tagList.size(); ++i) {
+        if (m_tagList[i].tag == tag)
+            return int(i);
+    }
+    return -1;
+}
+
+QString TracePlotter::tagName(int tag) const
+{
+    return m_tags ? m_tags->tagName(unsigned(tag)) : QRV16::tag2hex(unsigned(tag));
 }
 
 QString TracePlotter::name(int series) const
 {
-    const unsigned code = unsigned(tag(series));
-    return m_tags ? m_tags->tagName(code) : QRV16::tag2hex(code);
+    const Series& s = m_series.at(size_t(series));
+    QString text = tagName(s.tag);
+    if (!s.channel.isEmpty())
+        text += QLatin1Char(' ') + s.channel;
+    if (s.direction == Received)
+        text += QLatin1Char(' ') + tr("received");
+    else if (s.direction == Sent)
+        text += QLatin1Char(' ') + tr("sent");
+    return text;
 }
 
-bool TracePlotter::isStepped(int series) const
+bool TracePlotter::isSteppedTag(int tag) const
 {
-    const DataType t = type(series);
-    return t == DataType::Bool || t == DataType::BitArray ||
-           (t == DataType::Integer && hasEnums(m_tags, tag(series)));
+    const DataType t = QRV16::dataType(unsigned(tag));
+    return t == DataType::Bool || t == DataType::BitArray || (t == DataType::Integer && hasEnums(m_tags, tag));
 }
 
 int TracePlotter::pointCount(int series) const
@@ -148,13 +186,14 @@ const TracePlotter::Point& TracePlotter::point(int series, int n) const
     return s.points.at(s.first + size_t(n));
 }
 
-QVector<int> TracePlotter::lanes(int series) const
+QVector<int> TracePlotter::lanes(int tag) const
 {
-    const Series& s = m_series.at(size_t(series));
-    const QRV16::TagData* data = m_tags ? m_tags->tagData(unsigned(s.tag)) : nullptr;
+    const Tag* t = findTag(tag);
+    const quint64 seen = t ? t->bitsSeen : 0;
+    const QRV16::TagData* data = m_tags ? m_tags->tagData(unsigned(tag)) : nullptr;
     QVector<int> bits;
     for (int bit = 0; bit < 64; ++bit) {
-        if ((s.bitsSeen >> bit & 1) || (data && data->bits.byNumber(quint32(bit))))
+        if ((seen >> bit & 1) || (data && data->bits.byNumber(quint32(bit))))
             bits << bit;
     }
     return bits;
@@ -164,52 +203,58 @@ int TracePlotter::curveCount(int series) const
 {
     switch (type(series)) {
     case DataType::ExtPoint: return 2;
-    case DataType::BitArray: return int(lanes(series).size());
+    case DataType::BitArray: return int(lanes(tag(series)).size());
     default: return 1;
     }
 }
 
 QString TracePlotter::curveName(int series, int curve) const
 {
+    const Series& s = m_series.at(size_t(series));
+    QString part;
     switch (type(series)) {
-    case DataType::ExtPoint: return name(series) + (curve == 0 ? QStringLiteral(".x") : QStringLiteral(".y"));
+    case DataType::ExtPoint: part = curve == 0 ? QStringLiteral(".x") : QStringLiteral(".y"); break;
     case DataType::BitArray: {
-        const unsigned bit = unsigned(lanes(series).value(curve));
-        return name(series) + QLatin1Char('.') +
-               (m_tags ? m_tags->bitName(unsigned(tag(series)), bit) : QString::number(bit));
+        const unsigned bit = unsigned(lanes(s.tag).value(curve));
+        part = QLatin1Char('.') + (m_tags ? m_tags->bitName(unsigned(s.tag), bit) : QString::number(bit));
+        break;
     }
     default: return name(series);
     }
+    // The part goes with the tag: "Where.x 1 received".
+    return name(series).insert(tagName(s.tag).size(), part);
 }
 
-QVector<qint64> TracePlotter::levels(int series) const
+QVector<qint64> TracePlotter::tagLevels(int tag) const
 {
     QVector<qint64> values;
-    switch (type(series)) {
+    switch (QRV16::dataType(unsigned(tag))) {
     case DataType::Bool: return {0, 1};
     case DataType::BitArray:
-        for (int bit : lanes(series))
+        for (int bit : lanes(tag))
             values << bit;
         return values;
     default:
-        for (const auto& seen : m_series.at(size_t(series)).seen)
-            values << seen.first;
+        if (const Tag* t = findTag(tag)) {
+            for (const auto& seen : t->seen)
+                values << seen.first;
+        }
         return values;
     }
 }
 
-QStringList TracePlotter::levelNames(int series) const
+QStringList TracePlotter::tagLevelNames(int tag) const
 {
     QStringList names;
-    const unsigned code = unsigned(tag(series));
-    switch (type(series)) {
+    const unsigned code = unsigned(tag);
+    switch (QRV16::dataType(code)) {
     case DataType::Bool: return {QStringLiteral("false"), QStringLiteral("true")};
     case DataType::BitArray:
-        for (qint64 bit : levels(series))
+        for (qint64 bit : tagLevels(tag))
             names << (m_tags ? m_tags->bitName(code, unsigned(bit)) : QString::number(bit));
         return names;
     default:
-        for (qint64 value : levels(series))
+        for (qint64 value : tagLevels(tag))
             names << (m_tags ? m_tags->enumName(code, unsigned(value)) : QString::number(value));
         return names;
     }
@@ -219,7 +264,7 @@ double TracePlotter::plainValue(int series, int curve, int n) const
 {
     const Point& p = point(series, n);
     if (type(series) == DataType::BitArray) {
-        const int bit = lanes(series).value(curve);
+        const int bit = lanes(tag(series)).value(curve);
         return double(p.bits >> bit & 1);
     }
     return p.value[curve == 1 ? 1 : 0];
@@ -232,12 +277,13 @@ void TracePlotter::curveValues(int series, int curve, std::vector<double>* value
     values->resize(count);
     const Point* points = s.points.data() + s.first;
     const DataType t = type(series);
+    const Tag* owner = findTag(s.tag);
     if (t == DataType::BitArray) {
-        const int bit = lanes(series).value(curve);
+        const int bit = lanes(s.tag).value(curve);
         for (size_t i = 0; i < count; ++i)
             (*values)[i] = curve + double(points[i].bits >> bit & 1) * BitHeight;
-    } else if (!s.seen.empty()) {
-        const QVector<qint64> ranks = levels(series);
+    } else if (owner && !owner->seen.empty()) {
+        const QVector<qint64> ranks = tagLevels(s.tag);
         for (size_t i = 0; i < count; ++i) {
             const qint64 v = qint64(points[i].value[0]);
             (*values)[i] = double(std::lower_bound(ranks.begin(), ranks.end(), v) - ranks.begin());
@@ -297,24 +343,57 @@ QByteArray TracePlotter::toCsv(bool relative, qint64 origin) const
     return out;
 }
 
-void TracePlotter::collect(Series& series)
+void TracePlotter::collect(Tag& tag)
 {
     const int lines = m_model->lineCount();
     for (int row = 0; row < lines; ++row) {
         const TraceItem* line = m_model->index2item(m_model->index(row, 0));
         const TraceItem::MessageRange* range = line ? line->message() : nullptr;
-        if (!range)
-            continue;
-        Point p;
-        if (!p.find(QRV16::Message(range->bytes), range->start, range->end, series.tag, m_tags))
-            continue;
-        p.time = line->stamp();
-        p.line = line;
-        addPoint(series, p);
+        bool created = false;
+        if (range)
+            addLine(tag, line, QRV16::Message(range->bytes), range->start, range->end, &created);
     }
 }
 
-void TracePlotter::addPoint(Series& series, const Point& point)
+bool TracePlotter::addLine(Tag& tag, const TraceItem* line, const QRV16::Message& message, int start, int end,
+                          bool* created)
+{
+    Point p;
+    if (!p.find(message, start, end, tag.tag, m_tags))
+        return false;
+    p.time = line->stamp();
+    p.line = line;
+    addPoint(tag, stream(tag, line, created), p);
+    return true;
+}
+
+TracePlotter::Series& TracePlotter::stream(const Tag& tag, const TraceItem* line, bool* created)
+{
+    const QString& channel = line->source();
+    const LineDirection direction = colorDirection(line->color());
+    const int order = tagOrder(tag.tag);
+    // Streams are few (a tag's channels and directions): a scan is cheap.
+    size_t at = 0;
+    for (; at < m_series.size(); ++at) {
+        Series& s = m_series[at];
+        if (s.tag == tag.tag) {
+            if (s.channel == channel && s.direction == direction)
+                return s;
+            if (s.channel > channel || (s.channel == channel && s.direction > direction))
+                break;
+        } else if (tagOrder(s.tag) > order) {
+            break;
+        }
+    }
+    Series series;
+    series.tag = tag.tag;
+    series.channel = channel;
+    series.direction = direction;
+    *created = true;
+    return *m_series.insert(m_series.begin() + qsizetype(at), std::move(series));
+}
+
+void TracePlotter::addPoint(Tag& tag, Series& series, const Point& point)
 {
     // A line sorted in among the last ones goes among their points.
     const int row = point.line->row();
@@ -322,22 +401,23 @@ void TracePlotter::addPoint(Series& series, const Point& point)
     while (at > series.first && series.points[at - 1].line->row() > row)
         --at;
     series.points.insert(series.points.begin() + qsizetype(at), point);
-    const DataType type = QRV16::dataType(unsigned(series.tag));
+    const DataType type = QRV16::dataType(unsigned(tag.tag));
     if (type == DataType::BitArray)
-        series.bitsSeen |= point.bits;
-    else if (type == DataType::Integer && hasEnums(m_tags, series.tag))
-        ++series.seen[qint64(point.value[0])];
+        tag.bitsSeen |= point.bits;
+    else if (type == DataType::Integer && hasEnums(m_tags, tag.tag))
+        ++tag.seen[qint64(point.value[0])];
     if (series.points.size() - series.first > size_t(m_model->limit()))
         dropFront(series, 1);
 }
 
 void TracePlotter::forget(Series& series, const Point& point)
 {
-    if (series.seen.empty())
+    Tag* tag = findTag(series.tag);
+    if (!tag || tag->seen.empty())
         return;
-    const auto it = series.seen.find(qint64(point.value[0]));
-    if (it != series.seen.end() && --it->second <= 0)
-        series.seen.erase(it);
+    const auto it = tag->seen.find(qint64(point.value[0]));
+    if (it != tag->seen.end() && --it->second <= 0)
+        tag->seen.erase(it);
 }
 
 void TracePlotter::dropFront(Series& series, size_t count)
@@ -355,22 +435,21 @@ void TracePlotter::dropFront(Series& series, size_t count)
 
 void TracePlotter::onAppended(const QModelIndex& index)
 {
-    if (m_series.empty())
+    if (m_tagList.empty())
         return;
     const TraceItem* line = m_model->index2item(index);
     const TraceItem::MessageRange* range = line ? line->message() : nullptr;
     if (!range || index.parent().isValid())
         return;
     const QRV16::Message message(range->bytes);
-    for (Series& series : m_series) {
-        Point p;
-        if (!p.find(message, range->start, range->end, series.tag, m_tags))
-            continue;
-        p.time = line->stamp();
-        p.line = line;
-        addPoint(series, p);
-        ++m_revision;
+    bool created = false;
+    for (Tag& tag : m_tagList) {
+        if (addLine(tag, line, message, range->start, range->end, &created))
+            ++m_revision;
     }
+    // A new stream is a new curve.
+    if (created)
+        Q_EMIT tagsChanged();
 }
 
 void TracePlotter::onRowsAboutToBeRemoved(const QModelIndex& parent, int first, int last)
@@ -404,11 +483,14 @@ void TracePlotter::onRowsAboutToBeRemoved(const QModelIndex& parent, int first, 
 
 void TracePlotter::onAboutToBeReset()
 {
+    // The streams stay, empty, so the charts keep their curves.
     for (Series& series : m_series) {
         series.points.clear();
         series.first = 0;
-        series.seen.clear();
-        series.bitsSeen = 0;
+    }
+    for (Tag& tag : m_tagList) {
+        tag.seen.clear();
+        tag.bitsSeen = 0;
     }
     ++m_revision;
 }

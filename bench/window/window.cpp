@@ -528,7 +528,7 @@ void BM_PlotRedraw(benchmark::State& state)
     clock.start();
     PlotDock* dock = plotTwoTags(r);
     const double collect = msSince(clock);
-    if (!dock || dock->plotter()->seriesCount() != 2) {
+    if (!dock || dock->plotter()->tags().size() != 2) {
         state.SkipWithError("no plot");
         return;
     }
@@ -568,7 +568,7 @@ void BM_PlotFollow(benchmark::State& state)
     const QByteArray slot = r.typical.repeated(plotted) + without.repeated(perMs - plotted);
     r.fill(TraceModel::DefaultLimit, r.typical);
     PlotDock* dock = plotTwoTags(r);
-    if (!dock || dock->plotter()->seriesCount() != 2) {
+    if (!dock || dock->plotter()->tags().size() != 2) {
         state.SkipWithError("no plot");
         return;
     }

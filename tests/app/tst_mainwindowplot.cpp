@@ -71,7 +71,7 @@ void TestMainWindowPlot::plotFromTheTraceOpensTheDock()
     QVERIFY(!window.plotDock());
     plot->trigger();
     QVERIFY(window.plotDock());
-    QCOMPARE(window.plotDock()->plotter()->name(0), QStringLiteral("Temperature"));
+    QCOMPARE(window.plotDock()->plotter()->name(0), QStringLiteral("Temperature 1 received"));
     QCOMPARE(window.plotDock()->plotter()->pointCount(0), 1);
     // A second plot goes to the same dock.
     plot->trigger();

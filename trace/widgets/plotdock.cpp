@@ -53,6 +53,18 @@ QString timeFormat(qint64 span)
     return QStringLiteral("yyyy-MM-dd hh:mm");
 }
 
+// Distinct colours for the curves of a chart: the chart's theme repeats
+// after five, and a tag on two channels alone takes four.
+QColor curveColor(int n)
+{
+    static const QRgb colors[] = {0x1f77b4, 0xff7f0e, 0x2ca02c, 0xd62728, 0x9467bd,
+                                  0x8c564b, 0xe377c2, 0x7f7f7f, 0xbcbd22, 0x17becf};
+    constexpr int count = int(sizeof colors / sizeof colors[0]);
+    if (n < count)
+        return QColor(colors[n]);
+    return QColor::fromHsv((n * 137) % 360, 200, 200);
+}
+
 bool isDateType(QRV16::DataType type)
 {
     return type == QRV16::DataType::Date || type == QRV16::DataType::Time || type == QRV16::DataType::DateTime;
@@ -191,25 +203,22 @@ void PlotDock::rebuild()
     for (Chart& chart : m_chartList)
         delete chart.view;
     m_chartList.clear();
-    const int count = m_plotter->seriesCount();
+    const QVector<int> tags = m_plotter->tags();
     if (isStacked()) {
-        for (int s = 0; s < count; ++s)
-            addChart({s});
-    } else if (count > 0) {
-        QVector<int> all;
-        for (int s = 0; s < count; ++s)
-            all << s;
-        addChart(all);
+        for (int tag : tags)
+            addChart({tag});
+    } else if (!tags.isEmpty()) {
+        addChart(tags);
     }
     m_dirty = true;
     redraw();
 }
 
-QAbstractAxis* PlotDock::createValueAxis(int series)
+QAbstractAxis* PlotDock::createValueAxis(int tag)
 {
-    const QRV16::DataType type = m_plotter->type(series);
+    const QRV16::DataType type = QRV16::dataType(unsigned(tag));
     QAbstractAxis* axis = nullptr;
-    if (m_plotter->isStepped(series)) {
+    if (m_plotter->isSteppedTag(tag)) {
         auto* category = new QCategoryAxis;
         category->setLabelsPosition(QCategoryAxis::AxisLabelsPositionOnValue);
         axis = category;
@@ -222,17 +231,17 @@ QAbstractAxis* PlotDock::createValueAxis(int series)
         values->setLabelFormat(QStringLiteral("%.10g"));
         axis = values;
     }
-    axis->setTitleText(m_plotter->name(series));
+    axis->setTitleText(m_plotter->tagName(tag));
     return axis;
 }
 
-void PlotDock::addChart(const QVector<int>& series)
+void PlotDock::addChart(const QVector<int>& tags)
 {
     Chart chart;
     chart.chart = new QChart;
     chart.chart->setMargins(QMargins(4, 4, 4, 4));
     chart.chart->legend()->setAlignment(Qt::AlignTop);
-    chart.series = series;
+    chart.tags = tags;
     if (m_relative) {
         auto* x = new QValueAxis;
         x->setTitleText(tr("Time (s)"));
@@ -245,24 +254,36 @@ void PlotDock::addChart(const QVector<int>& series)
         chart.x = x;
     }
     chart.chart->addAxis(chart.x, Qt::AlignBottom);
-    for (int i = 0; i < series.size(); ++i) {
-        const int s = series.at(i);
-        QAbstractAxis* y = createValueAxis(s);
+    for (int i = 0; i < tags.size(); ++i) {
+        const int tag = tags.at(i);
+        QAbstractAxis* y = createValueAxis(tag);
         chart.chart->addAxis(y, i % 2 ? Qt::AlignRight : Qt::AlignLeft);
         chart.y << y;
-        for (int c = 0; c < m_plotter->curveCount(s); ++c) {
-            auto* line = new QLineSeries;
-            line->setName(m_plotter->curveName(s, c));
-            chart.chart->addSeries(line);
-            line->attachAxis(chart.x);
-            line->attachAxis(y);
-            chart.curves << Curve{line, s, c};
-            // With several axes in one chart, each takes its tag's colour.
-            if (c == 0 && series.size() > 1) {
-                y->setLinePenColor(line->color());
-                y->setLabelsColor(line->color());
-                y->setTitleBrush(line->color());
+        const qsizetype before = chart.curves.size();
+        for (int s = 0; s < m_plotter->seriesCount(); ++s) {
+            if (m_plotter->tag(s) != tag)
+                continue;
+            for (int c = 0; c < m_plotter->curveCount(s); ++c) {
+                auto* line = new QLineSeries;
+                line->setName(m_plotter->curveName(s, c));
+                chart.chart->addSeries(line);
+                line->attachAxis(chart.x);
+                line->attachAxis(y);
+                QPen pen = line->pen();
+                pen.setColor(curveColor(int(chart.curves.size())));
+                // Requests apart from answers in print and for colour-blind eyes.
+                if (m_plotter->direction(s) == Sent)
+                    pen.setStyle(Qt::DashLine);
+                line->setPen(pen);
+                chart.curves << Curve{line, s, c};
             }
+        }
+        // With several axes in one chart, an axis with one curve takes its colour.
+        if (tags.size() > 1 && chart.curves.size() == before + 1) {
+            const QColor color = chart.curves.last().line->color();
+            y->setLinePenColor(color);
+            y->setLabelsColor(color);
+            y->setTitleBrush(color);
         }
     }
     chart.view = new QChartView(chart.chart, m_area);
@@ -278,15 +299,14 @@ void PlotDock::addChart(const QVector<int>& series)
 void PlotDock::updateRemoveMenu()
 {
     m_mnu_remove->clear();
-    for (int s = 0; s < m_plotter->seriesCount(); ++s) {
-        const int tag = m_plotter->tag(s);
-        m_mnu_remove->addAction(m_plotter->name(s), this, [this, tag] { m_plotter->removeTag(tag); });
-    }
-    if (m_plotter->seriesCount() > 0) {
+    const QVector<int> tags = m_plotter->tags();
+    for (int tag : tags)
+        m_mnu_remove->addAction(m_plotter->tagName(tag), this, [this, tag] { m_plotter->removeTag(tag); });
+    if (!tags.isEmpty()) {
         m_mnu_remove->addSeparator();
         m_mnu_remove->addAction(tr("All"), m_plotter, &TracePlotter::clearTags);
     }
-    m_mnu_remove->setEnabled(m_plotter->seriesCount() > 0);
+    m_mnu_remove->setEnabled(!tags.isEmpty());
 }
 
 void PlotDock::onTick()
@@ -444,19 +464,20 @@ void PlotDock::redraw()
             dates->setRange(QDateTime::fromMSecsSinceEpoch(m_start), QDateTime::fromMSecsSinceEpoch(m_end));
         }
         const int columns = std::max(int(chart.chart->plotArea().width()), 100);
-        for (int i = 0; i < chart.series.size(); ++i) {
-            const int s = chart.series.at(i);
+        for (int i = 0; i < chart.tags.size(); ++i) {
+            const int tag = chart.tags.at(i);
             double min = std::numeric_limits<double>::infinity();
             double max = -min;
             for (const Curve& curve : chart.curves) {
-                if (curve.series == s)
+                if (m_plotter->tag(curve.series) == tag)
                     drawCurve(curve, lo, hi, columns, &min, &max);
             }
             QAbstractAxis* axis = chart.y.at(i);
             if (auto* category = qobject_cast<QCategoryAxis*>(axis)) {
                 // A lane of bits runs from its number up by BitHeight.
-                const double lift = m_plotter->type(s) == QRV16::DataType::BitArray ? TracePlotter::BitHeight : 0.0;
-                const QStringList names = m_plotter->levelNames(s);
+                const double lift =
+                    QRV16::dataType(unsigned(tag)) == QRV16::DataType::BitArray ? TracePlotter::BitHeight : 0.0;
+                const QStringList names = m_plotter->tagLevelNames(tag);
                 if (category->categoriesLabels() != names) {
                     for (const QString& label : category->categoriesLabels())
                         category->remove(label);

@@ -29,7 +29,8 @@ class TagDataLut;
 }
 
 // Charts of tag values over the trace's time, several tags in one chart
-// with an axis each or stacked one chart per tag. Follows new lines with
+// with an axis each or stacked one chart per tag; each stream of a tag
+// (channel and direction) a curve on its tag's axis. Follows new lines with
 // a redraw at most every RedrawMilliseconds; each curve gets at most a few
 // points per pixel column, so a redraw costs the same at any trace size.
 class PlotDock : public QDockWidget
@@ -63,7 +64,8 @@ public:
     void pan(double fraction);
     void resetZoom();
 
-    // The charts, one or one per tag, and the curves drawn in them.
+    // The charts, one or one per tag, and the curves drawn in them, in the
+    // plotter's order of streams.
     QList<QChartView*> views() const;
     QList<QLineSeries*> curves() const;
     // Draws what the plotter holds now.
@@ -100,14 +102,14 @@ private:
         QChartView* view = nullptr; // Owned (child).
         QChart* chart = nullptr;    // Owned by the view.
         QAbstractAxis* x = nullptr;
-        QVector<QAbstractAxis*> y; // per series shown, in order
-        QVector<int> series;
+        QVector<QAbstractAxis*> y; // per tag shown, in order
+        QVector<int> tags;
         QVector<Curve> curves;
     };
 
     void rebuild();
-    void addChart(const QVector<int>& series);
-    QAbstractAxis* createValueAxis(int series);
+    void addChart(const QVector<int>& tags);
+    QAbstractAxis* createValueAxis(int tag);
     void onTick();
     void updateRemoveMenu();
     void dataRange(qint64* start, qint64* end) const;

@@ -67,6 +67,8 @@ private Q_SLOTS:
     void csvExport();
     void exportReportsFailure();
     void dockDrawsTwoTags();
+    void dockDrawsOneCurvePerStream_data();
+    void dockDrawsOneCurvePerStream();
     void everyTypeDrawsStacked();
     void manyPointsAreDecimated();
     void zoomAndPan();
@@ -74,7 +76,7 @@ private Q_SLOTS:
     void timeAxisFollowsTheTraceFlag();
 
 private:
-    QModelIndex add(const QString& text, int msec = 0);
+    QModelIndex add(const QString& text, int msec = 0, StyleColor color = ColorMessageRx1);
 
     QTemporaryDir m_dir;
     std::unique_ptr<QRV16::TagDataLut> m_tags;
@@ -101,13 +103,14 @@ void TestPlot::cleanup()
     m_model.reset();
 }
 
-QModelIndex TestPlot::add(const QString& text, int msec)
+QModelIndex TestPlot::add(const QString& text, int msec, StyleColor color)
 {
     QRV16::MessageParser parser(m_tags.get());
     const QRV16::Message message = parser.parse(text);
     if (parser.hasError())
         qWarning() << text << parser.errorMessage();
-    return m_model->append(QStringLiteral("1"), message, ColorMessageRx1, start.addMSecs(msec));
+    const QString channel = color >= ColorRawRx2 ? QStringLiteral("2") : QStringLiteral("1");
+    return m_model->append(channel, message, color, start.addMSecs(msec));
 }
 
 void TestPlot::seriesFollowTheTrace_data()
@@ -171,10 +174,12 @@ void TestPlot::seriesFollowTheTrace()
     plotter.setTags(m_tags.get());
     QVERIFY(plotter.addTag(m_tags->tagNumber(tag)));
     QVERIFY(!plotter.addTag(m_tags->tagNumber(tag)));
-    QCOMPARE(plotter.name(0), tag);
+    // Lines received on channel 1: one stream.
+    QCOMPARE(plotter.seriesCount(), 1);
+    QCOMPARE(plotter.name(0), tag + QStringLiteral(" 1 received"));
     QCOMPARE(plotter.curveCount(0), curves.size());
     for (int c = 0; c < curves.size(); ++c) {
-        QCOMPARE(plotter.curveName(0, c), curves.at(c));
+        QCOMPARE(plotter.curveName(0, c), curves.at(c) + QStringLiteral(" 1 received"));
         QCOMPARE(plain(plotter, 0, c), values.at(c));
         if (!drawn.isEmpty()) {
             std::vector<double> y;
@@ -265,12 +270,12 @@ void TestPlot::csvExport()
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(QString::fromUtf8(file.readAll()), QStringLiteral("Time,Series,Value,Name\n"
-                                                               "0.000,\"PumpMode\",5,\"Service\"\n"
-                                                               "1.500,\"PumpMode\",0,\"Off\"\n"
-                                                               "0.000,\"Where.x\",1,\n"
-                                                               "2.250,\"Where.x\",-3,\n"
-                                                               "0.000,\"Where.y\",2,\n"
-                                                               "2.250,\"Where.y\",4,\n"));
+                                                               "0.000,\"PumpMode 1 received\",5,\"Service\"\n"
+                                                               "1.500,\"PumpMode 1 received\",0,\"Off\"\n"
+                                                               "0.000,\"Where.x 1 received\",1,\n"
+                                                               "2.250,\"Where.x 1 received\",-3,\n"
+                                                               "0.000,\"Where.y 1 received\",2,\n"
+                                                               "2.250,\"Where.y 1 received\",4,\n"));
     file.close();
 
     // Absolute times, and the earlier file kept as the backup.
@@ -280,7 +285,7 @@ void TestPlot::csvExport()
     QVERIFY(!QFile::exists(path + QStringLiteral(".tmp")));
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QList<QByteArray> records = file.readAll().split('\n');
-    QCOMPARE(records.value(1), QByteArray("2024-03-01T12:00:00.000,\"PumpMode\",5,\"Service\""));
+    QCOMPARE(records.value(1), QByteArray("2024-03-01T12:00:00.000,\"PumpMode 1 received\",5,\"Service\""));
 }
 
 void TestPlot::exportReportsFailure()
@@ -345,6 +350,73 @@ void TestPlot::dockDrawsTwoTags()
     dock.close();
     QCOMPARE(dock.plotter()->seriesCount(), 0);
     QVERIFY(dock.views().isEmpty());
+}
+
+void TestPlot::dockDrawsOneCurvePerStream_data()
+{
+    QTest::addColumn<bool>("stacked");
+    QTest::newRow("one chart, an axis per tag") << false;
+    QTest::newRow("a chart per tag") << true;
+}
+
+void TestPlot::dockDrawsOneCurvePerStream()
+{
+    QFETCH(bool, stacked);
+
+    PlotDock dock(m_model.get());
+    dock.setTags(m_tags.get());
+    dock.resize(900, 600);
+    dock.setStacked(stacked);
+    QVERIFY(dock.addTag(0x1001));
+    QVERIFY(dock.addTag(0x1002));
+    dock.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dock));
+    // Requests and their answers on both channels, arriving while plotted.
+    const QStringList modes{"Off", "Auto", "Service"};
+    for (int i = 0; i < 30; ++i) {
+        const int channel = i % 2;
+        const QString request = QStringLiteral("Reply=(Temperature=%1)").arg(100 * channel + i);
+        const QString answer = QStringLiteral("Reply=(Temperature=%1 PumpMode=%2)").arg(100 * channel + i + 50).arg(modes.at(i % 3));
+        add(request, i * 200, channelColor(ColorMessageTx1, channel + 1));
+        add(answer, i * 200 + 80, channelColor(ColorMessageRx1, channel + 1));
+    }
+    dock.redraw();
+
+    QStringList names;
+    for (QLineSeries* line : dock.curves())
+        names << line->name();
+    QCOMPARE(names, (QStringList{"Temperature 1 received", "Temperature 1 sent", "Temperature 2 received",
+                                 "Temperature 2 sent", "PumpMode 1 received", "PumpMode 2 received"}));
+    // Each stream has its own values: no answer among the requests.
+    QCOMPARE(dock.curves().at(1)->count(), 15);
+    QCOMPARE(dock.curves().at(1)->at(0).y(), 0.0);
+    QCOMPARE(dock.curves().at(0)->at(0).y(), 50.0);
+    QCOMPARE(dock.curves().at(3)->at(0).y(), 101.0);
+
+    // The streams of a tag share its one axis, one ranking of its enum.
+    const QList<QChartView*> views = dock.views();
+    QCOMPARE(views.size(), stacked ? 2 : 1);
+    QList<QAbstractAxis*> axes;
+    for (QChartView* view : views)
+        axes << view->chart()->axes(Qt::Vertical);
+    QCOMPARE(axes.size(), 2);
+    QCOMPARE(axes.at(0)->titleText(), QStringLiteral("Temperature"));
+    QCOMPARE(axes.at(1)->titleText(), QStringLiteral("PumpMode"));
+    QCOMPARE(qobject_cast<QCategoryAxis*>(axes.at(1))->categoriesLabels(), (QStringList{"Off", "Auto", "Service"}));
+    for (int c = 0; c < names.size(); ++c) {
+        const QList<QAbstractAxis*> attached = dock.curves().at(c)->attachedAxes();
+        QVERIFY2(attached.contains(axes.at(c < 4 ? 0 : 1)), qPrintable(names.at(c)));
+    }
+    // And every curve a colour of its own within its chart.
+    for (QChartView* view : views) {
+        QSet<QRgb> colors;
+        for (QAbstractSeries* series : view->chart()->series())
+            colors.insert(qobject_cast<QLineSeries*>(series)->color().rgb());
+        QCOMPARE(colors.size(), view->chart()->series().size());
+    }
+    if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
+        dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") +
+                         (stacked ? QStringLiteral("/plot-streams-stacked.png") : QStringLiteral("/plot-streams.png")));
 }
 
 void TestPlot::everyTypeDrawsStacked()
