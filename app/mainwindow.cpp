@@ -49,8 +49,8 @@ MainWindow::MainWindow(QWidget* parent)
     setObjectName(QStringLiteral("MainWindow"));
     setWindowTitle(tr("korvgui"));
     setWindowIcon(QIcon(QStringLiteral(":/icons/i16_list.png")));
-    resize(1100, 720);
     setMinimumSize(640, 400);
+    WindowPlacement::resizeToFit(this, QSize(1100, 720));
 
     makeFeatures();
     placeFeatures();

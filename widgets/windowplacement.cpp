@@ -88,6 +88,17 @@ bool WindowPlacement::restore(QWidget* widget, const QByteArray& record)
     return true;
 }
 
+void WindowPlacement::resizeToFit(QWidget* widget, const QSize& wanted)
+{
+    if (!widget)
+        return;
+    QScreen* screen = widget->screen();
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    const QSize room = screen ? screen->availableGeometry().size() : wanted;
+    widget->resize(wanted.boundedTo(room).expandedTo(widget->minimumSize()));
+}
+
 void WindowPlacement::raise(QWidget* widget)
 {
     if (!widget)

@@ -60,6 +60,7 @@ private Q_SLOTS:
     void shortDialogIsNotCut();
     void sizeOfTheUsersOwnIsKept();
     void mainWindowKeepsAUsableSize();
+    void firstStartFitsTheScreen();
 };
 
 void TestScreenFit::initTestCase()
@@ -152,6 +153,20 @@ void TestScreenFit::mainWindowKeepsAUsableSize()
     // Still within a laptop's screen at twice the scale: 1600 x 1000
     // pixels are 800 x 500 logical ones, less a title bar.
     QVERIFY(window.minimumSize().width() <= 800 && window.minimumSize().height() <= 460);
+}
+
+void TestScreenFit::firstStartFitsTheScreen()
+{
+    QSettings().clear();
+    MainWindow window;
+    const QRect screen = window.screen()->availableGeometry();
+    // No saved place yet: the status bar at the bottom must be in sight.
+    QVERIFY2(window.width() <= screen.width() && window.height() <= screen.height(),
+             qPrintable(QStringLiteral("%1 x %2 on %3 x %4")
+                            .arg(window.width())
+                            .arg(window.height())
+                            .arg(screen.width())
+                            .arg(screen.height())));
 }
 
 int main(int argc, char** argv)

@@ -44,6 +44,8 @@ private Q_SLOTS:
     void restoreGeometry_data();
     void restoreGeometry();
     void raiseShowsMinimised();
+    void firstSizeFitsTheScreen_data();
+    void firstSizeFitsTheScreen();
 };
 
 void TestWindowPlacement::geometryRoundTrip()
@@ -152,6 +154,35 @@ void TestWindowPlacement::raiseShowsMinimised()
     QVERIFY(!widget.isMinimized());
     QVERIFY(widget.isVisible());
     WindowPlacement::raise(nullptr);
+}
+
+void TestWindowPlacement::firstSizeFitsTheScreen_data()
+{
+    QTest::addColumn<QSize>("wanted");
+    QTest::addColumn<QSize>("minimum");
+    QTest::addColumn<QSize>("expected");
+    const QSize screen = QGuiApplication::primaryScreen()->availableGeometry().size();
+    QTest::newRow("fits") << QSize(300, 200) << QSize() << QSize(300, 200);
+    QTest::newRow("wider than the screen") << QSize(screen.width() + 500, 200) << QSize()
+                                           << QSize(screen.width(), 200);
+    QTest::newRow("taller than the screen") << QSize(300, screen.height() * 3) << QSize()
+                                            << QSize(300, screen.height());
+    QTest::newRow("both, as at twice the scale") << screen * 2 << QSize() << screen;
+    // The minimum wins over the screen: the window scrolls off rather than breaks.
+    QTest::newRow("minimum larger than the screen")
+        << screen * 2 << QSize(screen.width() + 40, 100) << QSize(screen.width() + 40, screen.height());
+}
+
+void TestWindowPlacement::firstSizeFitsTheScreen()
+{
+    QFETCH(QSize, wanted);
+    QFETCH(QSize, minimum);
+    QFETCH(QSize, expected);
+    QWidget widget;
+    if (minimum.isValid())
+        widget.setMinimumSize(minimum);
+    WindowPlacement::resizeToFit(&widget, wanted);
+    QCOMPARE(widget.size(), expected);
 }
 
 QTEST_MAIN(TestWindowPlacement)
