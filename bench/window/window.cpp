@@ -39,6 +39,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QTreeView>
+#include <QWindow>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -586,8 +587,36 @@ void BM_PlotFollow(benchmark::State& state)
     settle();
 }
 
+// From constructing the window to its being shown, and on to the
+// definitions loaded by the deferred start (the last definitions file, as a
+// restart finds it).
+void BM_StartWindow(benchmark::State& state)
+{
+    rig();
+    QSettings settings;
+    settings.setValue(QStringLiteral("MainWindow/LastDefinitionsPath"),
+                      QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
+    std::vector<double> shown, loaded;
+    for (auto _ : state) {
+        QElapsedTimer clock;
+        clock.start();
+        auto window = std::make_unique<MainWindow>();
+        window->show();
+        spinUntil([&] { return window->windowHandle() && window->windowHandle()->isExposed(); }, 10000);
+        shown.push_back(msSince(clock));
+        spinUntil([&] { return window->tags() != nullptr; }, 10000);
+        loaded.push_back(msSince(clock));
+        window.reset();
+        settle();
+    }
+    settings.remove(QStringLiteral("MainWindow/LastDefinitionsPath"));
+    state.counters["shown_ms"] = percentile(shown, 0.5);
+    state.counters["loaded_ms"] = percentile(loaded, 0.5);
+}
+
 } // namespace
 
+BENCHMARK(BM_StartWindow)->Iterations(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReceiveLine)
     ->Args({1000, 0})
     ->Args({10000, 0})
