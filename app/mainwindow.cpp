@@ -4,6 +4,7 @@
 #include "app/channelactions.h"
 #include "app/displayoptions.h"
 #include "app/entryline.h"
+#include "app/preferences.h"
 #include "automation/autoanswer.h"
 #include "automation/widgets/answerdialog.h"
 #include "automation/widgets/answerdocument.h"
@@ -82,6 +83,8 @@ MainWindow::MainWindow(QWidget* parent)
     setupUi();
 
     m_model = new TraceModel(this);
+    m_preferences = new Preferences(m_model, this);
+    m_mnu_connection->addAction(m_preferences->action());
     m_filter = new TraceFilter(m_model, this);
     m_filter->setSuspended(true);
     m_tv_trace->setModel(m_model);
@@ -140,6 +143,8 @@ MainWindow::MainWindow(QWidget* parent)
     connectActions();
     setupSearch();
 
+    for (const QString& warning : m_preferences->warnings())
+        message(warning, ColorError);
     m_entry->restoreHistory();
     QSettings settings;
     selectTarget(settings.value(QStringLiteral("MainWindow/TargetChannel"), 1).toInt());
@@ -495,7 +500,7 @@ void MainWindow::setupToolBarManager()
     add(tr("Bookmark Manager"), {m_act_open_bookmarks, m_act_edit_bookmarks, m_act_save_bookmarks,
                                  m_act_save_bookmarks_as});
     add(tr("Preferences"), {m_channelActions1->settingsAction(), m_channelActions2->settingsAction(),
-                            m_act_edit_definitions, m_act_style});
+                            m_act_edit_definitions, m_act_style, m_preferences->action()});
     add(tr("Connection"), {m_channelActions1->connectAction(), m_channelActions1->sslAction(),
                            m_channelActions2->connectAction(), m_channelActions2->sslAction(),
                            toggle(TraceOptions::Pause), m_channelActions1->disturbAction(),

@@ -29,6 +29,7 @@ class FilterBar;
 class FindBar;
 class LogWriter;
 class PlotDock;
+class Preferences;
 class QLabel;
 class QProgressDialog;
 class Replayer;
@@ -246,6 +247,7 @@ private:
     AutoAnswer* m_autoanswer = nullptr; // Owned (child).
     AnswerDocument* m_answers = nullptr; // Owned (child of m_autoanswer).
     DisplayOptions* m_display = nullptr; // Owned (child).
+    Preferences* m_preferences = nullptr; // Owned (child).
     TraceUndo* m_undo = nullptr;         // Owned (child).
     TraceModel* m_model = nullptr;       // Owned (child).
     // Owned (child); the view shows it only while a filter is set, since

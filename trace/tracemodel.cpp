@@ -513,9 +513,13 @@ void TraceModel::compileColorRules()
 
 void TraceModel::setLimit(int lines)
 {
+    // Waiting lines first, so that the surplus goes in one removal.
     flush();
     m_limit = qMax(lines, 1);
     flush();
+    const int heldSurplus = m_held->childCount() - m_limit;
+    for (int i = 0; i < heldSurplus; ++i)
+        dropHeld(0);
 }
 
 qint64 TraceModel::origin() const

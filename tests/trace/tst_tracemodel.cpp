@@ -95,6 +95,9 @@ private Q_SLOTS:
     void scanStopsAfterHundredLines();
     void hundredThousandAndFirstLineRemovesOldest();
     void lineOutsideLimitIsNotAnnounced();
+    void loweringTheLimitDropsTheOldestInOneRemoval_data();
+    void loweringTheLimitDropsTheOldestInOneRemoval();
+    void aMillionLinesUnderTheTester();
     void timeStamps_data();
     void timeStamps();
     void relativeTimeChangesTheTimeColumn();
@@ -265,6 +268,105 @@ void TestTraceModel::lineOutsideLimitIsNotAnnounced()
     QCOMPARE(model.rowCount(), 2);
     QCOMPARE(text(model, 0), QStringLiteral("1"));
     QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::loweringTheLimitDropsTheOldestInOneRemoval_data()
+{
+    QTest::addColumn<int>("shown");   // lines the views know
+    QTest::addColumn<int>("waiting"); // appended since the last batch
+    QTest::addColumn<int>("held");    // live lines held behind a block
+    QTest::addColumn<int>("limit");
+    QTest::newRow("all shown") << 5000 << 0 << 0 << 1000;
+    QTest::newRow("some waiting") << 3000 << 2500 << 0 << 1000;
+    QTest::newRow("held lines beyond the new limit") << 500 << 0 << 1500 << 1000;
+    QTest::newRow("raised keeps every line") << 3000 << 100 << 0 << 10000;
+}
+
+void TestTraceModel::loweringTheLimitDropsTheOldestInOneRemoval()
+{
+    QFETCH(int, shown);
+    QFETCH(int, waiting);
+    QFETCH(int, held);
+    QFETCH(int, limit);
+    TraceModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    int n = 0;
+    for (; n < shown; ++n)
+        model.append(QStringLiteral("1"), QString::number(n), ColorText, base.addMSecs(n));
+    model.flush();
+    for (; n < shown + waiting; ++n)
+        model.append(QStringLiteral("1"), QString::number(n), ColorText, base.addMSecs(n));
+    if (held > 0) {
+        model.beginBlock();
+        for (; n < shown + waiting + held; ++n)
+            model.append(QStringLiteral("1"), QString::number(n), ColorText, base.addMSecs(n));
+    }
+    const QPersistentModelIndex first = model.index(0, 0);
+    const QPersistentModelIndex last = model.index(n - 1, 0);
+    QVERIFY(last.isValid());
+    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+
+    model.setLimit(limit);
+    QCOMPARE(model.limit(), limit);
+    const int kept = qMin(n, limit);
+    QVERIFY(model.lineCount() <= limit);
+    QVERIFY(model.heldCount() <= limit);
+    // At most one removal, from the top, of lines the views knew.
+    QVERIFY(removed.count() <= 1);
+    if (!removed.isEmpty())
+        QCOMPARE(removed.at(0).at(1).toInt(), 0);
+    QVERIFY(last.isValid());
+    QCOMPARE(last.data(TraceModel::LogRole).toString().section(QLatin1Char(','), 2, 2),
+             QStringLiteral("\"%1\"").arg(n - 1));
+
+    model.endBlock();
+    model.flush();
+    QCOMPARE(model.rowCount(), kept);
+    QCOMPARE(text(model, 0), QString::number(n - kept));
+    QCOMPARE(text(model, kept - 1), QString::number(n - 1));
+    QCOMPARE(last.row(), kept - 1);
+    QCOMPARE(first.isValid(), n <= limit);
+}
+
+// The largest default a user may want, with the tester checking every
+// signal: lines arriving past the limit, removed at the top, the limit
+// lowered under them.
+void TestTraceModel::aMillionLinesUnderTheTester()
+{
+    constexpr int Million = 1000000;
+    TraceModel model;
+    model.setLimit(Million);
+    const QRV16::Message message = statusReply();
+    // Every signal makes the tester walk all lines: it is attached once the
+    // trace is full, and lines arrive in few batches.
+    for (int i = 0; i < Million; ++i) {
+        if (i % 1000 == 0)
+            model.append(QStringLiteral("1"), message, ColorMessageRx1, base.addMSecs(i), 1, 2);
+        else
+            model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    }
+    model.flush();
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    for (int i = Million; i < Million + 3000; ++i)
+        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
+    model.flush();
+    QCOMPARE(model.rowCount(), Million);
+    QCOMPARE(text(model, 1), QStringLiteral("3001"));
+    QVERIFY(model.removeRows(0, 10));
+    QCOMPARE(model.rowCount(), Million - 10);
+    QCOMPARE(text(model, 0), QStringLiteral("3010"));
+
+    const QPersistentModelIndex kept = model.index(Million - 11, 0);
+    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+    model.setLimit(1000);
+    QCOMPARE(removed.count(), 1);
+    QCOMPARE(model.rowCount(), 1000);
+    QCOMPARE(kept.row(), 999);
+    QCOMPARE(text(model, 0), QString::number(Million + 2000));
+    model.append(QStringLiteral("1"), message, ColorMessageRx1, base.addMSecs(Million + 3000), 1, 2);
+    model.flush();
+    QCOMPARE(model.rowCount(), 1000);
+    QVERIFY(model.rowCount(model.index(999, 0)) > 0);
 }
 
 void TestTraceModel::timeStamps_data()
