@@ -551,10 +551,11 @@ void MainWindow::connectActions()
     });
     // A traced message back into the entry line, to change and send again.
     connect(m_tv_trace, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
-        const TraceItem* item = m_model->index2item(traceIndex(index));
-        if (item && item->message() && !index.parent().isValid()) {
-            m_entry->setText(item->text());
-        }
+        const QModelIndex line = traceIndex(index);
+        const TraceItem* item = m_model->index2item(line);
+        // The text as shown: a message line keeps none of its own.
+        if (item && item->message() && !index.parent().isValid())
+            m_entry->setText(line.siblingAtColumn(TraceModel::TextColumn).data().toString());
     });
 }
 

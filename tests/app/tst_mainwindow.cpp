@@ -186,6 +186,7 @@ private Q_SLOTS:
     void messageSplitsLines_data();
     void messageSplitsLines();
     void entryLineSendsAndKeepsHistory();
+    void doubleClickedMessageGoesToTheEntryLine();
     void goButtonsSelectTheTarget();
     void definitionsLoadAndFailKeepsOldTree();
     void definitionsFromSettingsAtStart();
@@ -427,6 +428,36 @@ void TestMainWindow::entryLineSendsAndKeepsHistory()
     auto* entry = window->findChild<QComboBox*>(QStringLiteral("m_cb_message"));
     QCOMPARE(entry->count(), 2);
     QCOMPARE(entry->currentText(), QStringLiteral("GetStatus=(PumpId=7)"));
+}
+
+// A traced message comes back into the entry line, written as the trace
+// shows it; a status line does not.
+void TestMainWindow::doubleClickedMessageGoesToTheEntryLine()
+{
+    auto window = makeWindow();
+    QVERIFY(window->loadDefinitionFile(m_defs));
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+    TraceModel* model = window->traceModel();
+    model->clear();
+    QRV16::Message message;
+    message.beginMessage(0xD001);
+    message.appendInt(0x1001, 7);
+    message.endMessage();
+    model->append(QStringLiteral("1"), message, ColorMessageRx1, QDateTime());
+    model->append(QStringLiteral("Main"), QStringLiteral("just text"), ColorText);
+    model->flush();
+    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    auto* entry = window->findChild<QComboBox*>(QStringLiteral("m_cb_message"));
+    const QString before = entry->currentText();
+    for (const int row : {1, 0}) {
+        const QRect rect = view->visualRect(view->model()->index(row, TraceModel::TextColumn));
+        QVERIFY(rect.isValid());
+        // The view takes a double click only on the line just pressed.
+        QTest::mousePress(view->viewport(), Qt::LeftButton, {}, rect.center());
+        QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, rect.center());
+        QCOMPARE(entry->currentText(), row == 0 ? QStringLiteral("GetStatus=(PumpId=7)") : before);
+    }
 }
 
 void TestMainWindow::goButtonsSelectTheTarget()

@@ -4,6 +4,7 @@
 #include "trace/tracemodel.h"
 
 #include "qrv16/message.h"
+#include "qrv16/messagewriter.h"
 #include "qrv16/tagdatalut.h"
 #include "tests/support/definitions.h"
 
@@ -116,6 +117,8 @@ private Q_SLOTS:
     void messageLines();
     void childLinesKeepTheFlagsOfTheirLine();
     void malformedMessageDoesNotCrash();
+    void messageTextsWrittenWhenAsked_data();
+    void messageTextsWrittenWhenAsked();
     void removeAndRenumber();
     void updateSignalsOneRow();
     void styleSetsRowHeightFontsAndColours();
@@ -699,6 +702,58 @@ void TestTraceModel::malformedMessageDoesNotCrash()
     }
     QCOMPARE(text(model, 0, model.index(3, 0)), QStringLiteral("Pumps"));
     QCOMPARE(model.rowCount(model.index(0, 0, model.index(3, 0))), 0);
+}
+
+void TestTraceModel::messageTextsWrittenWhenAsked_data()
+{
+    QTest::addColumn<bool>("decode");
+    QTest::addColumn<bool>("hungarian");
+    QTest::newRow("numbers") << false << false;
+    QTest::newRow("decoded") << true << false;
+    QTest::newRow("decoded, Hungarian") << true << true;
+}
+
+// Message lines keep no text: it is written as asked for, in any order, as
+// their options said when they arrived.
+void TestTraceModel::messageTextsWrittenWhenAsked()
+{
+    QFETCH(bool, decode);
+    QFETCH(bool, hungarian);
+    TraceModel model;
+    model.setTags(m_lut.get());
+    TraceOptions options;
+    options.set(TraceOptions::Decode, decode);
+    options.set(TraceOptions::HungarianNotation, hungarian);
+    model.setOptions(options);
+    const QRV16::MessageWriter writer(decode ? m_lut.get() : nullptr,
+                                      hungarian ? QRV16::TextOptions(QRV16::Hungarian) : QRV16::TextOptions());
+    constexpr int Lines = 3000;
+    QStringList expected;
+    for (int i = 0; i < Lines; ++i) {
+        QRV16::Message m;
+        m.beginMessage(0xC001);
+        m.appendInt(0x1001, i);
+        m.appendString(0x3001, QString(i % 7, QLatin1Char('s')));
+        m.endMessage();
+        expected << writer.toText(m);
+        model.append(QStringLiteral("1"), m, ColorMessageRx1, base.addMSecs(i));
+    }
+    // Lines of later options keep theirs.
+    model.setOptions(TraceOptions());
+    model.flush();
+    QCOMPARE(model.rowCount(), Lines);
+    for (const int stride : {1, Lines - 1, 7919}) {
+        for (int i = 0; i < Lines; ++i) {
+            const int row = int(qint64(i) * stride % Lines);
+            QCOMPARE(text(model, row), expected.at(row));
+        }
+    }
+    const QModelIndex line = model.index(1234, 0);
+    QCOMPARE(LogRecord::split(line.data(TraceModel::LogRole).toString()).value(2), expected.at(1234));
+    model.count(line);
+    model.count(line);
+    QCOMPARE(text(model, 1234), expected.at(1234) + QStringLiteral(" (3)"));
+    QCOMPARE(text(model, 1235), expected.at(1235));
 }
 
 void TestTraceModel::removeAndRenumber()
