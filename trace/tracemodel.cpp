@@ -53,6 +53,8 @@ QModelIndex TraceModel::append(const QString& source, const QRV16::Message& msg,
                                QDateTime time, int src, int dst)
 {
     TraceItem::MessageRange range;
+    // A received message shares the bytes of its read: lines arrive and go
+    // in order, so reads are kept whole only while their lines live.
     range.bytes = msg.bytes();
     range.end = msg.size();
     range.decode = m_options.test(TraceOptions::Decode);

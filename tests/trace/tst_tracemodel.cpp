@@ -98,7 +98,6 @@ private Q_SLOTS:
     void lineOutsideLimitIsNotAnnounced();
     void loweringTheLimitDropsTheOldestInOneRemoval_data();
     void loweringTheLimitDropsTheOldestInOneRemoval();
-    void aMillionLinesUnderTheTester();
     void timeStamps_data();
     void timeStamps();
     void relativeTimeChangesTheTimeColumn();
@@ -329,47 +328,6 @@ void TestTraceModel::loweringTheLimitDropsTheOldestInOneRemoval()
     QCOMPARE(text(model, kept - 1), QString::number(n - 1));
     QCOMPARE(last.row(), kept - 1);
     QCOMPARE(first.isValid(), n <= limit);
-}
-
-// The largest default a user may want, with the tester checking every
-// signal: lines arriving past the limit, removed at the top, the limit
-// lowered under them.
-void TestTraceModel::aMillionLinesUnderTheTester()
-{
-    constexpr int Million = 1000000;
-    TraceModel model;
-    model.setLimit(Million);
-    const QRV16::Message message = statusReply();
-    // Every signal makes the tester walk all lines: it is attached once the
-    // trace is full, and lines arrive in few batches.
-    for (int i = 0; i < Million; ++i) {
-        if (i % 1000 == 0)
-            model.append(QStringLiteral("1"), message, ColorMessageRx1, base.addMSecs(i), 1, 2);
-        else
-            model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
-    }
-    model.flush();
-    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
-    for (int i = Million; i < Million + 3000; ++i)
-        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
-    model.flush();
-    QCOMPARE(model.rowCount(), Million);
-    QCOMPARE(text(model, 1), QStringLiteral("3001"));
-    QVERIFY(model.removeRows(0, 10));
-    QCOMPARE(model.rowCount(), Million - 10);
-    QCOMPARE(text(model, 0), QStringLiteral("3010"));
-
-    const QPersistentModelIndex kept = model.index(Million - 11, 0);
-    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
-    model.setLimit(1000);
-    QCOMPARE(removed.count(), 1);
-    QCOMPARE(model.rowCount(), 1000);
-    QCOMPARE(kept.row(), 999);
-    QCOMPARE(text(model, 0), QString::number(Million + 2000));
-    model.append(QStringLiteral("1"), message, ColorMessageRx1, base.addMSecs(Million + 3000), 1, 2);
-    model.flush();
-    QCOMPARE(model.rowCount(), 1000);
-    QVERIFY(model.rowCount(model.index(999, 0)) > 0);
 }
 
 void TestTraceModel::timeStamps_data()
