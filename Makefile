@@ -21,8 +21,11 @@ SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 JOBS ?= $(shell nproc)
 CMAKE_GEN := -G Ninja
 
+# Every fuzz target runs FUZZ_SECONDS, or stops after FUZZ_RUNS executions
+# when that is set; one table of runs and findings follows.
 FUZZ_SECONDS ?= 60
-FUZZERS := message text definitions printers answers sequences plot telnet
+FUZZ_RUNS ?=
+FUZZERS := message text definitions printers answers sequences plot telnet bis bookmarks linkoptions replay
 
 .PHONY: all deps test-deps bench-deps build python test package bench run fuzz clean
 
@@ -100,14 +103,7 @@ build-fuzz/build.ninja: | deps
 
 fuzz: deps build-fuzz/build.ninja
 	cmake --build build-fuzz -j $(JOBS) $(addprefix --target fuzz_,$(FUZZERS))
-	@mkdir -p $(addprefix build-fuzz/corpus/,$(FUZZERS))
-	@cp examples/demo.qrvdef build-fuzz/corpus/definitions/
-	@cp examples/messages.txt build-fuzz/corpus/text/
-	@cp examples/pump-station.qrvans build-fuzz/corpus/answers/
-	@set -e; for f in $(FUZZERS); do \
-	    echo "== fuzz_$$f for $(FUZZ_SECONDS) s"; \
-	    ./build-fuzz/fuzz/fuzz_$$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 build-fuzz/corpus/$$f; \
-	done
+	sh fuzz/fuzz-all.sh build-fuzz $(FUZZ_SECONDS) "$(FUZZ_RUNS)" $(FUZZERS)
 
 clean:
 	rm -rf build build-asan build-bench build-fuzz

@@ -16,13 +16,18 @@ constexpr int MaxMisses = 2;
 
 SequenceRunner::SequenceRunner(QObject* parent) : QObject(parent)
 {
-    m_timer.setSingleShot(true);
-    // Waits are measured; the default coarse timer may be 5 % late.
-    m_timer.setTimerType(Qt::PreciseTimer);
-    connect(&m_timer, &QTimer::timeout, this, &SequenceRunner::onTimer);
+    connect(m_clock, &SequenceClock::timeout, this, &SequenceRunner::onTimer);
 }
 
 SequenceRunner::~SequenceRunner() = default;
+
+void SequenceRunner::setClock(SequenceClock* clock)
+{
+    disconnect(m_clock, nullptr, this, nullptr);
+    m_clock->stop();
+    m_clock = clock ? clock : &m_ownClock;
+    connect(m_clock, &SequenceClock::timeout, this, &SequenceRunner::onTimer);
+}
 
 void SequenceRunner::setPorts(MessagePort* one, MessagePort* two)
 {
@@ -61,10 +66,10 @@ void SequenceRunner::start(const Sequence& sequence)
     m_paused = 0;
     for (auto& arrived : m_arrived)
         arrived.clear();
-    m_clock.start();
+    m_started = m_clock->now();
     m_phase = Advance;
     setState(Running);
-    m_timer.start(0);
+    m_clock->start(0);
 }
 
 void SequenceRunner::compile()
@@ -146,9 +151,9 @@ void SequenceRunner::pause()
 {
     if (m_state != Running)
         return;
-    m_remaining = m_timer.isActive() ? qMax(0, m_timer.remainingTime()) : 0;
-    m_timer.stop();
-    m_pauseClock.start();
+    m_remaining = qMax(0, m_clock->remaining());
+    m_clock->stop();
+    m_pausedAt = m_clock->now();
     setState(Paused);
 }
 
@@ -156,12 +161,12 @@ void SequenceRunner::resume()
 {
     if (m_state != Paused)
         return;
-    m_paused += m_pauseClock.elapsed();
+    m_paused += m_clock->now() - m_pausedAt;
     setState(Running);
     // What arrived while paused may be what the expect waits for.
     if (m_phase == Expecting && scan())
         return;
-    m_timer.start(m_remaining);
+    m_clock->start(m_remaining);
 }
 
 void SequenceRunner::stop()
@@ -187,8 +192,9 @@ QString SequenceRunner::summaryText(const Summary& summary)
 
 qint64 SequenceRunner::runTime() const
 {
-    const qint64 paused = m_state == Paused ? m_paused + m_pauseClock.elapsed() : m_paused;
-    return m_clock.elapsed() - paused;
+    const qint64 now = m_clock->now();
+    const qint64 paused = m_state == Paused ? m_paused + now - m_pausedAt : m_paused;
+    return now - m_started - paused;
 }
 
 void SequenceRunner::setState(State state)
@@ -235,7 +241,7 @@ void SequenceRunner::next()
 {
     ++m_index;
     m_phase = Advance;
-    m_timer.start(0);
+    m_clock->start(0);
 }
 
 void SequenceRunner::closeRepeat()
@@ -248,7 +254,7 @@ void SequenceRunner::closeRepeat()
         m_frames.removeLast();
     }
     m_phase = Advance;
-    m_timer.start(0);
+    m_clock->start(0);
 }
 
 void SequenceRunner::runStep()
@@ -284,7 +290,7 @@ void SequenceRunner::runStep()
     case SequenceStep::Wait:
         ++m_summary.steps;
         m_phase = Waiting;
-        m_timer.start(step.ms);
+        m_clock->start(step.ms);
         break;
     case SequenceStep::Expect:
         ++m_summary.steps;
@@ -333,7 +339,7 @@ void SequenceRunner::proceed(bool endRun)
     }
     m_remaining = 0;
     if (m_state == Running)
-        m_timer.start(0);
+        m_clock->start(0);
 }
 
 void SequenceRunner::beginExpect()
@@ -350,7 +356,7 @@ void SequenceRunner::beginExpect()
     m_missCount = 0;
     if (scan())
         return;
-    m_timer.start(step.ms);
+    m_clock->start(step.ms);
 }
 
 bool SequenceRunner::scan()
@@ -373,7 +379,7 @@ bool SequenceRunner::scan()
 
 void SequenceRunner::pass(const QRV16::Message& message)
 {
-    m_timer.stop();
+    m_clock->stop();
     ++m_summary.passes;
     const int step = m_index;
     // Past the expect before anyone hears of it: nothing may pass it twice.
@@ -407,7 +413,7 @@ void SequenceRunner::expectTimedOut()
 
 void SequenceRunner::finish(bool stopped)
 {
-    m_timer.stop();
+    m_clock->stop();
     m_summary.stopped = stopped;
     m_summary.durationMs = runTime();
     m_frames.clear();

@@ -2,16 +2,15 @@
 #pragma once
 
 #include "automation/sequence.h"
+#include "automation/sequenceclock.h"
 
 #include "qrv16/message.h"
 #include "qrv16/messagepattern.h"
 
-#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QPointer>
 #include <QString>
-#include <QTimer>
 #include <QVector>
 
 #include <deque>
@@ -59,6 +58,8 @@ public:
 
     // Not owned; ports 1 and 2. A missing port is an error when a step names it.
     void setPorts(MessagePort* one, MessagePort* two);
+    // Not owned; null for the runner's own. Set while idle.
+    void setClock(SequenceClock* clock);
     // Used for send texts, patterns and the texts of messages in results.
     void setTags(const QRV16::TagDataLut* tags);
     // Why a send or expect step cannot run with these tables, empty when it can.
@@ -131,12 +132,13 @@ private:
     Phase m_phase = Advance;
     int m_index = 0;
     QVector<Frame> m_frames;
-    QTimer m_timer;
+    SequenceClock m_ownClock;
+    SequenceClock* m_clock = &m_ownClock;
     int m_remaining = 0; // of the timer, while paused
     Summary m_summary;
 
-    QElapsedTimer m_clock;
-    QElapsedTimer m_pauseClock;
+    qint64 m_started = 0;
+    qint64 m_pausedAt = 0;
     qint64 m_paused = 0;
     qint64 m_stepStart = 0;
 

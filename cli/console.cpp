@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/console.h"
 
+#include "automation/definitions.h"
 #include "qrv16/messageparser.h"
 
 #include <QCommandLineParser>
@@ -75,6 +76,16 @@ void Console::reportParseError(const QString& source, int firstLine, const QStri
     err(QStringLiteral("  %1\n  %2\n")
             .arg(faulty, marker + paint(QLatin1Char('^') + QString(width - 1, QLatin1Char('~')),
                                         "1;32")));
+}
+
+bool Console::loadDefinitions(Definitions* definitions, const QString& path, bool showWarnings)
+{
+    const bool ok = definitions->load(path);
+    if (showWarnings && !definitions->warnings().isEmpty())
+        err(definitions->warnings());
+    if (!ok)
+        err(definitions->errorString() + QLatin1Char('\n'));
+    return ok;
 }
 
 void Console::addCommonOptions(QCommandLineParser& p)

@@ -6,8 +6,10 @@
 
 #include <QString>
 
-class QCommandLineParser;
 #include <QStringList>
+
+class Definitions;
+class QCommandLineParser;
 
 namespace QRV16 {
 class MessageParser;
@@ -32,6 +34,10 @@ public:
     // compiler does. `firstLine` is the number of the text's first line.
     static void reportParseError(const QString& source, int firstLine, const QString& text,
                                  const QRV16::MessageParser& parser);
+
+    // Reads a definitions file for a command: its error on standard error
+    // and false when it cannot, its warnings there only when asked for.
+    static bool loadDefinitions(Definitions* definitions, const QString& path, bool showWarnings);
 
     static void addCommonOptions(QCommandLineParser& p);
     // Parses a command's arguments: -1 to go on, else the exit code.

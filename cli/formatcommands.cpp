@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "cli/formatcommands.h"
 
+#include "automation/definitions.h"
+#include "cli/commonoptions.h"
 #include "cli/console.h"
-#include "cli/definitions.h"
 #include "connection/ansitext.h"
 #include "connection/bistrace.h"
 #include "connection/ltd16trace.h"
@@ -40,14 +41,11 @@ int loadSingleFile(const QCommandLineParser& p, const char* command, const QStri
         Console::err(usage);
         return Console::UsageError;
     }
-    return defs->load(p.positionalArguments().constFirst(), true) ? -1 : Console::Failed;
+    return Console::loadDefinitions(defs, p.positionalArguments().constFirst(), true) ? -1 : Console::Failed;
 }
 
-const QCommandLineOption definitionsOption({QStringLiteral("d"), QStringLiteral("definitions")},
-                                           QStringLiteral("Tag definitions for names."),
-                                           QStringLiteral("FILE.qrvdef"));
-const QCommandLineOption quietOption({QStringLiteral("q"), QStringLiteral("quiet")},
-                                     QStringLiteral("No warnings about the definitions."));
+const QCommandLineOption& definitionsOption = CommonOptions::option(CommonOptions::Definitions);
+const QCommandLineOption& quietOption = CommonOptions::option(CommonOptions::Quiet);
 
 // The -d file of encode and decode, its warnings on stderr unless --quiet:
 // -1 when there is none or it loaded, else the exit status.
@@ -55,7 +53,7 @@ int loadOptionalDefinitions(const QCommandLineParser& p, Definitions* defs)
 {
     if (!p.isSet(definitionsOption))
         return -1;
-    return defs->load(p.value(definitionsOption), !p.isSet(quietOption)) ? -1
+    return Console::loadDefinitions(defs, p.value(definitionsOption), !p.isSet(quietOption)) ? -1
                                                                                     : Console::Failed;
 }
 
@@ -189,15 +187,13 @@ int FormatCommands::encode(const QStringList& args)
         "Usage: korv encode [-d FILE.qrvdef] [--quiet] [--raw] [TEXT...]\n"
         "Parses messages in the text notation and prints each as hexadecimal bytes.\n"
         "Without TEXT, all of standard input is read as one text of messages: several\n"
-        "on a line and one over several lines both work; an error there prints no bytes.\n\n"
-        "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
-        "  -q, --quiet             do not print the warnings of the definitions\n"
-        "  --raw                   write the bytes themselves instead of hexadecimal\n"
-        "  -h, --help              show this help\n");
+        "on a line and one over several lines both work; an error there prints no bytes.\n\n") +
+        CommonOptions::help({CommonOptions::Definitions, CommonOptions::Quiet}) +
+        QStringLiteral("  --raw                   write the bytes themselves instead of hexadecimal\n") +
+        CommonOptions::help({CommonOptions::Help});
     QCommandLineParser p;
     Console::addCommonOptions(p);
-    p.addOption(definitionsOption);
-    p.addOption(quietOption);
+    CommonOptions::addTo(p, {CommonOptions::Definitions, CommonOptions::Quiet});
     const QCommandLineOption rawOption(QStringLiteral("raw"));
     p.addOption(rawOption);
     p.addPositionalArgument(QStringLiteral("TEXT"), QString());
@@ -207,7 +203,7 @@ int FormatCommands::encode(const QStringList& args)
     Definitions defs;
     if (const int code = loadOptionalDefinitions(p, &defs); code >= 0)
         return code;
-    QRV16::MessageParser parser(defs.lut());
+    QRV16::MessageParser parser(defs.tags());
     const bool raw = p.isSet(rawOption);
     int status = Console::Success;
 
@@ -251,16 +247,14 @@ int FormatCommands::decode(const QStringList& args)
         "Usage: korv decode [-d FILE.qrvdef] [--quiet] [--multi-line] [--hungarian] [HEX...]\n"
         "Prints messages in the text notation. Each HEX argument holds the bytes of one\n"
         "or more messages (blanks allowed); without HEX, standard input is read as a raw\n"
-        "byte stream and cut into messages by their length fields.\n\n"
-        "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
-        "  -q, --quiet             do not print the warnings of the definitions\n"
-        "  --multi-line            one element per line, nested elements indented\n"
-        "  --hungarian             prefix tag names with their type (sName, iCount)\n"
-        "  -h, --help              show this help\n");
+        "byte stream and cut into messages by their length fields.\n\n") +
+        CommonOptions::help({CommonOptions::Definitions, CommonOptions::Quiet}) +
+        QStringLiteral("  --multi-line            one element per line, nested elements indented\n"
+                       "  --hungarian             prefix tag names with their type (sName, iCount)\n") +
+        CommonOptions::help({CommonOptions::Help});
     QCommandLineParser p;
     Console::addCommonOptions(p);
-    p.addOption(definitionsOption);
-    p.addOption(quietOption);
+    CommonOptions::addTo(p, {CommonOptions::Definitions, CommonOptions::Quiet});
     const QCommandLineOption multiLine(QStringLiteral("multi-line"));
     const QCommandLineOption hungarian(QStringLiteral("hungarian"));
     p.addOption(multiLine);
@@ -277,7 +271,7 @@ int FormatCommands::decode(const QStringList& args)
         options |= QRV16::MultiLine;
     if (p.isSet(hungarian))
         options |= QRV16::Hungarian;
-    const QRV16::MessageWriter writer(defs.lut(), options);
+    const QRV16::MessageWriter writer(defs.tags(), options);
     int status = Console::Success;
 
     QRV16::MessageCollector collector;
@@ -442,12 +436,11 @@ int FormatCommands::trace(const QStringList& args)
         "Coloured on a terminal, plain when piped or when NO_COLOR is set.\n\n"
         "  --bis                   BiS frames: markers, addresses, payload, CRC verdict\n"
         "  --ltd                   elements with a 1-byte length and a 1-byte tag\n"
-        "  --ltd16                 elements with a 2-byte length and a 2-byte tag\n"
-        "  -d, --definitions FILE  tag definitions: names of tags and values\n"
-        "  -h, --help              show this help\n");
+        "  --ltd16                 elements with a 2-byte length and a 2-byte tag\n") +
+        CommonOptions::help({CommonOptions::Definitions, CommonOptions::Help});
     QCommandLineParser p;
     Console::addCommonOptions(p);
-    p.addOption(definitionsOption);
+    CommonOptions::addTo(p, {CommonOptions::Definitions});
     const QCommandLineOption bisOption(QStringLiteral("bis"));
     const QCommandLineOption ltdOption(QStringLiteral("ltd"));
     const QCommandLineOption ltd16Option(QStringLiteral("ltd16"));
@@ -464,7 +457,7 @@ int FormatCommands::trace(const QStringList& args)
     }
 
     Definitions defs;
-    if (p.isSet(definitionsOption) && !defs.load(p.value(definitionsOption), true))
+    if (p.isSet(definitionsOption) && !Console::loadDefinitions(&defs, p.value(definitionsOption), true))
         return Console::Failed;
     QFile input;
     if (p.positionalArguments().isEmpty()) {
@@ -488,7 +481,7 @@ int FormatCommands::trace(const QStringList& args)
         printer = std::make_unique<LTDTrace>();
     else
         printer = std::make_unique<LTD16Trace>();
-    printer->setDefinitions(defs.lut());
+    printer->setDefinitions(defs.tags());
     return printTrace(*printer, input);
 }
 

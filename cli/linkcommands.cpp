@@ -3,10 +3,11 @@
 
 #include "automation/answerparser.h"
 #include "automation/autoanswer.h"
+#include "automation/definitions.h"
 #include "automation/sequenceparser.h"
 #include "automation/sequencerunner.h"
+#include "cli/commonoptions.h"
 #include "cli/console.h"
-#include "cli/definitions.h"
 #include "cli/junitreport.h"
 #include "cli/linkoptions.h"
 #include "cli/linkport.h"
@@ -28,10 +29,10 @@
 
 namespace {
 
-const QCommandLineOption definitionsOption({QStringLiteral("d"), QStringLiteral("definitions")}, QString(),
-                                           QStringLiteral("FILE.qrvdef"));
-const QCommandLineOption quietOption(QStringList{QStringLiteral("q"), QStringLiteral("quiet")});
-const QCommandLineOption timeOption(QStringLiteral("time"));
+const QCommandLineOption& definitionsOption = CommonOptions::option(CommonOptions::Definitions);
+const QCommandLineOption& quietOption = CommonOptions::option(CommonOptions::Quiet);
+const QCommandLineOption& timeOption = CommonOptions::option(CommonOptions::Time);
+const QCommandLineOption& channelOption = CommonOptions::option(CommonOptions::Channel);
 
 // What each link command does first: its arguments, the link and the
 // definitions. -1 to go on, else the exit status.
@@ -43,7 +44,7 @@ int prepare(QCommandLineParser& p, const LinkOptions& link, const QStringList& a
     QString error;
     if (!link.read(p, settings, &error))
         return Console::usageError(error, usage);
-    if (p.isSet(definitionsOption) && !defs->load(p.value(definitionsOption), !p.isSet(quietOption)))
+    if (p.isSet(definitionsOption) && !Console::loadDefinitions(defs, p.value(definitionsOption), !p.isSet(quietOption)))
         return Console::Failed;
     return -1;
 }
@@ -52,7 +53,7 @@ void addLinkOptions(QCommandLineParser& p, const LinkOptions& link)
 {
     Console::addCommonOptions(p);
     link.addTo(p);
-    p.addOptions({definitionsOption, quietOption, timeOption});
+    CommonOptions::addTo(p, {CommonOptions::Definitions, CommonOptions::Quiet, CommonOptions::Time});
 }
 
 bool positiveNumber(const QString& text, int* value)
@@ -72,7 +73,7 @@ bool channelFrom(const QCommandLineParser& p, const QCommandLineOption& option, 
 // `answer` and `run`: the link, the definitions, exactly one file and the
 // channel; a status to end with, or -1 to go on.
 int prepareForFile(QCommandLineParser& p, const LinkOptions& link, const QStringList& args, const QString& usage,
-                   const QCommandLineOption& channelOption, const QString& notOneFile, ConnectionSettings* settings,
+                   const QString& notOneFile, ConnectionSettings* settings,
                    Definitions* defs, int* channel)
 {
     if (const int code = prepare(p, link, args, usage, settings, defs); code >= 0)
@@ -154,16 +155,14 @@ int LinkCommands::send(const QStringList& args)
         "Usage: korv send LINK [-d FILE.qrvdef] [--expect PATTERN]... [--timeout MS] [--time] TEXT...\n"
         "Sends messages in the text notation and prints what comes back, decoded.\n"
         "Exit status 0 when every expected message arrived in time, 1 when one did\n"
-        "not, 2 on a usage error, 3 when the link could not be opened.\n\n"
-        "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
-        "  -q, --quiet             do not print the warnings of the definitions\n"
-        "  --expect PATTERN        a message to wait for: Tag, Tag=(Child=value ...), *;\n"
-        "                          repeat for several, each met by its own message\n"
-        "  --timeout MS            how long to wait for the link and then for the\n"
-        "                          expected messages (5000); without --expect, how\n"
-        "                          long to print what comes back (0)\n"
-        "  --time                  put the time before every printed message\n"
-        "  -h, --help              show this help\n\n") + LinkOptions::help();
+        "not, 2 on a usage error, 3 when the link could not be opened.\n\n") +
+        CommonOptions::help({CommonOptions::Definitions, CommonOptions::Quiet}) +
+        QStringLiteral("  --expect PATTERN        a message to wait for: Tag, Tag=(Child=value ...), *;\n"
+                       "                          repeat for several, each met by its own message\n"
+                       "  --timeout MS            how long to wait for the link and then for the\n"
+                       "                          expected messages (5000); without --expect, how\n"
+                       "                          long to print what comes back (0)\n") +
+        CommonOptions::help({CommonOptions::Time, CommonOptions::Help}) + QLatin1Char('\n') + LinkOptions::help();
     QCommandLineParser p;
     const LinkOptions link;
     addLinkOptions(p, link);
@@ -185,7 +184,7 @@ int LinkCommands::send(const QStringList& args)
                                        .arg(p.value(timeoutOption)),
                                    usage);
     QList<QRV16::Message> messages;
-    QRV16::MessageParser parser(defs.lut());
+    QRV16::MessageParser parser(defs.tags());
     for (int i = 0; i < texts.size(); ++i) {
         const QList<QRV16::Message> parsed = parser.parseList(texts.at(i));
         if (parser.hasError()) {
@@ -196,7 +195,7 @@ int LinkCommands::send(const QStringList& args)
     }
     QVector<QRV16::MessagePattern> patterns;
     for (const QString& text : p.values(expectOption)) {
-        QRV16::MessagePattern pattern(text, defs.lut());
+        QRV16::MessagePattern pattern(text, defs.tags());
         if (!pattern.isValid()) {
             Console::errorLine(QStringLiteral("--expect \"%1\"").arg(text),
                                QStringLiteral("%1 at column %2")
@@ -210,7 +209,7 @@ int LinkCommands::send(const QStringList& args)
     const int linger = patterns.isEmpty() ? (p.isSet(timeoutOption) ? timeout : 0) : timeout;
 
     QEventLoop loop;
-    LinkPort port(1, settings, defs.lut());
+    LinkPort port(1, settings, defs.tags());
     port.setTimestamps(p.isSet(timeOption));
     SignalWatcher signals;
     Ending ending(&loop, &port);
@@ -286,18 +285,16 @@ int LinkCommands::listen(const QStringList& args)
         "Prints every message received, decoded, one per line, until --count or --for\n"
         "is reached, the link closes or SIGINT/SIGTERM arrives. Exit status 0, 1 when\n"
         "fewer than --count messages came or a file could not be written, 2 on a usage\n"
-        "error, 3 when the link could not be opened.\n\n"
-        "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
-        "  -q, --quiet             do not print the warnings of the definitions\n"
-        "  --count N               stop after N messages\n"
-        "  --for SECONDS           stop after this long (fractions allowed)\n"
-        "  --hex                   print the bytes in hexadecimal instead\n"
-        "  --time                  put the time before every printed message\n"
-        "  --log FILE.csv          also write the window's log format, for its replay\n"
-        "  --pcapng FILE           also write a capture for Wireshark, as the window's\n"
-        "                          \"Export trace as pcapng...\" does\n"
-        "  --channel 1|2           the channel the files name (1)\n"
-        "  -h, --help              show this help\n\n") + LinkOptions::help();
+        "error, 3 when the link could not be opened.\n\n") +
+        CommonOptions::help({CommonOptions::Definitions, CommonOptions::Quiet}) +
+        QStringLiteral("  --count N               stop after N messages\n"
+                       "  --for SECONDS           stop after this long (fractions allowed)\n"
+                       "  --hex                   print the bytes in hexadecimal instead\n") +
+        CommonOptions::help({CommonOptions::Time}) +
+        QStringLiteral("  --log FILE.csv          also write the window's log format, for its replay\n"
+                       "  --pcapng FILE           also write a capture for Wireshark, as the window's\n"
+                       "                          \"Export trace as pcapng...\" does\n") +
+        CommonOptions::help({CommonOptions::Channel, CommonOptions::Help}) + QLatin1Char('\n') + LinkOptions::help();
     QCommandLineParser p;
     const LinkOptions link;
     addLinkOptions(p, link);
@@ -306,7 +303,6 @@ int LinkCommands::listen(const QStringList& args)
     const QCommandLineOption hexOption(QStringLiteral("hex"));
     const QCommandLineOption logOption(QStringLiteral("log"), QString(), QStringLiteral("FILE"));
     const QCommandLineOption pcapngOption(QStringLiteral("pcapng"), QString(), QStringLiteral("FILE"));
-    const QCommandLineOption channelOption(QStringLiteral("channel"), QString(), QStringLiteral("N"));
     p.addOptions({countOption, forOption, hexOption, logOption, pcapngOption, channelOption});
     ConnectionSettings settings;
     Definitions defs;
@@ -330,7 +326,7 @@ int LinkCommands::listen(const QStringList& args)
     if (!channelFrom(p, channelOption, &channel))
         return Console::usageError(QStringLiteral("--channel wants 1 or 2"), usage);
 
-    ReceiveLog log(defs.lut());
+    ReceiveLog log(defs.tags());
     QString error;
     if ((p.isSet(logOption) && !log.openCsv(p.value(logOption), &error)) ||
         (p.isSet(pcapngOption) && !log.openPcapng(p.value(pcapngOption), &error))) {
@@ -339,7 +335,7 @@ int LinkCommands::listen(const QStringList& args)
     }
 
     QEventLoop loop;
-    LinkPort port(channel, settings, defs.lut());
+    LinkPort port(channel, settings, defs.tags());
     port.setTimestamps(p.isSet(timeOption));
     port.setHex(p.isSet(hexOption));
     SignalWatcher signals;
@@ -381,22 +377,19 @@ int LinkCommands::answer(const QStringList& args)
         "the window's automatic answers do, and prints what it receives and what it\n"
         "sends (\"> \"), until SIGINT/SIGTERM or until a client link closes.\n"
         "Exit status 0, 1 when the rules cannot be read, 2 on a usage error, 3 when\n"
-        "the link could not be opened.\n\n"
-        "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
-        "  -q, --quiet             do not print the warnings of the files\n"
-        "  --channel 1|2           the channel this link is to the rules (1)\n"
-        "  --time                  put the time before every printed message\n"
-        "  -h, --help              show this help\n\n") + LinkOptions::help();
+        "the link could not be opened.\n\n") +
+        CommonOptions::help({CommonOptions::Definitions, CommonOptions::Quiet, CommonOptions::Channel,
+                             CommonOptions::Time, CommonOptions::Help}) +
+        QLatin1Char('\n') + LinkOptions::help();
     QCommandLineParser p;
     const LinkOptions link;
     addLinkOptions(p, link);
-    const QCommandLineOption channelOption(QStringLiteral("channel"), QString(), QStringLiteral("N"));
     p.addOption(channelOption);
     p.addPositionalArgument(QStringLiteral("RULES"), QString());
     ConnectionSettings settings;
     Definitions defs;
     int channel = 0;
-    if (const int code = prepareForFile(p, link, args, usage, channelOption, QStringLiteral("answer takes exactly one rules file"), &settings,
+    if (const int code = prepareForFile(p, link, args, usage, QStringLiteral("answer takes exactly one rules file"), &settings,
                                         &defs, &channel);
         code >= 0)
         return code;
@@ -421,13 +414,13 @@ int LinkCommands::answer(const QStringList& args)
     }
 
     QEventLoop loop;
-    LinkPort port(channel, settings, defs.lut());
+    LinkPort port(channel, settings, defs.tags());
     port.setTimestamps(p.isSet(timeOption));
     port.setPrintSent(true);
     AutoAnswer engine;
     // Before the rules: a rule that does not read is said at once.
     QObject::connect(&engine, &AutoAnswer::message, &loop, &Console::note);
-    engine.setTags(defs.lut());
+    engine.setTags(defs.tags());
     engine.setRules(rules.rules());
     engine.setPorts(channel == 1 ? &port : nullptr, channel == 2 ? &port : nullptr);
     SignalWatcher signals;
@@ -450,20 +443,16 @@ int LinkCommands::run(const QStringList& args)
         "runs them, printing what goes out (\"> \") and comes in, each expect's verdict\n"
         "and each sequence's summary. Exit status 0 when every expect passed and every\n"
         "step could run, 1 otherwise or when a file cannot be read or written, 2 on a\n"
-        "usage error, 3 when the link could not be opened.\n\n"
-        "  -d, --definitions FILE  tag definitions: names, enum values, bit names\n"
-        "  -q, --quiet             do not print the warnings of the files\n"
-        "  --channel 1|2           the channel this link is to the sequences (1)\n"
-        "  --sequence NAME         run only the sequence of this name\n"
-        "  --junit FILE.xml        write a JUnit report: a test suite per sequence, a\n"
-        "                          test case per expect\n"
-        "  --timeout MS            how long to wait for the link (5000)\n"
-        "  --time                  put the time before every printed message\n"
-        "  -h, --help              show this help\n\n") + LinkOptions::help();
+        "usage error, 3 when the link could not be opened.\n\n") +
+        CommonOptions::help({CommonOptions::Definitions, CommonOptions::Quiet, CommonOptions::Channel}) +
+        QStringLiteral("  --sequence NAME         run only the sequence of this name\n"
+                       "  --junit FILE.xml        write a JUnit report: a test suite per sequence, a\n"
+                       "                          test case per expect\n"
+                       "  --timeout MS            how long to wait for the link (5000)\n") +
+        CommonOptions::help({CommonOptions::Time, CommonOptions::Help}) + QLatin1Char('\n') + LinkOptions::help();
     QCommandLineParser p;
     const LinkOptions link;
     addLinkOptions(p, link);
-    const QCommandLineOption channelOption(QStringLiteral("channel"), QString(), QStringLiteral("N"));
     const QCommandLineOption sequenceOption(QStringLiteral("sequence"), QString(), QStringLiteral("NAME"));
     const QCommandLineOption junitOption(QStringLiteral("junit"), QString(), QStringLiteral("FILE"));
     const QCommandLineOption timeoutOption(QStringLiteral("timeout"), QString(), QStringLiteral("MS"));
@@ -472,7 +461,7 @@ int LinkCommands::run(const QStringList& args)
     ConnectionSettings settings;
     Definitions defs;
     int channel = 0;
-    if (const int code = prepareForFile(p, link, args, usage, channelOption, QStringLiteral("run takes exactly one sequence file"), &settings,
+    if (const int code = prepareForFile(p, link, args, usage, QStringLiteral("run takes exactly one sequence file"), &settings,
                                         &defs, &channel);
         code >= 0)
         return code;
@@ -504,11 +493,11 @@ int LinkCommands::run(const QStringList& args)
     }
 
     QEventLoop loop;
-    LinkPort port(channel, settings, defs.lut());
+    LinkPort port(channel, settings, defs.tags());
     port.setTimestamps(p.isSet(timeOption));
     port.setPrintSent(true);
     SequenceRunner runner;
-    runner.setTags(defs.lut());
+    runner.setTags(defs.tags());
     runner.setPorts(channel == 1 ? &port : nullptr, channel == 2 ? &port : nullptr);
     SignalWatcher signals;
     Ending ending(&loop, &port);

@@ -151,11 +151,14 @@ void BiSProtocol::resyncReceive()
 
 void BiSProtocol::receive(const void* data, unsigned len)
 {
-    if (m_mode == Master && !m_responsepending)
-        return;
     const auto* bytes = static_cast<const unsigned char*>(data);
-    for (unsigned i = 0; bytes && i < len; ++i)
+    for (unsigned i = 0; bytes && i < len; ++i) {
+        // Checked for each byte: an answer may end the wait halfway through
+        // a read, and what follows it must not count as a second answer.
+        if (m_mode == Master && !m_responsepending)
+            continue;
         receiveByte(bytes[i]);
+    }
 }
 
 void BiSProtocol::receiveByte(unsigned char byte)

@@ -102,6 +102,11 @@ int Connection::modemStatus() const
     return m_transport ? m_transport->modemStatus() : 0;
 }
 
+bool Connection::isAttempting() const
+{
+    return m_reconnecting || (m_transport && m_transport->isAttempting());
+}
+
 bool Connection::bisActive() const
 {
     return m_mode == ConnectionSettings::SerialMode && m_bisenabled;
@@ -195,11 +200,13 @@ void Connection::connect()
 
 void Connection::transportReceived(const QByteArray& data)
 {
+    m_bytesin += data.size();
     fakeReceive(data);
 }
 
 void Connection::transportWritten(const QByteArray& data)
 {
+    m_bytesout += data.size();
     Q_EMIT rawSent(data);
 }
 
@@ -252,8 +259,7 @@ void Connection::disconnect()
 
 void Connection::toggleConnected()
 {
-    const bool attempting = m_reconnecting || (m_transport && m_transport->isAttempting());
-    if (isListening() || isConnected() || attempting)
+    if (isListening() || isConnected() || isAttempting())
         disconnect();
     else
         connect();

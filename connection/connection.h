@@ -31,6 +31,8 @@ public:
     // The type of every frame this side sends.
     static constexpr unsigned FrameType = 34;
     static constexpr qsizetype OutputLimit = Transport::OutputLimit;
+    static constexpr qint64 ReadLimit = Transport::ReadLimit;
+    static constexpr int HandshakeTimeout = Transport::HandshakeTimeout;
 
     explicit Connection(QObject* parent = nullptr);
     ~Connection() override;
@@ -61,6 +63,12 @@ public:
     // SerSerialPort's line bits of a serial link (the far end's CTS, DSR,
     // RI and CD on a remote one); 0 on other links.
     int modemStatus() const;
+    // Connecting, negotiating or waiting to reconnect.
+    bool isAttempting() const;
+    // What went over the link since the connection was made; replayed
+    // bytes do not count.
+    qint64 bytesReceived() const { return m_bytesin; }
+    qint64 bytesSent() const { return m_bytesout; }
 
 public Q_SLOTS:
     void toggleConnected();
@@ -146,4 +154,6 @@ private:
     bool m_wantup = false;
     int m_retrydelay = 0;
     QString m_lastfailure;
+    qint64 m_bytesin = 0;
+    qint64 m_bytesout = 0;
 };

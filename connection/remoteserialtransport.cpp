@@ -69,6 +69,7 @@ RemoteSerialTransport::RemoteSerialTransport(const ConnectionSettings& settings,
     m_confirmTimer->setInterval(ConfirmTimeout);
     m_lineTimer->setSingleShot(true);
     m_lineTimer->setInterval(LineReportInterval);
+    m_socket->setReadBufferSize(ReadLimit);
     connect(m_socket, &QAbstractSocket::connected, this, &RemoteSerialTransport::onConnected);
     connect(m_socket, &QIODevice::readyRead, this, &RemoteSerialTransport::onReadyRead);
     connect(m_socket, &QAbstractSocket::disconnected, this, &RemoteSerialTransport::onDisconnected);
@@ -202,12 +203,8 @@ void RemoteSerialTransport::write(const QByteArray& data)
 {
     if (!m_up || data.isEmpty())
         return;
-    if (bytesToWrite() + data.size() > OutputLimit) {
-        Q_EMIT message(tr("Output buffer full (%1 KiB waiting for the device): %2 bytes not sent")
-                           .arg(bytesToWrite() / 1024)
-                           .arg(data.size()));
+    if (!admit(data.size(), tr("the device")))
         return;
-    }
     if (m_suspended) {
         m_held += data;
         return;

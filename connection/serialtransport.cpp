@@ -99,12 +99,8 @@ void SerialTransport::write(const QByteArray& data)
 {
     if (!m_port->isOpen() || data.isEmpty())
         return;
-    if (bytesToWrite() + data.size() > OutputLimit) {
-        Q_EMIT message(tr("Output buffer full (%1 KiB waiting for the device): %2 bytes not sent")
-                           .arg(bytesToWrite() / 1024)
-                           .arg(data.size()));
+    if (!admit(data.size(), tr("the device")))
         return;
-    }
     m_out += data;
     writeOut();
 }

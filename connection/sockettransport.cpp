@@ -3,7 +3,9 @@
 
 #include <QMetaObject>
 #include <QPointer>
+#include <QSignalBlocker>
 #include <QSslSocket>
+#include <QTimer>
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -27,7 +29,11 @@ void SocketTransport::setKeepAlive(QAbstractSocket* socket)
 SocketTransport::SocketTransport(const ConnectionSettings& settings, QObject* parent)
     : Transport(parent)
     , m_settings(settings)
+    , m_handshaketimer(new QTimer(this))
 {
+    m_handshaketimer->setSingleShot(true);
+    m_handshaketimer->setInterval(HandshakeTimeout);
+    connect(m_handshaketimer, &QTimer::timeout, this, &SocketTransport::onHandshakeTimeout);
 }
 
 bool SocketTransport::isConnected() const
@@ -53,6 +59,9 @@ void SocketTransport::setSocket(QSslSocket* socket)
 {
     m_socket = socket;
     socket->setParent(this);
+    // Without a limit the socket takes all the system holds at each
+    // notification, however far its reader lags behind.
+    socket->setReadBufferSize(ReadLimit);
     connect(socket, &QIODevice::readyRead, this, &SocketTransport::onReadyRead);
     connect(socket, &QAbstractSocket::connected, this, [this] {
         if (sender() == m_socket)
@@ -67,7 +76,7 @@ void SocketTransport::setSocket(QSslSocket* socket)
 void SocketTransport::write(const QByteArray& data)
 {
     // A server without a peer sends nothing and shows nothing sent.
-    if (!m_socket)
+    if (!m_socket || !admit(data.size(), tr("the peer")))
         return;
     reportWritten(data);
     if (!m_socket || !m_socket->isOpen())
@@ -149,6 +158,7 @@ void SocketTransport::dropSocket()
         return;
     QSslSocket* socket = m_socket;
     m_socket = nullptr;
+    m_handshaketimer->stop();
     // Output still waiting was meant for this peer, not for the next.
     m_pending.resize(0);
     QObject::disconnect(socket, nullptr, nullptr, nullptr);
@@ -159,6 +169,7 @@ void SocketTransport::dropSocket()
 
 void SocketTransport::endLink()
 {
+    m_handshaketimer->stop();
     linkEnded();
     m_up = false;
     Q_EMIT down();
@@ -194,6 +205,7 @@ void SocketTransport::onError(QAbstractSocket::SocketError error)
 void SocketTransport::startEncryption(bool asServer)
 {
     m_socket->setSslConfiguration(m_sslconfig);
+    m_handshaketimer->start();
     if (asServer)
         m_socket->startServerEncryption();
     else
@@ -204,8 +216,24 @@ void SocketTransport::onEncrypted()
 {
     if (sender() != m_socket)
         return;
+    m_handshaketimer->stop();
     Q_EMIT message(tr("Encryption activated"));
     Q_EMIT stateChanged();
+}
+
+void SocketTransport::onHandshakeTimeout()
+{
+    if (!m_socket || m_socket->isEncrypted())
+        return;
+    // A peer that opens a link and never finishes the handshake would
+    // otherwise hold it for ever.
+    Q_EMIT failed(tr("Connection error: TLS handshake not finished within %1 s").arg(HandshakeTimeout / 1000));
+    {
+        // Said above; the socket's own farewell would only repeat it.
+        const QSignalBlocker quiet(m_socket);
+        m_socket->abort();
+    }
+    endLink();
 }
 
 void SocketTransport::onSslErrors(const QList<QSslError>& errors)

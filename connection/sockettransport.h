@@ -4,7 +4,8 @@
 // What the TCP client and the TCP server share: one TLS-capable socket at a
 // time, its TLS configuration and handshake, keepalive, output gathered
 // and written once per turn of the event loop, and reads of at most
-// ReadChunk that leave the rest for a later turn.
+// ReadChunk that leave the rest for a later turn. A handshake that does not
+// finish within HandshakeTimeout drops the link.
 
 #include "connection/connectionsettings.h"
 #include "connection/transport.h"
@@ -14,6 +15,7 @@
 #include <QSslError>
 
 class QSslSocket;
+class QTimer;
 
 class SocketTransport : public Transport
 {
@@ -59,10 +61,12 @@ private:
     void onError(QAbstractSocket::SocketError error);
     void onEncrypted();
     void onSslErrors(const QList<QSslError>& errors);
+    void onHandshakeTimeout();
     void flushOutput();
     void endLink();
 
     QSslConfiguration m_sslconfig;
+    QTimer* m_handshaketimer; // Owned.
     // Gathered in one turn of the event loop: many small blocks then cost
     // one pass through the TLS socket.
     QByteArray m_pending;

@@ -21,6 +21,11 @@ public:
     static constexpr qint64 ReadChunk = 65536;
     // Output waiting for a slow device; more is refused.
     static constexpr qsizetype OutputLimit = 1 << 20;
+    // Received bytes a socket holds for its Connection at most: beyond
+    // this a flood waits in the system's buffers and slows its sender.
+    static constexpr qint64 ReadLimit = 4 * ReadChunk;
+    // A TLS link whose handshake has not finished by then is dropped.
+    static constexpr int HandshakeTimeout = 10000;
 
     explicit Transport(QObject* parent = nullptr);
 
@@ -75,6 +80,11 @@ Q_SIGNALS:
     void stateChanged();
 
 protected:
+    // Whether `size` more bytes may wait for `waiter` ("the device", "the
+    // peer"). A full buffer is said once, not once per refused block, and
+    // what it refused is said when it takes bytes again.
+    bool admit(qsizetype size, const QString& waiter);
+
     void deliver(const QByteArray& data)
     {
         if (m_sink)
@@ -88,4 +98,6 @@ protected:
 
 private:
     TransportSink* m_sink = nullptr; // Not owned.
+    int m_refusedBlocks = 0;
+    qint64 m_refusedBytes = 0;
 };

@@ -5,17 +5,16 @@
 #include "editor/editordelegate.h"
 #include "editor/editoritemeditdialog.h"
 #include "editor/editormodel.h"
-#include "editor/editorsaveflow.h"
+#include "editor/editordocument.h"
 #include "editor/filechangedwidget.h"
 #include "editor/rowtreeview.h"
-#include "qrv16/parser.h"
+#include "widgets/documentactions.h"
 
 #include <QApplication>
 #include <QClipboard>
 #include <QCloseEvent>
 #include <QDir>
 #include <QDockWidget>
-#include <QFileDialog>
 #include <QFileInfo>
 #include <QFontDatabase>
 #include <QFontDialog>
@@ -61,13 +60,22 @@ EditorWindow::EditorWindow(QWidget* parent)
     m_model->setFixedFont(fixed);
     m_model->setCommentFont(comment);
 
+    m_wdg_file_changed = new FileChangedWidget(this);
+    m_wdg_file_changed->setObjectName(QStringLiteral("m_wdg_file_changed"));
+    m_document = new EditorDocument(m_model, m_undo, m_wdg_file_changed, this);
+    m_documentActions = new DocumentActions(
+        m_document, this,
+        {tr("Open"), tr("Save"), tr("Save as..."), tr("There are unsaved changes. What do you want to do?"),
+         tr(titleText), tr("Open QRV16 definitions"), tr("Save QRV16 definitions")});
     setupActions();
     setupUi();
 
-    connect(m_saveFlow, &EditorSaveFlow::pathChanged, this, &EditorWindow::updateCleanState);
-    connect(m_saveFlow, &EditorSaveFlow::saved, this, &EditorWindow::onSaved);
-    connect(m_saveFlow, &EditorSaveFlow::popupMessage, this, &EditorWindow::popupMessage);
-    connect(m_saveFlow, &EditorSaveFlow::error, this, &EditorWindow::error);
+    connect(m_document, &Document::pathChanged, this, &EditorWindow::updateCleanState);
+    connect(m_document, &EditorDocument::opened, this, &EditorWindow::onOpened);
+    connect(m_document, &EditorDocument::saved, this, &EditorWindow::onSaved);
+    connect(m_document, &EditorDocument::warnings, this, &EditorWindow::message);
+    connect(m_documentActions, &DocumentActions::message, this,
+            [this](const QString& text, bool failed) { failed ? error(text) : popupMessage(text); });
     connect(m_codeViews, &CodeViewMenu::message, this, &EditorWindow::message);
     connect(m_codeViews, &CodeViewMenu::error, this, &EditorWindow::error);
     connect(m_undo, &QUndoStack::cleanChanged, this, &EditorWindow::updateCleanState);
@@ -112,10 +120,15 @@ QAction* EditorWindow::makeAction(const char* name, const QString& text, const Q
 void EditorWindow::setupActions()
 {
     m_act_new = makeAction("m_act_new", tr("Clear all"), QString(), ":/icons/i16_bomb.png");
-    m_act_open = makeAction("m_act_open", tr("Open"), QStringLiteral("Ctrl+O"),
-                            ":/icons/i16_folder_open.png");
-    m_act_save = makeAction("m_act_save", tr("Save"), QStringLiteral("Ctrl+S"), ":/icons/i16_save.png");
-    m_act_save_as = makeAction("m_act_save_as", tr("Save as..."), QString(), ":/icons/i16_save_as.png");
+    const auto decorate = [](QAction* action, const char* name, const char* shortcut, const char* icon) {
+        action->setObjectName(QLatin1String(name));
+        action->setShortcut(QKeySequence(QLatin1String(shortcut)));
+        action->setIcon(QIcon(QLatin1String(icon)));
+        return action;
+    };
+    m_act_open = decorate(m_documentActions->openAction(), "m_act_open", "Ctrl+O", ":/icons/i16_folder_open.png");
+    m_act_save = decorate(m_documentActions->saveAction(), "m_act_save", "Ctrl+S", ":/icons/i16_save.png");
+    m_act_save_as = decorate(m_documentActions->saveAsAction(), "m_act_save_as", "", ":/icons/i16_save_as.png");
     m_act_close = makeAction("m_act_close", tr("Close"), QStringLiteral("Ctrl+Q"), ":/icons/i16_exit.png");
 
     m_act_undo = m_undo->createUndoAction(this, tr("Undo"));
@@ -152,9 +165,6 @@ void EditorWindow::setupActions()
                                 ":/icons/i16_collapse_all.png");
 
     connect(m_act_new, &QAction::triggered, this, &EditorWindow::onNew);
-    connect(m_act_open, &QAction::triggered, this, &EditorWindow::onOpen);
-    connect(m_act_save, &QAction::triggered, this, &EditorWindow::onSave);
-    connect(m_act_save_as, &QAction::triggered, this, &EditorWindow::onSaveAs);
     connect(m_act_close, &QAction::triggered, this, &QWidget::close);
     connect(m_act_insert_before, &QAction::triggered, this, &EditorWindow::onInsertBefore);
     connect(m_act_insert_after, &QAction::triggered, this, &EditorWindow::onInsertAfter);
@@ -180,14 +190,11 @@ void EditorWindow::setupUi()
     auto* layout = new QVBoxLayout(central);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    m_wdg_file_changed = new FileChangedWidget(central);
-    m_wdg_file_changed->setObjectName(QStringLiteral("m_wdg_file_changed"));
     m_view = new RowTreeView(central);
     m_view->setObjectName(QStringLiteral("m_view"));
     layout->addWidget(m_wdg_file_changed);
     layout->addWidget(m_view);
     setCentralWidget(central);
-    m_saveFlow = new EditorSaveFlow(m_model, m_undo, m_wdg_file_changed, this, tr(titleText));
     m_codeViews = new CodeViewMenu(m_model, this);
 
     m_delegate = new EditorDelegate(this);
@@ -295,7 +302,7 @@ void EditorWindow::initialize(const QString& path, const QString& fallbackPath)
     if (!file.isEmpty()) {
         if (Item* root = loadDefinitionFile(file)) {
             m_model->setTags(root);
-            m_saveFlow->setPath(file);
+            m_document->setFile(file);
         }
     }
     m_undo->setClean();
@@ -304,29 +311,19 @@ void EditorWindow::initialize(const QString& path, const QString& fallbackPath)
 
 QString EditorWindow::currentFile() const
 {
-    return m_saveFlow->path();
+    return m_document->path();
 }
 
 Item* EditorWindow::loadDefinitionFile(const QString& path)
 {
-    Parser parser;
-    if (!parser.parse(path)) {
-        QMessageBox::critical(this, tr(titleText), parser.formatError(), QMessageBox::Close);
-        return nullptr;
-    }
-    if (!parser.warnings().isEmpty())
-        message(parser.warnings().trimmed());
-    return parser.takeRoot();
+    return m_document->read(path);
 }
 
-void EditorWindow::replaceFrom(const QString& path, Item* root)
+void EditorWindow::onOpened(const QString& path)
 {
-    m_model->undoableSetTags(root);
-    m_undo->setClean();
-    m_saveFlow->setPath(path);
     // The receiver owns the copy; with none, there is nothing to hand over.
     if (isSignalConnected(QMetaMethod::fromSignal(&EditorWindow::opened)))
-        Q_EMIT opened(root->clone(), path);
+        Q_EMIT opened(m_model->root()->clone(), path);
 }
 
 void EditorWindow::onNew()
@@ -336,34 +333,22 @@ void EditorWindow::onNew()
 
 void EditorWindow::onOpen()
 {
-    if (!m_saveFlow->canDiscard())
-        return;
-    QSettings settings;
-    const QString path = QFileDialog::getOpenFileName(
-        this, tr("Open QRV16 definitions"), settings.value(key("LastOpenPath")).toString(),
-        EditorSaveFlow::fileFilter());
-    if (path.isEmpty())
-        return;
-    Item* root = loadDefinitionFile(path);
-    if (!root)
-        return;
-    settings.setValue(key("LastOpenPath"), path);
-    replaceFrom(path, root);
+    m_documentActions->open();
 }
 
 void EditorWindow::onSave()
 {
-    m_saveFlow->save();
+    m_documentActions->save();
 }
 
 void EditorWindow::onSaveAs()
 {
-    m_saveFlow->saveAs();
+    m_documentActions->saveAs();
 }
 
 bool EditorWindow::save(const QString& path)
 {
-    return m_saveFlow->save(path);
+    return m_documentActions->saveTo(path);
 }
 
 void EditorWindow::onSaved(const QString& path)
@@ -480,11 +465,9 @@ void EditorWindow::onCommentFont()
 
 void EditorWindow::onReloadClicked()
 {
-    const QString path = m_saveFlow->path();
-    if (path.isEmpty())
-        return;
-    if (Item* root = loadDefinitionFile(path))
-        replaceFrom(path, root);
+    const QString path = m_document->path();
+    if (!path.isEmpty())
+        m_document->load(path);
 }
 
 void EditorWindow::onDoubleClicked(const QModelIndex& index)
@@ -537,8 +520,8 @@ void EditorWindow::updateCleanState()
     QString title;
     if (!m_undo->isClean())
         title += QStringLiteral("* ");
-    if (!m_saveFlow->path().isEmpty())
-        title += QDir::toNativeSeparators(m_saveFlow->path()) + QLatin1Char(' ');
+    if (!m_document->path().isEmpty())
+        title += QDir::toNativeSeparators(m_document->path()) + QLatin1Char(' ');
     title += QLatin1Char('[') + tr(titleText) + QLatin1Char(']');
     setWindowTitle(title);
 }
@@ -592,7 +575,7 @@ void EditorWindow::spanComments(const QModelIndex& parent, int first, int last)
 
 void EditorWindow::closeEvent(QCloseEvent* event)
 {
-    if (!m_saveFlow->canDiscard()) {
+    if (!m_documentActions->canClose()) {
         event->ignore();
         return;
     }

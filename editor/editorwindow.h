@@ -3,6 +3,7 @@
 
 #include <QMainWindow>
 
+class DocumentActions;
 class FileChangedWidget;
 class QAction;
 class QDockWidget;
@@ -17,8 +18,8 @@ namespace QRV16 {
 
 class CodeViewMenu;
 class EditorDelegate;
+class EditorDocument;
 class EditorModel;
-class EditorSaveFlow;
 class Item;
 struct ItemData;
 
@@ -88,7 +89,7 @@ private:
     void addList(int type);
     void insertAt(bool after);
     QModelIndex currentRow() const;
-    void replaceFrom(const QString& path, Item* root);
+    void onOpened(const QString& path);
     void onSaved(const QString& path);
     void spanComments(const QModelIndex& parent, int first, int last);
 
@@ -105,7 +106,8 @@ private:
     QMenu* m_menu_file = nullptr;
     QMenu* m_menu_edit = nullptr;
     QMenu* m_menu_view = nullptr;
-    EditorSaveFlow* m_saveFlow = nullptr;
+    EditorDocument* m_document = nullptr;         // Owned (child).
+    DocumentActions* m_documentActions = nullptr; // Owned (child of the document).
     CodeViewMenu* m_codeViews = nullptr;
     bool m_restored = false;
 

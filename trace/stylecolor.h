@@ -23,6 +23,18 @@ enum StyleColor : int {
     StyleColorCount
 };
 
+// What a line's colour says of its direction: bytes or a message a channel
+// received or sent; status lines have none.
+enum LineDirection : int { NoDirection = 0, Received, Sent };
+
+constexpr LineDirection colorDirection(StyleColor color)
+{
+    if (color < ColorRawRx1 || color > ColorMessageTx2)
+        return NoDirection;
+    // Each channel's colours alternate received, sent.
+    return (color - ColorRawRx1) % 2 == 0 ? Received : Sent;
+}
+
 // The colour of channel `channel` (1 or 2) that corresponds to a channel-1 colour.
 constexpr StyleColor channelColor(StyleColor channel1Color, int channel)
 {

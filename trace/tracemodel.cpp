@@ -752,6 +752,19 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
             data.text = lineText(item);
         return logData(data);
     }
+    case DirectionRole:
+        if (index.column() != SourceColumn)
+            return QVariant();
+        return int(isTopLevel(item) ? colorDirection(item->color()) : NoDirection);
+    case Qt::AccessibleTextRole:
+        if (index.column() == SourceColumn && isTopLevel(item)) {
+            switch (colorDirection(item->color())) {
+            case Received: return tr("%1 received").arg(item->source());
+            case Sent: return tr("%1 sent").arg(item->source());
+            case NoDirection: break;
+            }
+        }
+        return QVariant();
     }
     return QVariant();
 }

@@ -39,6 +39,9 @@ public:
     // for the delegate; invalid for lines without them. Every other role and
     // the log carry the text without them.
     static constexpr int AnsiTextRole = Qt::UserRole + 1;
+    // A LineDirection of the source column: what a top-level line's colour
+    // says; element lines and status lines have NoDirection.
+    static constexpr int DirectionRole = Qt::UserRole + 2;
     static constexpr int DefaultLimit = 100000;
     // A line is sorted in among at most this many last lines ...
     static constexpr int ScanLines = 100;

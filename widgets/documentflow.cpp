@@ -7,14 +7,14 @@
 #include <QMessageBox>
 #include <QSettings>
 
-DocumentFlow::DocumentFlow(const char* settingsKey, const QString& filter)
+DocumentFlow::DocumentFlow(const QString& settingsKey, const QString& filter)
     : m_key(settingsKey), m_filter(filter + QStringLiteral(";;") + allFilesFilter())
 {
 }
 
 QString DocumentFlow::lastPath() const
 {
-    return QSettings().value(QLatin1String(m_key)).toString();
+    return QSettings().value(m_key).toString();
 }
 
 QString DocumentFlow::startPath(const QString& current) const
@@ -38,7 +38,7 @@ QString DocumentFlow::saveFileName(QWidget* parent, const QString& title, const 
 void DocumentFlow::remember(const QString& path) const
 {
     QSettings settings;
-    settings.setValue(QLatin1String(m_key), path);
+    settings.setValue(m_key, path);
     settings.sync();
 }
 

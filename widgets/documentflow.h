@@ -5,9 +5,10 @@
 
 class QWidget;
 
-// What every file the user edits shares: the open and save dialogs start
-// in the folder of the last such file (kept in the settings under a key of
-// its own), and unsaved changes are asked about before they are lost.
+// The file dialogs of one kind of file: they start in the folder of the
+// last such file (kept in the settings under a key of its own) and offer
+// its type before all files. DocumentActions builds a document's flow on
+// it; files that are no document (logs, exports) use it alone.
 class DocumentFlow
 {
 public:
@@ -15,7 +16,7 @@ public:
 
     // `filter` names the file type, e.g. "Answer rules (*.qrvans)"; the
     // all-files filter follows it.
-    DocumentFlow(const char* settingsKey, const QString& filter);
+    DocumentFlow(const QString& settingsKey, const QString& filter);
 
     // The file to open or to save to, empty when cancelled.
     QString openFileName(QWidget* parent, const QString& title) const;
@@ -35,6 +36,6 @@ public:
 private:
     QString startPath(const QString& current) const;
 
-    const char* m_key;
+    QString m_key;
     QString m_filter;
 };

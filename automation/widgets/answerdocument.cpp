@@ -7,11 +7,7 @@
 
 #include <QDir>
 
-AnswerDocument::AnswerDocument(AutoAnswer* answers, QWidget* window)
-    : QObject(answers),
-      m_answers(answers),
-      m_window(window),
-      m_flow("MainWindow/LastAnswersPath", tr("Answer rules") + QStringLiteral(" (*.qrvans)"))
+AnswerDocument::AnswerDocument(AutoAnswer* answers, QObject* parent) : Document(parent), m_answers(answers)
 {
 }
 
@@ -25,7 +21,7 @@ bool AnswerDocument::load(const QString& path)
         Q_EMIT message(parser.formatError(), true);
         return false;
     }
-    m_path = path;
+    setPath(path);
     setModified(false);
     Q_EMIT message(tr("Loaded %n answer rule(s) from %1", nullptr, int(parser.rules().size()))
                        .arg(QDir::toNativeSeparators(path)),
@@ -35,16 +31,15 @@ bool AnswerDocument::load(const QString& path)
     return true;
 }
 
-bool AnswerDocument::save(const QString& path)
+bool AnswerDocument::save(const QString& path, QString* error)
 {
     AnswerWriter writer;
     if (!writer.save(m_answers->rules(), path)) {
-        Q_EMIT message(writer.errorString(), true);
+        *error = writer.errorString();
         return false;
     }
-    m_path = path;
+    setPath(path);
     setModified(false);
-    Q_EMIT message(tr("Saved to %1").arg(QDir::toNativeSeparators(path)), false);
     return true;
 }
 
@@ -56,40 +51,14 @@ void AnswerDocument::setRules(const QVector<AnswerRule>& rules)
     setModified(true);
 }
 
-bool AnswerDocument::canClose()
+QString AnswerDocument::fileFilter() const
 {
-    if (!m_modified)
-        return true;
-    switch (DocumentFlow::askToSave(m_window, tr("Answers"),
-                                    tr("There are unsaved answer rules. What do you want to do?"))) {
-    case DocumentFlow::Save: return onSave();
-    case DocumentFlow::Discard: return true;
-    case DocumentFlow::Cancel: break;
-    }
-    return false;
+    return tr("Answer rules") + QStringLiteral(" (*.qrvans)");
 }
 
-void AnswerDocument::onOpen()
+QString AnswerDocument::lastPathKey() const
 {
-    if (!canClose())
-        return;
-    const QString path = m_flow.openFileName(m_window, tr("Open Answers"));
-    if (!path.isEmpty() && load(path))
-        m_flow.remember(path);
-}
-
-bool AnswerDocument::onSave()
-{
-    return m_path.isEmpty() ? onSaveAs() : save(m_path);
-}
-
-bool AnswerDocument::onSaveAs()
-{
-    const QString path = m_flow.saveFileName(m_window, tr("Save Answers"), m_path);
-    if (path.isEmpty() || !save(path))
-        return false;
-    m_flow.remember(path);
-    return true;
+    return QStringLiteral("MainWindow/LastAnswersPath");
 }
 
 void AnswerDocument::setModified(bool on)

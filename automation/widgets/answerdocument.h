@@ -2,50 +2,34 @@
 #pragma once
 
 #include "automation/answerrule.h"
-#include "widgets/documentflow.h"
+#include "widgets/document.h"
 
-#include <QObject>
-#include <QString>
 #include <QVector>
 
 class AutoAnswer;
-class QWidget;
 
-// The automatic answers' rules as a document: opened, edited, saved and
-// asked about before unsaved changes are lost, like bookmarks and
-// sequences. What the user should see leaves through message().
-class AnswerDocument : public QObject
+// The automatic answers' rules as a document: read from and saved to an
+// answer file, and modified once the user edits them.
+class AnswerDocument : public Document
 {
     Q_OBJECT
 
 public:
-    // Neither is owned; the window parents the dialogs.
-    AnswerDocument(AutoAnswer* answers, QWidget* window);
+    // Not owned; the rules that load and save.
+    explicit AnswerDocument(AutoAnswer* answers, QObject* parent = nullptr);
 
-    bool load(const QString& path);
-    bool save(const QString& path);
-    QString path() const { return m_path; }
-    bool isModified() const { return m_modified; }
     // Rules edited by the user: the document has unsaved changes.
     void setRules(const QVector<AnswerRule>& rules);
-    // Asks to save unsaved changes; false when the user cancels.
-    bool canClose();
 
-public Q_SLOTS:
-    void onOpen();
-    bool onSave();
-    bool onSaveAs();
-
-Q_SIGNALS:
-    void message(const QString& text, bool error);
-    void modifiedChanged(bool modified);
+    bool load(const QString& path) override;
+    bool save(const QString& path, QString* error) override;
+    bool isModified() const override { return m_modified; }
+    QString fileFilter() const override;
+    QString lastPathKey() const override;
 
 private:
     void setModified(bool on);
 
     AutoAnswer* m_answers; // Not owned.
-    QWidget* m_window;     // Not owned.
-    DocumentFlow m_flow;
-    QString m_path;
     bool m_modified = false;
 };

@@ -3,15 +3,16 @@
 
 #include "automation/sequenceparser.h"
 #include "automation/sequencewriter.h"
+#include "automation/widgets/sequencedocument.h"
 #include "automation/widgets/sequencestepdialog.h"
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkmodel.h"
+#include "widgets/documentactions.h"
 
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
-#include <QDir>
 #include <QDragMoveEvent>
 #include <QDropEvent>
 #include <QHBoxLayout>
@@ -46,6 +47,19 @@ QToolButton* toolButton(QAction* action, QWidget* parent)
 SequenceDock::SequenceDock(QWidget* parent) : QDockWidget(tr("Sequences"), parent)
 {
     setObjectName(QStringLiteral("m_dock_sequences"));
+    m_document = new SequenceDocument(this);
+    m_actions = new DocumentActions(m_document, this,
+                                    {tr("Open Sequences"), tr("Save Sequences"), tr("Save Sequences As"),
+                                     tr("There are unsaved sequences. What do you want to do?"), tr("Sequences")});
+    m_actions->openAction()->setObjectName(QStringLiteral("m_act_open_sequences"));
+    m_actions->openAction()->setToolTip(tr("Open a file of sequences to run"));
+    m_actions->saveAction()->setObjectName(QStringLiteral("m_act_save_sequences"));
+    m_actions->saveAsAction()->setObjectName(QStringLiteral("m_act_save_sequences_as"));
+    connect(m_actions, &DocumentActions::message, this, &SequenceDock::message);
+    connect(m_document, &SequenceDocument::aboutToReplace, this, &SequenceDock::stop);
+    connect(m_document, &SequenceDocument::replaced, this, &SequenceDock::onReplaced);
+    connect(m_document, &Document::modifiedChanged, this,
+            [this](bool on) { setWindowTitle(on ? tr("Sequences*") : tr("Sequences")); });
     m_runner = new SequenceRunner(this);
     connect(m_runner, &SequenceRunner::stepStarted, this, &SequenceDock::onStepStarted);
     connect(m_runner, &SequenceRunner::expectFinished, this, &SequenceDock::onExpectFinished);
@@ -77,7 +91,7 @@ SequenceDock::SequenceDock(QWidget* parent) : QDockWidget(tr("Sequences"), paren
     m_tw_steps->setAcceptDrops(true);
     m_tw_steps->setDropIndicatorShown(true);
     m_tw_steps->setDragDropMode(QAbstractItemView::DragDrop);
-    // Drops are handled here: the list mirrors m_sequences, never the reverse.
+    // Drops are handled here: the list mirrors m_document->sequences(), never the reverse.
     m_tw_steps->viewport()->installEventFilter(this);
     m_tw_steps->setContextMenuPolicy(Qt::ActionsContextMenu);
     m_lbl_summary = new QLabel(body);
@@ -114,9 +128,9 @@ SequenceDock::SequenceDock(QWidget* parent) : QDockWidget(tr("Sequences"), paren
 
     connect(m_cb_sequences, &QComboBox::currentIndexChanged, this, &SequenceDock::setCurrentSequence);
     connect(m_ck_continue, &QCheckBox::toggled, this, [this](bool on) {
-        if (m_current < 0 || m_sequences.at(m_current).continueOnFail == on)
+        if (m_current < 0 || m_document->sequences().at(m_current).continueOnFail == on)
             return;
-        m_sequences[m_current].continueOnFail = on;
+        m_document->sequences()[m_current].continueOnFail = on;
         setModified();
     });
     connect(m_tw_steps, &QTreeWidget::itemDoubleClicked, this,
@@ -208,7 +222,7 @@ void SequenceDock::setTags(const QRV16::TagDataLut* tags)
 
 void SequenceDock::checkSteps()
 {
-    for (const Sequence& sequence : std::as_const(m_sequences)) {
+    for (const Sequence& sequence : std::as_const(m_document->sequences())) {
         for (int i = 0; i < sequence.steps.size(); ++i) {
             const QString problem = SequenceRunner::stepProblem(sequence.steps.at(i), m_tags);
             if (!problem.isEmpty())
@@ -229,85 +243,46 @@ void SequenceDock::setEntryLine(QLineEdit* entry)
 
 bool SequenceDock::load(const QString& path)
 {
-    SequenceParser parser;
-    if (!parser.parse(path)) {
-        Q_EMIT message(parser.formatError(), true);
-        return false;
-    }
-    if (!parser.warnings().isEmpty())
-        Q_EMIT message(parser.warnings().trimmed(), false);
-    stop();
-    setSequences(parser.sequences());
-    m_path = path;
-    setModified(false);
-    Q_EMIT message(tr("Loaded %n sequence(s) from %1", nullptr, int(parser.sequences().size()))
-                       .arg(QDir::toNativeSeparators(path)),
-                   false);
-    // Names need definitions: without them, the steps are read when they come.
-    if (m_tags)
-        checkSteps();
-    return true;
+    return m_actions->load(path);
 }
 
 bool SequenceDock::save(const QString& path)
 {
-    SequenceWriter writer;
-    if (!writer.save(m_sequences, path)) {
-        Q_EMIT message(writer.errorString(), true);
-        return false;
-    }
-    m_path = path;
-    setModified(false);
-    Q_EMIT message(tr("Saved to %1").arg(QDir::toNativeSeparators(path)), false);
-    return true;
+    return m_actions->saveTo(path);
 }
 
-void SequenceDock::onOpen()
+QString SequenceDock::path() const
 {
-    if (!canClose())
-        return;
-    const QString path = m_flow.openFileName(this, tr("Open Sequences"));
-    if (!path.isEmpty() && load(path))
-        m_flow.remember(path);
+    return m_document->path();
 }
 
-bool SequenceDock::onSave()
+bool SequenceDock::isModified() const
 {
-    return m_path.isEmpty() ? onSaveAs() : save(m_path);
+    return m_document->isModified();
 }
 
-bool SequenceDock::onSaveAs()
+const QVector<Sequence>& SequenceDock::sequences() const
 {
-    const QString path = m_flow.saveFileName(this, tr("Save Sequences"), m_path);
-    if (path.isEmpty() || !save(path))
-        return false;
-    m_flow.remember(path);
-    return true;
-}
-
-bool SequenceDock::canClose()
-{
-    if (!m_modified)
-        return true;
-    switch (DocumentFlow::askToSave(this, tr("Sequences"),
-                                    tr("There are unsaved sequences. What do you want to do?"))) {
-    case DocumentFlow::Save: return onSave();
-    case DocumentFlow::Discard: return true;
-    case DocumentFlow::Cancel: break;
-    }
-    return false;
+    return std::as_const(*m_document).sequences();
 }
 
 void SequenceDock::setSequences(const QVector<Sequence>& sequences)
 {
-    m_sequences = sequences;
-    m_current = sequences.isEmpty() ? -1 : 0;
+    m_document->setSequences(sequences);
+}
+
+void SequenceDock::onReplaced()
+{
+    m_current = m_document->sequences().isEmpty() ? -1 : 0;
     fillSequences();
+    // Names need definitions: without them, the steps are read when they come.
+    if (m_tags)
+        checkSteps();
 }
 
 void SequenceDock::setCurrentSequence(int index)
 {
-    if (index < -1 || index >= m_sequences.size() || m_runner->isRunning())
+    if (index < -1 || index >= m_document->sequences().size() || m_runner->isRunning())
         index = m_current;
     m_current = index;
     if (m_cb_sequences->currentIndex() != index) {
@@ -316,7 +291,7 @@ void SequenceDock::setCurrentSequence(int index)
     }
     {
         const QSignalBlocker block(m_ck_continue);
-        m_ck_continue->setChecked(index >= 0 && m_sequences.at(index).continueOnFail);
+        m_ck_continue->setChecked(index >= 0 && m_document->sequences().at(index).continueOnFail);
     }
     fillSteps();
 }
@@ -326,7 +301,7 @@ void SequenceDock::fillSequences()
     {
         const QSignalBlocker block(m_cb_sequences);
         m_cb_sequences->clear();
-        for (const Sequence& sequence : std::as_const(m_sequences))
+        for (const Sequence& sequence : std::as_const(m_document->sequences()))
             m_cb_sequences->addItem(sequence.name);
     }
     setCurrentSequence(m_current);
@@ -340,7 +315,7 @@ void SequenceDock::fillSteps()
     if (m_current >= 0) {
         QList<QTreeWidgetItem*> items;
         int depth = 0;
-        for (const SequenceStep& step : m_sequences.at(m_current).steps) {
+        for (const SequenceStep& step : m_document->sequences().at(m_current).steps) {
             if (step.kind == SequenceStep::End && depth > 0)
                 --depth;
             items.append(new QTreeWidgetItem);
@@ -365,10 +340,9 @@ void SequenceDock::setCurrentStep(int row)
     m_tw_steps->setCurrentItem(row >= 0 ? m_tw_steps->topLevelItem(row) : nullptr);
 }
 
-void SequenceDock::setModified(bool on)
+void SequenceDock::setModified()
 {
-    m_modified = on;
-    setWindowTitle(on ? tr("Sequences*") : tr("Sequences"));
+    m_document->setModified(true);
 }
 
 void SequenceDock::updateActions()
@@ -376,7 +350,7 @@ void SequenceDock::updateActions()
     const bool running = m_runner->isRunning();
     const bool has = m_current >= 0;
     const int row = currentStep();
-    const int count = has ? m_sequences.at(m_current).steps.size() : 0;
+    const int count = has ? m_document->sequences().at(m_current).steps.size() : 0;
     m_act_run->setEnabled(has && !running);
     m_act_pause->setEnabled(running);
     {
@@ -403,12 +377,12 @@ void SequenceDock::insertStep(const SequenceStep& step, int row)
         return;
     if (m_current < 0) {
         Sequence sequence;
-        sequence.name = tr("Sequence %1").arg(m_sequences.size() + 1);
-        m_sequences.append(sequence);
-        m_current = m_sequences.size() - 1;
+        sequence.name = tr("Sequence %1").arg(m_document->sequences().size() + 1);
+        m_document->sequences().append(sequence);
+        m_current = m_document->sequences().size() - 1;
         fillSequences();
     }
-    QVector<SequenceStep>& steps = m_sequences[m_current].steps;
+    QVector<SequenceStep>& steps = m_document->sequences()[m_current].steps;
     if (row < 0 || row > steps.size())
         row = currentStep() < 0 ? steps.size() : currentStep() + 1;
     steps.insert(row, step);
@@ -419,9 +393,9 @@ void SequenceDock::insertStep(const SequenceStep& step, int row)
 
 void SequenceDock::removeStep(int row)
 {
-    if (m_current < 0 || row < 0 || row >= m_sequences.at(m_current).steps.size() || m_runner->isRunning())
+    if (m_current < 0 || row < 0 || row >= m_document->sequences().at(m_current).steps.size() || m_runner->isRunning())
         return;
-    m_sequences[m_current].steps.removeAt(row);
+    m_document->sequences()[m_current].steps.removeAt(row);
     setModified();
     fillSteps();
     setCurrentStep(qMin(row, m_tw_steps->topLevelItemCount() - 1));
@@ -431,7 +405,7 @@ void SequenceDock::moveStep(int from, int to)
 {
     if (m_current < 0 || m_runner->isRunning())
         return;
-    QVector<SequenceStep>& steps = m_sequences[m_current].steps;
+    QVector<SequenceStep>& steps = m_document->sequences()[m_current].steps;
     if (from < 0 || from >= steps.size() || to < 0 || to >= steps.size() || from == to)
         return;
     steps.move(from, to);
@@ -442,11 +416,11 @@ void SequenceDock::moveStep(int from, int to)
 
 void SequenceDock::replaceStep(int row, const SequenceStep& step)
 {
-    if (m_current < 0 || row < 0 || row >= m_sequences.at(m_current).steps.size() || m_runner->isRunning())
+    if (m_current < 0 || row < 0 || row >= m_document->sequences().at(m_current).steps.size() || m_runner->isRunning())
         return;
-    if (m_sequences.at(m_current).steps.at(row) == step)
+    if (m_document->sequences().at(m_current).steps.at(row) == step)
         return;
-    m_sequences[m_current].steps[row] = step;
+    m_document->sequences()[m_current].steps[row] = step;
     setModified();
     fillSteps();
     setCurrentStep(row);
@@ -454,10 +428,10 @@ void SequenceDock::replaceStep(int row, const SequenceStep& step)
 
 void SequenceDock::editStep(int row)
 {
-    if (m_current < 0 || row < 0 || row >= m_sequences.at(m_current).steps.size() || m_runner->isRunning())
+    if (m_current < 0 || row < 0 || row >= m_document->sequences().at(m_current).steps.size() || m_runner->isRunning())
         return;
     SequenceStepDialog dialog(this);
-    dialog.setStep(m_sequences.at(m_current).steps.at(row));
+    dialog.setStep(m_document->sequences().at(m_current).steps.at(row));
     if (dialog.exec() == QDialog::Accepted)
         replaceStep(row, dialog.step());
 }
@@ -486,14 +460,14 @@ void SequenceDock::newSequence()
 {
     bool ok = false;
     const QString name = QInputDialog::getText(this, tr("New Sequence"), tr("Name"), QLineEdit::Normal,
-                                               tr("Sequence %1").arg(m_sequences.size() + 1), &ok)
+                                               tr("Sequence %1").arg(m_document->sequences().size() + 1), &ok)
                              .trimmed();
     if (!ok || name.isEmpty())
         return;
     Sequence sequence;
     sequence.name = name;
-    m_sequences.append(sequence);
-    m_current = m_sequences.size() - 1;
+    m_document->sequences().append(sequence);
+    m_current = m_document->sequences().size() - 1;
     setModified();
     fillSequences();
 }
@@ -504,11 +478,11 @@ void SequenceDock::renameSequence()
         return;
     bool ok = false;
     const QString name = QInputDialog::getText(this, tr("Rename Sequence"), tr("Name"), QLineEdit::Normal,
-                                               m_sequences.at(m_current).name, &ok)
+                                               m_document->sequences().at(m_current).name, &ok)
                              .trimmed();
-    if (!ok || name.isEmpty() || name == m_sequences.at(m_current).name)
+    if (!ok || name.isEmpty() || name == m_document->sequences().at(m_current).name)
         return;
-    m_sequences[m_current].name = name;
+    m_document->sequences()[m_current].name = name;
     setModified();
     fillSequences();
 }
@@ -517,8 +491,8 @@ void SequenceDock::removeSequence()
 {
     if (m_current < 0 || m_runner->isRunning())
         return;
-    m_sequences.removeAt(m_current);
-    m_current = qMin(m_current, int(m_sequences.size()) - 1);
+    m_document->sequences().removeAt(m_current);
+    m_current = qMin(m_current, int(m_document->sequences().size()) - 1);
     setModified();
     fillSequences();
 }
@@ -609,7 +583,7 @@ void SequenceDock::run()
 {
     if (m_current < 0 || m_runner->isRunning())
         return;
-    m_running = m_sequences.at(m_current);
+    m_running = m_document->sequences().at(m_current);
     for (int row = 0; row < m_tw_steps->topLevelItemCount(); ++row) {
         QTreeWidgetItem* item = m_tw_steps->topLevelItem(row);
         item->setText(ResultColumn, QString());

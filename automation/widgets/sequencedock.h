@@ -3,13 +3,13 @@
 
 #include "automation/sequence.h"
 #include "automation/sequencerunner.h"
-#include "widgets/documentflow.h"
 
 #include <QDockWidget>
 #include <QPointer>
 #include <QVector>
 
 class BookmarkList;
+class DocumentActions;
 class MessagePort;
 class QAction;
 class QCheckBox;
@@ -19,6 +19,7 @@ class QLineEdit;
 class QMimeData;
 class QTreeWidget;
 class QTreeWidgetItem;
+class SequenceDocument;
 
 namespace QRV16 {
 class TagDataLut;
@@ -27,8 +28,9 @@ class TagDataLut;
 // The "Sequences" dock: the sequences of the open sequence file, the steps
 // of the selected one with each expect's result, and run, pause and stop.
 // Steps come from the entry line and from bookmarks dropped on the list,
-// or from the step dialog. What the user should see in the trace leaves
-// through message().
+// or from the step dialog. The file is a document with its own Open, Save
+// and Save As. What the user should see in the trace leaves through
+// message().
 class SequenceDock : public QDockWidget
 {
     Q_OBJECT
@@ -50,12 +52,14 @@ public:
     // one Return sends to.
     void setSendChannel(int channel) { m_sendChannel = channel; }
 
+    SequenceDocument* document() const { return m_document; }
+    DocumentActions* documentActions() const { return m_actions; }
     bool load(const QString& path);
     bool save(const QString& path);
-    QString path() const { return m_path; }
-    bool isModified() const { return m_modified; }
+    QString path() const;
+    bool isModified() const;
 
-    const QVector<Sequence>& sequences() const { return m_sequences; }
+    const QVector<Sequence>& sequences() const;
     void setSequences(const QVector<Sequence>& sequences);
     int currentSequence() const { return m_current; }
     void setCurrentSequence(int index);
@@ -72,15 +76,9 @@ public:
     SequenceRunner* runner() const { return m_runner; }
     QTreeWidget* stepView() const { return m_tw_steps; }
 
-    // Asks to save unsaved changes; false when the user cancels.
-    bool canClose();
-
 public Q_SLOTS:
     void run();
     void stop();
-    void onOpen();
-    bool onSave();
-    bool onSaveAs();
 
 Q_SIGNALS:
     void message(const QString& text, bool error);
@@ -92,7 +90,8 @@ private:
     void setupActions();
     void fillSequences();
     void fillSteps();
-    void setModified(bool on = true);
+    void setModified();
+    void onReplaced();
     void checkSteps();
     void updateActions();
     void editStep(int row);
@@ -110,11 +109,9 @@ private:
 
     SequenceRunner* m_runner = nullptr; // Owned (child).
     const QRV16::TagDataLut* m_tags = nullptr; // Not owned.
-    DocumentFlow m_flow{"MainWindow/LastSequencesPath", tr("Sequences") + QStringLiteral(" (*.qrvseq)")};
-    QVector<Sequence> m_sequences;
+    SequenceDocument* m_document = nullptr; // Owned (child).
+    DocumentActions* m_actions = nullptr;   // Owned (child of the document).
     int m_current = -1;
-    QString m_path;
-    bool m_modified = false;
     QPointer<BookmarkList> m_bookmarks;
     QPointer<QLineEdit> m_entry;
     int m_highlighted = -1;

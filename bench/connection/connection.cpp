@@ -9,15 +9,26 @@
 // rate the link sustains, beside the rate the line would allow; the CPU
 // this program spends per received byte is set beside a local
 // pseudo-terminal's.
+//
+// A hostile peer: a gigabyte of random bytes as fast as loopback carries
+// them, into a TCP server and into a remote serial port, with the bytes cut
+// into messages as a channel does. What it reports is what the flood costs:
+// the most a socket held for its reader, the collector's most, the growth
+// of resident memory and the event loop's longest stall.
 
 #include "bench/korvbench.h"
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
+#include "qrv16/messagecollector.h"
+#include "tests/support/flood.h"
 #include "tests/support/pty.h"
 #include "tests/support/ser2net.h"
+#include "tests/support/stallmeter.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
+#include <QSslSocket>
 #include <QSocketNotifier>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -316,8 +327,110 @@ void BM_LocalSend(benchmark::State& state)
     serialSend(state, false);
 }
 
+// A field of /proc/self/status in KiB ("VmRSS", "VmHWM").
+qint64 statusKiB(const char* field)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray prefix = QByteArray(field) + ':';
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith(prefix))
+            return line.mid(prefix.size()).trimmed().split(' ').value(0).toLongLong();
+    }
+    return 0;
+}
+
+// range(0): 0 a TCP server, 1 a remote serial port; range(1): MiB sent.
+void BM_Flood(benchmark::State& state)
+{
+    app();
+    const bool remote = state.range(0) == 1;
+    const qint64 volume = state.range(1) << 20;
+    for (auto _ : state) {
+        Connection connection;
+        QRV16::MessageCollector collector;
+        korvtest::Flood flood;
+        qint64 received = 0;
+        qint64 mostHeld = 0;
+        qint64 mostUnsent = 0;
+        qint64 mostCollected = 0;
+        const auto socket = [&]() -> QAbstractSocket* {
+            if (connection.socket())
+                return connection.socket();
+            return qobject_cast<QAbstractSocket*>(connection.connection());
+        };
+        QObject::connect(&connection, &Connection::rawReceived, &connection, [&](const QByteArray& data) {
+            received += data.size();
+            if (QAbstractSocket* s = socket()) {
+                mostHeld = qMax(mostHeld, s->bytesAvailable());
+                mostUnsent = qMax(mostUnsent, s->bytesToWrite());
+            }
+        });
+        QObject::connect(&connection, &Connection::received, &connection, [&](int, int, const QByteArray& data) {
+            collector.append(data);
+            while (collector.hasMessage())
+                collector.nextMessage();
+            mostCollected = qMax<qint64>(mostCollected, collector.pending());
+        });
+        ConnectionSettings settings;
+        int listener = -1;
+        quint16 port = 0;
+        if (remote) {
+            listener = korvtest::Flood::listenOnLoopback(&port);
+            settings.setMode(ConnectionSettings::SerialMode);
+            settings.setSerialPort(QStringLiteral("rfc2217://127.0.0.1:%1").arg(port));
+        } else {
+            settings.setMode(ConnectionSettings::ServerMode);
+            settings.setServerAddress(QStringLiteral("127.0.0.1"));
+            settings.setServerPort(0);
+        }
+        connection.setSettings(settings);
+        connection.connect();
+        int fd = -1;
+        if (remote) {
+            fd = ::accept(listener, nullptr, nullptr);
+            ::close(listener);
+        } else {
+            const auto* server = qobject_cast<const QTcpServer*>(connection.connection());
+            fd = korvtest::Flood::connectTo(server ? server->serverPort() : 0);
+        }
+        if (fd < 0 || !spinUntil([&] { return socket() && socket()->state() == QAbstractSocket::ConnectedState; })) {
+            state.SkipWithError("no link");
+            return;
+        }
+        const qint64 rssBefore = statusKiB("VmRSS");
+        // Resets the peak of resident memory to what is resident now.
+        QFile clear(QStringLiteral("/proc/self/clear_refs"));
+        if (clear.open(QIODevice::WriteOnly))
+            clear.write("5");
+        clear.close();
+        korvtest::StallMeter meter;
+        flood.start(fd, volume);
+        // The remote port's Telnet commands take some bytes: its end is the close.
+        const bool ended = spinUntil([&] {
+            return flood.done && (remote ? !connection.isConnected() && socket()->bytesAvailable() == 0
+                                         : received >= volume);
+        });
+        meter.stop();
+        if (!ended) {
+            state.SkipWithError("the flood did not get through");
+            return;
+        }
+        state.counters["held KiB"] = double(mostHeld) / 1024;
+        // Our answers to the flood's Telnet commands, which its sender never reads.
+        state.counters["unsent KiB"] = double(mostUnsent) / 1024;
+        state.counters["collector KiB"] = double(mostCollected) / 1024;
+        state.counters["RSS growth MiB"] = double(statusKiB("VmHWM") - rssBefore) / 1024;
+        state.counters["loop stall ms"] = double(meter.longest);
+    }
+    state.counters["MB/s"] = benchmark::Counter(double(volume) * double(state.iterations()) / 1e6,
+                                                benchmark::Counter::kIsRate);
+}
+
 } // namespace
 
+BENCHMARK(BM_Flood)->ArgNames({"remote", "MiB"})->Args({0, 1024})->Args({1, 1024})->Iterations(1)->UseRealTime();
 BENCHMARK(BM_QTcpSocketPair)->UseRealTime();
 BENCHMARK(BM_ConnectionPair)->UseRealTime();
 BENCHMARK(BM_LocalReceive)->Arg(115200)->Arg(921600)->UseRealTime();

@@ -43,6 +43,9 @@ private Q_SLOTS:
     void channelFilter();
     void noAnswerToAnAnswer();
     void periodic();
+    void answersOfReplacedRulesStayUnsent_data();
+    void answersOfReplacedRulesStayUnsent();
+    void nestedPatternsMatchWithinOneElement();
     void badAnswerIsReported();
     void answerBeyond32BitsIsRefused();
     void toolTipMarksAutomaticLines();
@@ -50,6 +53,9 @@ private Q_SLOTS:
 private:
     // Lines of one source whose text starts with `prefix`.
     int count(const QString& source, const QString& prefix) const;
+    // True once whatever the engine sends, within `msecs`, for what was
+    // sent so far has arrived: markers sent each way after it follow it.
+    bool settle(int msecs);
 
     std::unique_ptr<QRV16::TagDataLut> m_tags;
     std::unique_ptr<LoopbackPair> m_pair;
@@ -91,6 +97,32 @@ int TestAutoAnswer::count(const QString& source, const QString& prefix) const
     return n;
 }
 
+bool TestAutoAnswer::settle(int msecs)
+{
+    const QString marker = QStringLiteral("ReadLog=(FirstEntry=1)");
+    const int one = count(QStringLiteral("1"), marker);
+    const int two = count(QStringLiteral("2"), marker);
+    const auto exchanged = [&](int times) {
+        return QTest::qWaitFor([&] {
+            return count(QStringLiteral("1"), marker) == one + 2 * times &&
+                   count(QStringLiteral("2"), marker) == two + 2 * times;
+        }, 10000);
+    };
+    // A first marker each way: each side has read all sent before and
+    // scheduled its answers ...
+    m_pair->one.sendMessage(marker);
+    m_pair->two.sendMessage(marker);
+    if (!exchanged(1))
+        return false;
+    // ... which go before a timer started after them, and arrive before
+    // a second marker.
+    QTimer::singleShot(msecs + 20, this, [this, marker] {
+        m_pair->one.sendMessage(marker);
+        m_pair->two.sendMessage(marker);
+    });
+    return exchanged(2);
+}
+
 void TestAutoAnswer::answersWithinTheDelay_data()
 {
     QTest::addColumn<int>("delay");
@@ -126,7 +158,7 @@ void TestAutoAnswer::copiesRequestValues()
     // Both rules match the first request: only the first answers it.
     QCOMPARE(m_auto->fired(0), 1);
     QCOMPARE(m_auto->fired(1), 1);
-    QTest::qWait(100);
+    QVERIFY(settle(0));
     QCOMPARE(count(QStringLiteral("1"), QStringLiteral("SetPumpModeReply")), 2);
 }
 
@@ -167,7 +199,7 @@ void TestAutoAnswer::onOff()
     QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("Login")), 3);
     m_auto->setEnabled(false);
     QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
-    QTest::qWait(300);
+    QVERIFY(settle(100));
     QCOMPARE(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 1);
 }
 
@@ -178,7 +210,7 @@ void TestAutoAnswer::channelFilter()
     QVERIFY(m_pair->two.sendMessage(QStringLiteral("GetStatus")));
     // Received on 1, so answered on 1 and received on 2.
     QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 1);
-    QTest::qWait(100);
+    QVERIFY(settle(0));
     QCOMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 1);
     QCOMPARE(m_auto->fired(0), 1);
 }
@@ -190,7 +222,7 @@ void TestAutoAnswer::noAnswerToAnAnswer()
     m_auto->setRules({rule(QStringLiteral("Login"), QStringLiteral("Login=(Operator=${Operator})"))});
     QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login=(Operator=\"a\")")));
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("Login")), 2);
-    QTest::qWait(300);
+    QVERIFY(settle(0));
     QCOMPARE(count(QStringLiteral("1"), QStringLiteral("Login")), 2); // sent, answer received
     QCOMPARE(count(QStringLiteral("2"), QStringLiteral("Login")), 2); // received, answer sent
     QCOMPARE(m_auto->fired(0), 1);
@@ -205,8 +237,52 @@ void TestAutoAnswer::periodic()
     report.limit = 3;
     m_auto->setRules({report});
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("StatusReport=(WellLevel=120)")), 3);
-    QTest::qWait(200);
+    QVERIFY(settle(2 * report.every));
     QCOMPARE(count(QStringLiteral("2"), QStringLiteral("StatusReport")), 3);
+}
+
+void TestAutoAnswer::answersOfReplacedRulesStayUnsent_data()
+{
+    QTest::addColumn<bool>("keepSwitchedOff");
+    QTest::newRow("rules replaced") << false;
+    QTest::newRow("rule switched off") << true;
+}
+
+// An answer waiting for its delay belongs to the rules of its time.
+void TestAutoAnswer::answersOfReplacedRulesStayUnsent()
+{
+    QFETCH(bool, keepSwitchedOff);
+    AnswerRule status = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Ok)"), 2, 200);
+    m_auto->setRules({status});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
+    QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatus=")), 1);
+    QCOMPARE(m_auto->fired(0), 1);
+
+    // The new rule answers later than the old one would have.
+    const AnswerRule login = rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2, 400);
+    status.enabled = false;
+    m_auto->setRules(keepSwitchedOff ? QVector<AnswerRule>{status, login} : QVector<AnswerRule>{login});
+    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
+    QTRY_COMPARE_WITH_TIMEOUT(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 1, 10000);
+    QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 0);
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 0);
+}
+
+// Conditions on a repeated nested element hold in one of them, any of them.
+void TestAutoAnswer::nestedPatternsMatchWithinOneElement()
+{
+    m_auto->setRules({rule(QStringLiteral("StatusReport=(Pumps=(PumpId=2 PumpMode=Service))"),
+                           QStringLiteral("Event=(Alarms=Overheat)"), 2)});
+    const QStringList reports{
+        QStringLiteral("StatusReport=(Pumps=(PumpId=2 PumpMode=Auto) Pumps=(PumpId=1 PumpMode=Service))"),
+        QStringLiteral("StatusReport=(Pumps=(PumpId=1 PumpMode=Auto) Pumps=(PumpId=2 PumpMode=Service))"),
+        QStringLiteral("StatusReport=(Pumps=(PumpId=2 PumpMode=Service))")};
+    for (const QString& report : reports) {
+        QVERIFY(m_pair->one.sendMessage(report));
+        QVERIFY(settle(0));
+    }
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("Event=(Alarms=Overheat)")), 2);
+    QCOMPARE(m_auto->fired(0), 2);
 }
 
 // Rules are checked when they are set: each one that does not read is named

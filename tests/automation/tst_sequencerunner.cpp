@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "automation/messageport.h"
+#include "automation/sequenceclock.h"
 #include "automation/sequencerunner.h"
 #include "qrv16/messageparser.h"
 #include "tests/support/definitions.h"
@@ -9,14 +10,59 @@
 #include <QtTest>
 
 #include <functional>
+#include <map>
 
 Q_DECLARE_METATYPE(Sequence)
 Q_DECLARE_METATYPE(SequenceStep)
 
 namespace {
 
-// How often a timing check may run before it counts as failed.
-constexpr int TimingAttempts = 3;
+// Time moved by the test: the runner's timer and the test's own events
+// fire in time order, each at its exact millisecond, events first.
+class ManualClock : public SequenceClock
+{
+public:
+    qint64 now() const override { return m_now; }
+    void start(int ms) override { m_deadline = m_now + ms; }
+    void stop() override { m_deadline = -1; }
+    int remaining() const override { return m_deadline < 0 ? -1 : int(m_deadline - m_now); }
+
+    void at(qint64 ms, std::function<void()> action) { m_events.emplace(ms, std::move(action)); }
+    void after(qint64 ms, std::function<void()> action) { at(m_now + ms, std::move(action)); }
+    // Fires what is due next; false when nothing is pending.
+    bool step()
+    {
+        if (!m_events.empty() && (m_deadline < 0 || m_events.begin()->first <= m_deadline)) {
+            const auto next = m_events.begin();
+            m_now = qMax(m_now, next->first);
+            const std::function<void()> action = next->second;
+            m_events.erase(next);
+            action();
+            return true;
+        }
+        if (m_deadline < 0)
+            return false;
+        m_now = m_deadline;
+        m_deadline = -1;
+        Q_EMIT timeout();
+        return true;
+    }
+    // False when time runs out of things to do before `done`.
+    bool runUntil(const std::function<bool()>& done)
+    {
+        while (!done()) {
+            if (!step())
+                return false;
+        }
+        return true;
+    }
+    bool idle() const { return m_events.empty() && m_deadline < 0; }
+
+private:
+    qint64 m_now = 1000;
+    qint64 m_deadline = -1;
+    std::multimap<qint64, std::function<void()>> m_events;
+};
 
 // A port without a link: what is sent is kept and handed to `onSend`,
 // which plays the other side.
@@ -86,7 +132,9 @@ private:
         QStringList messages;
         qint64 wallMs = 0;
     };
-    Run run(const Sequence& sequence, int timeoutMs = 5000);
+    // Runs to its end on the test's clock, or on the event loop's when the
+    // runner has its own.
+    Run run(const Sequence& sequence);
     QRV16::Message message(const QString& text) const;
     // Port 2 answers every GetStatus on port 1 after `delay` ms with `reply`.
     void answer(int delay, const QString& reply);
@@ -95,6 +143,8 @@ private:
     std::unique_ptr<FakePort> m_one;
     std::unique_ptr<FakePort> m_two;
     std::unique_ptr<SequenceRunner> m_runner;
+    std::unique_ptr<ManualClock> m_clock;
+    bool m_realTime = false;
 };
 
 void TestSequenceRunner::initTestCase()
@@ -107,7 +157,10 @@ void TestSequenceRunner::init()
 {
     m_one = std::make_unique<FakePort>(1);
     m_two = std::make_unique<FakePort>(2);
+    m_clock = std::make_unique<ManualClock>();
+    m_realTime = false;
     m_runner = std::make_unique<SequenceRunner>();
+    m_runner->setClock(m_clock.get());
     m_runner->setPorts(m_one.get(), m_two.get());
     m_runner->setTags(m_tags.get());
 }
@@ -115,6 +168,7 @@ void TestSequenceRunner::init()
 void TestSequenceRunner::cleanup()
 {
     m_runner.reset();
+    m_clock.reset();
     m_one.reset();
     m_two.reset();
 }
@@ -132,18 +186,19 @@ void TestSequenceRunner::answer(int delay, const QString& reply)
 {
     const QRV16::Message answer = message(reply);
     FakePort* one = m_one.get();
+    ManualClock* clock = m_clock.get();
     const QRV16::MessagePattern request(QStringLiteral("GetStatus"), m_tags.get());
-    m_one->onSend = [one, answer, delay, request](const QRV16::Message& sent) {
+    m_one->onSend = [one, clock, answer, delay, request](const QRV16::Message& sent) {
         if (!request.matches(sent))
             return;
         if (delay < 0)
             Q_EMIT one->received(answer);
         else
-            QTimer::singleShot(delay, Qt::PreciseTimer, one, [one, answer] { Q_EMIT one->received(answer); });
+            clock->after(delay, [one, answer] { Q_EMIT one->received(answer); });
     };
 }
 
-TestSequenceRunner::Run TestSequenceRunner::run(const Sequence& sequence, int timeoutMs)
+TestSequenceRunner::Run TestSequenceRunner::run(const Sequence& sequence)
 {
     Run result;
     QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
@@ -152,7 +207,8 @@ TestSequenceRunner::Run TestSequenceRunner::run(const Sequence& sequence, int ti
     QElapsedTimer clock;
     clock.start();
     m_runner->start(sequence);
-    if (!finished.wait(timeoutMs))
+    const bool done = m_realTime ? finished.wait(20000) : m_clock->runUntil([&] { return !finished.isEmpty(); });
+    if (!done)
         return result;
     result.wallMs = clock.elapsed();
     result.summary = finished.first().at(0).value<SequenceRunner::Summary>();
@@ -177,19 +233,10 @@ void TestSequenceRunner::waitsTakeTheirTime()
 {
     QFETCH(int, ms);
     QFETCH(int, times);
-    const int expected = ms * times;
-    Run r;
-    // A busy machine may hold the process off once; timing that is wrong
-    // misses the window every time.
-    for (int attempt = 0; attempt < TimingAttempts; ++attempt) {
-        r = run(make({SequenceStep::repeat(times), SequenceStep::wait(ms), SequenceStep::end()}));
-        if (r.summary.durationMs >= expected && r.summary.durationMs <= expected + 20)
-            break;
-    }
+    const Run r = run(make({SequenceStep::repeat(times), SequenceStep::wait(ms), SequenceStep::end()}));
     QCOMPARE(r.summary.steps, times);
     QVERIFY(r.summary.passed());
-    QVERIFY2(r.summary.durationMs >= expected && r.summary.durationMs <= expected + 20,
-             qPrintable(QString::number(r.summary.durationMs)));
+    QCOMPARE(r.summary.durationMs, qint64(ms * times));
     QCOMPARE(r.line, QStringLiteral("Sequence \"test\": %1 steps, 0 passed, 0 failed, %2 ms")
                          .arg(times)
                          .arg(r.summary.durationMs));
@@ -203,7 +250,7 @@ void TestSequenceRunner::expects_data()
     QTest::addColumn<int>("within");
     QTest::addColumn<bool>("passed");
     QTest::addColumn<QString>("arrived"); // part of the text
-    QTest::addColumn<int>("elapsed");     // about
+    QTest::addColumn<int>("elapsed");
 
     const QString ok = QStringLiteral("GetStatusReply=(ResultCode=Ok)");
     const QString denied = QStringLiteral("GetStatusReply=(ResultCode=Denied)");
@@ -229,25 +276,15 @@ void TestSequenceRunner::expects()
     QFETCH(QString, arrived);
     QFETCH(int, elapsed);
     answer(delay, reply);
-    Run r;
-    for (int attempt = 0; attempt < TimingAttempts; ++attempt) {
-        m_one->notes.clear();
-        r = run(make({SequenceStep::send(1, QStringLiteral("GetStatus")),
-                      SequenceStep::expect(1, pattern, within)}));
-        if (r.expects.size() != 1)
-            break;
-        const qint64 took = r.expects.first().at(4).toLongLong();
-        if (took >= elapsed - 1 && took <= elapsed + 20)
-            break;
-    }
+    const Run r = run(make({SequenceStep::send(1, QStringLiteral("GetStatus")),
+                            SequenceStep::expect(1, pattern, within)}));
     QCOMPARE(r.expects.size(), 1);
     const QList<QVariant>& e = r.expects.first();
     QCOMPARE(e.at(0).toInt(), 1);
     QCOMPARE(e.at(1).toBool(), passed);
     QCOMPARE(e.at(2).toString(), pattern);
     QVERIFY2(e.at(3).toString().contains(arrived), qPrintable(e.at(3).toString()));
-    const qint64 took = e.at(4).toLongLong();
-    QVERIFY2(took >= elapsed - 1 && took <= elapsed + 20, qPrintable(QString::number(took)));
+    QCOMPARE(e.at(4).toLongLong(), qint64(elapsed));
     QCOMPARE(r.summary.passes, passed ? 1 : 0);
     QCOMPARE(r.summary.fails, passed ? 0 : 1);
     QCOMPARE(r.summary.passed(), passed);
@@ -351,48 +388,43 @@ void TestSequenceRunner::stopEndsAtOnce()
 {
     QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
     m_runner->start(make({SequenceStep::wait(2000), SequenceStep::send(1, QStringLiteral("GetStatus"))}));
-    QTest::qWait(50);
-    QCOMPARE(m_runner->state(), SequenceRunner::Running);
-    QCOMPARE(m_runner->currentStep(), 0);
-    m_runner->stop();
+    m_clock->after(50, [this] {
+        QCOMPARE(m_runner->state(), SequenceRunner::Running);
+        QCOMPARE(m_runner->currentStep(), 0);
+        m_runner->stop();
+    });
+    QVERIFY(m_clock->runUntil([&] { return !finished.isEmpty(); }));
     QCOMPARE(finished.size(), 1);
     const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
     QVERIFY(summary.stopped);
     QVERIFY(finished.first().at(1).toString().endsWith(QStringLiteral(", stopped")));
     QCOMPARE(m_runner->state(), SequenceRunner::Idle);
     QCOMPARE(m_runner->currentStep(), -1);
-    QTest::qWait(50);
+    // Nothing is left to happen.
+    QVERIFY(m_clock->idle());
     QVERIFY(m_one->sent.isEmpty());
     QCOMPARE(finished.size(), 1);
 }
 
 void TestSequenceRunner::pauseHoldsTheClock()
 {
-    for (int attempt = 1;; ++attempt) {
-        m_one->sent.clear();
-        QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
-        QSignalSpy states(m_runner.get(), &SequenceRunner::stateChanged);
-        QElapsedTimer clock;
-        clock.start();
-        m_runner->start(make({SequenceStep::wait(100), SequenceStep::send(1, QStringLiteral("GetStatus"))}));
-        QTest::qWait(40);
+    QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
+    QSignalSpy states(m_runner.get(), &SequenceRunner::stateChanged);
+    const qint64 begin = m_clock->now();
+    qint64 sentAt = -1;
+    m_one->onSend = [&](const QRV16::Message&) { sentAt = m_clock->now() - begin; };
+    m_runner->start(make({SequenceStep::wait(100), SequenceStep::send(1, QStringLiteral("GetStatus"))}));
+    m_clock->after(40, [this] {
         m_runner->pause();
         QCOMPARE(m_runner->state(), SequenceRunner::Paused);
-        QTest::qWait(150);
-        QVERIFY(m_one->sent.isEmpty());
-        m_runner->resume();
-        QVERIFY(finished.wait(1000));
-        const qint64 wall = clock.elapsed();
-        const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
-        QVERIFY2(wall >= 250, qPrintable(QString::number(wall)));
-        QCOMPARE(m_one->sent.size(), 1);
-        QCOMPARE(states.size(), 4); // running, paused, running, idle
-        const bool inTime = summary.durationMs >= 100 && summary.durationMs <= 120;
-        if (inTime || attempt == TimingAttempts) {
-            QVERIFY2(inTime, qPrintable(QString::number(summary.durationMs)));
-            break;
-        }
-    }
+    });
+    m_clock->after(190, [this] { m_runner->resume(); });
+    QVERIFY(m_clock->runUntil([&] { return !finished.isEmpty(); }));
+    // 40 ms, 150 paused, the other 60.
+    QCOMPARE(sentAt, qint64(250));
+    QCOMPARE(m_one->sent.size(), 1);
+    QCOMPARE(states.size(), 4); // running, paused, running, idle
+    QCOMPARE(finished.first().at(0).value<SequenceRunner::Summary>().durationMs, qint64(100));
 }
 
 void TestSequenceRunner::pauseDuringExpectSeesWhatArrived()
@@ -402,20 +434,28 @@ void TestSequenceRunner::pauseDuringExpectSeesWhatArrived()
     QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
     m_runner->start(make({SequenceStep::send(1, QStringLiteral("GetStatus")),
                           SequenceStep::expect(1, QStringLiteral("GetStatusReply"), 100)}));
-    QTRY_COMPARE(m_one->sent.size(), 1);
-    m_runner->pause();
     // The reply comes, and the expect's time would be over, while paused.
-    QTest::qWait(200);
-    QVERIFY(expects.isEmpty());
-    m_runner->resume();
-    QVERIFY(finished.wait(1000));
+    m_clock->after(10, [&] {
+        QCOMPARE(m_one->sent.size(), 1);
+        m_runner->pause();
+    });
+    m_clock->after(250, [&] {
+        QVERIFY(expects.isEmpty());
+        m_runner->resume();
+    });
+    QVERIFY(m_clock->runUntil([&] { return !finished.isEmpty(); }));
     QCOMPARE(expects.size(), 1);
     QVERIFY(expects.first().at(1).toBool());
+    // Taken at the resume: 10 ms of run time after the expect began.
+    QCOMPARE(expects.first().at(4).toLongLong(), qint64(10));
 }
 
 void TestSequenceRunner::shortWaitsKeepTheLoopFree()
 {
-    // 1 ms waits and sends with no wait at all, while a 5 ms timer ticks.
+    // On the event loop's own clock: 1 ms waits and sends with no wait at
+    // all, while a 5 ms timer ticks.
+    m_runner->setClock(nullptr);
+    m_realTime = true;
     korvtest::StallMeter meter(5);
     const Run r = run(make({SequenceStep::repeat(300), SequenceStep::wait(1),
                             SequenceStep::send(2, QStringLiteral("GetStatus")), SequenceStep::end(),
@@ -424,6 +464,9 @@ void TestSequenceRunner::shortWaitsKeepTheLoopFree()
     meter.stop();
     QCOMPARE(m_two->sent.size(), 2300);
     QVERIFY(r.summary.passed());
+    // Two clocks that round to the millisecond apart.
+    QVERIFY2(r.summary.durationMs >= 300 && r.summary.durationMs <= r.wallMs + 2,
+             qPrintable(QStringLiteral("%1 of %2").arg(r.summary.durationMs).arg(r.wallMs)));
     QVERIFY(meter.ticks > 0);
     QVERIFY2(meter.longest < 50, qPrintable(QString::number(meter.longest)));
 }
@@ -432,13 +475,14 @@ void TestSequenceRunner::restartStopsTheRunBefore()
 {
     QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
     m_runner->start(make({SequenceStep::wait(5000)}));
-    QTest::qWait(10);
+    QVERIFY(m_clock->step()); // the wait begins
+    QCOMPARE(m_runner->currentStep(), 0);
     Sequence second = make({SequenceStep::send(1, QStringLiteral("GetStatus"))});
     second.name = QStringLiteral("second");
     m_runner->start(second);
     QCOMPARE(finished.size(), 1);
     QVERIFY(finished.first().at(0).value<SequenceRunner::Summary>().stopped);
-    QVERIFY(finished.wait(1000));
+    QVERIFY(m_clock->runUntil([&] { return finished.size() == 2; }));
     const auto summary = finished.at(1).at(0).value<SequenceRunner::Summary>();
     QCOMPARE(summary.name, QStringLiteral("second"));
     QVERIFY(summary.passed());
@@ -478,10 +522,10 @@ void TestSequenceRunner::tableReplacedDuringRun()
     QSignalSpy expects(m_runner.get(), &SequenceRunner::expectFinished);
     m_runner->start(make({SequenceStep::send(1, QStringLiteral("GetStatus")),
                           SequenceStep::expect(1, QStringLiteral("GetStatusReply and ResultCode!=Ok"), 1000)}));
-    QTRY_COMPARE(m_one->sent.size(), 1);
+    QVERIFY(m_clock->runUntil([&] { return m_one->sent.size() == 1; }));
     m_runner->setTags(m_tags.get());
     tags.reset();
-    QVERIFY(finished.wait(2000));
+    QVERIFY(m_clock->runUntil([&] { return !finished.isEmpty(); }));
     QCOMPARE(expects.size(), 1);
     QVERIFY(expects.first().at(1).toBool());
     QVERIFY(expects.first().at(3).toString().contains(QStringLiteral("ResultCode=Denied")));
@@ -523,13 +567,15 @@ void TestSequenceRunner::slotsMayPauseOnResults()
                           SequenceStep::expect(1, pattern, 30),
                           SequenceStep::expect(1, QStringLiteral("GetStatusReply"), 30)},
                          continueOnFail));
-    QTRY_VERIFY(paused || !finished.isEmpty());
-    QTest::qWait(50);
+    m_clock->runUntil([&] { return !finished.isEmpty(); });
+    QVERIFY(paused);
     if (finished.isEmpty()) {
+        // Paused, the run waits for nothing.
+        QVERIFY(m_clock->idle());
         QCOMPARE(m_runner->state(), SequenceRunner::Paused);
         QCOMPARE(expects.size(), 1);
         m_runner->resume();
-        QVERIFY(finished.wait(1000));
+        QVERIFY(m_clock->runUntil([&] { return !finished.isEmpty(); }));
     }
     const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
     QCOMPARE(summary.passes, passes);

@@ -19,6 +19,7 @@
 #include <QXmlStreamReader>
 #include <QSettings>
 #include <QSignalSpy>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -202,6 +203,8 @@ private Q_SLOTS:
     void sendExpects_data();
     void sendExpects();
     void listenLogReplaysInTheWindow();
+    void aNewPeerStartsAFreshMessage_data();
+    void aNewPeerStartsAFreshMessage();
     void listenEndsCleanlyOnSignal_data();
     void listenEndsCleanlyOnSignal();
     void listenCountNotReached();
@@ -302,7 +305,9 @@ void TestKorvLink::sendExpects()
     QStringList args = withDefinitions(QStringList{QStringLiteral("send")} + clientLink);
     for (const QString& expect : expects)
         args << QStringLiteral("--expect") << expect;
-    args << QStringLiteral("--timeout") << (status == 0 ? QStringLiteral("10000") : QStringLiteral("3000"));
+    // Without an expect, send lingers for the whole timeout.
+    args << QStringLiteral("--timeout")
+         << (expects.isEmpty() ? QStringLiteral("1000") : status == 0 ? QStringLiteral("10000") : QStringLiteral("3000"));
     args << QStringLiteral("GetStatus") << QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service)");
     const KorvRun run = runKorv(args);
     QCOMPARE(run.status, status);
@@ -372,6 +377,50 @@ void TestKorvLink::listenLogReplaysInTheWindow()
         QCOMPARE(packets.at(i).data, QRV16::PcapngWriter::header(packet) + packet.data);
         QCOMPARE(packets.at(i).comment, QRV16::PcapngWriter::comment(packet));
     }
+}
+
+void TestKorvLink::aNewPeerStartsAFreshMessage_data()
+{
+    QTest::addColumn<QStringList>("command");
+    QTest::newRow("listen") << QStringList{QStringLiteral("listen")};
+    QTest::newRow("answer") << QStringList{QStringLiteral("answer"), QStringLiteral("--channel"),
+                                           QStringLiteral("2"), pumpAnswers};
+}
+
+// A client that goes with half a message sent leaves nothing behind for
+// the next one.
+void TestKorvLink::aNewPeerStartsAFreshMessage()
+{
+    QFETCH(QStringList, command);
+    Background korv(withDefinitions(command << QStringLiteral("--listen") << QStringLiteral("127.0.0.1:0")));
+    const int port = korv.port();
+    QVERIFY2(port > 0, korv.err().constData());
+
+    QRV16::Parser definitions;
+    QVERIFY(definitions.parse(demoDefinitions));
+    std::unique_ptr<QRV16::Item> root(definitions.takeRoot());
+    QRV16::TagDataLut tags(root.get());
+    const QString second = QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Manual)");
+    const QByteArray secondBytes = QRV16::MessageParser(&tags).parse(second).bytes();
+    QVERIFY(secondBytes.size() > 4);
+
+    // One write: the whole first message is read with the half of the second.
+    QTcpSocket first;
+    first.connectToHost(QHostAddress::LocalHost, quint16(port));
+    QVERIFY(first.waitForConnected(10000));
+    first.write(QRV16::MessageParser(&tags).parse(QStringLiteral("GetStatus")).bytes() + secondBytes.left(3));
+    QVERIFY(first.waitForBytesWritten(10000));
+    QVERIFY2(!korv.waitFor(QStringLiteral("(^|\\n)(GetStatus=\\(\\)\\n)"), true).isNull(), korv.out().constData());
+
+    QTcpSocket next;
+    next.connectToHost(QHostAddress::LocalHost, quint16(port));
+    QVERIFY(next.waitForConnected(10000));
+    next.write(secondBytes);
+    QVERIFY(next.waitForBytesWritten(10000));
+    QVERIFY2(!korv.waitFor(QStringLiteral("\\n(") + QRegularExpression::escape(second) + QStringLiteral(")\\n"), true)
+                  .isNull(),
+             korv.out().constData());
+    QCOMPARE(korv.stop(SIGTERM), 0);
 }
 
 void TestKorvLink::listenEndsCleanlyOnSignal_data()

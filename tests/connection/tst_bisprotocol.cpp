@@ -409,6 +409,10 @@ void TestBiSProtocol::masterFilters_data()
     QTest::newRow("94 94 41: the 41 is discarded")
         << hex("92 89 01 00 05 94 94 41 0A") + referenceFrame(0x92, hex("89 01 00 05 0A")).mid(6)
         << QStringList{"0A"};
+    // In one read or in two, an answer with no query pending is dropped.
+    QTest::newRow("a second answer right behind the first")
+        << referenceFrame(0x92, hex("89 01 00 05 0A")) + referenceFrame(0x92, hex("89 02 00 05 0B"))
+        << QStringList{"0A"};
 }
 
 void TestBiSProtocol::masterFilters()

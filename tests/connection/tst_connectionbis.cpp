@@ -180,10 +180,11 @@ void TestConnectionBis::queueOverflowDisconnects()
                                                                  QStringLiteral("state")}));
     QVERIFY(!master.isConnected());
     QCOMPARE(log.sent.size(), 1);
-    // The queue went with the link: nothing is sent on reconnecting.
+    // The queue went with the link: what is sent next goes first.
     master.connect();
-    QTest::qWait(100);
-    QCOMPARE(log.sent.size(), 1);
+    master.send("fresh");
+    QTRY_COMPARE_WITH_TIMEOUT(log.sent.size(), 2, Timeout);
+    QVERIFY(log.sent.constLast().contains("fresh"));
 }
 
 void TestConnectionBis::masterRetriesAfterLinkCycles_data()
@@ -272,17 +273,17 @@ void TestConnectionBis::slaveAnswersDuplicateQueryWithoutSecondDelivery()
     QVERIFY(line.write(query));
     QTRY_COMPARE_WITH_TIMEOUT(log.sent.size(), 2, Timeout);
     QCOMPARE(log.sent.at(1), log.sent.at(0));
-    QTest::qWait(50);
-    QCOMPARE(log.blocks.size(), 1);
 
     const QList<QByteArray> answers = splitFrames(line.read());
     QCOMPARE(answers.size(), 2);
     bus.receive(answers.at(0).constData(), unsigned(answers.at(0).size()));
     QCOMPARE(bus.answers, QList<QByteArray>({"answer"}));
 
-    // A new query is delivered again.
+    // A new query is delivered again, and answered: by then the repeated
+    // one would have been delivered too.
     QVERIFY(line.write(bus.query(7, "status?")));
-    QTRY_COMPARE_WITH_TIMEOUT(log.blocks.size(), 2, Timeout);
+    QTRY_COMPARE_WITH_TIMEOUT(log.sent.size(), 3, Timeout);
+    QCOMPARE(log.blocks.size(), 2);
 }
 
 void TestConnectionBis::traceModeFiltersAndSendsNothing_data()
@@ -469,7 +470,8 @@ void TestConnectionBis::disturbPulsesForTwoCharacterTimes()
     connection.disturb();
     const qint64 elapsed = clock.elapsed();
     QVERIFY2(elapsed >= 2 * pulse, qPrintable(QString::number(elapsed)));
-    QVERIFY2(elapsed < 2 * pulse + 60, qPrintable(QString::number(elapsed)));
+    // A pulse ten times too long still shows past what a busy machine adds.
+    QVERIFY2(elapsed < 6 * pulse + 200, qPrintable(QString::number(elapsed)));
 }
 
 QTEST_GUILESS_MAIN(TestConnectionBis)

@@ -108,12 +108,20 @@ void TestConnectionSerial::withoutReconnectAHungUpPortStaysClosed()
     connection.setSettings(serialSettings(link, 0));
     connection.connect();
     QVERIFY(connection.isConnected());
+    // One that reconnects, beside it, says when it would have.
+    Connection witness;
+    ConnectionSettings reconnecting = serialSettings(link, 0);
+    reconnecting.setReconnect(true);
+    witness.setSettings(reconnecting);
+    witness.connect();
+    QVERIFY(witness.isConnected());
     first.hangUp();
     QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Device disconnected")), Timeout);
+    QTRY_VERIFY_WITH_TIMEOUT(!witness.isConnected(), Timeout);
     Pty second;
     QVERIFY(QFile::remove(link));
     QVERIFY(QFile::link(second.path(), link));
-    QTest::qWait(1500);
+    QTRY_VERIFY_WITH_TIMEOUT(witness.isConnected(), Timeout);
     QVERIFY(!connection.isConnected());
     QCOMPARE(log.messages.constLast(), QStringLiteral("Device disconnected"));
 }
@@ -168,14 +176,32 @@ void TestConnectionSerial::toggleStopsReconnecting()
     settings.setReconnect(true);
     connection.setSettings(settings);
     connection.connect();
+    // One left reconnecting to a device that comes back says when the
+    // next attempt was due.
+    QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("adapter"));
+    Pty first;
+    QVERIFY(QFile::link(first.path(), link));
+    Connection witness;
+    Recorder witnessLog(&witness);
+    ConnectionSettings reconnecting = serialSettings(link, 0);
+    reconnecting.setReconnect(true);
+    witness.setSettings(reconnecting);
+    witness.connect();
+    QVERIFY(witness.isConnected());
     line.hangUp();
+    first.hangUp();
     QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Device disconnected")), Timeout);
+    QTRY_VERIFY_WITH_TIMEOUT(witnessLog.hasMessage(QStringLiteral("Device disconnected")), Timeout);
     // The user gives up: the toggle stops the attempts instead of starting
     // one more.
     connection.toggleConnected();
     QCOMPARE(log.messages.constLast(), QStringLiteral("Reconnecting stopped"));
     const int seen = int(log.messages.size());
-    QTest::qWait(1500);
+    Pty second;
+    QVERIFY(QFile::remove(link));
+    QVERIFY(QFile::link(second.path(), link));
+    QTRY_VERIFY_WITH_TIMEOUT(witness.isConnected(), Timeout);
     QCOMPARE(log.messages.size(), seen);
 }
 
@@ -250,28 +276,40 @@ void TestConnectionSerial::fullOutputBufferRefusesWithAMessage()
     connection.setSettings(serialSettings(line.name(), 0));
     connection.connect();
     // Nobody reads: the buffer fills to its limit, then blocks are refused
-    // whole, with a message each.
+    // whole, said once for the whole jam.
     const QByteArray data = pattern(int(Connection::OutputLimit) + 256 * 1024);
     const int block = 64 * 1024;
+    // Taken: written to the line or waiting.
+    const auto taken = [&] { return joined(log.sent).size() + connection.pendingOutput(); };
     int accepted = 0;
+    int refusedBlocks = 0;
     for (int at = 0; at < data.size(); at += block) {
-        const int before = int(log.messages.size());
+        const qsizetype before = taken();
         connection.send(data.mid(at, block));
-        if (log.messages.size() == before)
+        if (taken() > before)
             accepted = at + block;
+        else
+            ++refusedBlocks;
+        QVERIFY(connection.pendingOutput() <= Connection::OutputLimit);
     }
+    QCOMPARE(taken(), qsizetype(accepted));
     const QStringList refused = log.messagesStartingWith(QStringLiteral("Output buffer full"));
-    QVERIFY(!refused.isEmpty());
-    QVERIFY2(refused.constFirst().endsWith(QStringLiteral(": 65536 bytes not sent")), qPrintable(refused.constFirst()));
-    QVERIFY(accepted >= Connection::OutputLimit);
+    QCOMPARE(refused.size(), 1);
+    QVERIFY2(refused.constFirst().endsWith(QStringLiteral(" waiting for the device): 65536 bytes not sent")),
+             qPrintable(refused.constFirst()));
+    QVERIFY(accepted >= Connection::OutputLimit - block);
+    QVERIFY(refusedBlocks >= 4);
 
     const QByteArray got = readSlowly(line, accepted);
     QCOMPARE(got.size(), accepted);
     QVERIFY(got == data.left(accepted));
     QTRY_COMPARE_WITH_TIMEOUT(joined(log.sent).size(), accepted, Timeout);
-    // Room again: a new block goes out.
+    // Room again: a new block goes out, and what was refused is said.
     connection.send("after the jam");
     QCOMPARE(line.read(), QByteArray("after the jam"));
+    QCOMPARE(log.messages.last(), QStringLiteral("Output buffer has room again: %1 blocks (%2 bytes) were not sent")
+                                      .arg(refusedBlocks)
+                                      .arg(qint64(refusedBlocks) * block));
 }
 
 void TestConnectionSerial::freeRateFromTheSettings()

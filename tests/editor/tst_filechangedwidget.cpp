@@ -26,7 +26,6 @@ class TestFileChangedWidget : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void init();
-    void form();
     void changeIsReported();
     void replacedWithinASecondIsOneChange();
     void deletedForGoodIsReportedAfterThreePolls();
@@ -45,20 +44,6 @@ void TestFileChangedWidget::init()
     QVERIFY(m_dir->isValid());
     m_path = m_dir->filePath("defs.qrvdef");
     QVERIFY(writeFile(m_path, "one"));
-}
-
-void TestFileChangedWidget::form()
-{
-    QWidget parent;
-    FileChangedWidget bar(&parent);
-    parent.show();
-    QCOMPARE(bar.objectName(), QString("FileChangedWidget"));
-    QVERIFY(bar.isHidden());
-    QCOMPARE(bar.findChild<QPushButton*>("m_pb_reload")->text(), QString("Reload"));
-    QCOMPARE(bar.findChild<QPushButton*>("m_pb_ignore")->text(), QString("Ignore"));
-    QCOMPARE(bar.findChild<QPushButton*>("m_pb_close")->text(), QString("Close"));
-    QVERIFY(bar.findChild<QLabel*>("m_lbl_message"));
-    QVERIFY(bar.findChild<QLayout*>("horizontalLayout"));
 }
 
 void TestFileChangedWidget::changeIsReported()
@@ -111,7 +96,15 @@ void TestFileChangedWidget::deletedForGoodIsReportedAfterThreePolls()
     QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 8000);
     QVERIFY2(clock.elapsed() >= 2500, qPrintable(QString::number(clock.elapsed())));
     QCOMPARE(shown.at(0).at(0).toString(), removed);
-    QTest::qWait(2500);
+    // Said once: a bar that starts watching another file now has polled
+    // three times when it speaks.
+    const QString other = m_dir->filePath("other.qrvdef");
+    QVERIFY(writeFile(other, "x"));
+    FileChangedWidget witness(&parent);
+    QSignalSpy witnessed(&witness, &FileChangedWidget::messageShown);
+    witness.watchFile(other);
+    QVERIFY(QFile::remove(other));
+    QTRY_COMPARE_WITH_TIMEOUT(witnessed.size(), 1, 8000);
     QCOMPARE(shown.size(), 1);
 
     // Coming back later is still news.
@@ -143,6 +136,10 @@ void TestFileChangedWidget::buttons()
     bar.watchFile(m_path);
     QVERIFY(writeFile(m_path, "two"));
     QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000);
+    // A second bar on the same file says when a report was due.
+    FileChangedWidget witness(&parent);
+    QSignalSpy witnessed(&witness, &FileChangedWidget::messageShown);
+    witness.watchFile(m_path);
 
     bar.findChild<QPushButton*>(button)->click();
     QVERIFY(bar.isHidden());
@@ -155,10 +152,11 @@ void TestFileChangedWidget::buttons()
     if (stillWatching) {
         QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, 5000);
     } else {
-        QTest::qWait(1500);
+        QTRY_COMPARE_WITH_TIMEOUT(witnessed.size(), 1, 5000);
         QCOMPARE(shown.size(), 1);
         QVERIFY(QFile::remove(m_path));
-        QTest::qWait(3500);
+        QTRY_COMPARE_WITH_TIMEOUT(witnessed.size(), 2, 8000);
+        QCOMPARE(witnessed.at(1).at(0).toString(), removed);
         QCOMPARE(shown.size(), 1);
         // Watching again reports again.
         QVERIFY(writeFile(m_path, "four"));

@@ -128,10 +128,17 @@ void TestSerPortDeviceInfo::enumeration()
 
 void TestSerPortDeviceInfo::missingTree()
 {
+    // Without a tree only the ports added by name are left.
+    SerPortDeviceInfo::replaceItem(SerPortDeviceInfo(QStringLiteral("pts/98"), QStringLiteral("/dev/pts/98"),
+                                                     QStringLiteral("Serial port"), QString(),
+                                                     SerPortDeviceInfo::AddedByName));
+    QVERIFY(SerPortDeviceInfo::find(QStringLiteral("ttyS0")).isValid());
     SerPortDeviceInfo::setSysfsRoot(m_sysfs->root() + QStringLiteral("/nowhere"));
     SerPortDeviceInfo::rescan();
+    QStringList left;
     for (const SerPortDeviceInfo& e : SerPortDeviceInfo::devices())
-        QVERIFY(e.flags() & SerPortDeviceInfo::AddedByName);
+        left << describe(e);
+    QCOMPARE(left, QStringList{QStringLiteral("pts/98|/dev/pts/98|Serial port||8000")});
     QVERIFY(!SerPortDeviceInfo::find(QStringLiteral("ttyS0")).isValid());
 }
 

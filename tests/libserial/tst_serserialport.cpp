@@ -344,8 +344,17 @@ void TestSerSerialPort::oneReadyReadUntilRead()
 
     QVERIFY(pty.write("a"));
     QVERIFY(ready.wait(2000));
+    // A second port written at the same time says when a signal was due.
+    Pty otherPty;
+    QVERIFY(otherPty.isValid());
+    pSerUnixSerialPort other;
+    other.setDevice(otherPty.name());
+    QVERIFY(other.open(QIODevice::ReadWrite));
+    QSignalSpy witnessed(&other, &QIODevice::readyRead);
     QVERIFY(pty.write("b"));
-    QTest::qWait(150);
+    QVERIFY(otherPty.write("x"));
+    QVERIFY(witnessed.wait(2000));
+    QCoreApplication::processEvents();
     QCOMPARE(ready.size(), 1);
 
     QCOMPARE(port.readAll(), QByteArray("ab"));
@@ -545,9 +554,18 @@ void TestSerSerialPort::fullDeviceTakesNothingAndSaysWhenWritable()
     }
     QVERIFY(taken > 0);
 
+    // A port with room, asked at the same time, says when a signal was due.
+    Pty otherPty;
+    QVERIFY(otherPty.isValid());
+    pSerUnixSerialPort other;
+    other.setDevice(otherPty.name());
+    QVERIFY(other.open(QIODevice::ReadWrite));
+    QSignalSpy witnessed(&other, &SerSerialPort::readyWrite);
     QSignalSpy writable(&port, &SerSerialPort::readyWrite);
     port.setWriteNotification(true);
-    QTest::qWait(100);
+    other.setWriteNotification(true);
+    QVERIFY(witnessed.wait(2000));
+    QCoreApplication::processEvents();
     QCOMPARE(writable.size(), 0);
     QByteArray drained;
     while (drained.size() < taken && !writable.size()) {

@@ -29,8 +29,6 @@ private Q_SLOTS:
     void daysSince1990();
     void daysToDate_data();
     void daysToDate();
-    void pinTimeZone_data();
-    void pinTimeZone();
 };
 
 void TestTypes::dataTypeOfTag_data()
@@ -253,38 +251,6 @@ void TestTypes::daysToDate()
     QCOMPARE(daysSince1990ToDate(days), date);
     if (date.isValid() && days < 1000000)
         QCOMPARE(dateToDaysSince1990(date), days);
-}
-
-void TestTypes::pinTimeZone_data()
-{
-    QTest::addColumn<QByteArray>("before");
-    QTest::addColumn<QByteArray>("after");
-    QTest::newRow("unset names the zone file") << QByteArray() << QByteArray(":/etc/localtime");
-    QTest::newRow("empty means UTC and stays") << QByteArray("") << QByteArray("");
-    QTest::newRow("a zone of the user's stays") << QByteArray("Europe/Stockholm") << QByteArray("Europe/Stockholm");
-}
-
-void TestTypes::pinTimeZone()
-{
-    QFETCH(QByteArray, before);
-    QFETCH(QByteArray, after);
-    const QByteArray saved = qgetenv("TZ");
-    const bool wasSet = qEnvironmentVariableIsSet("TZ");
-    if (before.isNull())
-        qunsetenv("TZ");
-    else
-        qputenv("TZ", before);
-    const QDateTime local(QDate(2026, 7, 1), QTime(12, 0));
-    QRV16::pinTimeZone();
-    const QByteArray result = qgetenv("TZ");
-    // Pinned to the same file, local time reads as before.
-    const bool sameOffset = QDateTime(QDate(2026, 7, 1), QTime(12, 0)).offsetFromUtc() == local.offsetFromUtc();
-    if (wasSet)
-        qputenv("TZ", saved);
-    else
-        qunsetenv("TZ");
-    QCOMPARE(result, after);
-    QVERIFY(sameOffset);
 }
 
 QTEST_APPLESS_MAIN(TestTypes)

@@ -13,6 +13,15 @@
 
 #include <memory>
 
+// Three tags of a pump station: a request, a number and a string.
+inline const char pumpDefinitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrv16>
+  <tag name="GetStatus" id="0xD001"/>
+  <tag name="PumpId" id="0x1001"/>
+  <tag name="StationName" id="0x3001"/>
+</qrv16>
+)";
+
 inline std::unique_ptr<QRV16::TagDataLut> tagsOf(QRV16::Parser& parser, bool ok)
 {
     if (!ok)

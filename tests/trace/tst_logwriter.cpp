@@ -2,15 +2,24 @@
 #include "trace/logwriter.h"
 #include "trace/tracemodel.h"
 #include "tests/support/files.h"
+#include "tests/support/timezone.h"
+#include "tests/support/tracelines.h"
 
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <algorithm>
+#include <optional>
+
 namespace {
 
-const QDateTime base(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
+// Local, in the zone the test runs in.
+QDateTime base()
+{
+    return QDateTime(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
+}
 
 } // namespace
 
@@ -19,11 +28,21 @@ class TestLogWriter : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase_data() { addZoneRows(); }
+    void init()
+    {
+        QFETCH_GLOBAL(QByteArray, zone);
+        m_zone.emplace(zone);
+    }
+    void cleanup() { m_zone.reset(); }
     void everyLineInArrivalOrderBeforeTheViewsHearOfIt_data();
     void everyLineInArrivalOrderBeforeTheViewsHearOfIt();
     void flushWaitsForASecondOfQuiet();
     void reopeningTheSameFileKeepsIt();
     void openFailureGivesTheFileError();
+
+private:
+    std::optional<LocalZone> m_zone;
 };
 
 void TestLogWriter::everyLineInArrivalOrderBeforeTheViewsHearOfIt_data()
@@ -50,7 +69,7 @@ void TestLogWriter::everyLineInArrivalOrderBeforeTheViewsHearOfIt()
     // Out of order by a little: the trace sorts them, the log keeps arrival.
     for (int i = 0; i < count; ++i)
         model.append(QStringLiteral("1"), QString::number(i), ColorText,
-                     base.addMSecs(i % 2 ? i - 10 : i));
+                     base().addMSecs(i % 2 ? i - 10 : i));
     // A batch as large as the limit is delivered at once.
     if (count < limit)
         QCOMPARE(model.rowCount(), 0);
@@ -61,9 +80,21 @@ void TestLogWriter::everyLineInArrivalOrderBeforeTheViewsHearOfIt()
     QVERIFY(records.constLast().isEmpty());
     for (int i = 0; i < count; ++i) {
         const QByteArray time =
-            base.addMSecs(i % 2 ? i - 10 : i).toString(Qt::ISODateWithMs).toLatin1();
+            base().addMSecs(i % 2 ? i - 10 : i).toString(Qt::ISODateWithMs).toLatin1();
         QCOMPARE(records.at(i), time + ",\"1\",\"" + QByteArray::number(i) + "\",1,,");
     }
+
+    // The trace keeps the newest lines up to its limit, in time order.
+    std::vector<std::pair<int, int>> byTime;
+    for (int i = 0; i < count; ++i)
+        byTime.emplace_back(i % 2 ? i - 10 : i, i);
+    std::sort(byTime.begin(), byTime.end());
+    QStringList kept;
+    for (size_t k = byTime.size() - size_t(std::min(count, limit)); k < byTime.size(); ++k)
+        kept << QStringLiteral("1|%1").arg(byTime[k].second);
+    model.flush();
+    QCOMPARE(model.rowCount(), int(kept.size()));
+    QCOMPARE(lines(model), kept);
 }
 
 void TestLogWriter::flushWaitsForASecondOfQuiet()
@@ -73,7 +104,7 @@ void TestLogWriter::flushWaitsForASecondOfQuiet()
     TraceModel model;
     LogWriter writer(&model);
     QVERIFY(writer.open(path));
-    model.append(QStringLiteral("Main"), QStringLiteral("quiet"), ColorText, base);
+    model.append(QStringLiteral("Main"), QStringLiteral("quiet"), ColorText, base());
     QVERIFY(readFile(path).isEmpty());
     QTRY_VERIFY_WITH_TIMEOUT(readFile(path).contains("\"quiet\""), 3000);
 }
@@ -91,14 +122,14 @@ void TestLogWriter::reopeningTheSameFileKeepsIt()
     TraceModel model;
     LogWriter writer(&model);
     QVERIFY(writer.open(path));
-    model.append(QStringLiteral("Main"), QStringLiteral("one"), ColorText, base);
+    model.append(QStringLiteral("Main"), QStringLiteral("one"), ColorText, base());
     QVERIFY(writer.open(dir.filePath(QStringLiteral("./log.csv"))));
-    model.append(QStringLiteral("Main"), QStringLiteral("two"), ColorText, base);
+    model.append(QStringLiteral("Main"), QStringLiteral("two"), ColorText, base());
     QVERIFY(writer.open(other));
-    model.append(QStringLiteral("Main"), QStringLiteral("three"), ColorText, base);
+    model.append(QStringLiteral("Main"), QStringLiteral("three"), ColorText, base());
     writer.close();
     QVERIFY(!writer.isOpen());
-    model.append(QStringLiteral("Main"), QStringLiteral("after"), ColorText, base);
+    model.append(QStringLiteral("Main"), QStringLiteral("after"), ColorText, base());
 
     const QByteArray first = readFile(path);
     QVERIFY(first.contains("\"one\"") && first.contains("\"two\"") && !first.contains("\"three\""));

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "trace/channel.h"
+#include "trace/logwriter.h"
 #include "trace/replayer.h"
 #include "trace/tracemodel.h"
 
 #include "qrv16/tagdatalut.h"
 #include "tests/support/definitions.h"
 #include "tests/support/files.h"
+#include "tests/support/timezone.h"
 #include "tests/support/tracelines.h"
 
 #include <QAbstractItemModelTester>
@@ -52,6 +54,8 @@ private Q_SLOTS:
     void messageThatDoesNotReadIsReportedAndKept();
     void runsInSlicesWithProgress();
     void cancelStopsAtOnce();
+    void timesReplayAsLogged_data();
+    void timesReplayAsLogged();
     void missingFileIsReported();
     void secondReplayWaits();
     void hexDumpProgressCountsBytes();
@@ -230,10 +234,68 @@ void TestReplayer::cancelStopsAtOnce()
     QCOMPARE(shown.at(shown.size() - 2),
              QStringLiteral("Log|Replay cancelled after %1 of 200000 lines").arg(done));
     QCOMPARE(shown.constLast(), QStringLiteral("|"));
+    // Nothing of the cancelled replay follows the next one's.
     const int count = m_model->lineCount();
-    QTest::qWait(100);
-    QCOMPARE(m_model->lineCount(), count);
-    QCOMPARE(finished.count(), 1);
+    const QString small = m_dir.filePath(QStringLiteral("small.csv"));
+    QVERIFY(writeFile(small, manyRecords(3)));
+    QVERIFY(m_replayer->start(small, Replayer::LogFile));
+    QVERIFY(finished.wait(20000));
+    QCOMPARE(finished.count(), 2);
+    QCOMPARE(m_model->lineCount(), count + 2 + 3 + 1);
+    QCOMPARE(lines(*m_model).constLast(), QStringLiteral("|"));
+}
+
+void TestReplayer::timesReplayAsLogged_data()
+{
+    QTest::addColumn<QByteArray>("zone");
+    QTest::addColumn<QStringList>("times");
+    const QStringList seasons{"2011-01-04T10:20:30.045", "2011-07-04T10:20:30.045"};
+    // Berlin skips 02:00 to 03:00 that night: the two are 750 ms apart.
+    const QStringList spring{"2026-03-29T01:59:59.500", "2026-03-29T03:00:00.250"};
+    QTest::newRow("winter and summer, UTC") << QByteArray("UTC") << seasons;
+    QTest::newRow("winter and summer, Berlin") << QByteArray("Europe/Berlin") << seasons;
+    QTest::newRow("across the spring gap, UTC") << QByteArray("UTC") << spring;
+    QTest::newRow("across the spring gap, Berlin") << QByteArray("Europe/Berlin") << spring;
+}
+
+// The log holds local wall-clock times; its replay shows the same times and
+// the same spans between them.
+void TestReplayer::timesReplayAsLogged()
+{
+    QFETCH(QByteArray, zone);
+    QFETCH(QStringList, times);
+    const LocalZone local(zone);
+    const QString path = m_dir.filePath(QStringLiteral("times.csv"));
+    TraceModel logged;
+    {
+        LogWriter writer(&logged);
+        QVERIFY(writer.open(path));
+        for (const QString& time : times)
+            logged.append(QStringLiteral("1"), QStringLiteral("PumpId=1"), ColorText,
+                          QDateTime::fromString(time, Qt::ISODateWithMs));
+        writer.flush();
+    }
+    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
+    QVERIFY(m_replayer->start(path, Replayer::LogFile));
+    QVERIFY(finished.wait(20000));
+    QCOMPARE(m_replayer->badRecords(), 0);
+
+    const auto timeColumn = [](const TraceModel& model) {
+        QStringList out;
+        for (int row = 0; row < model.lineCount(); ++row) {
+            if (model.index(row, TraceModel::SourceColumn).data().toString() == QLatin1String("1"))
+                out << model.index(row, TraceModel::TimeColumn).data().toString();
+        }
+        return out;
+    };
+    QCOMPARE(timeColumn(*m_model), timeColumn(logged));
+    const TraceOptions relative = TraceOptions().with(TraceOptions::RelativeTime);
+    m_model->setOptions(relative);
+    const QDateTime first = QDateTime::fromString(times.first(), Qt::ISODateWithMs);
+    const QDateTime last = QDateTime::fromString(times.last(), Qt::ISODateWithMs);
+    const QStringList relatives = timeColumn(*m_model);
+    QCOMPARE(qRound64(relatives.constLast().toDouble() * 1000) - qRound64(relatives.constFirst().toDouble() * 1000),
+             first.msecsTo(last));
 }
 
 void TestReplayer::missingFileIsReported()

@@ -4,9 +4,12 @@
 #include "trace/tracemodel.h"
 #include "trace/tracepcapngexport.h"
 #include "tests/support/pcapngreader.h"
+#include "tests/support/timezone.h"
 
 #include <QBuffer>
 #include <QtTest>
+
+#include <optional>
 
 using QRV16::PcapngWriter;
 
@@ -15,9 +18,19 @@ class TestTracePcapngExport : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase_data() { addZoneRows(); }
+    void init()
+    {
+        QFETCH_GLOBAL(QByteArray, zone);
+        m_zone.emplace(zone);
+    }
+    void cleanup() { m_zone.reset(); }
     void traffic_data();
     void traffic();
     void unwritable();
+
+private:
+    std::optional<LocalZone> m_zone;
 };
 
 void TestTracePcapngExport::traffic_data()
@@ -67,7 +80,9 @@ void TestTracePcapngExport::traffic()
     QFETCH(QString, comment);
 
     TraceModel model;
-    const QDateTime time = QDateTime::fromMSecsSinceEpoch(1700000000250, Qt::UTC);
+    // Local, as the channels stamp their lines.
+    const QDateTime time = QDateTime::fromMSecsSinceEpoch(1700000000250);
+    const qint64 before = QDateTime::currentMSecsSinceEpoch();
     model.appendSeparator();
     if (message)
         model.append(QStringLiteral("1"), QRV16::Message(data), StyleColor(color), time, src, dst);
@@ -91,7 +106,9 @@ void TestTracePcapngExport::traffic()
     if (message)
         QCOMPARE(packets[0].usecs, 1700000000250000ull);
     else
-        QVERIFY(packets[0].usecs > 0); // text lines get the time they were added
+        // Text lines get the time they were added.
+        QVERIFY(packets[0].usecs >= quint64(before) * 1000 &&
+                packets[0].usecs <= quint64(QDateTime::currentMSecsSinceEpoch()) * 1000);
 }
 
 void TestTracePcapngExport::unwritable()

@@ -19,6 +19,23 @@ QColor TraceDelegate::ansiColor(int index, const QColor& background)
     return QColor(background.lightness() >= 128 ? onLight[index] : onDark[index]);
 }
 
+QString TraceDelegate::sourceText(const QModelIndex& index)
+{
+    const QString source = index.data().toString();
+    switch (index.data(TraceModel::DirectionRole).toInt()) {
+    case Received: return source + QStringLiteral(" \u2190");
+    case Sent: return source + QStringLiteral(" \u2192");
+    default: return source;
+    }
+}
+
+void TraceDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const
+{
+    QStyledItemDelegate::initStyleOption(option, index);
+    if (index.column() == TraceModel::SourceColumn)
+        option->text = sourceText(index);
+}
+
 void TraceDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                           const QModelIndex& index) const
 {

@@ -23,8 +23,16 @@ public:
     // background: darker shades on a light one, the terminal's on a dark one.
     static QColor ansiColor(int index, const QColor& background);
 
+    // The source column as shown and copied: the channel with an arrow for
+    // the direction of what it sent ("1 →") or received ("1 ←"), so that
+    // neither depends on colour.
+    static QString sourceText(const QModelIndex& index);
+
     // The indent of the rule at the row's two ends.
     static constexpr int Indent = 4;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override;
 
 private:
     void paintRule(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const;

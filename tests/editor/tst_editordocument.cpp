@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "editor/editormodel.h"
-#include "editor/editorsaveflow.h"
+#include "editor/editordocument.h"
 #include "editor/filechangedwidget.h"
 #include "treetext.h"
 
@@ -37,7 +37,7 @@ struct Fixture
     QUndoStack undo;
     EditorModel model;
     FileChangedWidget* watch = new FileChangedWidget(&window);
-    EditorSaveFlow flow{&model, &undo, watch, &window, QStringLiteral("editor")};
+    EditorDocument document{&model, &undo, watch};
 
     Fixture()
     {
@@ -50,7 +50,7 @@ struct Fixture
 
 } // namespace
 
-class TestEditorSaveFlow : public QObject
+class TestEditorDocument : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -59,22 +59,27 @@ private Q_SLOTS:
     void failedSaveLosesNothing();
 };
 
-void TestEditorSaveFlow::savesWithABackup()
+void TestEditorDocument::savesWithABackup()
 {
     QTemporaryDir dir;
     const QString path = dir.filePath("defs.qrvdef");
     QVERIFY(writeAll(path, original));
     Fixture f;
-    f.flow.setPath(path);
+    f.document.setFile(path);
     QCOMPARE(f.watch->watchedFile(), path);
     f.edit();
-    QSignalSpy saved(&f.flow, &EditorSaveFlow::saved);
-    QSignalSpy errors(&f.flow, &EditorSaveFlow::error);
-    QVERIFY(f.flow.save());
+    QVERIFY(f.document.isModified());
+    QSignalSpy saved(&f.document, &EditorDocument::saved);
+    QSignalSpy modified(&f.document, &Document::modifiedChanged);
+    QString error;
+    QVERIFY(f.document.save(path, &error));
     QCOMPARE(saved.size(), 1);
     QCOMPARE(saved.at(0).at(0).toString(), path);
-    QCOMPARE(errors.size(), 0);
+    QVERIFY(error.isEmpty());
     QVERIFY(f.undo.isClean());
+    QVERIFY(!f.document.isModified());
+    QCOMPARE(modified.size(), 1);
+    QCOMPARE(modified.at(0).at(0).toBool(), false);
     QCOMPARE(readAll(path + ".bak"), original);
     std::unique_ptr<Item> onDisk(TreeText::read(readAll(path)));
     QVERIFY(onDisk);
@@ -83,15 +88,15 @@ void TestEditorSaveFlow::savesWithABackup()
              (QStringList{"defs.qrvdef", "defs.qrvdef.bak"}));
     // Saved elsewhere, the file is that one from then on.
     const QString other = dir.filePath("other.qrvdef");
-    QSignalSpy moved(&f.flow, &EditorSaveFlow::pathChanged);
-    QVERIFY(f.flow.save(other));
-    QCOMPARE(f.flow.path(), other);
+    QSignalSpy moved(&f.document, &Document::pathChanged);
+    QVERIFY(f.document.save(other, &error));
+    QCOMPARE(f.document.path(), other);
     QCOMPARE(f.watch->watchedFile(), other);
     QVERIFY(moved.size() >= 1);
     QCOMPARE(moved.last().at(0).toString(), other);
 }
 
-void TestEditorSaveFlow::failedSaveLosesNothing_data()
+void TestEditorDocument::failedSaveLosesNothing_data()
 {
     QTest::addColumn<QString>("target");
     QTest::addColumn<QString>("obstacle");
@@ -99,7 +104,7 @@ void TestEditorSaveFlow::failedSaveLosesNothing_data()
     QTest::newRow("the backup's place is taken by a folder") << "defs.qrvdef" << "defs.qrvdef.bak/x";
 }
 
-void TestEditorSaveFlow::failedSaveLosesNothing()
+void TestEditorDocument::failedSaveLosesNothing()
 {
     QFETCH(QString, target);
     QFETCH(QString, obstacle);
@@ -111,22 +116,22 @@ void TestEditorSaveFlow::failedSaveLosesNothing()
         QVERIFY(writeAll(dir.filePath(obstacle), "kept"));
     }
     Fixture f;
-    f.flow.setPath(opened);
+    f.document.setFile(opened);
     f.edit();
-    QSignalSpy saved(&f.flow, &EditorSaveFlow::saved);
-    QSignalSpy errors(&f.flow, &EditorSaveFlow::error);
-    QVERIFY(!f.flow.save(dir.filePath(target)));
-    QCOMPARE(errors.size(), 1);
-    QVERIFY(!errors.at(0).at(0).toString().isEmpty());
+    QSignalSpy saved(&f.document, &EditorDocument::saved);
+    QString error;
+    QVERIFY(!f.document.save(dir.filePath(target), &error));
+    QVERIFY(!error.isEmpty());
     QCOMPARE(saved.size(), 0);
     // Still unsaved, still the opened file, and nothing on disk lost.
     QVERIFY(!f.undo.isClean());
-    QCOMPARE(f.flow.path(), opened);
+    QVERIFY(f.document.isModified());
+    QCOMPARE(f.document.path(), opened);
     QCOMPARE(f.watch->watchedFile(), opened);
     QCOMPARE(readAll(opened), original);
     if (!obstacle.isEmpty())
         QCOMPARE(readAll(dir.filePath(obstacle)), QByteArray("kept"));
 }
 
-QTEST_MAIN(TestEditorSaveFlow)
-#include "tst_editorsaveflow.moc"
+QTEST_MAIN(TestEditorDocument)
+#include "tst_editordocument.moc"

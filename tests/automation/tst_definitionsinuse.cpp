@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: MIT
+#include "automation/definitions.h"
+
+#include "qrv16/item.h"
+#include "qrv16/parser.h"
+#include "qrv16/tagdatalut.h"
+#include "tests/support/files.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+const char pumps[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrv16>
+  <tag name="GetStatus" id="0xD001"/>
+  <tag name="PumpId" id="0x1001"/>
+</qrv16>
+)";
+
+} // namespace
+
+class TestDefinitionsInUse : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void loadAnnouncesTheNewTable();
+    void unreadableFileKeepsWhatIsInUse_data();
+    void unreadableFileKeepsWhatIsInUse();
+    void editedTreeIsTakenOver();
+
+private:
+    QTemporaryDir m_dir;
+};
+
+void TestDefinitionsInUse::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+}
+
+void TestDefinitionsInUse::loadAnnouncesTheNewTable()
+{
+    const QString path = m_dir.filePath(QStringLiteral("pumps.qrvdef"));
+    QVERIFY(writeFile(path, pumps));
+    Definitions definitions;
+    QVERIFY(!definitions.tags());
+    QVERIFY(!definitions.root());
+    QList<const QRV16::TagDataLut*> changed;
+    connect(&definitions, &Definitions::changed, this, [&](const QRV16::TagDataLut* tags) { changed << tags; });
+    QVERIFY(definitions.load(path));
+    QCOMPARE(changed.size(), 1);
+    QCOMPARE(changed.constFirst(), definitions.tags());
+    QCOMPARE(definitions.tags()->tagNumber(QStringLiteral("PumpId")), 0x1001);
+    QCOMPARE(definitions.path(), path);
+    QVERIFY(definitions.errorString().isEmpty());
+}
+
+void TestDefinitionsInUse::unreadableFileKeepsWhatIsInUse_data()
+{
+    QTest::addColumn<QByteArray>("content"); // null: no such file
+    QTest::newRow("bad tag number") << QByteArray("<qrv16><tag name=\"X\" id=\"zz\"/></qrv16>");
+    QTest::newRow("not XML") << QByteArray("<qrv16><tag");
+    QTest::newRow("missing") << QByteArray();
+}
+
+void TestDefinitionsInUse::unreadableFileKeepsWhatIsInUse()
+{
+    QFETCH(QByteArray, content);
+    const QString good = m_dir.filePath(QStringLiteral("good.qrvdef"));
+    QVERIFY(writeFile(good, pumps));
+    const QString bad = m_dir.filePath(QStringLiteral("bad.qrvdef"));
+    QFile::remove(bad);
+    if (!content.isNull())
+        QVERIFY(writeFile(bad, content));
+    Definitions definitions;
+    QVERIFY(definitions.load(good));
+    const QRV16::Item* root = definitions.root();
+    const QRV16::TagDataLut* tags = definitions.tags();
+    QSignalSpy changed(&definitions, &Definitions::changed);
+    QVERIFY(!definitions.load(bad));
+    QVERIFY(!definitions.errorString().isEmpty());
+    QCOMPARE(definitions.root(), root);
+    QCOMPARE(definitions.tags(), tags);
+    QCOMPARE(definitions.path(), good);
+    QCOMPARE(changed.count(), 0);
+    // A good file after a bad one clears the error.
+    QVERIFY(definitions.load(good));
+    QVERIFY(definitions.errorString().isEmpty());
+}
+
+// The editor's tree replaces the one in use; the old table stays readable
+// while the signal is out, so a receiver may compare old and new.
+void TestDefinitionsInUse::editedTreeIsTakenOver()
+{
+    const QString path = m_dir.filePath(QStringLiteral("edited.qrvdef"));
+    QVERIFY(writeFile(path, pumps));
+    Definitions definitions;
+    QVERIFY(definitions.load(path));
+    const QRV16::TagDataLut* old = definitions.tags();
+    int oldPump = -1;
+    connect(&definitions, &Definitions::changed, this,
+            [&](const QRV16::TagDataLut*) {
+        if (oldPump < 0)
+            oldPump = old->tagNumber(QStringLiteral("PumpId"));
+    });
+    QRV16::Parser parser;
+    QVERIFY(parser.parse(path));
+    QRV16::Item* root = parser.takeRoot();
+    definitions.setRoot(root, path);
+    QCOMPARE(definitions.root(), root);
+    QVERIFY(definitions.tags() != old);
+    QCOMPARE(oldPump, 0x1001);
+    definitions.setRoot(nullptr, QString());
+    QVERIFY(!definitions.tags());
+}
+
+QTEST_MAIN(TestDefinitionsInUse)
+#include "tst_definitionsinuse.moc"

@@ -1,0 +1,515 @@
+// SPDX-License-Identifier: MIT
+#include "trace/widgets/traceview.h"
+
+#include "qrv16/messageparser.h"
+#include "qrv16/tagdatalut.h"
+#include "trace/traceitem.h"
+#include "trace/tracefilter.h"
+#include "trace/tracemodel.h"
+#include "trace/widgets/filterbar.h"
+#include "trace/widgets/tracesearch.h"
+#include "tests/support/definitions.h"
+#include "tests/support/plotdefinitions.h"
+#include "tests/support/tracelines.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QMenu>
+#include <QScrollBar>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QVBoxLayout>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+// A trace as a window shows it: the view with the filter bar under it.
+struct Trace
+{
+    explicit Trace(const QByteArray& xml = pumpDefinitions)
+        : tags(tagsOf(xml))
+    {
+        model = new TraceModel(&frame);
+        model->setTags(tags.get());
+        view = new TraceView(model, &frame);
+        view->setTags(tags.get());
+        search = new TraceSearch(view, &frame);
+        search->setTags(tags.get());
+        auto* layout = new QVBoxLayout(&frame);
+        layout->addWidget(view, 1);
+        layout->addWidget(search->filterBar());
+        frame.resize(800, 400);
+    }
+
+    bool show()
+    {
+        frame.show();
+        return QTest::qWaitForWindowExposed(&frame);
+    }
+
+    void send(const QString& notation, const QString& source = QStringLiteral("1"))
+    {
+        QRV16::MessageParser parser(tags.get());
+        const QRV16::Message message = parser.parse(notation);
+        QVERIFY2(!parser.hasError(), qPrintable(parser.errorMessage()));
+        model->append(source, message, ColorMessageTx1, QDateTime());
+    }
+
+    // Adds `count` status lines and waits until the view has them.
+    bool addLines(int count, StyleColor color = ColorText)
+    {
+        QSignalSpy inserted(model, &QAbstractItemModel::rowsInserted);
+        for (int i = 0; i < count; ++i)
+            model->append(QStringLiteral("Main"), QStringLiteral("line %1").arg(model->lineCount()), color);
+        if (!inserted.wait(2000))
+            return false;
+        QCoreApplication::processEvents();
+        return model->rowCount() == model->lineCount();
+    }
+
+    // The text of the line at the top of the view.
+    QString topText() const
+    {
+        return view->indexAt(QPoint(5, 5)).siblingAtColumn(TraceModel::TextColumn).data().toString();
+    }
+
+    std::unique_ptr<QRV16::TagDataLut> tags;
+    QWidget frame;
+    TraceModel* model;
+    TraceView* view;
+    TraceSearch* search;
+};
+
+} // namespace
+
+class TestTraceView : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void deleteLineRemovesTheWholeMessage();
+    void copySelectedLines();
+    void copyTellsSentFromReceived_data();
+    void copyTellsSentFromReceived();
+    void autoScrollFollowsLikeATerminal();
+    void clickedLineStaysCurrentWhileTrafficFlows();
+    void filterKeepsWhatTheUserLooksAt();
+    void clearingTheFilterKeepsTheView();
+    void undoBringsBackWhatWasRemoved_data();
+    void undoBringsBackWhatWasRemoved();
+    void doubleClickedMessageGoesToTheEntryLine_data();
+    void doubleClickedMessageGoesToTheEntryLine();
+    void contextMenuPlotsNumericElementsOnly_data();
+    void contextMenuPlotsNumericElementsOnly();
+};
+
+void TestTraceView::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+}
+
+void TestTraceView::init()
+{
+    QSettings().clear();
+}
+
+void TestTraceView::deleteLineRemovesTheWholeMessage()
+{
+    Trace trace;
+    trace.send(QStringLiteral("D001=(1001=1 3001=x)"));
+    trace.model->append(QStringLiteral("Main"), QStringLiteral("after"), ColorText);
+    trace.model->flush();
+    // The line, its request element, the request's second element.
+    const QAbstractItemModel* shown = trace.view->model();
+    const QModelIndex line = shown->index(0, 0);
+    const QModelIndex child = shown->index(1, 0, shown->index(0, 0, line));
+    QVERIFY(child.isValid());
+    trace.view->setCurrentIndex(child);
+    trace.view->deleteLine();
+    QCOMPARE(lines(*trace.model), QStringList{"Main|after"});
+    trace.view->setCurrentIndex(QModelIndex());
+    trace.view->deleteLine();
+    QCOMPARE(trace.model->lineCount(), 1);
+}
+
+void TestTraceView::copySelectedLines()
+{
+    Trace trace;
+    trace.model->append(QStringLiteral("Main"), QStringLiteral("first"), ColorText);
+    trace.send(QStringLiteral("GetStatus=(PumpId=4)"), QStringLiteral("2"));
+    trace.model->append(QStringLiteral("Main"), QStringLiteral("last"), ColorText);
+    trace.model->flush();
+    const QAbstractItemModel* model = trace.view->model();
+    const QModelIndex request = model->index(0, 0, model->index(1, 0));
+    const QModelIndex pump = model->index(0, 0, request);
+    QItemSelectionModel* selection = trace.view->selectionModel();
+    selection->clearSelection();
+    // Selected out of order: copied in the order shown.
+    selection->select(model->index(2, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    selection->select(pump, QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    selection->select(model->index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    trace.view->copyAction()->trigger();
+    const QStringList copied = QApplication::clipboard()->text().split(QLatin1Char('\n'));
+    QCOMPARE(copied.size(), 4);
+    QVERIFY(copied.at(0).endsWith(QStringLiteral("\t\tMain\tfirst")));
+    QCOMPARE(copied.at(1), QStringLiteral("    PumpId = 4"));
+    QVERIFY(copied.at(2).endsWith(QStringLiteral("\t\tMain\tlast")));
+    QVERIFY(copied.at(3).isEmpty());
+}
+
+void TestTraceView::copyTellsSentFromReceived_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<int>("color");
+    QTest::addColumn<QString>("shown");      // the "#" column as copied
+    QTest::addColumn<QString>("accessible"); // and as a screen reader says it
+    QTest::newRow("message sent") << "1" << int(ColorMessageTx1) << QStringLiteral("1 \u2192") << "1 sent";
+    QTest::newRow("message received") << "2" << int(ColorMessageRx2) << QStringLiteral("2 \u2190") << "2 received";
+    QTest::newRow("raw bytes received") << "1 Raw" << int(ColorRawRx1) << QStringLiteral("1 Raw \u2190")
+                                        << "1 Raw received";
+    QTest::newRow("hex bytes sent") << "2 Hex" << int(ColorHexTx2) << QStringLiteral("2 Hex \u2192") << "2 Hex sent";
+    QTest::newRow("status line") << "1 Con" << int(ColorText) << "1 Con" << "";
+    QTest::newRow("error line") << "1 Err" << int(ColorError) << "1 Err" << "";
+}
+
+// A sent and a received line differ in what is copied and read out, not
+// only in colour; the model's own text stays the channel.
+void TestTraceView::copyTellsSentFromReceived()
+{
+    QFETCH(QString, source);
+    QFETCH(int, color);
+    QFETCH(QString, shown);
+    QFETCH(QString, accessible);
+    Trace trace;
+    QRV16::MessageParser parser(trace.tags.get());
+    trace.model->append(source, parser.parse(QStringLiteral("GetStatus=(PumpId=4)")), StyleColor(color),
+                        QDateTime());
+    trace.model->flush();
+    const QModelIndex line = trace.view->model()->index(0, 0);
+    trace.view->selectionModel()->select(line, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    trace.view->copy();
+    const QStringList cells = QApplication::clipboard()->text().split(QLatin1Char('\n')).constFirst().split(
+        QLatin1Char('\t'));
+    QCOMPARE(cells.size(), 4);
+    QCOMPARE(cells.at(2), shown);
+    QCOMPARE(cells.at(3), QStringLiteral("GetStatus=(PumpId=4)"));
+    const QModelIndex sourceCell = line.siblingAtColumn(TraceModel::SourceColumn);
+    QCOMPARE(sourceCell.data().toString(), source);
+    QCOMPARE(sourceCell.data(Qt::AccessibleTextRole).toString(), accessible);
+    // The lines inside a message have no direction of their own.
+    const QModelIndex element = trace.view->model()->index(0, TraceModel::SourceColumn, line);
+    QVERIFY(element.isValid());
+    QCOMPARE(element.data(TraceModel::DirectionRole).toInt(), int(NoDirection));
+}
+
+void TestTraceView::autoScrollFollowsLikeATerminal()
+{
+    Trace trace;
+    QVERIFY(trace.show());
+    TraceView* view = trace.view;
+    QScrollBar* bar = view->verticalScrollBar();
+
+    QVERIFY(trace.addLines(200));
+    QVERIFY(bar->maximum() > 0);
+    QCOMPARE(bar->value(), bar->maximum());
+    QVERIFY(view->isFollowing());
+
+    // Scrolled up, the view keeps showing the same lines.
+    bar->setValue(bar->maximum() - 20);
+    const QString top = trace.topText();
+    QVERIFY(trace.addLines(50));
+    QCOMPARE(trace.topText(), top);
+    QVERIFY(bar->value() < bar->maximum());
+
+    // Back at the bottom it follows again.
+    bar->setValue(bar->maximum());
+    QVERIFY(trace.addLines(50));
+    QCOMPARE(bar->value(), bar->maximum());
+
+    // A click stops it; End resumes it.
+    const QModelIndex clicked = view->indexAt(QPoint(5, view->viewport()->height() / 2));
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(clicked).center());
+    QVERIFY(!view->isFollowing());
+    QVERIFY(trace.addLines(50));
+    QVERIFY(bar->value() < bar->maximum());
+    view->setFocus();
+    QTest::keyClick(view, Qt::Key_End);
+    QVERIFY(trace.addLines(50));
+    QCOMPARE(bar->value(), bar->maximum());
+
+    // Auto scroll off: no following at all.
+    view->setOptions(TraceOptions().with(TraceOptions::AutoScroll, false));
+    QVERIFY(trace.addLines(50));
+    QVERIFY(bar->value() < bar->maximum());
+}
+
+void TestTraceView::clickedLineStaysCurrentWhileTrafficFlows()
+{
+    Trace trace;
+    QVERIFY(trace.show());
+    TraceView* view = trace.view;
+    QVERIFY(trace.addLines(100));
+
+    const QModelIndex clicked = view->indexAt(QPoint(5, view->viewport()->height() / 2));
+    const QString text = clicked.siblingAtColumn(TraceModel::TextColumn).data().toString();
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(clicked).center());
+    QVERIFY(trace.addLines(100));
+
+    QCOMPARE(view->currentIndex().siblingAtColumn(TraceModel::TextColumn).data().toString(), text);
+    const QModelIndexList selected = view->selectionModel()->selectedRows(TraceModel::TextColumn);
+    QCOMPARE(selected.size(), 1);
+    QCOMPARE(selected.constFirst().data().toString(), text);
+    // Delete acts on that line, not on the newest.
+    view->deleteAction()->trigger();
+    const QStringList shown = lines(*trace.model);
+    QVERIFY(!shown.contains(QStringLiteral("Main|") + text));
+    QCOMPARE(shown.constLast(), QStringLiteral("Main|line 199"));
+}
+
+// Without a filter the view shows the trace itself; setting and clearing one
+// keeps the current line, the selection and the expanded messages.
+void TestTraceView::filterKeepsWhatTheUserLooksAt()
+{
+    Trace trace;
+    QVERIFY(trace.show());
+    TraceView* view = trace.view;
+    TraceModel* model = trace.model;
+    QVERIFY(trace.addLines(3));
+    for (int i = 0; i < 3; ++i)
+        trace.send(QStringLiteral("GetStatus=(PumpId=%1)").arg(i));
+    QVERIFY(trace.addLines(3));
+    QCOMPARE(view->model(), model);
+    const QStringList all = lines(*model);
+    const int message = all.indexOf(QStringLiteral("1|GetStatus=(PumpId=1)"));
+    QVERIFY2(message > 0, qPrintable(all.join(QLatin1Char('\n'))));
+    view->setExpanded(model->index(message, 0), true);
+    view->setCurrentIndex(model->index(message, 0));
+    view->selectionModel()->select(model->index(message + 1, 0),
+                                   QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    view->setColumnWidth(TraceModel::TimeColumn, 123);
+
+    FilterBar* bar = trace.search->filterBar();
+    trace.search->filterAction()->setChecked(true);
+    bar->findChild<QComboBox*>(QStringLiteral("m_cb_kind"))->setCurrentIndex(TraceFilter::MessageKind);
+    QVERIFY(view->model() != model);
+    QCOMPARE(view->model()->rowCount(), 3);
+    QCOMPARE(view->currentIndex().siblingAtColumn(TraceModel::TextColumn).data().toString(),
+             QStringLiteral("GetStatus=(PumpId=1)"));
+    QVERIFY(view->isExpanded(view->currentIndex()));
+    QCOMPARE(view->selectionModel()->selectedRows().size(), 2);
+    QCOMPARE(view->columnWidth(TraceModel::TimeColumn), 123);
+
+    // Lines still arrive through the filter.
+    trace.send(QStringLiteral("GetStatus=(PumpId=9)"));
+    QTRY_COMPARE(view->model()->rowCount(), 4);
+
+    bar->clear();
+    QCOMPARE(view->model(), model);
+    QCOMPARE(view->currentIndex(), model->index(message, 0));
+    QVERIFY(view->isExpanded(view->currentIndex()));
+    QCOMPARE(view->selectionModel()->selectedRows().size(), 2);
+    QCOMPARE(view->columnWidth(TraceModel::TimeColumn), 123);
+    // Delete still acts on the current line.
+    view->deleteLine();
+    QVERIFY(!lines(*model).contains(QStringLiteral("1|GetStatus=(PumpId=1)")));
+}
+
+// With no current line, the lines in sight stay in sight when the filter
+// is cleared, and when it is set.
+void TestTraceView::clearingTheFilterKeepsTheView()
+{
+    Trace trace;
+    QVERIFY(trace.show());
+    TraceView* view = trace.view;
+    for (int i = 0; i < 150; ++i) {
+        trace.model->append(QStringLiteral("Main"), QStringLiteral("status %1").arg(i), ColorText);
+        trace.model->append(QStringLiteral("Main"), QStringLiteral("trouble %1").arg(i), ColorError);
+    }
+    QVERIFY(trace.addLines(1));
+    view->verticalScrollBar()->setValue(150);
+    QVERIFY(!view->currentIndex().isValid());
+
+    trace.search->filterAction()->setChecked(true);
+    FilterBar* bar = trace.search->filterBar();
+    bar->findChild<QComboBox*>(QStringLiteral("m_cb_kind"))->setCurrentIndex(TraceFilter::ErrorKind);
+    QVERIFY(view->model() != trace.model);
+    QCOMPARE(view->model()->rowCount(), 150);
+    view->verticalScrollBar()->setValue(100);
+    const QString top = trace.topText();
+    QVERIFY2(top.startsWith(QLatin1String("trouble 1")), qPrintable(top));
+    bar->clear();
+    QCOMPARE(view->model(), trace.model);
+    QCOMPARE(trace.topText(), top);
+}
+
+void TestTraceView::undoBringsBackWhatWasRemoved_data()
+{
+    QTest::addColumn<bool>("clearAll");
+    QTest::newRow("clear all") << true;
+    QTest::newRow("delete line") << false;
+}
+
+// F8 and Del take lines away; Undo (Ctrl+Z) puts them back as they were,
+// with the lines that came since below them.
+void TestTraceView::undoBringsBackWhatWasRemoved()
+{
+    QFETCH(bool, clearAll);
+    Trace trace;
+    QVERIFY(trace.show());
+    TraceView* view = trace.view;
+    TraceModel* model = trace.model;
+    QSignalSpy cleared(view, &TraceView::cleared);
+    QVERIFY(trace.addLines(60));
+    trace.send(QStringLiteral("GetStatus=(PumpId=1 StationName=\"x\")"));
+    QVERIFY(trace.addLines(60));
+    const QStringList before = lines(*model);
+    const int message = before.indexOf(QStringLiteral("1|GetStatus=(PumpId=1 StationName=\"x\")"));
+    QVERIFY(message > 0);
+    view->setExpanded(model->index(message, 0), true);
+    view->verticalScrollBar()->setValue(40);
+    const QString top = trace.topText();
+    QVERIFY(!top.isEmpty());
+
+    QAction* undo = view->undoAction();
+    QCOMPARE(undo->shortcut(), QKeySequence(QStringLiteral("Ctrl+Z")));
+    QVERIFY(!undo->isEnabled());
+
+    QStringList expected = before;
+    if (clearAll) {
+        view->clearAction()->trigger();
+        QCOMPARE(model->lineCount(), 0);
+        QCOMPARE(cleared.count(), 1);
+    } else {
+        view->setCurrentIndex(model->index(message - 1, 0));
+        view->deleteAction()->trigger();
+        QCOMPARE(lines(*model).size(), before.size() - 1);
+        QCOMPARE(cleared.count(), 0);
+    }
+    QVERIFY(undo->isEnabled());
+    QVERIFY(trace.addLines(1));
+    expected << lines(*model).constLast();
+
+    undo->trigger();
+    model->flush();
+    QCOMPARE(lines(*model), expected);
+    QCOMPARE(model->rowCount(), expected.size());
+    QVERIFY(view->isExpanded(model->index(message, 0)));
+    QVERIFY(!undo->isEnabled());
+    if (clearAll)
+        QCOMPARE(trace.topText(), top);
+}
+
+void TestTraceView::doubleClickedMessageGoesToTheEntryLine_data()
+{
+    QTest::addColumn<int>("row");
+    QTest::addColumn<bool>("element");
+    QTest::addColumn<QString>("expected"); // empty: nothing goes
+    QTest::newRow("a message line") << 1 << false << "GetStatus=(PumpId=4)";
+    QTest::newRow("an element of it") << 1 << true << "";
+    QTest::newRow("a status line") << 0 << false << "";
+}
+
+void TestTraceView::doubleClickedMessageGoesToTheEntryLine()
+{
+    QFETCH(int, row);
+    QFETCH(bool, element);
+    QFETCH(QString, expected);
+    Trace trace;
+    QVERIFY(trace.show());
+    trace.model->append(QStringLiteral("Main"), QStringLiteral("status"), ColorText);
+    trace.send(QStringLiteral("GetStatus=(PumpId=4)"));
+    trace.model->flush();
+    TraceView* view = trace.view;
+    QModelIndex index = view->model()->index(row, TraceModel::TextColumn);
+    if (element) {
+        view->setExpanded(index.siblingAtColumn(0), true);
+        index = view->model()->index(0, TraceModel::TextColumn, index.siblingAtColumn(0));
+    }
+    QVERIFY(index.isValid());
+    QSignalSpy activated(view, &TraceView::messageActivated);
+    const QPoint at = view->visualRect(index).center();
+    // A double click is a click followed by a double-click event.
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, at);
+    QCOMPARE(activated.count(), expected.isEmpty() ? 0 : 1);
+    if (!expected.isEmpty())
+        QCOMPARE(activated.at(0).at(0).toString(), expected);
+}
+
+void TestTraceView::contextMenuPlotsNumericElementsOnly_data()
+{
+    QTest::addColumn<int>("element"); // -1: the message line itself
+    QTest::addColumn<QString>("entry");
+
+    // Reply=(Temperature PumpMode Running Name Key Day Clock Stamp Flags Where Inner)
+    QTest::newRow("the message line") << -1 << "";
+    QTest::newRow("the message element") << -2 << "";
+    QTest::newRow("integer") << 0 << "Plot Temperature";
+    QTest::newRow("enum") << 1 << "Plot PumpMode";
+    QTest::newRow("bool") << 2 << "Plot Running";
+    QTest::newRow("string") << 3 << "";
+    QTest::newRow("secure integer") << 4 << "";
+    QTest::newRow("date") << 5 << "Plot Day";
+    QTest::newRow("time") << 6 << "Plot Clock";
+    QTest::newRow("date-time") << 7 << "Plot Stamp";
+    QTest::newRow("bits") << 8 << "Plot Flags";
+    QTest::newRow("point") << 9 << "Plot Where";
+    QTest::newRow("nested list") << 10 << "";
+}
+
+// The trace's context menu offers a plot for what can be plotted, and asks
+// for it by tag.
+void TestTraceView::contextMenuPlotsNumericElementsOnly()
+{
+    QFETCH(int, element);
+    QFETCH(QString, entry);
+
+    Trace trace{QByteArray(plotDefinitions)};
+    trace.model->append(QStringLiteral("1"), QStringLiteral("connected"), ColorText);
+    trace.send(QStringLiteral("Reply=(Temperature=1 PumpMode=Auto Running=true Name=x Key=3 Day=2024-03-01 "
+                              "Clock=06:00:00 Stamp=2024-03-01T06:00:00 Flags=Ready Where=[1, 2] "
+                              "Inner=(Temperature=2))"));
+    trace.model->flush();
+    TraceView* view = trace.view;
+    const QModelIndex line = view->model()->index(view->model()->rowCount() - 1, 0);
+    // The line's one element is the Reply, which holds the rest.
+    const QModelIndex reply = view->model()->index(0, 0, line);
+    const QModelIndex index = element == -1 ? line : element == -2 ? reply : view->model()->index(element, 0, reply);
+    QVERIFY(index.isValid());
+
+    std::unique_ptr<QMenu> menu(view->createContextMenu(index));
+    QStringList plots;
+    QAction* plot = nullptr;
+    for (QAction* action : menu->actions()) {
+        if (action->text().startsWith(QLatin1String("Plot "))) {
+            plots << action->text();
+            plot = action;
+        }
+    }
+    QCOMPARE(plots, entry.isEmpty() ? QStringList() : QStringList{entry});
+    // The trace's own entries stay.
+    QVERIFY(menu->actions().contains(view->copyAction()));
+    QVERIFY(menu->actions().contains(view->deleteAction()));
+    // The status line has no entry either.
+    std::unique_ptr<QMenu> status(view->createContextMenu(view->model()->index(0, 0)));
+    for (QAction* action : status->actions())
+        QVERIFY(!action->text().startsWith(QLatin1String("Plot ")));
+
+    if (!plot)
+        return;
+    QSignalSpy requested(view, &TraceView::plotRequested);
+    plot->trigger();
+    QCOMPARE(requested.count(), 1);
+    QCOMPARE(trace.tags->tagName(unsigned(requested.at(0).at(0).toInt())), entry.mid(5));
+}
+
+QTEST_MAIN(TestTraceView)
+#include "tst_traceview.moc"
