@@ -6,6 +6,7 @@
 #include "app/displayoptions.h"
 #include "app/entryline.h"
 #include "app/linkstatusbar.h"
+#include "app/preferences.h"
 #include "automation/autoanswer.h"
 #include "automation/definitions.h"
 #include "automation/widgets/answeractions.h"
@@ -94,6 +95,7 @@ void MainWindow::makeFeatures()
     m_definitions = new Definitions(this);
     m_definitionsActions = new DefinitionsActions(m_definitions, this);
     m_model = new TraceModel(this);
+    m_preferences = new Preferences(m_model, this);
     m_display = new DisplayOptions(this);
     m_channel1 = new Channel(1, this);
     m_channel2 = new Channel(2, this);
@@ -173,7 +175,8 @@ void MainWindow::placeFeatures()
     preferences->setObjectName(QStringLiteral("m_mnu_connection"));
     preferences->addActions({m_channelActions1->settingsAction(), m_channelActions2->settingsAction()});
     preferences->addSeparator();
-    preferences->addActions({m_style->action(), m_act_edit_toolbars, m_definitionsActions->editAction()});
+    preferences->addActions({m_style->action(), m_act_edit_toolbars, m_definitionsActions->editAction(),
+                             m_preferences->action()});
     QMenu* help = bar->addMenu(tr("Help"));
     help->setObjectName(QStringLiteral("m_mnu_help"));
     help->addAction(m_act_about);
@@ -226,7 +229,7 @@ void MainWindow::registerToolBarActions()
     add(tr("Bookmark Manager"), {bookmarkFile->openAction(), m_bookmarks->editAction(), bookmarkFile->saveAction(),
                                  bookmarkFile->saveAsAction()});
     add(tr("Preferences"), {m_channelActions1->settingsAction(), m_channelActions2->settingsAction(),
-                            m_definitionsActions->editAction(), m_style->action()});
+                            m_definitionsActions->editAction(), m_style->action(), m_preferences->action()});
     add(tr("Connection"), {m_channelActions1->connectAction(), m_channelActions1->sslAction(),
                            m_channelActions2->connectAction(), m_channelActions2->sslAction(),
                            toggle(TraceOptions::Pause), m_channelActions1->disturbAction(),
@@ -305,6 +308,8 @@ void MainWindow::wireFeatures()
 
 void MainWindow::restoreSettings()
 {
+    for (const QString& warning : m_preferences->warnings())
+        message(warning, ColorError);
     m_entry->restoreHistory();
     QSettings settings;
     selectTarget(settings.value(QStringLiteral("MainWindow/TargetChannel"), 1).toInt());

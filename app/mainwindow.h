@@ -22,6 +22,7 @@ class DisplayOptions;
 class EntryLine;
 class LinkStatusBar;
 class PlotDock;
+class Preferences;
 class QAction;
 class QLabel;
 class QMenu;
@@ -124,6 +125,7 @@ private:
     TraceSearch* m_search = nullptr;
     TraceLogging* m_logging = nullptr;
     DisplayOptions* m_display = nullptr;
+    Preferences* m_preferences = nullptr;
     Channel* m_channel1 = nullptr;
     Channel* m_channel2 = nullptr;
     ChannelActions* m_channelActions1 = nullptr;

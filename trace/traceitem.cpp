@@ -35,12 +35,16 @@ TraceItem::TraceItem(const TraceData& data)
 TraceItem::TraceItem(const TraceData& data, qint64 stamp)
     : m_source(data.source),
       m_text(compact(data.text)),
-      m_time(data.time),
       m_stamp(data.time.isValid() ? stamp : NoStamp),
       m_color(data.color),
       m_src(data.src),
       m_dst(data.dst)
 {
+}
+
+QDateTime TraceItem::time() const
+{
+    return m_stamp == NoStamp ? QDateTime() : QDateTime::fromMSecsSinceEpoch(m_stamp);
 }
 
 void TraceItem::setText(const QString& text)
@@ -50,137 +54,149 @@ void TraceItem::setText(const QString& text)
 
 TraceData TraceItem::data() const
 {
-    return TraceData(m_source, m_color, text(), m_time, m_src, m_dst);
+    return TraceData(m_source, m_color, text(), time(), m_src, m_dst);
 }
 
 TraceItem::~TraceItem()
 {
-    for (const Slot& slot : std::as_const(m_children))
-        delete slot.item;
+    if (m_children) {
+        for (const Slot& slot : std::as_const(m_children->slots))
+            delete slot.item;
+    }
+}
+
+TraceItem::Children& TraceItem::children()
+{
+    if (!m_children)
+        m_children = std::make_unique<Children>();
+    return *m_children;
 }
 
 TraceItem* TraceItem::child(int row) const
 {
-    return row >= 0 && row < m_children.size() ? m_children.at(row).item : nullptr;
+    return row >= 0 && row < childCount() ? m_children->slots.at(row).item : nullptr;
 }
 
 bool TraceItem::childHasChildren(int row) const
 {
-    return row >= 0 && row < m_children.size() && m_children.at(row).hasChildren;
+    return row >= 0 && row < childCount() && m_children->slots.at(row).hasChildren;
 }
 
 bool TraceItem::hasChildLines() const
 {
-    return !m_children.isEmpty() || (m_message && m_message->end > m_message->start);
+    return childCount() > 0 || (m_message && m_message->end > m_message->start);
 }
 
 int TraceItem::row() const
 {
-    return m_parent ? int(m_sequence - m_parent->m_base) : 0;
+    return m_parent ? int(m_sequence - m_parent->m_children->base) : 0;
 }
 
 void TraceItem::appendChild(TraceItem* child)
 {
-    insertBefore(int(m_children.size()), child);
+    insertBefore(childCount(), child);
 }
 
 void TraceItem::insertBefore(int row, TraceItem* child)
 {
     if (!child)
         return;
-    row = qBound(0, row, int(m_children.size()));
+    Children& kids = children();
+    row = qBound(0, row, int(kids.slots.size()));
     child->m_parent = this;
-    child->m_sequence = m_base + row;
-    m_children.insert(row, Slot{child, child->hasChildLines()});
-    if (m_parent && m_children.size() == 1) {
-        Slot& mine = m_parent->m_children[this->row()];
-        mine.hasChildren = true;
-    }
+    child->m_sequence = kids.base + row;
+    kids.slots.insert(row, Slot{child, child->hasChildLines()});
+    if (m_parent && kids.slots.size() == 1)
+        m_parent->m_children->slots[this->row()].hasChildren = true;
     // Lines go in near the end, so this touches few items.
-    for (qsizetype i = row + 1; i < m_children.size(); ++i)
-        ++m_children.at(i).item->m_sequence;
+    for (qsizetype i = row + 1; i < kids.slots.size(); ++i)
+        ++kids.slots.at(i).item->m_sequence;
 }
 
 void TraceItem::remove(int row, int count)
 {
-    if (row < 0 || count <= 0 || row >= m_children.size())
+    if (row < 0 || count <= 0 || row >= childCount())
         return;
-    count = qMin(count, int(m_children.size()) - row);
+    QList<Slot>& slots = m_children->slots;
+    count = qMin(count, int(slots.size()) - row);
     if (row == 0) {
         removeFirst(count);
         return;
     }
     for (int i = row; i < row + count; ++i)
-        delete m_children.at(i).item;
-    m_children.remove(row, count);
-    for (qsizetype i = row; i < m_children.size(); ++i)
-        m_children.at(i).item->m_sequence -= count;
+        delete slots.at(i).item;
+    slots.remove(row, count);
+    for (qsizetype i = row; i < slots.size(); ++i)
+        slots.at(i).item->m_sequence -= count;
 }
 
 void TraceItem::removeFirst(int count)
 {
-    count = qMin(count, int(m_children.size()));
+    count = qMin(count, childCount());
     if (count <= 0)
         return;
+    QList<Slot>& slots = m_children->slots;
     for (int i = 0; i < count; ++i)
-        delete m_children.at(i).item;
+        delete slots.at(i).item;
     // QList drops leading elements by moving its begin, without copying.
-    m_children.remove(0, count);
-    m_base += count;
+    slots.remove(0, count);
+    m_children->base += count;
 }
 
 TraceItem* TraceItem::takeChild(int row)
 {
-    if (row < 0 || row >= m_children.size())
+    if (row < 0 || row >= childCount())
         return nullptr;
-    TraceItem* child = m_children.at(row).item;
-    m_children.remove(row);
-    for (qsizetype i = row; i < m_children.size(); ++i)
-        --m_children.at(i).item->m_sequence;
+    QList<Slot>& slots = m_children->slots;
+    TraceItem* child = slots.at(row).item;
+    slots.remove(row);
+    for (qsizetype i = row; i < slots.size(); ++i)
+        --slots.at(i).item->m_sequence;
     child->m_parent = nullptr;
     return child;
 }
 
 QList<TraceItem*> TraceItem::takeChildren()
 {
-    QList<TraceItem*> children;
-    children.reserve(m_children.size());
-    for (const Slot& slot : std::as_const(m_children)) {
+    QList<TraceItem*> taken;
+    if (!m_children)
+        return taken;
+    taken.reserve(m_children->slots.size());
+    for (const Slot& slot : std::as_const(m_children->slots)) {
         slot.item->m_parent = nullptr;
-        children.append(slot.item);
+        taken.append(slot.item);
     }
-    m_children.clear();
-    return children;
+    m_children->slots.clear();
+    return taken;
 }
 
-void TraceItem::insertChildren(int row, const QList<TraceItem*>& children)
+void TraceItem::insertChildren(int row, const QList<TraceItem*>& items)
 {
-    row = qBound(0, row, int(m_children.size()));
-    QList<Slot> slots;
-    slots.reserve(children.size());
-    for (TraceItem* child : children) {
+    QList<Slot> added;
+    added.reserve(items.size());
+    for (TraceItem* child : items) {
         if (child)
-            slots.append(Slot{child, child->hasChildLines()});
+            added.append(Slot{child, child->hasChildLines()});
     }
-    if (slots.isEmpty())
+    if (added.isEmpty())
         return;
-    m_children.insert(row, slots.size(), Slot{nullptr, false});
-    for (qsizetype i = 0; i < slots.size(); ++i) {
-        m_children[row + i] = slots.at(i);
-        slots.at(i).item->m_parent = this;
+    Children& kids = children();
+    row = qBound(0, row, int(kids.slots.size()));
+    kids.slots.insert(row, added.size(), Slot{nullptr, false});
+    for (qsizetype i = 0; i < added.size(); ++i) {
+        kids.slots[row + i] = added.at(i);
+        added.at(i).item->m_parent = this;
     }
     // One pass renumbers the moved and the following children.
-    for (qsizetype i = row; i < m_children.size(); ++i)
-        m_children.at(i).item->m_sequence = m_base + i;
-    if (m_parent) {
-        Slot& mine = m_parent->m_children[this->row()];
-        mine.hasChildren = true;
-    }
+    for (qsizetype i = row; i < kids.slots.size(); ++i)
+        kids.slots.at(i).item->m_sequence = kids.base + i;
+    if (m_parent)
+        m_parent->m_children->slots[this->row()].hasChildren = true;
 }
 
 void TraceItem::setMessage(const MessageRange& range)
 {
     m_message = std::make_unique<MessageRange>(range);
     if (m_parent && hasChildLines())
-        m_parent->m_children[row()].hasChildren = true;
+        m_parent->m_children->slots[row()].hasChildren = true;
 }

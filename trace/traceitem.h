@@ -6,6 +6,7 @@
 #include "qrv16/types.h"
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QList>
 
 #include <limits>
@@ -47,13 +48,18 @@ public:
     TraceItem(const TraceItem&) = delete;
     TraceItem& operator=(const TraceItem&) = delete;
 
-    // The text is kept in UTF-8: it is most of a line's memory.
+    // The text is kept in UTF-8: it is most of a line's memory. A message
+    // line keeps none until its text is replaced: whoever shows it writes
+    // it from the message (TraceModel::lineText()).
     TraceData data() const;
     QString text() const { return QString::fromUtf8(m_text); }
-    bool hasText() const { return !m_text.isEmpty(); }
+    bool hasStoredText() const { return !m_text.isEmpty(); }
+    // Whether the line shows a text: false for separators only.
+    bool hasText() const { return !m_text.isEmpty() || m_message; }
     void setText(const QString& text);
     const QString& source() const { return m_source; }
-    const QDateTime& time() const { return m_time; }
+    // Kept as its stamp: a date-time object per line would cost more.
+    QDateTime time() const;
     StyleColor color() const { return m_color; }
     int src() const { return m_src; }
     int dst() const { return m_dst; }
@@ -63,7 +69,7 @@ public:
 
     TraceItem* parent() const { return m_parent; }
     TraceItem* child(int row) const;
-    int childCount() const { return int(m_children.size()); }
+    int childCount() const { return m_children ? int(m_children->slots.size()) : 0; }
     // Whether the child at `row` has or will build child lines, answered
     // from this item's list without touching the child: a view asks it of
     // every row it lays out.
@@ -92,22 +98,28 @@ public:
     const Origin* origin() const { return m_origin.get(); }
 
 private:
-    QString m_source;
-    QByteArray m_text;
-    QDateTime m_time;
-    qint64 m_stamp;
-    StyleColor m_color;
-    int m_src;
-    int m_dst;
-    TraceItem* m_parent = nullptr;
     struct Slot
     {
         TraceItem* item; // Owned.
         bool hasChildren;
     };
-    QList<Slot> m_children;
-    qint64 m_sequence = 0;        // row + the parent's m_base
-    qint64 m_base = 0;            // sequence number of the first child
+    // Most lines never have child lines built: their list is not there.
+    struct Children
+    {
+        QList<Slot> slots;
+        qint64 base = 0; // sequence number of the first child
+    };
+    Children& children();
+
+    QString m_source;
+    QByteArray m_text;
+    qint64 m_stamp;
+    StyleColor m_color;
+    int m_src;
+    int m_dst;
+    TraceItem* m_parent = nullptr;
+    std::unique_ptr<Children> m_children;
+    qint64 m_sequence = 0; // row + the parent's base
     std::unique_ptr<MessageRange> m_message;
     std::unique_ptr<Origin> m_origin;
 };

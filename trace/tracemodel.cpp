@@ -53,15 +53,17 @@ QModelIndex TraceModel::append(const QString& source, const QRV16::Message& msg,
                                QDateTime time, int src, int dst)
 {
     TraceItem::MessageRange range;
+    // A received message shares the bytes of its read: lines arrive and go
+    // in order, so reads are kept whole only while their lines live.
     range.bytes = msg.bytes();
     range.end = msg.size();
     range.decode = m_options.test(TraceOptions::Decode);
     if (m_options.test(TraceOptions::HungarianNotation))
         range.options |= QRV16::Hungarian;
-    const QRV16::MessageWriter writer(range.decode ? m_tags : nullptr, range.options);
     qint64 stamp = 0;
     const QDateTime filled = fillTime(time, &stamp);
-    auto* item = new TraceItem(TraceData(source, color, writer.toText(msg), filled, src, dst), stamp);
+    // The text is written when asked for: most lines are never shown.
+    auto* item = new TraceItem(TraceData(source, color, QString(), filled, src, dst), stamp);
     item->setMessage(range);
     return append(item);
 }
@@ -434,7 +436,7 @@ void TraceModel::count(const QModelIndex& index)
     TraceItem* item = index2item(index);
     if (!item)
         return;
-    const QString text = item->text();
+    const QString text = lineText(item);
     const qsizetype close = text.lastIndexOf(QLatin1Char(')'));
     const qsizetype open = close > 0 ? text.lastIndexOf(QLatin1Char('('), close - 1) : -1;
     QString counted;
@@ -513,9 +515,13 @@ void TraceModel::compileColorRules()
 
 void TraceModel::setLimit(int lines)
 {
+    // Waiting lines first, so that the surplus goes in one removal.
     flush();
     m_limit = qMax(lines, 1);
     flush();
+    const int heldSurplus = m_held->childCount() - m_limit;
+    for (int i = 0; i < heldSurplus; ++i)
+        dropHeld(0);
 }
 
 qint64 TraceModel::origin() const
@@ -574,6 +580,28 @@ TraceItem* TraceModel::index2item(const QModelIndex& index) const
     if (!index.isValid() || index.model() != this)
         return nullptr;
     return static_cast<TraceItem*>(index.internalPointer());
+}
+
+QString TraceModel::lineText(const TraceItem* item) const
+{
+    const TraceItem::MessageRange* range = item->message();
+    if (item->hasStoredText() || !range)
+        return item->text();
+    // A view asks for the same few lines again and again as it paints.
+    CachedText& cached = m_textCache[(quintptr(item) / alignof(TraceItem)) % TextCacheSize];
+    const QRV16::TagDataLut* tags = range->decode ? m_tags : nullptr;
+    // Holding the bytes keeps their address from being reused: the same
+    // address means the same bytes.
+    if (cached.bytes.constData() != range->bytes.constData() || cached.bytes.size() != range->bytes.size() ||
+        cached.tags != tags || cached.options != range->options) {
+        // Only whole messages keep no text: element lines are written once.
+        const QRV16::MessageWriter writer(tags, range->options);
+        cached.text = writer.toText(QRV16::Message(range->bytes));
+        cached.bytes = range->bytes;
+        cached.tags = tags;
+        cached.options = range->options;
+    }
+    return cached.text;
 }
 
 void TraceModel::populate(TraceItem* item) const
@@ -689,7 +717,7 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
     case Qt::DisplayRole:
         switch (index.column()) {
         case TimeColumn:
-            if (!isTopLevel(item) || !item->time().isValid())
+            if (!isTopLevel(item) || item->stamp() == TraceItem::NoStamp)
                 return QString();
             return timestamp(item->time());
         case AddrColumn:
@@ -701,13 +729,13 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
                                              : QString()));
         case SourceColumn: return item->source();
         case TextColumn: {
-            const QString text = item->text();
+            const QString text = lineText(item);
             return AnsiText::hasEscapes(text) ? AnsiText::strip(text) : text;
         }
         }
         return QVariant();
     case AnsiTextRole:
-        if (index.column() == TextColumn) {
+        if (index.column() == TextColumn && item->hasStoredText()) {
             const QString text = item->text();
             if (AnsiText::hasEscapes(text))
                 return text;
@@ -718,7 +746,12 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
     case Qt::BackgroundRole:
     case Qt::ForegroundRole: return highlightData(item, role);
     case Qt::SizeHintRole: return QSize(32, m_rowHeight);
-    case LogRole: return logData(item->data());
+    case LogRole: {
+        TraceData data = item->data();
+        if (!item->hasStoredText())
+            data.text = lineText(item);
+        return logData(data);
+    }
     case DirectionRole:
         if (index.column() != SourceColumn)
             return QVariant();

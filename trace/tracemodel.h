@@ -183,6 +183,8 @@ private:
     // The line's time and its stamp; the current time costs one conversion
     // instead of two.
     QDateTime fillTime(const QDateTime& time, qint64* stamp) const;
+    // The line's text: stored, or written from its message.
+    QString lineText(const TraceItem* item) const;
     void msg2item(TraceItem* parent) const;
     void populate(TraceItem* item) const;
     QVariant tooltipData(const TraceItem* item, int column) const;
@@ -220,6 +222,16 @@ private:
     int m_published = 0;
     QTimer* m_flushTimer = nullptr; // Owned (child).
     QElapsedTimer m_sinceFlush;
+    // Texts of message lines lately asked for, by the line's address.
+    struct CachedText
+    {
+        QByteArray bytes;
+        const QRV16::TagDataLut* tags = nullptr;
+        QRV16::TextOptions options;
+        QString text;
+    };
+    static constexpr int TextCacheSize = 512;
+    mutable std::vector<CachedText> m_textCache = std::vector<CachedText>(TextCacheSize);
     // Time of the first timed line, for relative time stamps; recomputed
     // after the lines change.
     mutable qint64 m_origin = TraceItem::NoStamp;

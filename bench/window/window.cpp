@@ -39,8 +39,10 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QTreeView>
+#include <QWindow>
 
 #include <arpa/inet.h>
+#include <malloc.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <time.h>
@@ -243,6 +245,14 @@ void BM_ReceiveLine(benchmark::State& state)
     int batches = 0;
     const auto counting =
         QObject::connect(r.model(), &QAbstractItemModel::rowsInserted, [&batches] { ++batches; });
+    const int limit = r.model()->limit();
+    r.model()->setLimit(qMax(limit, int(state.range(0))));
+    // What the tree view offers to spare work: no root decoration, rows
+    // that cannot be expanded. Neither spares relaying out every row.
+    auto* view = r.window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    const bool trimmed = state.range(2) != 0;
+    view->setRootIsDecorated(!trimmed);
+    view->setItemsExpandable(!trimmed);
     for (auto _ : state) {
         // Each burst lands on a trace of the size measured.
         state.PauseTiming();
@@ -265,7 +275,11 @@ void BM_ReceiveLine(benchmark::State& state)
     state.counters["batches"] = batches; // of the last burst
     state.counters["bytes"] = double(message.size());
     state.counters["lines"] = double(r.model()->lineCount());
-    state.SetLabel(state.range(1) ? "20 elements" : "5 bytes");
+    r.model()->clear();
+    r.model()->setLimit(limit);
+    view->setRootIsDecorated(true);
+    view->setItemsExpandable(true);
+    state.SetLabel(std::string(state.range(1) ? "20 elements" : "5 bytes") + (trimmed ? ", trimmed view" : ""));
 }
 
 // One flood at the line limit; the event-loop latency as a 10 ms timer's
@@ -317,7 +331,9 @@ FloodResult flood(Rig& r, const QByteArray& slotBytes = QByteArray())
 void BM_Flood(benchmark::State& state)
 {
     Rig& r = rig();
-    r.fill(TraceModel::DefaultLimit, r.typical);
+    const int lines = int(state.range(0));
+    r.model()->setLimit(lines);
+    r.fill(lines, r.typical);
     for (auto _ : state) {
         const FloodResult first = flood(r);
         const double afterFirst = residentMiB();
@@ -330,10 +346,12 @@ void BM_Flood(benchmark::State& state)
         state.counters["p99_2nd_ms"] = percentile(second.lateness, 0.99);
         state.counters["empty_MiB"] = r.emptyMiB;
         state.counters["full_MiB"] = afterFirst;
-        state.counters["KiB/line"] = (afterFirst - r.emptyMiB) * 1024.0 / TraceModel::DefaultLimit;
+        state.counters["KiB/line"] = (afterFirst - r.emptyMiB) * 1024.0 / lines;
         state.counters["2nd_flood_%"] =
             (afterSecond - afterFirst) * 100.0 / (afterFirst - r.emptyMiB);
     }
+    r.model()->clear();
+    r.model()->setLimit(TraceModel::DefaultLimit);
 }
 
 double msSince(const QElapsedTimer& clock)
@@ -586,22 +604,94 @@ void BM_PlotFollow(benchmark::State& state)
     settle();
 }
 
+// Resident memory per line of a full trace, above the same window with an
+// empty trace; the lines as received, the view shown and following.
+void BM_MemoryPerLine(benchmark::State& state)
+{
+    Rig& r = rig();
+    const int lines = int(state.range(0));
+    const QByteArray& message = state.range(1) ? r.typical : r.small;
+    const int limit = r.model()->limit();
+    r.model()->setLimit(qMax(limit, lines));
+    for (auto _ : state) {
+        r.model()->clear();
+        settle();
+        malloc_trim(0);
+        const double before = residentMiB();
+        // Each line with bytes of its own, as received.
+        for (int i = 0; i < lines; ++i) {
+            const QRV16::Message msg(QByteArray(message.constData(), message.size()));
+            r.model()->append(QStringLiteral("1"), msg, ColorMessageRx1, QDateTime(), -1, -1);
+        }
+        r.model()->flush();
+        settle();
+        const double after = residentMiB();
+        state.counters["B/line"] = (after - before) * 1024.0 * 1024.0 / lines;
+        state.counters["KiB/line"] = (after - before) * 1024.0 / lines;
+        state.counters["MiB"] = after - before;
+    }
+    r.model()->clear();
+    r.model()->setLimit(limit);
+    settle();
+    malloc_trim(0);
+    state.SetLabel(state.range(1) ? "20 elements" : "5 bytes");
+}
+
+// From constructing the window to its being shown, and on to the
+// definitions loaded by the deferred start (the last definitions file, as a
+// restart finds it).
+void BM_StartWindow(benchmark::State& state)
+{
+    rig();
+    QSettings settings;
+    settings.setValue(QStringLiteral("MainWindow/LastDefinitionsPath"),
+                      QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
+    std::vector<double> shown, loaded;
+    for (auto _ : state) {
+        QElapsedTimer clock;
+        clock.start();
+        auto window = std::make_unique<MainWindow>();
+        window->show();
+        spinUntil([&] { return window->windowHandle() && window->windowHandle()->isExposed(); }, 10000);
+        shown.push_back(msSince(clock));
+        spinUntil([&] { return window->tags() != nullptr; }, 10000);
+        loaded.push_back(msSince(clock));
+        window.reset();
+        settle();
+    }
+    settings.remove(QStringLiteral("MainWindow/LastDefinitionsPath"));
+    state.counters["shown_ms"] = percentile(shown, 0.5);
+    state.counters["loaded_ms"] = percentile(loaded, 0.5);
+}
+
 } // namespace
 
+BENCHMARK(BM_StartWindow)->Iterations(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReceiveLine)
-    ->Args({1000, 0})
-    ->Args({10000, 0})
-    ->Args({100000, 0})
-    ->Args({1000, 1})
-    ->Args({10000, 1})
-    ->Args({100000, 1})
+    ->Args({1000, 0, 0})
+    ->Args({10000, 0, 0})
+    ->Args({100000, 0, 0})
+    ->Args({1000000, 0, 0})
+    ->Args({1000, 1, 0})
+    ->Args({10000, 1, 0})
+    ->Args({100000, 1, 0})
+    ->Args({1000000, 1, 0})
+    ->Args({1000, 0, 1})
+    ->Args({1000000, 0, 1})
     ->Iterations(5)
     ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Flood)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MemoryPerLine)
+    ->Args({100000, 0})
+    ->Args({100000, 1})
+    ->Args({1000000, 0})
+    ->Args({1000000, 1})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Flood)->Arg(TraceModel::DefaultLimit)->Arg(1000000)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FilterAndFind)->Iterations(5)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FloodFiltered)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReplayLog)->Arg(0)->Arg(1)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotRedraw)->Iterations(20)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotFollow)->Arg(1000)->Arg(20000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
-KORV_BENCH_MAIN("BM_ReceiveLine/1000/0/iterations:5")
+KORV_BENCH_MAIN("BM_ReceiveLine/1000/0/0/iterations:5")

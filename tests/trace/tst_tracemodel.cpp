@@ -4,6 +4,7 @@
 #include "trace/tracemodel.h"
 
 #include "qrv16/message.h"
+#include "qrv16/messagewriter.h"
 #include "qrv16/tagdatalut.h"
 #include "tests/support/definitions.h"
 
@@ -95,6 +96,8 @@ private Q_SLOTS:
     void scanStopsAfterHundredLines();
     void hundredThousandAndFirstLineRemovesOldest();
     void lineOutsideLimitIsNotAnnounced();
+    void loweringTheLimitDropsTheOldestInOneRemoval_data();
+    void loweringTheLimitDropsTheOldestInOneRemoval();
     void timeStamps_data();
     void timeStamps();
     void relativeTimeChangesTheTimeColumn();
@@ -113,6 +116,8 @@ private Q_SLOTS:
     void messageLines();
     void childLinesKeepTheFlagsOfTheirLine();
     void malformedMessageDoesNotCrash();
+    void messageTextsWrittenWhenAsked_data();
+    void messageTextsWrittenWhenAsked();
     void removeAndRenumber();
     void updateSignalsOneRow();
     void styleSetsRowHeightFontsAndColours();
@@ -265,6 +270,64 @@ void TestTraceModel::lineOutsideLimitIsNotAnnounced()
     QCOMPARE(model.rowCount(), 2);
     QCOMPARE(text(model, 0), QStringLiteral("1"));
     QVERIFY(rowsConsistent(model));
+}
+
+void TestTraceModel::loweringTheLimitDropsTheOldestInOneRemoval_data()
+{
+    QTest::addColumn<int>("shown");   // lines the views know
+    QTest::addColumn<int>("waiting"); // appended since the last batch
+    QTest::addColumn<int>("held");    // live lines held behind a block
+    QTest::addColumn<int>("limit");
+    QTest::newRow("all shown") << 5000 << 0 << 0 << 1000;
+    QTest::newRow("some waiting") << 3000 << 2500 << 0 << 1000;
+    QTest::newRow("held lines beyond the new limit") << 500 << 0 << 1500 << 1000;
+    QTest::newRow("raised keeps every line") << 3000 << 100 << 0 << 10000;
+}
+
+void TestTraceModel::loweringTheLimitDropsTheOldestInOneRemoval()
+{
+    QFETCH(int, shown);
+    QFETCH(int, waiting);
+    QFETCH(int, held);
+    QFETCH(int, limit);
+    TraceModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    int n = 0;
+    for (; n < shown; ++n)
+        model.append(QStringLiteral("1"), QString::number(n), ColorText, base.addMSecs(n));
+    model.flush();
+    for (; n < shown + waiting; ++n)
+        model.append(QStringLiteral("1"), QString::number(n), ColorText, base.addMSecs(n));
+    if (held > 0) {
+        model.beginBlock();
+        for (; n < shown + waiting + held; ++n)
+            model.append(QStringLiteral("1"), QString::number(n), ColorText, base.addMSecs(n));
+    }
+    const QPersistentModelIndex first = model.index(0, 0);
+    const QPersistentModelIndex last = model.index(n - 1, 0);
+    QVERIFY(last.isValid());
+    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+
+    model.setLimit(limit);
+    QCOMPARE(model.limit(), limit);
+    const int kept = qMin(n, limit);
+    QVERIFY(model.lineCount() <= limit);
+    QVERIFY(model.heldCount() <= limit);
+    // At most one removal, from the top, of lines the views knew.
+    QVERIFY(removed.count() <= 1);
+    if (!removed.isEmpty())
+        QCOMPARE(removed.at(0).at(1).toInt(), 0);
+    QVERIFY(last.isValid());
+    QCOMPARE(last.data(TraceModel::LogRole).toString().section(QLatin1Char(','), 2, 2),
+             QStringLiteral("\"%1\"").arg(n - 1));
+
+    model.endBlock();
+    model.flush();
+    QCOMPARE(model.rowCount(), kept);
+    QCOMPARE(text(model, 0), QString::number(n - kept));
+    QCOMPARE(text(model, kept - 1), QString::number(n - 1));
+    QCOMPARE(last.row(), kept - 1);
+    QCOMPARE(first.isValid(), n <= limit);
 }
 
 void TestTraceModel::timeStamps_data()
@@ -597,6 +660,58 @@ void TestTraceModel::malformedMessageDoesNotCrash()
     }
     QCOMPARE(text(model, 0, model.index(3, 0)), QStringLiteral("Pumps"));
     QCOMPARE(model.rowCount(model.index(0, 0, model.index(3, 0))), 0);
+}
+
+void TestTraceModel::messageTextsWrittenWhenAsked_data()
+{
+    QTest::addColumn<bool>("decode");
+    QTest::addColumn<bool>("hungarian");
+    QTest::newRow("numbers") << false << false;
+    QTest::newRow("decoded") << true << false;
+    QTest::newRow("decoded, Hungarian") << true << true;
+}
+
+// Message lines keep no text: it is written as asked for, in any order, as
+// their options said when they arrived.
+void TestTraceModel::messageTextsWrittenWhenAsked()
+{
+    QFETCH(bool, decode);
+    QFETCH(bool, hungarian);
+    TraceModel model;
+    model.setTags(m_lut.get());
+    TraceOptions options;
+    options.set(TraceOptions::Decode, decode);
+    options.set(TraceOptions::HungarianNotation, hungarian);
+    model.setOptions(options);
+    const QRV16::MessageWriter writer(decode ? m_lut.get() : nullptr,
+                                      hungarian ? QRV16::TextOptions(QRV16::Hungarian) : QRV16::TextOptions());
+    constexpr int Lines = 3000;
+    QStringList expected;
+    for (int i = 0; i < Lines; ++i) {
+        QRV16::Message m;
+        m.beginMessage(0xC001);
+        m.appendInt(0x1001, i);
+        m.appendString(0x3001, QString(i % 7, QLatin1Char('s')));
+        m.endMessage();
+        expected << writer.toText(m);
+        model.append(QStringLiteral("1"), m, ColorMessageRx1, base.addMSecs(i));
+    }
+    // Lines of later options keep theirs.
+    model.setOptions(TraceOptions());
+    model.flush();
+    QCOMPARE(model.rowCount(), Lines);
+    for (const int stride : {1, Lines - 1, 7919}) {
+        for (int i = 0; i < Lines; ++i) {
+            const int row = int(qint64(i) * stride % Lines);
+            QCOMPARE(text(model, row), expected.at(row));
+        }
+    }
+    const QModelIndex line = model.index(1234, 0);
+    QCOMPARE(LogRecord::split(line.data(TraceModel::LogRole).toString()).value(2), expected.at(1234));
+    model.count(line);
+    model.count(line);
+    QCOMPARE(text(model, 1234), expected.at(1234) + QStringLiteral(" (3)"));
+    QCOMPARE(text(model, 1235), expected.at(1235));
 }
 
 void TestTraceModel::removeAndRenumber()

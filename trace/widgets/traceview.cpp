@@ -69,9 +69,11 @@ TraceView::TraceView(TraceModel* model, QWidget* parent)
     connect(this, &QTreeView::pressed, this, [this] { m_following = false; });
     // A traced message back into the entry line, to change and send again.
     connect(this, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
-        const TraceItem* item = m_model->index2item(traceIndex(index));
+        const QModelIndex line = traceIndex(index);
+        const TraceItem* item = m_model->index2item(line);
+        // The text as shown: a message line keeps none of its own.
         if (item && item->message() && !index.parent().isValid())
-            Q_EMIT messageActivated(item->text());
+            Q_EMIT messageActivated(line.siblingAtColumn(TraceModel::TextColumn).data().toString());
     });
     watchSelection();
 }

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+#include "app/mainwindow.h"
+#include "app/preferences.h"
+#include "trace/tracemodel.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDialog>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QSpinBox>
+#include <QStandardPaths>
+#include <QTimer>
+#include <QtTest>
+
+namespace {
+
+void fill(TraceModel* model, int lines)
+{
+    for (int i = 0; i < lines; ++i)
+        model->append(QStringLiteral("1"), QString::number(i), ColorText);
+    model->flush();
+}
+
+QString text(const TraceModel& model, int row)
+{
+    return model.index(row, TraceModel::TextColumn).data().toString();
+}
+
+} // namespace
+
+class TestPreferences : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void storedTraceLimit_data();
+    void storedTraceLimit();
+    void traceLimitAppliesAtOnceAndIsKept_data();
+    void traceLimitAppliesAtOnceAndIsKept();
+    void dialogSetsTheTraceLimit_data();
+    void dialogSetsTheTraceLimit();
+    void windowSaysWhatItClamped();
+};
+
+void TestPreferences::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+}
+
+void TestPreferences::init()
+{
+    QSettings().clear();
+}
+
+void TestPreferences::storedTraceLimit_data()
+{
+    QTest::addColumn<QVariant>("stored"); // invalid: absent
+    QTest::addColumn<int>("limit");
+    QTest::addColumn<bool>("warns");
+    QTest::newRow("absent") << QVariant() << 100000 << false;
+    QTest::newRow("in range") << QVariant(QStringLiteral("250000")) << 250000 << false;
+    QTest::newRow("lowest") << QVariant(1000) << 1000 << false;
+    QTest::newRow("highest") << QVariant(10000000) << 10000000 << false;
+    QTest::newRow("too low") << QVariant(QStringLiteral("999")) << 1000 << true;
+    QTest::newRow("negative") << QVariant(QStringLiteral("-5")) << 1000 << true;
+    QTest::newRow("too high") << QVariant(QStringLiteral("10000001")) << 10000000 << true;
+    QTest::newRow("beyond int") << QVariant(QStringLiteral("99999999999")) << 10000000 << true;
+    QTest::newRow("not a number") << QVariant(QStringLiteral("lots")) << 100000 << true;
+}
+
+void TestPreferences::storedTraceLimit()
+{
+    QFETCH(QVariant, stored);
+    QFETCH(int, limit);
+    QFETCH(bool, warns);
+    if (stored.isValid())
+        QSettings().setValue(QStringLiteral("MainWindow/TraceLimit"), stored);
+    TraceModel model;
+    Preferences preferences(&model, nullptr);
+    QCOMPARE(preferences.traceLimit(), limit);
+    QCOMPARE(model.limit(), limit);
+    QCOMPARE(preferences.warnings().size(), warns ? 1 : 0);
+    if (warns) {
+        const QString warning = preferences.warnings().constFirst();
+        QVERIFY2(warning.contains(QStringLiteral("MainWindow/TraceLimit")) &&
+                     warning.contains(stored.toString()) && warning.contains(QString::number(limit)),
+                 qPrintable(warning));
+    }
+}
+
+void TestPreferences::traceLimitAppliesAtOnceAndIsKept_data()
+{
+    QTest::addColumn<int>("set");
+    QTest::addColumn<int>("limit");
+    QTest::newRow("lowered") << 2000 << 2000;
+    QTest::newRow("lowered below the range") << 10 << 1000;
+    QTest::newRow("raised") << 20000 << 20000;
+    QTest::newRow("raised above the range") << 2000000000 << 10000000;
+}
+
+void TestPreferences::traceLimitAppliesAtOnceAndIsKept()
+{
+    QFETCH(int, set);
+    QFETCH(int, limit);
+    TraceModel model;
+    Preferences preferences(&model, nullptr);
+    fill(&model, 5000);
+    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+
+    preferences.setTraceLimit(set);
+    QCOMPARE(preferences.traceLimit(), limit);
+    const int kept = qMin(5000, limit);
+    QCOMPARE(model.rowCount(), kept);
+    QCOMPARE(removed.count(), kept < 5000 ? 1 : 0);
+    QCOMPARE(text(model, 0), QString::number(5000 - kept));
+
+    TraceModel next;
+    const Preferences restarted(&next, nullptr);
+    QCOMPARE(restarted.traceLimit(), limit);
+    QCOMPARE(next.limit(), limit);
+    QVERIFY(restarted.warnings().isEmpty());
+}
+
+void TestPreferences::dialogSetsTheTraceLimit_data()
+{
+    QTest::addColumn<bool>("accept");
+    QTest::newRow("accepted") << true;
+    QTest::newRow("cancelled") << false;
+}
+
+void TestPreferences::dialogSetsTheTraceLimit()
+{
+    QFETCH(bool, accept);
+    TraceModel model;
+    QWidget parent;
+    Preferences preferences(&model, &parent);
+    fill(&model, 3000);
+    QCOMPARE(preferences.action()->text(), QStringLiteral("Preferences..."));
+    bool shown = false;
+    QTimer::singleShot(0, this, [&] {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        auto* spin = dialog ? dialog->findChild<QSpinBox*>() : nullptr;
+        if (!spin) {
+            if (dialog)
+                dialog->reject();
+            return;
+        }
+        shown = spin->value() == 100000;
+        spin->setValue(1500);
+        if (accept)
+            dialog->accept();
+        else
+            dialog->reject();
+    });
+    preferences.action()->trigger();
+    QVERIFY(shown);
+    QCOMPARE(preferences.traceLimit(), accept ? 1500 : 100000);
+    QCOMPARE(model.rowCount(), accept ? 1500 : 3000);
+}
+
+// A limit clamped at start is said in the trace, as other settings are.
+void TestPreferences::windowSaysWhatItClamped()
+{
+    QSettings().setValue(QStringLiteral("MainWindow/TraceLimit"), 12);
+    MainWindow window;
+    TraceModel* model = window.traceModel();
+    QCOMPARE(model->limit(), 1000);
+    model->flush();
+    QStringList lines;
+    for (int row = 0; row < model->rowCount(); ++row)
+        lines << text(*model, row);
+    QVERIFY2(lines.filter(QStringLiteral("MainWindow/TraceLimit")).size() == 1, qPrintable(lines.join('\n')));
+    const QList<QAction*> actions = window.findChildren<QAction*>(QStringLiteral("m_act_preferences"));
+    QCOMPARE(actions.size(), 1);
+    QVERIFY(!actions.constFirst()->associatedObjects().isEmpty());
+}
+
+QTEST_MAIN(TestPreferences)
+#include "tst_preferences.moc"
