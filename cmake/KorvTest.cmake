@@ -8,7 +8,11 @@ function(korv_add_test)
     target_compile_definitions(${T_NAME} PRIVATE
         KORV_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
     add_test(NAME ${T_NAME} COMMAND ${T_NAME})
+    # A HOME of its own: the settings a test writes are met by no other run
+    # going on beside it, of this tree or another.
+    set(home ${CMAKE_CURRENT_BINARY_DIR}/${T_NAME}.home)
+    file(MAKE_DIRECTORY ${home})
     set_tests_properties(${T_NAME} PROPERTIES
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1"
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${home};UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1"
         TIMEOUT 300)
 endfunction()

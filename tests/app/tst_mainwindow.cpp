@@ -38,6 +38,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QDockWidget>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
@@ -59,6 +60,7 @@
 #include <QTreeView>
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -95,13 +97,13 @@ QByteArray encoded(const QString& notation, const QRV16::TagDataLut* tags)
 bool addLines(MainWindow* window, int count)
 {
     TraceModel* model = window->traceModel();
-    QSignalSpy inserted(model, &QAbstractItemModel::rowsInserted);
     for (int i = 0; i < count; ++i)
         window->message(QStringLiteral("line %1").arg(model->lineCount()));
-    if (!inserted.wait(2000))
+    // Lines reach the view in batches; a busy machine may take a while.
+    if (!QTest::qWaitFor([model] { return model->rowCount() == model->lineCount(); }, 30000))
         return false;
     QCoreApplication::processEvents();
-    return model->rowCount() == model->lineCount();
+    return true;
 }
 
 // Whether `action`'s shortcut fires while `focus` has the keyboard focus.
@@ -154,7 +156,7 @@ private Q_SLOTS:
     void bookmarksLoadActivateAndFail();
     void closeWithUnsavedBookmarks_data();
     void closeWithUnsavedBookmarks();
-    void actionsMenusAndToolbar();
+    void everyCommandCanBeReached();
     void editorSavesIntoTheTrace();
     void everyShortcutHasOneOwner();
     void deleteKeyGoesToTheFocusedPanel_data();
@@ -312,7 +314,7 @@ void TestMainWindow::hideDuplicatesBanner()
     QVERIFY(banner->text().isEmpty());
     window->findChild<QAction*>(QStringLiteral("m_act_hide_dup"))->setChecked(true);
     banner = qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner));
-    QCOMPARE(banner->text(), QStringLiteral("<font color=\"red\"><b>HIDE DUPLICATES</b></font>"));
+    QVERIFY2(banner->text().contains(QLatin1String("HIDE DUPLICATES")), qPrintable(banner->text()));
     QCOMPARE(changed.count(), 1);
     QVERIFY(changed.at(0).at(0).value<TraceOptions>().test(TraceOptions::HideDuplicates));
     window->findChild<QAction*>(QStringLiteral("m_act_hide_dup"))->setChecked(false);
@@ -479,30 +481,45 @@ void TestMainWindow::closeWithUnsavedBookmarks()
     QCOMPARE(QSettings().contains(QStringLiteral("MainWindow/Geometry")), closes);
 }
 
-void TestMainWindow::actionsMenusAndToolbar()
+// Every command has a place to click: a menu, a toolbar or a panel; every
+// toolbar and panel closed can be brought back from a menu.
+void TestMainWindow::everyCommandCanBeReached()
 {
     auto window = makeWindow();
-    const auto texts = [](const QList<QAction*>& actions) {
-        QStringList out;
-        for (QAction* a : actions)
-            out << (a->isSeparator() ? QStringLiteral("-") : a->text());
-        return out;
-    };
-    QStringList menus;
-    for (QAction* a : window->menuBar()->actions())
-        menus << a->text();
-    QCOMPARE(menus, (QStringList{"File", "Trace", "Bookmarks", "Answers", "Sequences", "Preferences", "Help"}));
-    auto* toolbar = window->findChild<QToolBar*>(QStringLiteral("m_tb_connections"));
-    QCOMPARE(texts(toolbar->actions()),
-             (QStringList{"Connect 1", "SSL Information", "Link", "Connect 2", "SSL Information", "-",
-                          "Disturb Channel 1", "Disturb Channel 2", "-", "Pause", "-", "Raw data bytes",
-                          "Message bytes", "Decoded message", "-", "Collapse all", "Expand all"}));
-    auto* pause = window->findChild<QAction*>(QStringLiteral("m_act_pause"));
-    QCOMPARE(pause->shortcut(), QKeySequence(Qt::Key_F9));
-    QCOMPARE(pause->toolTip(), QStringLiteral("Pause display"));
-    QCOMPARE(window->findChild<QAction*>(QStringLiteral("m_act_edit_bookmarks"))->shortcut(),
-             QKeySequence(QStringLiteral("Ctrl+B, Ctrl+E")));
-    QCOMPARE(window->findChild<QPushButton*>(QStringLiteral("m_pb_go1"))->text(), QStringLiteral("⇨ 1"));
+    QSet<const QAction*> inMenus;
+    std::unique_ptr<QMenu> popup(window->createPopupMenu());
+    QList<QMenu*> menus{popup.get()};
+    for (QAction* top : window->menuBar()->actions())
+        menus << top->menu();
+    while (!menus.isEmpty()) {
+        QMenu* menu = menus.takeFirst();
+        if (!menu)
+            continue;
+        // Some menus are filled as they open.
+        Q_EMIT menu->aboutToShow();
+        for (QAction* entry : menu->actions()) {
+            inMenus.insert(entry);
+            menus << entry->menu();
+        }
+    }
+    QStringList missing;
+    for (const QAction* command : window->findChildren<QAction*>()) {
+        if (command->isSeparator() || command->text().isEmpty() || command->menu())
+            continue;
+        const QList<QObject*> places = command->associatedObjects();
+        if (std::none_of(places.begin(), places.end(), [](QObject* place) { return place->isWidgetType(); }))
+            missing << command->text();
+    }
+    for (const QToolBar* bar : window->findChildren<QToolBar*>(Qt::FindDirectChildrenOnly)) {
+        if (!inMenus.contains(bar->toggleViewAction()))
+            missing << bar->windowTitle();
+    }
+    for (const QDockWidget* dock : window->findChildren<QDockWidget*>(Qt::FindDirectChildrenOnly)) {
+        if (!inMenus.contains(dock->toggleViewAction()))
+            missing << dock->windowTitle();
+    }
+    QVERIFY(inMenus.size() > 30);
+    QVERIFY2(missing.isEmpty(), qPrintable(missing.join(QLatin1Char('\n'))));
 }
 
 void TestMainWindow::editorSavesIntoTheTrace()
@@ -795,6 +812,7 @@ void TestMainWindow::definitionsChangeChecksRulesAndStepsOnce()
     QVERIFY(writeFile(rules, R"(<?xml version="1.0"?>
 <qrvanswers>
   <rule channel="1" every="20"><name>Report pump</name><answer>PumpId=1</answer></rule>
+  <rule channel="1" every="20"><name>Tick</name><answer>StationName="tick"</answer></rule>
   <rule channel="1"><name>Pump asked</name><when>GetStatus=(PumpId=2)</when><answer>StationName="x"</answer></rule>
   <rule channel="1"><name>Fine</name><when>GetStatus</when><answer>StationName="y"</answer></rule>
 </qrvanswers>
@@ -818,8 +836,10 @@ void TestMainWindow::definitionsChangeChecksRulesAndStepsOnce()
     window->traceModel()->clear();
 
     QVERIFY(window->loadDefinitionFile(renamed));
-    // Long enough for the periodic rule to come round a few times.
-    QTest::qWait(300);
+    // A sound rule of the same period: once it has sent a few times, the
+    // broken one has come round as often.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        lines(*window->traceModel()).filter(QStringLiteral("1|StationName=\"tick\"")).size() >= 5, 30000);
     const QStringList shown = lines(*window->traceModel());
     // The window's deferred start may load the same file once more.
     const int loads = int(shown.filter(QRegularExpression(QStringLiteral("^Definitions\\|Loaded "))).size());

@@ -13,7 +13,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QSettings>
@@ -21,12 +20,17 @@
 #include <QTreeWidget>
 #include <QtTest>
 
-#include <algorithm>
-
 namespace {
 
 const QString answersPath = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvans");
 const QString sequencesPath = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvseq");
+
+// The deferred start-up connects the stored links, channel 2 last; with
+// none stored it says so. A test's own links go up after that.
+void waitForStartUp(const MainWindow& window)
+{
+    QTRY_VERIFY_WITH_TIMEOUT(lines(*window.traceModel()).contains(QStringLiteral("2 Con|Not configured")), 30000);
+}
 
 } // namespace
 
@@ -88,7 +92,7 @@ void TestMainWindowSequences::windowStaysLiveWhileRunning()
 {
     MainWindow window;
     window.show();
-    QTest::qWait(400);
+    waitForStartUp(window);
     QVERIFY(window.loadDefinitionFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")));
     action(&window, "m_act_link")->setChecked(false);
     connectLoopback(window.channel(1), window.channel(2));
@@ -107,35 +111,17 @@ void TestMainWindowSequences::windowStaysLiveWhileRunning()
     SequenceDock* dock = window.sequenceDock();
     dock->setSequences({sequence});
 
-    QElapsedTimer clock;
-    QList<double> lateness;
-    QTimer tick;
-    tick.setTimerType(Qt::PreciseTimer);
-    qint64 last = 0;
-    connect(&tick, &QTimer::timeout, this, [&] {
-        const qint64 now = clock.nsecsElapsed();
-        lateness.append(double(now - last) / 1e6 - 10.0);
-        last = now;
-    });
     QSignalSpy finished(dock->runner(), &SequenceRunner::finished);
     korvtest::StallMeter meter;
-    clock.start();
-    last = clock.nsecsElapsed();
-    tick.start(10);
     dock->run();
     QVERIFY(finished.wait(60000));
-    tick.stop();
+    meter.stop();
     const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
     QCOMPARE(summary.passes, 300);
     QVERIFY(summary.passed());
-    std::sort(lateness.begin(), lateness.end());
-    QVERIFY(lateness.size() > 10);
-    const double p99 = lateness.at(int(lateness.size() * 0.99));
-    const double max = lateness.last();
-    qInfo("300 round trips in %lld ms; 10 ms timer late by p99 %.1f ms, max %.1f ms; longest busy stretch %lld ms",
-          summary.durationMs, p99, max, meter.longest);
-    // Lateness also counts the machine preempting the test; a stall of
-    // ours is time the event loop's thread spent working.
+    // Wall-clock lateness would count the machine preempting the test; a
+    // stall of ours is time the event loop's thread spent working.
+    QVERIFY(meter.ticks > 10);
     QVERIFY2(meter.longest < 100, qPrintable(QString::number(meter.longest)));
 }
 
@@ -154,8 +140,7 @@ void TestMainWindowSequences::windowRunsTheDemo()
     MainWindow window;
     window.resize(1300, 800);
     window.show();
-    // The deferred start-up tries the stored links first.
-    QTest::qWait(400);
+    waitForStartUp(window);
     QVERIFY(window.loadDefinitionFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")));
     QVERIFY(window.loadBookmarks(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvbm")));
     QVERIFY(window.loadAnswers(answersPath));
@@ -191,8 +176,13 @@ void TestMainWindowSequences::windowRunsTheDemo()
                  qPrintable(mine.at(1)));
         QVERIFY2(mine.last().contains(QStringLiteral(": 15 steps, 5 passed, 1 failed, ")), qPrintable(mine.last()));
     }
-    // What the sequence sent is traced on channel 1 like any send.
-    QVERIFY(trace.contains(QStringLiteral("1|GetStatus")) || !trace.filter(QStringLiteral("GetStatus")).isEmpty());
+    // What the sequence sent is traced on channel 1 as sent, saying by whom.
+    const TraceModel* model = window.traceModel();
+    const int sent = int(trace.indexOf(QStringLiteral("1|GetStatus=()")));
+    QVERIFY2(sent >= 0, qPrintable(trace.join(QLatin1Char('\n'))));
+    QCOMPARE(model->index(sent, TraceModel::SourceColumn).data(TraceModel::DirectionRole).toInt(), int(Sent));
+    const QString tip = model->index(sent, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+    QVERIFY2(tip.contains(QLatin1String("Sent by sequence \"Pump station acceptance\", step 1")), qPrintable(tip));
     const QByteArray shot = qgetenv("KORV_SEQUENCES_SHOT");
     if (!shot.isEmpty() && ruleOff.isEmpty()) {
         QTest::qWait(300);
