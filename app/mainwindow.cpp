@@ -97,8 +97,11 @@ MainWindow::MainWindow(QWidget* parent)
     const QList<QAction*> traceActions = m_tv_trace->actions();
     m_tv_trace->insertAction(traceActions.value(traceActions.indexOf(m_act_clear_all) + 1), m_undo->action());
     m_logwriter = new LogWriter(m_model, this);
-    connect(m_logwriter, &LogWriter::message, this,
-            [this](const QString& text) { message(text, ColorError, source(Log)); });
+    // The writer speaks only when the log has stopped.
+    connect(m_logwriter, &LogWriter::message, this, [this](const QString& text) {
+        message(text, ColorError, source(Log));
+        setLogActions(false);
+    });
     // Said while the old file is still the log, so that it records its end.
     connect(m_logwriter, &LogWriter::aboutToSwitch, this, [this](const QString& old) {
         message(tr("Stopped logging to %1").arg(QDir::toNativeSeparators(old)), source(Log));
