@@ -27,7 +27,7 @@ FUZZ_SECONDS ?= 60
 FUZZ_RUNS ?=
 FUZZERS := message text definitions printers answers sequences plot telnet bis bookmarks linkoptions replay
 
-.PHONY: all deps test-deps bench-deps build python test package bench run fuzz clean
+.PHONY: all deps test-deps bench-deps build python test package bench soak run fuzz clean
 
 all: build
 
@@ -78,6 +78,14 @@ bench: bench-deps build-bench/build.ninja
 	@set -e; for b in build-bench/bench/*/bench_*; do \
 	    [ -f "$$b" ] && [ -x "$$b" ] || continue; echo "== $$b"; "$$b" --benchmark_counters_tabular=true; \
 	done
+
+# The window left running SOAK_SECONDS with both channels busy on loopback
+# and logging: resident memory and event-loop lateness per minute, then the
+# log checked for every message (bench/soak/soak.cpp).
+SOAK_SECONDS ?= 3600
+soak: bench-deps build-bench/build.ninja
+	cmake --build build-bench -j $(JOBS) --target soak
+	./build-bench/bench/soak/soak $(SOAK_SECONDS)
 
 # The program on the sample files, with a settings store of its own under
 # build/ (the user's settings stay untouched): channel 1 listens on

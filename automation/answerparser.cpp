@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "automation/answerparser.h"
 
+#include "files/xmlfilewriter.h"
+
 #include <QCoreApplication>
 
 namespace {
@@ -113,7 +115,10 @@ bool AnswerParser::parseRule()
             raiseUnexpectedElementWarning(QStringLiteral("<name>, <when> or <answer>"));
             return skipElement();
         }
-        const QString text = readCharacters();
+        // Cleaned as it will be written: a document in UTF-7 or UTF-16 can
+        // carry what XML cannot hold (a lone surrogate), which a save would
+        // change.
+        const QString text = XmlFileWriter::text(readCharacters());
         if (hasError())
             return false;
         if (seen[field])

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "automation/sequenceparser.h"
 
+#include "files/xmlfilewriter.h"
+
 #include <QCoreApplication>
 #include <QSet>
 
@@ -81,7 +83,7 @@ bool SequenceParser::parseSequence()
         const QString key = attribute.name().toString();
         const QString value = attribute.value().toString();
         if (key == QLatin1String("name")) {
-            sequence.name = value.trimmed();
+            sequence.name = XmlFileWriter::text(value).trimmed();
             named = !sequence.name.isEmpty();
         } else if (key == QLatin1String("continue")) {
             if (value == QLatin1String("true") || value == QLatin1String("1"))
@@ -107,7 +109,9 @@ bool SequenceParser::parseSequence()
 
 bool SequenceParser::readText(QString* text)
 {
-    const QString read = readCharacters();
+    // Cleaned as it will be written: a document in UTF-7 or UTF-16 can carry
+    // what XML cannot hold (a lone surrogate), which a save would change.
+    const QString read = XmlFileWriter::text(readCharacters());
     if (hasError())
         return false;
     *text = read.trimmed();

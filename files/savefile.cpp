@@ -39,11 +39,16 @@ bool SaveFile::write(const QString& path, const QByteArray& bytes, QString* erro
     const QString temporary = path + QStringLiteral(".tmp");
     const QString backup = path + QStringLiteral(".bak");
     QFile file(temporary);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    // Unbuffered, so that a write that fails says why (see writeAll).
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered))
         return fail(tr("Cannot open %1 for writing: %2").arg(native(temporary), file.errorString()));
     // Synced before the rename, or a crash could leave neither file.
-    if (file.write(bytes) != bytes.size() || !file.flush() || ::fsync(file.handle()) != 0)
-        return fail(tr("Cannot write %1: %2").arg(native(temporary), file.errorString()));
+    if (!writeAll(&file, bytes) || !file.flush() || ::fsync(file.handle()) != 0) {
+        const QString error = file.errorString();
+        // Half a file is no use, and on a full disk it takes the room.
+        file.remove();
+        return fail(tr("Cannot write %1: %2").arg(native(temporary), error));
+    }
     file.close();
     const QByteArray target = QFile::encodeName(path);
     const QByteArray old = QFile::encodeName(backup);
@@ -53,5 +58,17 @@ bool SaveFile::write(const QString& path, const QByteArray& bytes, QString* erro
         return fail(tr("Could not rename %1 to %2: %3").arg(native(path), native(backup), SystemError::last()));
     if (std::rename(QFile::encodeName(temporary).constData(), target.constData()) != 0)
         return fail(tr("Could not rename %1 to %2: %3").arg(native(temporary), native(path), SystemError::last()));
+    return true;
+}
+
+bool SaveFile::writeAll(QFileDevice* file, QByteArrayView bytes)
+{
+    qint64 done = 0;
+    while (done < bytes.size()) {
+        const qint64 n = file->write(bytes.data() + done, bytes.size() - done);
+        if (n <= 0)
+            return false;
+        done += n;
+    }
     return true;
 }

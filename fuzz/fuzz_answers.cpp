@@ -10,7 +10,16 @@
 #include "qrv16/messagepattern.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+
+// The pattern whose error lies outside its text.
+[[noreturn]] void fail(const QString& text, const QRV16::MessagePattern& pattern)
+{
+    std::fprintf(stderr, "error at %d+%d of %lld characters: %s\n", pattern.errorStart(), pattern.errorLength(),
+                 static_cast<long long>(text.size()), qPrintable(text));
+    std::abort();
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -27,11 +36,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (pattern.parse(rule.when, lut))
             pattern.matches(request);
         else if (pattern.errorStart() < 0 || pattern.errorStart() + pattern.errorLength() > rule.when.size())
-            std::abort();
+            fail(rule.when, pattern);
         QRV16::MessagePattern::substitute(rule.answer, request, lut);
     }
+    const QByteArray written = AnswerWriter().encode(parser.rules());
     AnswerParser again;
-    if (!again.parse(AnswerWriter().encode(parser.rules())) || again.rules() != parser.rules())
+    if (!again.parse(written) || again.rules() != parser.rules()) {
+        std::fprintf(stderr, "written:\n%s\n%s\n", written.constData(), qPrintable(again.formatError()));
         std::abort();
+    }
     return 0;
 }

@@ -10,7 +10,16 @@
 #include "qrv16/messagepattern.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+
+// The pattern whose error lies outside its text.
+[[noreturn]] void fail(const QString& text, const QRV16::MessagePattern& pattern)
+{
+    std::fprintf(stderr, "error at %d+%d of %lld characters: %s\n", pattern.errorStart(), pattern.errorLength(),
+                 static_cast<long long>(text.size()), qPrintable(text));
+    std::abort();
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -26,15 +35,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                 QRV16::MessagePattern pattern;
                 if (!pattern.parse(step.text, lut) &&
                     (pattern.errorStart() < 0 || pattern.errorStart() + pattern.errorLength() > step.text.size()))
-                    std::abort();
+                    fail(step.text, pattern);
             } else if (step.kind == SequenceStep::Send) {
                 QRV16::MessageParser(lut).parseList(step.text);
             }
             step.toText();
         }
     }
+    const QByteArray written = SequenceWriter().encode(parser.sequences());
     SequenceParser again;
-    if (!again.parse(SequenceWriter().encode(parser.sequences())) || again.sequences() != parser.sequences())
+    if (!again.parse(written) || again.sequences() != parser.sequences()) {
+        std::fprintf(stderr, "written:\n%s\n%s\n", written.constData(), qPrintable(again.formatError()));
         std::abort();
+    }
     return 0;
 }

@@ -3,7 +3,8 @@
 
 #include "trace/tracemodel.h"
 
-#include <QDir>
+#include "files/savefile.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QTimer>
@@ -29,9 +30,11 @@ bool LogWriter::open(const QString& path, QString* error)
     if (m_file &&
         QFileInfo(m_file->fileName()).absoluteFilePath() == QFileInfo(path).absoluteFilePath())
         return true;
+    // Unbuffered: the writer keeps its own buffer, and a failed write then
+    // names its error ("File too large"), which a buffered file forgets.
     // Truncated rather than removed first: a file that cannot be opened is
     // left as it was.
-    constexpr QIODevice::OpenMode mode = QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text;
+    constexpr QIODevice::OpenMode mode = QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered;
     auto file = std::make_unique<QFile>(path);
     bool opened = file->open(mode);
     // A file that may not be written to may still be replaced.
@@ -46,7 +49,6 @@ bool LogWriter::open(const QString& path, QString* error)
         Q_EMIT aboutToSwitch(m_file->fileName());
     close();
     m_file = std::move(file);
-    m_failing = false;
     return true;
 }
 
@@ -54,30 +56,39 @@ void LogWriter::close()
 {
     m_flushTimer->stop();
     if (m_file) {
+        SaveFile::writeAll(m_file.get(), m_pending);
         m_file->close();
         m_file.reset();
     }
+    m_pending.clear();
 }
 
 void LogWriter::write(const QModelIndex& index)
 {
     if (!m_file)
         return;
-    const QByteArray record = m_model->data(index, TraceModel::LogRole).toString().toUtf8();
-    if (m_file->write(record) != record.size()) {
-        if (!m_failing)
-            Q_EMIT message(
-                tr("Could not write to %1: %2")
-                    .arg(QDir::toNativeSeparators(m_file->fileName()), m_file->errorString()));
-        m_failing = true;
+    m_pending += m_model->data(index, TraceModel::LogRole).toString().toUtf8();
+    if (m_pending.size() >= BufferSize) {
+        flush();
         return;
     }
-    m_failing = false;
-    m_flushTimer->start();
+    // Not restarted by each line: steady traffic is flushed every second too.
+    if (!m_flushTimer->isActive())
+        m_flushTimer->start();
 }
 
 void LogWriter::flush()
 {
-    if (m_file)
-        m_file->flush();
+    m_flushTimer->stop();
+    if (!m_file || m_pending.isEmpty())
+        return;
+    if (!SaveFile::writeAll(m_file.get(), m_pending)) {
+        // A full disk fails every write after: one message, and the log ends.
+        const QString error = m_file->errorString();
+        m_pending.clear();
+        close();
+        Q_EMIT message(tr("Log stopped: %1").arg(error));
+        return;
+    }
+    m_pending.clear();
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QByteArray>
 #include <QObject>
 #include <QString>
 
@@ -12,8 +13,8 @@ class QTimer;
 class TraceModel;
 
 // Writes every line the trace model reports to a CSV log file as it
-// arrives, in order, and flushes a second after the last write instead of
-// per line.
+// arrives, in order, and flushes at most a second after a line instead of
+// per line. A write that fails (a full disk) ends the log.
 class LogWriter : public QObject
 {
     Q_OBJECT
@@ -38,15 +39,18 @@ public Q_SLOTS:
     void flush();
 
 Q_SIGNALS:
-    // A write that failed, said once until a write succeeds again.
+    // A write that failed: "Log stopped: ERROR", said once, and the log is
+    // closed when it comes.
     void message(const QString& text);
     // Another file is open and takes over after this: what is logged now
     // still goes to the old one.
     void aboutToSwitch(const QString& oldFileName);
 
 private:
+    static constexpr int BufferSize = 65536;
+
     TraceModel* m_model; // Not owned.
     std::unique_ptr<QFile> m_file;
+    QByteArray m_pending; // written at the flush
     QTimer* m_flushTimer; // Owned (child).
-    bool m_failing = false;
 };

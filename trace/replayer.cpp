@@ -268,6 +268,12 @@ void Replayer::runSlice()
                 reportBad(tr("longer than %1 bytes, skipped").arg(LineLimit));
                 continue;
             }
+            // Every record is written with its line end: a last one without
+            // it was cut (the window killed mid-write), and its text with it.
+            if (m_mode == LogFile && !record.endsWith('\n')) {
+                reportBad(tr("cut short, skipped"));
+                continue;
+            }
             setOrigin(m_lineNumber);
             const QString text = QString::fromUtf8(record);
             if (m_mode == LogFile)

@@ -48,6 +48,7 @@ private Q_SLOTS:
     void errors();
     void cutFileSaysSo();
     void randomBytes();
+    void readsWhatASaveWrites();
 };
 
 void TestAnswerFile::roundTrip()
@@ -229,6 +230,19 @@ void TestAnswerFile::randomBytes()
         if (!parser.parse(bytes))
             QVERIFY(parser.rules().isEmpty());
     }
+}
+
+void TestAnswerFile::readsWhatASaveWrites()
+{
+    // "+2AA-" is a lone surrogate in UTF-7, which XML cannot hold.
+    const QByteArray document("<?xml version=\"1.0\" encoding=\"UTF-7\"?><qrvanswers><rule channel=\"2\">"
+                              "<name>N+2AA-</name><when>GetStatus+2AA-</when><answer>GetStatusReply</answer>"
+                              "</rule></qrvanswers>");
+    AnswerParser parser;
+    QVERIFY2(parser.parse(document), qPrintable(parser.formatError()));
+    AnswerParser again;
+    QVERIFY2(again.parse(AnswerWriter().encode(parser.rules())), qPrintable(again.formatError()));
+    QCOMPARE(again.rules(), parser.rules());
 }
 
 QTEST_GUILESS_MAIN(TestAnswerFile)

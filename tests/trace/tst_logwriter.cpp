@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QtTest>
 
 #include <algorithm>
@@ -38,6 +39,9 @@ private Q_SLOTS:
     void everyLineInArrivalOrderBeforeTheViewsHearOfIt_data();
     void everyLineInArrivalOrderBeforeTheViewsHearOfIt();
     void flushWaitsForASecondOfQuiet();
+    void steadyTrafficIsFlushedEverySecond();
+    void aFailedWriteStopsTheLogOnce_data();
+    void aFailedWriteStopsTheLogOnce();
     void reopeningTheSameFileKeepsIt();
     void openFailureGivesTheFileError();
 
@@ -107,6 +111,54 @@ void TestLogWriter::flushWaitsForASecondOfQuiet()
     model.append(QStringLiteral("Main"), QStringLiteral("quiet"), ColorText, base());
     QVERIFY(readFile(path).isEmpty());
     QTRY_VERIFY_WITH_TIMEOUT(readFile(path).contains("\"quiet\""), 3000);
+}
+
+void TestLogWriter::steadyTrafficIsFlushedEverySecond()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("log.csv"));
+    TraceModel model;
+    LogWriter writer(&model);
+    QVERIFY(writer.open(path));
+    // A line every 100 ms, never a second of quiet: far less than the
+    // file's own buffer holds before the wait ends.
+    int count = 0;
+    QTimer traffic;
+    QObject::connect(&traffic, &QTimer::timeout, &traffic, [&] {
+        model.append(QStringLiteral("1"), QStringLiteral("line %1").arg(count++), ColorText, base());
+    });
+    traffic.start(100);
+    QTRY_VERIFY_WITH_TIMEOUT(readFile(path).contains("\"line 0\""), 10000);
+}
+
+void TestLogWriter::aFailedWriteStopsTheLogOnce_data()
+{
+    QTest::addColumn<int>("lines");
+    QTest::addColumn<bool>("flush");
+    QTest::newRow("at the flush") << 1 << true;
+    QTest::newRow("at a write, past the file's buffer") << 2000 << false;
+}
+
+void TestLogWriter::aFailedWriteStopsTheLogOnce()
+{
+    QFETCH(int, lines);
+    QFETCH(bool, flush);
+    TraceModel model;
+    LogWriter writer(&model);
+    QSignalSpy said(&writer, &LogWriter::message);
+    // Every write to it fails as on a full disk.
+    QVERIFY(writer.open(QStringLiteral("/dev/full")));
+    for (int i = 0; i < lines; ++i)
+        model.append(QStringLiteral("1"), QStringLiteral("a line long enough to fill a buffer soon: %1").arg(i),
+                     ColorText, base());
+    if (flush)
+        writer.flush();
+    QCOMPARE(said.size(), 1);
+    QCOMPARE(said.at(0).at(0).toString(), QStringLiteral("Log stopped: No space left on device"));
+    QVERIFY(!writer.isOpen());
+    model.append(QStringLiteral("1"), QStringLiteral("after"), ColorText, base());
+    writer.flush();
+    QCOMPARE(said.size(), 1);
 }
 
 void TestLogWriter::reopeningTheSameFileKeepsIt()

@@ -134,6 +134,12 @@ void TestReplayer::badRecordsAreReportedOnce_data()
     QTest::newRow("an over-long last line without a line feed")
         << int(Replayer::LogFile) << QByteArray(goodRecord) + QByteArray(1048577, ',')
         << QStringList{"Line 2: longer than 1048576 bytes, skipped"} << 1;
+    QTest::newRow("a last record cut short, in its text")
+        << int(Replayer::LogFile) << QByteArray(goodRecord) + "2011-03-04T10:20:30.046,\"1\",\"PumpId=45"
+        << QStringList{"Line 2: cut short, skipped"} << 1;
+    QTest::newRow("a last record cut short, after its text")
+        << int(Replayer::LogFile) << QByteArray(goodRecord) + "2011-03-04T10:20:30.046,\"1\",\"PumpId=4\",7"
+        << QStringList{"Line 2: cut short, skipped"} << 1;
     QTest::newRow("odd characters in a byte line")
         << int(Replayer::HexDump)
         << QByteArray("2011-03-04T10:20:30.045,\"1 Raw\",\"03 00 0G\",3,,\n")

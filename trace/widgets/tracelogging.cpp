@@ -47,7 +47,11 @@ TraceLogging::TraceLogging(TraceModel* model, QWidget* window)
     connect(m_act_log_play_hex, &QAction::triggered, this, [this] { chooseReplay(Replayer::HexDump); });
     connect(m_act_export_pcapng, &QAction::triggered, this, &TraceLogging::chooseExport);
 
-    connect(m_writer, &LogWriter::message, this, [this](const QString& text) { Q_EMIT message(text, ColorError); });
+    // The writer speaks only when the log has stopped.
+    connect(m_writer, &LogWriter::message, this, [this](const QString& text) {
+        Q_EMIT message(text, ColorError);
+        setLogging(false);
+    });
     // Said while the old file is still the log, so that it records its end.
     connect(m_writer, &LogWriter::aboutToSwitch, this, [this](const QString& old) {
         Q_EMIT message(tr("Stopped logging to %1").arg(QDir::toNativeSeparators(old)), ColorText);
