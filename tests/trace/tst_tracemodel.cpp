@@ -656,7 +656,13 @@ void TestTraceModel::malformedMessageDoesNotCrash()
         QStringList tree;
         walk(model, index, 0, &tree);
         QVERIFY(!tree.join(QLatin1Char('\n')).contains(QStringLiteral("hunter2")));
-        index.data(Qt::ToolTipRole);
+        // Nor in any tool tip: the line's own or its elements'.
+        const QString own = index.siblingAtColumn(TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+        QVERIFY2(!own.contains(QStringLiteral("hunter2")), qPrintable(own));
+        for (int row = 0; row < model.rowCount(index); ++row) {
+            const QString tip = model.index(row, TraceModel::TextColumn, index).data(Qt::ToolTipRole).toString();
+            QVERIFY2(!tip.contains(QStringLiteral("hunter2")), qPrintable(tip));
+        }
     }
     QCOMPARE(text(model, 0, model.index(3, 0)), QStringLiteral("Pumps"));
     QCOMPARE(model.rowCount(model.index(0, 0, model.index(3, 0))), 0);
@@ -1023,12 +1029,15 @@ void TestTraceModel::batchesAreFiftyMillisecondsApart()
     QCOMPARE(inserted.count(), 1);
 
     QElapsedTimer clock;
+    qint64 deliveredAt = -1;
+    connect(&model, &QAbstractItemModel::rowsInserted, this, [&] { deliveredAt = clock.elapsed(); });
     clock.start();
     model.append(QStringLiteral("1"), QStringLiteral("second"), ColorText, base.addMSecs(1));
     QCoreApplication::processEvents();
-    QCOMPARE(inserted.count(), 1);
-    QVERIFY(inserted.wait(1000));
-    QVERIFY2(clock.elapsed() >= TraceModel::BatchMilliseconds - 5, qPrintable(QString::number(clock.elapsed())));
+    // Only a lower bound: a busy machine may take any time to come back.
+    QVERIFY(deliveredAt < 0 || deliveredAt >= TraceModel::BatchMilliseconds - 5);
+    QTRY_COMPARE_WITH_TIMEOUT(inserted.count(), 2, 30000);
+    QVERIFY2(deliveredAt >= TraceModel::BatchMilliseconds - 5, qPrintable(QString::number(deliveredAt)));
     QCOMPARE(model.rowCount(), 2);
 }
 
