@@ -7,12 +7,15 @@ function(korv_add_test)
     target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} Qt6::Test)
     target_compile_definitions(${T_NAME} PRIVATE
         KORV_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
-    add_test(NAME ${T_NAME} COMMAND ${T_NAME})
+    # Warnings are cut short so that a failure stays in sight of a log that is
+    # itself cut.
+    add_test(NAME ${T_NAME} COMMAND ${T_NAME} -maxwarnings 40)
     # A HOME of its own: the settings a test writes are met by no other run
     # going on beside it, of this tree or another.
     set(home ${CMAKE_CURRENT_BINARY_DIR}/${T_NAME}.home)
     file(MAKE_DIRECTORY ${home})
+    # The XDG folders follow it, also where the machine sets them.
     set_tests_properties(${T_NAME} PROPERTIES
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${home};UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1"
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${home};XDG_CONFIG_HOME=${home}/.config;XDG_DATA_HOME=${home}/.local/share;XDG_CACHE_HOME=${home}/.cache;XDG_STATE_HOME=${home}/.local/state;UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1"
         TIMEOUT 300)
 endfunction()

@@ -492,18 +492,19 @@ bool Connection::hasControlLines() const
     return m_transport && m_transport->hasControlLines() && m_transport->isConnected();
 }
 
+unsigned long Connection::disturbPulseMs(int speed)
+{
+    if (speed <= 0)
+        return 1;
+    const double n = std::floor(2.0 * (1000.0 / speed * 10.0) + 0.5);
+    return n >= 1 ? static_cast<unsigned long>(n) : 1;
+}
+
 void Connection::disturb()
 {
     if (!m_transport || !m_transport->hasControlLines())
         return;
-    // Two character times of ten bits each.
-    const int speed = m_transport->speed();
-    unsigned long pulse = 1;
-    if (speed != 0) {
-        const double n = std::floor(2.0 * (1000.0 / speed * 10.0) + 0.5);
-        if (n >= 1)
-            pulse = static_cast<unsigned long>(n);
-    }
+    const unsigned long pulse = disturbPulseMs(m_transport->speed());
     const int lines = m_transport->modemStatus();
     const bool rts = lines & SerSerialPort::ModemRts;
     const bool cts = lines & SerSerialPort::ModemCts;

@@ -86,6 +86,8 @@ public Q_SLOTS:
     void close();
     // Pulses the control lines of a serial port; blocks for two pulse times.
     void disturb();
+    // One pulse: two character times of ten bits at this speed, at least 1 ms.
+    static unsigned long disturbPulseMs(int speed);
 
 Q_SIGNALS:
     void rawReceived(const QByteArray& ba);
