@@ -96,6 +96,9 @@ void TestKilledWindow::killedWhileLogging()
     child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("logUntilKilled")});
     QVERIFY2(server.waitForNewConnection(120000), child.readAll().constData());
     std::unique_ptr<QTcpSocket> peer(server.nextPendingConnection());
+    // The window connects before it starts its log: traffic waits for the
+    // file, or its first messages would be received before logging began.
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(log), 120000);
 
     // A message every 100 ms: in the test's time far less than a buffer of
     // the log, so only the flush every second puts them on disk.
