@@ -351,13 +351,6 @@ void TestStyleDialog::colorRules()
     dialog.setStyle(style);
     ColorRuleEditor* editor = dialog.colorRuleEditor();
     QTableWidget* table = editor->table();
-    const auto button = [editor](const QString& text) {
-        for (QPushButton* pb : editor->findChildren<QPushButton*>()) {
-            if (pb->text() == text)
-                return pb;
-        }
-        return static_cast<QPushButton*>(nullptr);
-    };
     for (const QString& step : steps) {
         const int row = table->currentRow();
         if (step.startsWith(QLatin1String("text:"))) {
@@ -369,7 +362,7 @@ void TestStyleDialog::colorRules()
             QVERIFY(color);
             color->setColor(QColor(step.mid(6)));
         } else {
-            QPushButton* pb = button(step.at(0).toUpper() + step.mid(1));
+            QPushButton* pb = button(*editor, step.at(0).toUpper() + step.mid(1));
             QVERIFY2(pb, qPrintable(step));
             if (pb->isEnabled())
                 pb->click();
