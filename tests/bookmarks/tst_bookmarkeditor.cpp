@@ -4,6 +4,7 @@
 
 #include "bookmarks/bookmarkeditor.h"
 #include "bookmarks/bookmarklist.h"
+#include "tests/bookmarks/letters.h"
 #include "tests/support/definitions.h"
 #include "tests/support/files.h"
 
@@ -82,14 +83,6 @@ void type(QWidget* widget, const QString& text)
             QTest::keyClick(widget, Qt::Key_Return);
         QTest::keyClicks(widget, lines.at(i));
     }
-}
-
-QString order(const BookmarkList& list)
-{
-    QString s;
-    for (const QAction* action : list.actions())
-        s += action->isSeparator() ? QStringLiteral("|") : action->text();
-    return s;
 }
 
 void fill(BookmarkList& list)

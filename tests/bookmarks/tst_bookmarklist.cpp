@@ -3,6 +3,7 @@
 // menu and toolbar that show the bookmarks.
 
 #include "bookmarks/bookmarklist.h"
+#include "tests/bookmarks/letters.h"
 
 #include <QAction>
 #include <QMenu>
@@ -14,35 +15,6 @@
 #include <functional>
 
 namespace {
-
-QAction* bookmark(const QString& text)
-{
-    auto* action = new QAction(text);
-    action->setData(QString(text + QStringLiteral("=()")));
-    return action;
-}
-
-QAction* separator()
-{
-    auto* action = new QAction;
-    action->setSeparator(true);
-    return action;
-}
-
-// A list of bookmarks named by the letters of `names`, '|' a separator.
-void fill(BookmarkList& list, const QString& names)
-{
-    for (QChar c : names)
-        list.addAction(c == QLatin1Char('|') ? separator() : bookmark(QString(c)));
-}
-
-QString order(const BookmarkList& list)
-{
-    QString s;
-    for (const QAction* action : list.actions())
-        s += action->isSeparator() ? QStringLiteral("|") : action->text();
-    return s;
-}
 
 // The actions a menu or toolbar shows, '|' for separators.
 QString shown(const QWidget& widget)
