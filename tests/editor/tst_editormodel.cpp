@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "editor/commandchangeid.h"
-#include "editor/commanddelete.h"
-#include "editor/commandnew.h"
-#include "editor/commandreplaceall.h"
 #include "editor/editormodel.h"
 #include "treetext.h"
 #include "writers/writerxml.h"
@@ -108,8 +104,8 @@ private Q_SLOTS:
     void layoutRows();
     void setData_data();
     void setData();
-    void commandTexts_data();
-    void commandTexts();
+    void undoTexts_data();
+    void undoTexts();
     void setItemData();
     void displayModeReachesValues();
     void insertAndRemove();
@@ -321,59 +317,46 @@ void TestEditorModel::setData()
     QCOMPARE(index.data().toString(), after);
 }
 
-void TestEditorModel::commandTexts_data()
+void TestEditorModel::undoTexts_data()
 {
     QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("text");
-    QTest::newRow("id of a container") << "1/0" << "setId" << "Set code";
-    QTest::newRow("id removed from a container") << "1/0" << "removeId" << "Remove code";
-    QTest::newRow("enum code set where none was") << "1/0/0" << "setIdNone" << "Set enum code";
-    QTest::newRow("bit number removed") << "4/0/0" << "removeId" << "Remove bit number";
-    QTest::newRow("insert tag") << "1" << "new" << "Insert tag";
-    QTest::newRow("insert enum") << "1/0/0" << "new" << "Insert enum";
-    QTest::newRow("insert bit") << "4/0/0" << "new" << "Insert bit";
-    QTest::newRow("insert container") << "1/0" << "new" << "Insert item";
+    QTest::newRow("insert tag") << "1" << "insert" << "Insert tag";
+    QTest::newRow("insert enum") << "1/0/0" << "insert" << "Insert enum";
+    QTest::newRow("insert bit") << "4/0/0" << "insert" << "Insert bit";
     QTest::newRow("remove tag") << "1" << "remove" << "Remove tag";
     QTest::newRow("remove enum") << "1/0/0" << "remove" << "Remove enum";
     QTest::newRow("remove bit") << "4/0/0" << "remove" << "Remove bit";
     QTest::newRow("cut tag") << "1" << "cut" << "Cut tag";
     QTest::newRow("cut enum") << "1/0/0" << "cut" << "Cut enum";
     QTest::newRow("cut bit") << "4/0/0" << "cut" << "Cut bit";
-    QTest::newRow("replace with a tree") << "" << "replace" << "Replace data";
-    QTest::newRow("replace with nothing") << "" << "clear" << "New";
+    QTest::newRow("bit number removed") << "4/0/0" << "uncode" << "Remove bit number";
+    QTest::newRow("enum code set where none was") << "1/0/0" << "recode" << "Set enum code";
 }
 
-void TestEditorModel::commandTexts()
+// Every step is an undo entry of its own, never merged with the one before,
+// and named for what it did.
+void TestEditorModel::undoTexts()
 {
     QFETCH(QString, path);
-    QFETCH(QString, command);
+    QFETCH(QString, operation);
     QFETCH(QString, text);
     Fixture f;
     const QModelIndex index = f.at(path);
-    Item* item = f.model.index2item(index);
-    std::unique_ptr<QUndoCommand> made;
-    if (command == "setId") {
-        made = std::make_unique<CommandChangeID>(3, true, item, &f.model, index);
-    } else if (command == "setIdNone") {
-        item->data().hasId = false;
-        made = std::make_unique<CommandChangeID>(3, true, item, &f.model, index);
-    } else if (command == "removeId") {
-        made = std::make_unique<CommandChangeID>(0, false, item, &f.model, index);
-    } else if (command == "new") {
-        made = std::make_unique<CommandNew>(new Item(item->data()), 0, item->parent(), &f.model, index);
-    } else if (command == "remove" || command == "cut") {
-        auto d = std::make_unique<CommandDelete>(item->row(), item->parent(), &f.model, index);
-        if (command == "cut")
-            d->setMode(CommandDelete::Cut);
-        made = std::move(d);
-    } else if (command == "replace") {
-        made = std::make_unique<CommandReplaceAll>(new Item, &f.model, index);
+    if (operation == "insert") {
+        QVERIFY(f.model.insertRow(index.row(), index.parent()));
+    } else if (operation == "remove") {
+        QVERIFY(f.model.removeRow(index.row(), index.parent()));
+    } else if (operation == "cut") {
+        QVERIFY(f.model.cut(index));
     } else {
-        made = std::make_unique<CommandReplaceAll>(nullptr, &f.model, index);
+        QVERIFY(f.model.setData(index.siblingAtColumn(1), QString()));
+        if (operation == "recode")
+            QVERIFY(f.model.setData(index.siblingAtColumn(1), QStringLiteral("5")));
     }
-    QCOMPARE(made->text(), text);
-    QCOMPARE(made->id(), -1);
+    QCOMPARE(f.stack.count(), operation == "recode" ? 2 : 1);
+    QCOMPARE(f.stack.text(f.stack.count() - 1), text);
 }
 
 void TestEditorModel::setItemData()
