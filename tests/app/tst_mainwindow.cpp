@@ -1076,11 +1076,6 @@ void TestMainWindow::windowRunsTheDemo()
     QCOMPARE(model->index(sent, TraceModel::SourceColumn).data(TraceModel::DirectionRole).toInt(), int(Sent));
     const QString tip = model->index(sent, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
     QVERIFY2(tip.contains(QLatin1String("Sent by sequence \"Pump station acceptance\", step 1")), qPrintable(tip));
-    const QByteArray shot = qgetenv("KORV_SEQUENCES_SHOT");
-    if (!shot.isEmpty() && ruleOff.isEmpty()) {
-        QTest::qWait(300);
-        window.grab().save(QString::fromLocal8Bit(shot));
-    }
 }
 
 void TestMainWindow::sendsTheTextAsTyped_data()

@@ -324,16 +324,11 @@ void TestPlot::dockDrawsTwoTags()
     QCOMPARE(curves.at(0)->at(7).y(), double(600 + int(150 * std::sin(7 / 6.0))));
     QCOMPARE(curves.at(0)->at(7).x(), double(start.addMSecs(7 * 250).toMSecsSinceEpoch()));
     QCOMPARE(drawnY(curves.at(1)).left(23), QStringLiteral("0 0 0 0 0 0 1 1 1 1 1 1"));
-    if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
-        dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-overlay.png"));
 
     dock.setStacked(true);
     QCOMPARE(dock.views().size(), 2);
     QCOMPARE(dock.curves().size(), 2);
     QCOMPARE(dock.curves().at(0)->count(), 40);
-    QTest::qWait(2 * PlotDock::RedrawMilliseconds);
-    if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
-        dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-stacked.png"));
 
     // Closed, it collects nothing more.
     dock.close();
@@ -403,9 +398,6 @@ void TestPlot::dockDrawsOneCurvePerStream()
             colors.insert(qobject_cast<QLineSeries*>(series)->color().rgb());
         QCOMPARE(colors.size(), view->chart()->series().size());
     }
-    if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
-        dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") +
-                         (stacked ? QStringLiteral("/plot-streams-stacked.png") : QStringLiteral("/plot-streams.png")));
 }
 
 void TestPlot::everyTypeDrawsStacked()
@@ -441,8 +433,6 @@ void TestPlot::everyTypeDrawsStacked()
     QCOMPARE(views.at(4)->chart()->series().size(), 2);
     for (QLineSeries* line : dock.curves())
         QVERIFY(line->count() >= 12);
-    if (qEnvironmentVariableIsSet("KORV_PLOT_SCREENSHOT"))
-        dock.grab().save(qEnvironmentVariable("KORV_PLOT_SCREENSHOT") + QStringLiteral("/plot-types.png"));
 }
 
 void TestPlot::manyPointsAreDecimated()
