@@ -30,9 +30,15 @@
 #include "tests/app/windowlinks.h"
 #include "tests/support/definitions.h"
 #include "tests/support/files.h"
+#include "tests/support/loopback.h"
 #include "tests/support/modalcloser.h"
+#include "tests/support/plotdefinitions.h"
 #include "tests/support/pty.h"
+#include "tests/support/sequencesteps.h"
+#include "tests/support/stallmeter.h"
 #include "tests/support/tracelines.h"
+#include "trace/traceplotter.h"
+#include "trace/widgets/plotdock.h"
 
 #include <QAction>
 #include <QApplication>
@@ -58,6 +64,7 @@
 #include <QTimer>
 #include <QToolBar>
 #include <QTreeView>
+#include <QTreeWidget>
 #include <QtTest>
 
 #include <algorithm>
@@ -123,6 +130,56 @@ bool shortcutActive(const QAction* action, const QWidget* focus)
     return false;
 }
 
+// Definitions for typing: an enum to complete, names that share a start.
+const char entryDefinitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
+<qrv16>
+  <tag name="SetPumpMode" id="0xD002"/>
+  <tag name="SetPumpModeReply" id="0xE002"/>
+  <tag name="PumpId" id="0x1001"/>
+  <tag name="PumpMode" id="0x1002">
+    <enums>
+      <enum name="Off" id="0"/>
+      <enum name="Manual" id="1"/>
+      <enum name="Auto" id="2"/>
+      <enum name="Service" id="3"/>
+    </enums>
+  </tag>
+</qrv16>
+)";
+
+const char farBookmark[] = R"(<?xml version="1.0"?>
+<qrvbm>
+  <bookmark>
+    <text>Too far</text>
+    <message>PumpId=4294967296</message>
+  </bookmark>
+</qrvbm>
+)";
+
+QAbstractItemView* namesPopup()
+{
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+        if (w->objectName() == QLatin1String("m_lv_names"))
+            return qobject_cast<QAbstractItemView*>(w);
+    }
+    return nullptr;
+}
+
+QStringList shownNames(QAbstractItemView* popup)
+{
+    QStringList names;
+    for (int row = 0; row < popup->model()->rowCount(); ++row)
+        names << popup->model()->index(row, 0).data().toString();
+    return names;
+}
+
+// The deferred start-up connects the stored links, channel 2 last; with
+// none stored it says so. A test's own links go up after that.
+void waitForStartUp(const MainWindow& window)
+{
+    QTRY_VERIFY_WITH_TIMEOUT(lines(*window.traceModel()).contains(QStringLiteral("2 Con|Not configured")), 30000);
+}
+
 QStringList warnings;
 
 void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& text)
@@ -145,11 +202,9 @@ private Q_SLOTS:
     void arguments_data();
     void arguments();
     void firstStartDefaults();
-    void togglesAreSavedAndRestored();
     void hideDuplicatesBanner();
     void messageSplitsLines_data();
     void messageSplitsLines();
-    void entryLineSendsAndKeepsHistory();
     void goButtonsSelectTheTarget();
     void definitionsLoadAndFailKeepsOldTree();
     void definitionsFromSettingsAtStart();
@@ -169,11 +224,29 @@ private Q_SLOTS:
     void openAndSaveDialogsStartInTheLastFolder();
     void definitionsChangeChecksRulesAndStepsOnce();
     void disturbOnlyWhereThereAreModemLines();
+    void plotFromTheTraceOpensTheDock();
+    void deleteKeyInWindowTakesOnlyTheStep();
+    void windowStaysLiveWhileRunning();
+    void windowRunsTheDemo_data();
+    void windowRunsTheDemo();
+    void sendsTheTextAsTyped_data();
+    void sendsTheTextAsTyped();
+    void historyStaysInTheDropDown();
+    void namesOnlyWhenAskedAndTakenWhenChosen();
+    void errorIsMarkedUntilTheTextChanges();
+    void failingBookmarkIsNamed();
 
 private:
     std::unique_ptr<MainWindow> makeWindow();
+    std::unique_ptr<MainWindow> entryWindow();
+    QComboBox* entry(MainWindow* window) const
+    {
+        return window->findChild<QComboBox*>(QStringLiteral("m_cb_message"));
+    }
     QTemporaryDir m_dir;
     QString m_defs;
+    QString m_entryDefs;
+    QByteArray m_sent[2];
     // The far ends of the channels' links, kept until the test ends.
     std::vector<std::unique_ptr<korvtest::Pty>> m_lines;
 };
@@ -186,11 +259,15 @@ void TestMainWindow::initTestCase()
     QVERIFY(m_dir.isValid());
     m_defs = m_dir.filePath(QStringLiteral("defs.qrvdef"));
     QVERIFY(writeFile(m_defs, pumpDefinitions));
+    m_entryDefs = m_dir.filePath(QStringLiteral("entry.qrvdef"));
+    QVERIFY(writeFile(m_entryDefs, entryDefinitions));
 }
 
 void TestMainWindow::init()
 {
     QSettings().clear();
+    m_sent[0].clear();
+    m_sent[1].clear();
 }
 
 void TestMainWindow::cleanup()
@@ -202,6 +279,25 @@ void TestMainWindow::cleanup()
 std::unique_ptr<MainWindow> TestMainWindow::makeWindow()
 {
     return windowWithLinks(&m_lines);
+}
+
+// A shown, active window on the typing definitions; what each channel
+// sends is kept in m_sent.
+std::unique_ptr<MainWindow> TestMainWindow::entryWindow()
+{
+    auto window = windowWithLinks(&m_lines);
+    for (int number : {1, 2}) {
+        connect(window->channel(number)->connection(), &Connection::rawSent, this,
+                [this, number](const QByteArray& bytes) { m_sent[number - 1] += bytes; });
+    }
+    if (!window->loadDefinitionFile(m_entryDefs))
+        return nullptr;
+    window->traceModel()->clear();
+    window->show();
+    window->activateWindow();
+    if (!QTest::qWaitForWindowActive(window.get()))
+        return nullptr;
+    return window;
 }
 
 void TestMainWindow::arguments_data()
@@ -256,67 +352,37 @@ void TestMainWindow::arguments()
     QCOMPARE(b2, bookmarks);
 }
 
+// The toggles' defaults and keys are the display options' own; here they
+// reach whatever shows the trace, at the start and when toggled.
 void TestMainWindow::firstStartDefaults()
 {
     auto window = makeWindow();
-    const auto checked = [&](const char* name) { return window->findChild<QAction*>(QLatin1String(name))->isChecked(); };
-    QVERIFY(!checked("m_act_trace_raw"));
-    QVERIFY(!checked("m_act_trace_msg"));
-    QVERIFY(checked("m_act_trace_lut"));
-    QVERIFY(checked("m_act_autoscroll"));
-    QVERIFY(checked("m_act_link"));
-    QVERIFY(!checked("m_act_hide_dup"));
-    QVERIFY(!checked("m_act_pause"));
     QCOMPARE(window->targetChannel(), window->channel(1));
-    const TraceOptions options = window->displayOptions()->options();
-    QVERIFY(options.test(TraceOptions::Decode));
-    QVERIFY(options.test(TraceOptions::LinkChannels));
-    QVERIFY(!options.test(TraceOptions::TraceRaw));
-    // What the toggles say reaches whatever shows the trace.
-    QVERIFY(window->traceModel()->options() == options);
-    QVERIFY(window->channel(1)->options() == options);
-    QVERIFY(window->channel(2)->options() == options);
     QVERIFY(window->bookmarks());
     QCOMPARE(window->bookmarks()->count(), 0);
     QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_save_bookmarks"))->isEnabled());
     QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_log_stop"))->isEnabled());
-}
-
-void TestMainWindow::togglesAreSavedAndRestored()
-{
-    {
-        auto window = makeWindow();
-        window->findChild<QAction*>(QStringLiteral("m_act_trace_raw"))->setChecked(true);
-        window->findChild<QAction*>(QStringLiteral("m_act_trace_lut"))->setChecked(false);
-        window->findChild<QAction*>(QStringLiteral("m_act_pause"))->setChecked(true);
-        for (const Channel* channel : {window->channel(1), window->channel(2)}) {
-            QVERIFY(channel->options().test(TraceOptions::TraceRaw));
-            QVERIFY(channel->options().test(TraceOptions::Pause));
-        }
-        QVERIFY(!window->traceModel()->options().test(TraceOptions::Decode));
+    const auto reachTheTrace = [&window] {
+        const TraceOptions options = window->displayOptions()->options();
+        return window->traceModel()->options() == options && window->channel(1)->options() == options &&
+               window->channel(2)->options() == options;
+    };
+    QVERIFY(reachTheTrace());
+    for (const char* name : {"m_act_trace_raw", "m_act_trace_lut", "m_act_pause"}) {
+        window->findChild<QAction*>(QLatin1String(name))->toggle();
+        QVERIFY2(reachTheTrace(), name);
     }
-    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TraceRaw")).toBool(), true);
-    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TraceLut")).toBool(), false);
-    auto window = makeWindow();
-    QVERIFY(window->findChild<QAction*>(QStringLiteral("m_act_trace_raw"))->isChecked());
-    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_trace_lut"))->isChecked());
-    // Pause is never kept.
-    QVERIFY(!window->findChild<QAction*>(QStringLiteral("m_act_pause"))->isChecked());
-    QVERIFY(!window->channel(1)->options().test(TraceOptions::Pause));
 }
 
 void TestMainWindow::hideDuplicatesBanner()
 {
     auto window = makeWindow();
-    QSignalSpy changed(window->displayOptions(), &DisplayOptions::optionsChanged);
     auto* banner = qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner));
     QVERIFY(banner);
     QVERIFY(banner->text().isEmpty());
     window->findChild<QAction*>(QStringLiteral("m_act_hide_dup"))->setChecked(true);
     banner = qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner));
     QVERIFY2(banner->text().contains(QLatin1String("HIDE DUPLICATES")), qPrintable(banner->text()));
-    QCOMPARE(changed.count(), 1);
-    QVERIFY(changed.at(0).at(0).value<TraceOptions>().test(TraceOptions::HideDuplicates));
     window->findChild<QAction*>(QStringLiteral("m_act_hide_dup"))->setChecked(false);
     QVERIFY(qobject_cast<QLabel*>(window->menuBar()->cornerWidget(Qt::TopRightCorner))->text().isEmpty());
 }
@@ -345,34 +411,6 @@ void TestMainWindow::messageSplitsLines()
     const int last = window->traceModel()->lineCount() - 1;
     QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(last, 0))->color(), ColorError);
     QCOMPARE(lines(*window->traceModel()).constLast(), QStringLiteral("Log|bad"));
-}
-
-void TestMainWindow::entryLineSendsAndKeepsHistory()
-{
-    {
-        auto window = makeWindow();
-        QVERIFY(window->loadDefinitionFile(m_defs));
-        window->traceModel()->clear();
-        auto* entry = window->findChild<QComboBox*>(QStringLiteral("m_cb_message"));
-        entry->setEditText(QStringLiteral("GetStatus=(PumpId=7)"));
-        // Keys go to the combo box, the line edit's focus proxy, as typing does.
-        QTest::keyClick(entry, Qt::Key_Return);
-        entry->setEditText(QStringLiteral("PumpId=1"));
-        QTest::keyClick(entry, Qt::Key_Return);
-        // Sending the first again does not add it twice.
-        entry->setEditText(QStringLiteral("GetStatus=(PumpId=7)"));
-        QTest::keyClick(entry, Qt::Key_Return);
-        QCOMPARE(lines(*window->traceModel()),
-                 (QStringList{"1|GetStatus=(PumpId=7)", "1|PumpId=1", "1|GetStatus=(PumpId=7)"}));
-        QCOMPARE(entry->count(), 2);
-    }
-    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/History")).toStringList(),
-             (QStringList{"GetStatus=(PumpId=7)", "PumpId=1"}));
-    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/HistoryIndex")).toInt(), 0);
-    auto window = makeWindow();
-    auto* entry = window->findChild<QComboBox*>(QStringLiteral("m_cb_message"));
-    QCOMPARE(entry->count(), 2);
-    QCOMPARE(entry->currentText(), QStringLiteral("GetStatus=(PumpId=7)"));
 }
 
 void TestMainWindow::goButtonsSelectTheTarget()
@@ -862,14 +900,10 @@ void TestMainWindow::disturbOnlyWhereThereAreModemLines()
 {
     auto window = makeWindow();
     QTcpServer peer;
-    QVERIFY(peer.listen(QHostAddress::LocalHost));
-    ConnectionSettings client;
-    client.setMode(ConnectionSettings::ClientMode);
-    client.setClientAddress(QStringLiteral("127.0.0.1"));
-    client.setClientPort(peer.serverPort());
-    window->channel(2)->setSettings(client);
-    window->channel(2)->connect();
-    QTRY_VERIFY(window->channel(2)->isConnected());
+    std::unique_ptr<QTcpSocket> far;
+    connectToPeer(window->channel(2), &peer, &far);
+    if (QTest::currentTestFailed())
+        return;
     auto* serial = window->findChild<QAction*>(QStringLiteral("m_act_disturb1"));
     auto* tcp = window->findChild<QAction*>(QStringLiteral("m_act_disturb2"));
     QVERIFY(serial->isEnabled());
@@ -881,6 +915,334 @@ void TestMainWindow::disturbOnlyWhereThereAreModemLines()
     QVERIFY2(!shown.contains(QStringLiteral("2 Con|DISTURBANCE GENERATED")), qPrintable(shown.join(QLatin1Char('\n'))));
     QVERIFY(shown.contains(QStringLiteral("1 Con|DISTURBANCE GENERATED")));
     window->channel(2)->disconnect();
+}
+
+// A plot asked for in the trace's context menu opens the plot dock with it.
+void TestMainWindow::plotFromTheTraceOpensTheDock()
+{
+    const QString defs = m_dir.filePath(QStringLiteral("plot.qrvdef"));
+    QVERIFY(writeFile(defs, plotDefinitions));
+    MainWindow window;
+    QVERIFY(window.loadDefinitionFile(defs));
+    TraceModel* model = window.traceModel();
+    model->clear();
+    QRV16::MessageParser parser(window.tags());
+    const QRV16::Message message = parser.parse(QStringLiteral("Reply=(Temperature=1 Name=x)"));
+    QVERIFY2(!parser.hasError(), qPrintable(parser.errorMessage()));
+    model->append(QStringLiteral("1"), message, ColorMessageRx1, QDateTime());
+    model->flush();
+    TraceView* view = window.traceView();
+    const QModelIndex reply = view->model()->index(0, 0, view->model()->index(0, 0));
+    const QModelIndex temperature = view->model()->index(0, 0, reply);
+    std::unique_ptr<QMenu> menu(view->createContextMenu(temperature));
+    QAction* plot = nullptr;
+    for (QAction* action : menu->actions()) {
+        if (action->text() == QLatin1String("Plot Temperature"))
+            plot = action;
+    }
+    QVERIFY(plot);
+    QVERIFY(!window.plotDock());
+    plot->trigger();
+    QVERIFY(window.plotDock());
+    QCOMPARE(window.plotDock()->plotter()->name(0), QStringLiteral("Temperature 1 received"));
+    QCOMPARE(window.plotDock()->plotter()->pointCount(0), 1);
+    // A second plot goes to the same dock.
+    plot->trigger();
+    QCOMPARE(window.findChildren<PlotDock*>().size(), 1);
+}
+
+void TestMainWindow::deleteKeyInWindowTakesOnlyTheStep()
+{
+    MainWindow window;
+    window.show();
+    QApplication::setActiveWindow(&window);
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QVERIFY(window.loadBookmarks(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvbm")));
+    const int bookmarks = window.bookmarks()->count();
+    window.message(QStringLiteral("a line"));
+    QTRY_VERIFY(window.traceModel()->lineCount() > 0);
+    const int trace = window.traceModel()->lineCount();
+    SequenceDock* dock = window.sequenceDock();
+    dock->insertStep(SequenceStep::wait(1));
+    dock->insertStep(SequenceStep::wait(2));
+    dock->setCurrentStep(0);
+    dock->stepView()->setFocus();
+    QTRY_VERIFY(dock->stepView()->hasFocus());
+    QTest::keyClick(dock->stepView(), Qt::Key_Delete);
+    QCOMPARE(stepTexts(*dock), QStringList{QStringLiteral("Wait 2 ms")});
+    window.selectTarget(2);
+    QLineEdit* entry = window.findChild<QComboBox*>(QStringLiteral("m_cb_message"))->lineEdit();
+    entry->setText(QStringLiteral("GetStatus"));
+    action(dock, "m_act_sequence_add_entry")->trigger();
+    QCOMPARE(stepTexts(*dock), (QStringList{QStringLiteral("Wait 2 ms"), QStringLiteral("Send on 2: GetStatus")}));
+    QCOMPARE(window.bookmarks()->count(), bookmarks);
+    QCOMPARE(window.traceModel()->lineCount(), trace);
+}
+
+// A sequence of 1 ms waits and an answer rule without delay, both busy on
+// one loopback pair: the window's event loop stays live throughout.
+void TestMainWindow::windowStaysLiveWhileRunning()
+{
+    MainWindow window;
+    window.show();
+    waitForStartUp(window);
+    QVERIFY(window.loadDefinitionFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")));
+    action(&window, "m_act_link")->setChecked(false);
+    connectLoopback(window.channel(1), window.channel(2));
+    if (QTest::currentTestFailed())
+        return;
+    AnswerRule rule;
+    rule.when = QStringLiteral("GetStatus");
+    rule.answer = QStringLiteral("GetStatusReply=(ResultCode=Ok)");
+    rule.channel = 2;
+    window.autoAnswer()->setRules({rule});
+    Sequence sequence;
+    sequence.name = QStringLiteral("busy");
+    sequence.steps = {SequenceStep::repeat(300), SequenceStep::send(1, QStringLiteral("GetStatus")),
+                      SequenceStep::expect(1, QStringLiteral("GetStatusReply"), 1000), SequenceStep::wait(1),
+                      SequenceStep::end()};
+    SequenceDock* dock = window.sequenceDock();
+    dock->setSequences({sequence});
+
+    QSignalSpy finished(dock->runner(), &SequenceRunner::finished);
+    korvtest::StallMeter meter;
+    dock->run();
+    QVERIFY(finished.wait(60000));
+    meter.stop();
+    const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
+    QCOMPARE(summary.passes, 300);
+    QVERIFY(summary.passed());
+    // Wall-clock lateness would count the machine preempting the test; a
+    // stall of ours is time the event loop's thread spent working.
+    QVERIFY(meter.ticks > 10);
+    QVERIFY2(meter.longest < 100, qPrintable(QString::number(meter.longest)));
+}
+
+void TestMainWindow::windowRunsTheDemo_data()
+{
+    QTest::addColumn<QString>("ruleOff");
+    QTest::newRow("green") << QString();
+    QTest::newRow("red without the lockout") << QStringLiteral("Pump 2 locked out");
+}
+
+// The window as `make run` sets it up: the demo's sequence against its
+// simulated controller, with the trace telling the outcome.
+void TestMainWindow::windowRunsTheDemo()
+{
+    QFETCH(QString, ruleOff);
+    MainWindow window;
+    window.resize(1300, 800);
+    window.show();
+    waitForStartUp(window);
+    QVERIFY(window.loadDefinitionFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")));
+    QVERIFY(window.loadBookmarks(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvbm")));
+    QVERIFY(window.loadAnswers(QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvans")));
+    // As in the demo's settings: the two ends talk to each other, no relay.
+    action(&window, "m_act_link")->setChecked(false);
+    connectLoopback(window.channel(1), window.channel(2));
+    if (QTest::currentTestFailed())
+        return;
+    QVector<AnswerRule> rules = window.autoAnswer()->rules();
+    for (AnswerRule& rule : rules)
+        rule.enabled = rule.enabled && rule.name != ruleOff;
+    window.autoAnswer()->setRules(rules);
+    SequenceDock* dock = window.sequenceDock();
+    window.resizeDocks({dock}, {480}, Qt::Horizontal);
+    window.resizeDocks({dock}, {560}, Qt::Vertical);
+    QVERIFY(dock->load(QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvseq")));
+    QVERIFY(window.menuBar()->findChild<QMenu*>(QStringLiteral("m_mnu_sequences")));
+    window.traceModel()->clear();
+    QSignalSpy finished(dock->runner(), &SequenceRunner::finished);
+    action(dock, "m_act_sequence_run")->trigger();
+    QVERIFY(finished.wait(10000));
+    QCoreApplication::processEvents();
+    const QStringList trace = lines(*window.traceModel());
+    const QStringList mine = trace.filter(QRegularExpression(QStringLiteral("^Sequences\\|")));
+    QVERIFY2(mine.size() >= 2, qPrintable(trace.join(QLatin1Char('\n'))));
+    QCOMPARE(mine.first(), QStringLiteral("Sequences|Sequence \"Pump station acceptance\" started"));
+    if (ruleOff.isEmpty()) {
+        QCOMPARE(mine.size(), 2);
+        QVERIFY2(mine.last().contains(QStringLiteral(": 17 steps, 7 passed, 0 failed, ")), qPrintable(mine.last()));
+    } else {
+        QCOMPARE(mine.size(), 3);
+        QVERIFY2(mine.at(1).contains(QStringLiteral("arrived instead: SetPumpModeReply=(PumpId=2 ResultCode=Ok)")),
+                 qPrintable(mine.at(1)));
+        QVERIFY2(mine.last().contains(QStringLiteral(": 15 steps, 5 passed, 1 failed, ")), qPrintable(mine.last()));
+    }
+    // What the sequence sent is traced on channel 1 as sent, saying by whom.
+    const TraceModel* model = window.traceModel();
+    const int sent = int(trace.indexOf(QStringLiteral("1|GetStatus=()")));
+    QVERIFY2(sent >= 0, qPrintable(trace.join(QLatin1Char('\n'))));
+    QCOMPARE(model->index(sent, TraceModel::SourceColumn).data(TraceModel::DirectionRole).toInt(), int(Sent));
+    const QString tip = model->index(sent, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+    QVERIFY2(tip.contains(QLatin1String("Sent by sequence \"Pump station acceptance\", step 1")), qPrintable(tip));
+}
+
+void TestMainWindow::sendsTheTextAsTyped_data()
+{
+    QTest::addColumn<QStringList>("history");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<int>("channel"); // 0: Return, else that button
+    QTest::addColumn<QString>("line");
+    QTest::newRow("a longer history entry is not sent for a shorter text")
+        << QStringList{"PumpId=99999999"} << "PumpId=9" << 0 << "1|PumpId=9";
+    QTest::newRow("the same by the button of channel 2")
+        << QStringList{"PumpId=99999999"} << "PumpId=9" << 2 << "2|PumpId=9";
+    QTest::newRow("a nested entry does not finish a nested text")
+        << QStringList{"SetPumpMode=(PumpId=2 PumpMode=Service)"} << "SetPumpMode=(PumpId=2 PumpMode=S"
+        << 0 << "1 Err|1:13: End of data looking for closing parenthesis expected";
+    QTest::newRow("an unbalanced text reports its own error")
+        << QStringList{"SetPumpMode=(PumpId=2 PumpMode=Service)"} << "SetPumpMode=(PumpId=2" << 0
+        << "1 Err|1:13: End of data looking for closing parenthesis expected";
+    QTest::newRow("a number beyond 32 bits is refused, not cut")
+        << QStringList() << "PumpId=4294967296" << 1 << "1 Err|1:8: Value out of range";
+    QTest::newRow("so is one beyond 64 bits")
+        << QStringList() << "PumpId=99999999999999999999" << 0 << "1 Err|1:8: Value out of range";
+}
+
+void TestMainWindow::sendsTheTextAsTyped()
+{
+    QFETCH(QStringList, history);
+    QFETCH(QString, typed);
+    QFETCH(int, channel);
+    QFETCH(QString, line);
+    QSettings().setValue(QStringLiteral("MainWindow/History"), history);
+    QSettings().setValue(QStringLiteral("MainWindow/HistoryIndex"), -1);
+    auto window = entryWindow();
+    QVERIFY(window);
+    QComboBox* combo = entry(window.get());
+    combo->setFocus();
+    combo->clearEditText();
+    QTest::keyClicks(combo, typed);
+    QCOMPARE(combo->currentText(), typed);
+    if (channel == 0)
+        QTest::keyClick(combo, Qt::Key_Return);
+    else
+        window->findChild<QPushButton*>(QStringLiteral("m_pb_go%1").arg(channel))->click();
+    QCOMPARE(lines(*window->traceModel()), QStringList{line});
+    const int target = line.at(0) == QLatin1Char('2') ? 1 : 0;
+    if (line.contains(QLatin1String(" Err|"))) {
+        QVERIFY(m_sent[target].isEmpty());
+    } else {
+        QRV16::MessageParser parser(window->tags());
+        QCOMPARE(m_sent[target], parser.parse(typed).bytes());
+    }
+    QVERIFY(m_sent[1 - target].isEmpty());
+}
+
+void TestMainWindow::historyStaysInTheDropDown()
+{
+    {
+        auto window = entryWindow();
+        QComboBox* combo = entry(window.get());
+        for (const char* text : {"PumpId=1", "PumpId=2", "PumpId=1"}) {
+            combo->setEditText(QLatin1String(text));
+            QTest::keyClick(combo, Qt::Key_Return);
+        }
+        QCOMPARE(combo->count(), 2);
+        QCOMPARE(combo->currentText(), QStringLiteral("PumpId=1"));
+        QTest::keyClick(combo, Qt::Key_Down);
+        QCOMPARE(combo->currentText(), QStringLiteral("PumpId=2"));
+        QTest::keyClick(combo, Qt::Key_Return);
+    }
+    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/History")).toStringList(),
+             (QStringList{"PumpId=1", "PumpId=2"}));
+    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/HistoryIndex")).toInt(), 1);
+    auto window = entryWindow();
+    QComboBox* combo = entry(window.get());
+    QCOMPARE(combo->currentText(), QStringLiteral("PumpId=2"));
+    QTest::keyClick(combo, Qt::Key_Up);
+    QCOMPARE(combo->currentText(), QStringLiteral("PumpId=1"));
+}
+
+void TestMainWindow::namesOnlyWhenAskedAndTakenWhenChosen()
+{
+    auto window = entryWindow();
+    QComboBox* combo = entry(window.get());
+    QLineEdit* edit = combo->lineEdit();
+    combo->setFocus();
+    const QString typed = QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=S");
+    QTest::keyClicks(combo, typed);
+    QCOMPARE(edit->text(), typed);
+    QAbstractItemView* popup = namesPopup();
+    QVERIFY(!popup || !popup->isVisible());
+
+    // Tab offers the enum names of the tag being typed; Escape takes none.
+    QTest::keyClick(combo, Qt::Key_Tab);
+    popup = namesPopup();
+    QVERIFY(popup);
+    QTRY_VERIFY(popup->isVisible());
+    QCOMPARE(shownNames(popup), QStringList{"Service"});
+    QCOMPARE(edit->text(), typed);
+    QTest::keyClick(popup, Qt::Key_Escape);
+    QVERIFY(!popup->isVisible());
+    QCOMPARE(edit->text(), typed);
+
+    // Return in the list takes the chosen name and sends nothing.
+    QTest::keyClick(combo, Qt::Key_Tab);
+    QTRY_VERIFY(popup->isVisible());
+    QTest::keyClick(popup, Qt::Key_Return);
+    QVERIFY(!popup->isVisible());
+    QCOMPARE(edit->text(), QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service"));
+    QVERIFY(lines(*window->traceModel()).isEmpty());
+    QVERIFY(m_sent[0].isEmpty());
+
+    // Ctrl+Space where a tag begins offers tag names, narrowed while typing.
+    QTest::keyClicks(combo, QStringLiteral(") "));
+    QTest::keyClick(combo, Qt::Key_Space, Qt::ControlModifier);
+    QTRY_VERIFY(popup->isVisible());
+    QCOMPARE(shownNames(popup), (QStringList{"PumpId", "PumpMode", "SetPumpMode", "SetPumpModeReply"}));
+    QTest::keyClicks(popup, QStringLiteral("Se"));
+    QCOMPARE(shownNames(popup), (QStringList{"SetPumpMode", "SetPumpModeReply"}));
+    QTest::keyClick(popup, Qt::Key_Down);
+    QTest::keyClick(popup, Qt::Key_Tab);
+    QCOMPARE(edit->text(), QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service) SetPumpModeReply"));
+
+    // Return sends the text shown, and only that.
+    QTest::keyClick(combo, Qt::Key_Return);
+    QCOMPARE(lines(*window->traceModel()),
+             (QStringList{"1|SetPumpMode=(PumpId=2 PumpMode=Service)", "1|SetPumpModeReply=()"}));
+
+    // Tab on an empty line moves on, as anywhere.
+    combo->clearEditText();
+    QTest::keyClick(combo, Qt::Key_Tab);
+    QVERIFY(!popup->isVisible());
+}
+
+void TestMainWindow::errorIsMarkedUntilTheTextChanges()
+{
+    auto window = entryWindow();
+    QComboBox* combo = entry(window.get());
+    const QString normalTip = combo->toolTip();
+    combo->setFocus();
+    QTest::keyClicks(combo, QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Servic)"));
+    QTest::keyClick(combo, Qt::Key_Return);
+    const QString report = QStringLiteral("1:32: Failed to decode value; PumpMode has Off, Manual, Auto, Service");
+    QCOMPARE(lines(*window->traceModel()), QStringList{"1 Err|" + report});
+    QVERIFY(m_sent[0].isEmpty());
+    QCOMPARE(combo->toolTip(), report);
+    QVERIFY(!combo->styleSheet().isEmpty());
+    QCOMPARE(combo->lineEdit()->cursorPosition(), 31);
+
+    // The mark stays while the cursor moves, and goes with the first edit.
+    QTest::keyClick(combo, Qt::Key_End);
+    QCOMPARE(combo->toolTip(), report);
+    QTest::keyClick(combo, Qt::Key_Backspace);
+    QCOMPARE(combo->toolTip(), normalTip);
+    QVERIFY(combo->styleSheet().isEmpty());
+}
+
+void TestMainWindow::failingBookmarkIsNamed()
+{
+    const QString path = m_dir.filePath(QStringLiteral("far.qrvbm"));
+    QVERIFY(writeFile(path, farBookmark));
+    auto window = entryWindow();
+    QVERIFY(window->loadBookmarks(path));
+    window->traceModel()->clear();
+    window->bookmarks()->action(0)->trigger();
+    QCOMPARE(lines(*window->traceModel()),
+             QStringList{"1 Err|Bookmark \"Too far\": 1:8: Value out of range"});
+    QVERIFY(m_sent[0].isEmpty());
 }
 
 QTEST_MAIN(TestMainWindow)

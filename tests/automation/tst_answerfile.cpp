@@ -46,7 +46,6 @@ private Q_SLOTS:
     void warnings();
     void errors_data();
     void errors();
-    void cutFileSaysSo();
     void randomBytes();
     void readsWhatASaveWrites();
 };
@@ -186,32 +185,31 @@ void TestAnswerFile::errors_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<int>("line");
+    QTest::addColumn<QString>("words"); // part of the error, if any
 
-    QTest::newRow("empty") << QByteArray() << 1;
-    QTest::newRow("not xml") << QByteArray("hello") << 1;
-    QTest::newRow("other root") << QByteArray("<?xml version=\"1.0\"?>\n<qrvbm/>") << 2;
-    QTest::newRow("unclosed root") << QByteArray("<?xml version=\"1.0\"?>\n<qrvanswers>\n<rule>") << 3;
-    QTest::newRow("element in answer") << document("<rule><when>A</when><answer><b/></answer></rule>") << 3;
-    QTest::newRow("duplicate attribute") << document("<rule delay=\"1\" delay=\"2\"><when>A</when><answer>B</answer></rule>") << 3;
-    QTest::newRow("mismatched tags") << document("<rule><when>A</answer></rule>") << 3;
+    QTest::newRow("empty") << QByteArray() << 1 << QString();
+    QTest::newRow("not xml") << QByteArray("hello") << 1 << QString();
+    QTest::newRow("other root") << QByteArray("<?xml version=\"1.0\"?>\n<qrvbm/>") << 2 << QString();
+    QTest::newRow("unclosed root") << QByteArray("<?xml version=\"1.0\"?>\n<qrvanswers>\n<rule>") << 3 << QString();
+    // The format's own words for a file cut short, not the XML library's.
+    QTest::newRow("cut in a rule") << QByteArray("<?xml version=\"1.0\"?>\n<qrvanswers>\n<rule><when>A</when>") << 3
+                                   << "Unexpected end of document";
+    QTest::newRow("element in answer") << document("<rule><when>A</when><answer><b/></answer></rule>") << 3 << QString();
+    QTest::newRow("duplicate attribute")
+        << document("<rule delay=\"1\" delay=\"2\"><when>A</when><answer>B</answer></rule>") << 3 << QString();
+    QTest::newRow("mismatched tags") << document("<rule><when>A</answer></rule>") << 3 << QString();
 }
 
 void TestAnswerFile::errors()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(int, line);
+    QFETCH(QString, words);
     AnswerParser parser;
     QVERIFY(!parser.parse(bytes));
     QVERIFY(parser.rules().isEmpty());
     QVERIFY2(parser.formatError().contains(QStringLiteral("Line %1,").arg(line)), qPrintable(parser.formatError()));
-}
-
-// The format's own words for a file cut short, not the XML library's.
-void TestAnswerFile::cutFileSaysSo()
-{
-    AnswerParser parser;
-    QVERIFY(!parser.parse(QByteArray("<?xml version=\"1.0\"?>\n<qrvanswers>\n<rule><when>A</when>")));
-    QVERIFY2(parser.formatError().contains(QLatin1String("Unexpected end of document")), qPrintable(parser.formatError()));
+    QVERIFY2(parser.formatError().contains(words), qPrintable(parser.formatError()));
 }
 
 void TestAnswerFile::randomBytes()

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "automation/answerparser.h"
 #include "automation/autoanswer.h"
+#include "automation/sequenceparser.h"
+#include "automation/sequencerunner.h"
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkparser.h"
 #include "qrv16/messageparser.h"
@@ -17,19 +19,51 @@
 namespace {
 
 const QString answersPath = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvans");
+const QString sequencesPath = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvseq");
+
+// The simulated controller answering on channel 2 of a loopback pair, as
+// `make run` wires it; `ruleOff` names a rule switched off. Check
+// QTest::currentTestFailed() after construction.
+struct Station
+{
+    explicit Station(const QRV16::TagDataLut* tags, const QString& ruleOff = QString())
+        : pair(tags)
+    {
+        pair.connect();
+        AnswerParser parser;
+        QVERIFY(parser.parse(answersPath));
+        QVector<AnswerRule> rules = parser.rules();
+        bool found = ruleOff.isEmpty();
+        for (AnswerRule& rule : rules) {
+            if (rule.name == ruleOff) {
+                rule.enabled = false;
+                found = true;
+            }
+        }
+        QVERIFY(found);
+        engine.setPorts(&pair.one, &pair.two);
+        engine.setTags(tags);
+        engine.setRules(rules);
+    }
+
+    LoopbackPair pair;
+    AutoAnswer engine;
+};
 
 } // namespace
 
-// The demo's simulated controller: examples/pump-station.qrvans answering
-// the requests of examples/demo.qrvbm over a loopback pair, as `make run`
-// wires them.
+// The demo's simulated controller, examples/pump-station.qrvans, against
+// the requests of examples/demo.qrvbm and the sequences of
+// examples/pump-station.qrvseq.
 class TestPumpStation : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
-    void fileReadsCleanly();
+    void filesReadCleanly();
     void answersEveryBookmarkedRequest();
+    void sequencesAgainstTheStation_data();
+    void sequencesAgainstTheStation();
 
 private:
     std::unique_ptr<QRV16::TagDataLut> m_tags;
@@ -42,7 +76,7 @@ void TestPumpStation::initTestCase()
     m_tags = demoTags();
 }
 
-void TestPumpStation::fileReadsCleanly()
+void TestPumpStation::filesReadCleanly()
 {
     AnswerParser parser;
     QVERIFY2(parser.parse(answersPath), qPrintable(parser.formatError()));
@@ -63,24 +97,20 @@ void TestPumpStation::fileReadsCleanly()
             QCOMPARE(rule.every, 10000);
         }
     }
+
+    SequenceParser sequences;
+    QVERIFY2(sequences.parse(sequencesPath), qPrintable(sequences.formatError()));
+    QCOMPARE(sequences.warnings(), QString());
+    QCOMPARE(sequences.sequences().size(), 2);
 }
 
 void TestPumpStation::answersEveryBookmarkedRequest()
 {
-    LoopbackPair pair(m_tags.get());
-    pair.connect();
+    Station station(m_tags.get());
     if (QTest::currentTestFailed())
         return;
-    Channel& one = pair.one;
-    Channel& two = pair.two;
-
-    AnswerParser parser;
-    QVERIFY(parser.parse(answersPath));
-    AutoAnswer engine;
-    engine.setPorts(&one, &two);
-    engine.setTags(m_tags.get());
-    QSignalSpy problems(&engine, &AutoAnswer::message);
-    engine.setRules(parser.rules());
+    Channel& one = station.pair.one;
+    QSignalSpy problems(&station.engine, &AutoAnswer::message);
 
     QList<QRV16::Message> replies;
     connect(&one, &Channel::received, this, [&replies](const QRV16::Message& m) { replies.append(m); });
@@ -119,6 +149,57 @@ void TestPumpStation::answersEveryBookmarkedRequest()
     }
     QVERIFY(requests >= 8);
     QCOMPARE(problems.count(), 0);
+}
+
+void TestPumpStation::sequencesAgainstTheStation_data()
+{
+    QTest::addColumn<int>("sequence");
+    QTest::addColumn<QString>("ruleOff");
+    QTest::addColumn<int>("passes");
+    QTest::addColumn<int>("fails");
+    QTest::addColumn<QString>("arrived"); // part of the first failure's text
+
+    QTest::newRow("acceptance runs green") << 0 << QString() << 7 << 0 << QString();
+    QTest::newRow("without the lockout the pump is not denied")
+        << 0 << "Pump 2 locked out" << 5 << 1 << "SetPumpModeReply=(PumpId=2 ResultCode=Ok)";
+    QTest::newRow("without status nothing comes") << 0 << "Status" << 0 << 1 << "nothing within 500 ms";
+    QTest::newRow("second runs green") << 1 << QString() << 2 << 0 << QString();
+    QTest::newRow("second goes on after the clock fails") << 1 << "Clock" << 1 << 1 << "nothing within 500 ms";
+}
+
+// Green as shipped, red with an answer rule switched off.
+void TestPumpStation::sequencesAgainstTheStation()
+{
+    QFETCH(int, sequence);
+    QFETCH(QString, ruleOff);
+    QFETCH(int, passes);
+    QFETCH(int, fails);
+    QFETCH(QString, arrived);
+
+    Station station(m_tags.get(), ruleOff);
+    if (QTest::currentTestFailed())
+        return;
+    SequenceParser sequences;
+    QVERIFY(sequences.parse(sequencesPath));
+    SequenceRunner runner;
+    runner.setPorts(&station.pair.one, &station.pair.two);
+    runner.setTags(m_tags.get());
+    QSignalSpy results(&runner, &SequenceRunner::expectFinished);
+    QSignalSpy problems(&runner, &SequenceRunner::message);
+    QSignalSpy finished(&runner, &SequenceRunner::finished);
+    runner.start(sequences.sequences().at(sequence));
+    QVERIFY(finished.wait(10000));
+    const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
+    QCOMPARE(problems.count(), 0);
+    QCOMPARE(summary.passes, passes);
+    QCOMPARE(summary.fails, fails);
+    QCOMPARE(summary.passed(), fails == 0);
+    for (const QList<QVariant>& result : results) {
+        if (!result.at(1).toBool()) {
+            QVERIFY2(result.at(3).toString().contains(arrived), qPrintable(result.at(3).toString()));
+            break;
+        }
+    }
 }
 
 QTEST_MAIN(TestPumpStation)

@@ -5,10 +5,9 @@
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkparser.h"
 #include "bookmarks/bookmarkwriter.h"
-#include "qrv16/item.h"
 #include "qrv16/messageparser.h"
-#include "qrv16/parser.h"
-#include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
+#include "tests/support/files.h"
 
 #include <QAction>
 #include <QRandomGenerator>
@@ -20,25 +19,18 @@ namespace {
 
 const QString demoPath = QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvbm");
 
-QByteArray demoBytes()
-{
-    QFile file(demoPath);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 class TestBookmarkDemo : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void loadsWithoutWarnings();
-    void everyMessageParses();
+    void loadsWithoutWarningsAndEveryMessageParses();
     void writtenBackByteForByte();
     void mutatedDemoNeverCrashes();
 };
 
-void TestBookmarkDemo::loadsWithoutWarnings()
+void TestBookmarkDemo::loadsWithoutWarningsAndEveryMessageParses()
 {
     BookmarkList list;
     BookmarkParser parser(&list);
@@ -46,6 +38,8 @@ void TestBookmarkDemo::loadsWithoutWarnings()
     QCOMPARE(parser.warnings(), QString());
     QVERIFY(!list.isDirty());
 
+    const auto tags = demoTags();
+    QRV16::MessageParser messages(tags.get());
     int bookmarks = 0;
     int separators = 0;
     int shortcuts = 0;
@@ -60,6 +54,10 @@ void TestBookmarkDemo::loadsWithoutWarnings()
         texts << action->text();
         if (!action->shortcut().isEmpty())
             ++shortcuts;
+        const QList<QRV16::Message> parsed = messages.parseList(BookmarkList::message(action));
+        QVERIFY2(!messages.hasError(),
+                 qPrintable(action->text() + QStringLiteral(": ") + messages.errorMessage()));
+        QVERIFY(!parsed.isEmpty());
     }
     QVERIFY2(bookmarks >= 8 && bookmarks <= 12, qPrintable(QString::number(bookmarks)));
     QVERIFY(separators >= 1 && separators <= 2);
@@ -67,40 +65,17 @@ void TestBookmarkDemo::loadsWithoutWarnings()
     QCOMPARE(texts.size(), bookmarks);
 }
 
-void TestBookmarkDemo::everyMessageParses()
-{
-    QRV16::Parser definitions;
-    QVERIFY2(definitions.parse(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")),
-             qPrintable(definitions.formatError()));
-    std::unique_ptr<QRV16::Item> root(definitions.takeRoot());
-    const QRV16::TagDataLut tags(root.get());
-
-    BookmarkList list;
-    BookmarkParser parser(&list);
-    QVERIFY(parser.parse(demoPath));
-    QRV16::MessageParser messages(&tags);
-    for (const QAction* action : list.actions()) {
-        if (action->isSeparator())
-            continue;
-        const QString text = BookmarkList::message(action);
-        const QList<QRV16::Message> parsed = messages.parseList(text);
-        QVERIFY2(!messages.hasError(),
-                 qPrintable(action->text() + QStringLiteral(": ") + messages.errorMessage()));
-        QVERIFY(!parsed.isEmpty());
-    }
-}
-
 void TestBookmarkDemo::writtenBackByteForByte()
 {
     BookmarkList list;
     BookmarkParser parser(&list);
     QVERIFY(parser.parse(demoPath));
-    QCOMPARE(BookmarkWriter().encode(&list), demoBytes());
+    QCOMPARE(BookmarkWriter().encode(&list), readFile(demoPath));
 }
 
 void TestBookmarkDemo::mutatedDemoNeverCrashes()
 {
-    const QByteArray demo = demoBytes();
+    const QByteArray demo = readFile(demoPath);
     QVERIFY(!demo.isEmpty());
     QRandomGenerator rng(2026);
     int parsed = 0;

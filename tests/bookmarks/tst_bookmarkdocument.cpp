@@ -132,7 +132,9 @@ void TestBookmarkDocument::saveRotatesTheBackup()
     QVERIFY(!actions.saveAction()->isEnabled());
     QCOMPARE(readFile(path + QStringLiteral(".bak")), QByteArray(bookmarkFile));
     QVERIFY(readFile(path).contains("PumpId=2"));
-    QVERIFY(!QFile::exists(path + QStringLiteral(".tmp")));
+    // The old file is the backup; no temporary is left.
+    QCOMPARE(QDir(m_dir.path()).entryList({QStringLiteral("rotate.*")}, QDir::Files | QDir::Hidden),
+             (QStringList{QStringLiteral("rotate.qrvbm"), QStringLiteral("rotate.qrvbm.bak")}));
 }
 
 void TestBookmarkDocument::failedSaveKeepsTheOldFile()

@@ -4,9 +4,9 @@
 
 #include "bookmarks/bookmarkeditor.h"
 #include "bookmarks/bookmarklist.h"
-#include "qrv16/item.h"
-#include "qrv16/parser.h"
-#include "qrv16/tagdatalut.h"
+#include "tests/bookmarks/letters.h"
+#include "tests/support/definitions.h"
+#include "tests/support/files.h"
 
 #include <QAction>
 #include <QKeySequenceEdit>
@@ -85,14 +85,6 @@ void type(QWidget* widget, const QString& text)
     }
 }
 
-QString order(const BookmarkList& list)
-{
-    QString s;
-    for (const QAction* action : list.actions())
-        s += action->isSeparator() ? QStringLiteral("|") : action->text();
-    return s;
-}
-
 void fill(BookmarkList& list)
 {
     auto* full = new QAction(QStringLiteral("Get status"));
@@ -109,23 +101,15 @@ void fill(BookmarkList& list)
     list.setClean();
 }
 
-std::unique_ptr<QRV16::Item> demoDefinitions()
-{
-    QRV16::Parser parser;
-    parser.parse(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
-    return std::unique_ptr<QRV16::Item>(parser.takeRoot());
-}
-
 struct Fixture
 {
     Fixture()
     {
         fill(list);
-        editor.setTags(&tags);
+        editor.setTags(tags.get());
         editor.setBookmarks(&list);
     }
-    std::unique_ptr<QRV16::Item> root = demoDefinitions();
-    QRV16::TagDataLut tags{root.get()};
+    std::unique_ptr<QRV16::TagDataLut> tags = demoTags();
     BookmarkList list;
     BookmarkEditor editor;
 };
@@ -137,7 +121,6 @@ class TestBookmarkEditor : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void initTestCase();
-    void window();
     void selectionFillsFields_data();
     void selectionFillsFields();
     void typingEditsTheAction();
@@ -162,12 +145,8 @@ void TestBookmarkEditor::initTestCase()
     QVERIFY(iconButton(editor));
     for (const char* text : {"&New", "New &separator", "&Delete", "&Up", "Do&wn", "Clear"})
         QVERIFY2(button(editor, QString::fromLatin1(text)), text);
-}
-
-void TestBookmarkEditor::window()
-{
-    BookmarkEditor editor;
     QCOMPARE(editor.windowTitle(), QStringLiteral("Edit Bookmarks"));
+    // The main window stays usable beside it.
     QVERIFY(!editor.isModal());
 }
 
@@ -320,9 +299,8 @@ void TestBookmarkEditor::messageCheckedAgainstNewTags()
     editor.setBookmarks(&list);
     // Names mean nothing without definitions.
     QCOMPARE(errors(editor), QStringLiteral("Line 1, column 1: Tag must have four digits"));
-    auto root = demoDefinitions();
-    const QRV16::TagDataLut tags(root.get());
-    editor.setTags(&tags);
+    const auto tags = demoTags();
+    editor.setTags(tags.get());
     QCOMPARE(errors(editor), QString());
     editor.setTags(nullptr);
     QVERIFY(!errors(editor).isEmpty());
@@ -383,11 +361,7 @@ void TestBookmarkEditor::icons()
     const QString bigPath = dir.filePath(QStringLiteral("big.png"));
     QVERIFY(big.save(bigPath));
     const QString notImage = dir.filePath(QStringLiteral("notes.png"));
-    {
-        QFile file(notImage);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("GetStatus\n");
-    }
+    QVERIFY(writeFile(notImage, "GetStatus\n"));
 
     Fixture f;
     f.editor.setCurrentRow(2);

@@ -126,7 +126,6 @@ private Q_SLOTS:
     void iconsKeepTheirPixels_data();
     void iconsKeepTheirPixels();
     void charactersXmlCannotHold();
-    void writeFile();
     void writeFailure();
     void errors_data();
     void errors();
@@ -317,32 +316,6 @@ void TestBookmarkFile::charactersXmlCannotHold()
     QVERIFY2(r.ok, qPrintable(r.error));
     QCOMPARE(back.action(0)->text(), QStringLiteral("abc"));
     QCOMPARE(BookmarkList::message(back.action(0)), QStringLiteral("3004=\"x\x7fy\""));
-}
-
-void TestBookmarkFile::writeFile()
-{
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString path = dir.filePath(QStringLiteral("b.qrvbm"));
-    {
-        QFile old(path);
-        QVERIFY(old.open(QIODevice::WriteOnly));
-        old.write(QByteArray(5000, 'x'));
-    }
-    BookmarkList list;
-    list.addAction(bookmark("Get status", "GetStatus"));
-    BookmarkWriter writer;
-    QVERIFY2(writer.write(&list, path), qPrintable(writer.errorString()));
-    QCOMPARE(writer.errorString(), QString());
-    QFile written(path);
-    QVERIFY(written.open(QIODevice::ReadOnly));
-    QCOMPARE(written.readAll(), writer.encode(&list));
-    // The old file is the backup; no temporary is left.
-    QFile backup(path + QStringLiteral(".bak"));
-    QVERIFY(backup.open(QIODevice::ReadOnly));
-    QCOMPARE(backup.readAll(), QByteArray(5000, 'x'));
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
-             (QStringList{QStringLiteral("b.qrvbm"), QStringLiteral("b.qrvbm.bak")}));
 }
 
 void TestBookmarkFile::writeFailure()

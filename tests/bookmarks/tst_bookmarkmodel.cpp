@@ -4,6 +4,7 @@
 
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkmodel.h"
+#include "tests/bookmarks/letters.h"
 
 #include <QAbstractItemModelTester>
 #include <QAction>
@@ -15,26 +16,6 @@
 #include <memory>
 
 namespace {
-
-QAction* bookmark(const QString& text)
-{
-    auto* action = new QAction(text);
-    action->setData(QString(text + QStringLiteral("=()")));
-    return action;
-}
-
-void fill(BookmarkList& list, const QString& names)
-{
-    for (QChar c : names) {
-        if (c == QLatin1Char('|')) {
-            auto* separator = new QAction;
-            separator->setSeparator(true);
-            list.addAction(separator);
-        } else {
-            list.addAction(bookmark(QString(c)));
-        }
-    }
-}
 
 // The rows as the model shows them, '|' for a separator.
 QString rows(const BookmarkModel& model)

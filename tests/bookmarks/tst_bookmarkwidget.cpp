@@ -5,6 +5,7 @@
 
 #include "bookmarks/bookmarklist.h"
 #include "bookmarks/bookmarkwidget.h"
+#include "tests/bookmarks/letters.h"
 
 #include <QAction>
 #include <QLabel>
@@ -14,28 +15,6 @@
 #include <QtTest>
 
 namespace {
-
-void fill(BookmarkList& list, const QString& names)
-{
-    for (QChar c : names) {
-        auto* action = new QAction;
-        if (c == QLatin1Char('|')) {
-            action->setSeparator(true);
-        } else {
-            action->setText(QString(c));
-            action->setData(QString(c + QStringLiteral("=()")));
-        }
-        list.addAction(action);
-    }
-}
-
-QString order(const BookmarkList& list)
-{
-    QString s;
-    for (const QAction* action : list.actions())
-        s += action->isSeparator() ? QStringLiteral("|") : action->text();
-    return s;
-}
 
 QListView* view(const BookmarkWidget& widget)
 {

@@ -39,67 +39,54 @@ class TestCodeViews : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void highlighterC_data();
-    void highlighterC();
-    void highlighterLua_data();
-    void highlighterLua();
+    void highlighting_data();
+    void highlighting();
     void blockCommentAcrossBlocks();
     void keywordFormatIsBold();
     void rowTreeViewSelection();
     void rowTreeViewSubtrees();
 };
 
-void TestCodeViews::highlighterC_data()
+void TestCodeViews::highlighting_data()
 {
+    QTest::addColumn<bool>("lua");
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("position");
     QTest::addColumn<Kind>("kind");
-    QTest::newRow("typedef is a keyword") << "typedef unsigned int T;" << 0 << Keyword;
-    QTest::newRow("unsigned too") << "typedef unsigned int T;" << 8 << Keyword;
-    QTest::newRow("the name is not") << "typedef unsigned int T;" << 21 << Plain;
-    QTest::newRow("whole words only") << "#define interval 3" << 8 << Plain;
-    QTest::newRow("line comment") << "x = 1; // enum here" << 10 << LineComment;
-    QTest::newRow("keyword inside a line comment is comment") << "x = 1; // enum here" << 11 << LineComment;
-    QTest::newRow("code before a line comment") << "int x; // y" << 0 << Keyword;
-    QTest::newRow("block comment on one line") << "a /* b */ c" << 5 << BlockComment;
-    QTest::newRow("after a closed block comment") << "a /* b */ c" << 10 << Plain;
-    QTest::newRow("Lua words are not C keywords") << "local end" << 0 << Plain;
+    QTest::newRow("C: typedef is a keyword") << false << "typedef unsigned int T;" << 0 << Keyword;
+    QTest::newRow("C: unsigned too") << false << "typedef unsigned int T;" << 8 << Keyword;
+    QTest::newRow("C: the name is not") << false << "typedef unsigned int T;" << 21 << Plain;
+    QTest::newRow("C: whole words only") << false << "#define interval 3" << 8 << Plain;
+    QTest::newRow("C: line comment") << false << "x = 1; // enum here" << 10 << LineComment;
+    QTest::newRow("C: keyword inside a line comment is comment") << false << "x = 1; // enum here" << 11
+                                                                << LineComment;
+    QTest::newRow("C: code before a line comment") << false << "int x; // y" << 0 << Keyword;
+    QTest::newRow("C: block comment on one line") << false << "a /* b */ c" << 5 << BlockComment;
+    QTest::newRow("C: after a closed block comment") << false << "a /* b */ c" << 10 << Plain;
+    QTest::newRow("C: Lua words are not C keywords") << false << "local end" << 0 << Plain;
+    QTest::newRow("Lua: local") << true << "local t = {}" << 0 << Keyword;
+    QTest::newRow("Lua: function") << true << "function f() end" << 0 << Keyword;
+    QTest::newRow("Lua: end") << true << "function f() end" << 13 << Keyword;
+    QTest::newRow("Lua: dash comment") << true << "x = 1 -- note" << 8 << LineComment;
+    QTest::newRow("Lua: slash comment") << true << "x = 1 // note" << 8 << LineComment;
+    QTest::newRow("Lua: C words are not Lua keywords") << true << "typedef int" << 0 << Plain;
+    QTest::newRow("Lua: a name") << true << "t.Mode = 3" << 2 << Plain;
 }
 
-void TestCodeViews::highlighterC()
+void TestCodeViews::highlighting()
 {
+    QFETCH(bool, lua);
     QFETCH(QString, text);
     QFETCH(int, position);
     QFETCH(Kind, kind);
     QTextDocument doc(text);
-    HighlighterC h(&doc);
-    h.rehighlight();
-    QCOMPARE(kindAt(h, doc.firstBlock(), position), kind);
-}
-
-void TestCodeViews::highlighterLua_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<int>("position");
-    QTest::addColumn<Kind>("kind");
-    QTest::newRow("local") << "local t = {}" << 0 << Keyword;
-    QTest::newRow("function") << "function f() end" << 0 << Keyword;
-    QTest::newRow("end") << "function f() end" << 13 << Keyword;
-    QTest::newRow("dash comment") << "x = 1 -- note" << 8 << LineComment;
-    QTest::newRow("slash comment") << "x = 1 // note" << 8 << LineComment;
-    QTest::newRow("C words are not Lua keywords") << "typedef int" << 0 << Plain;
-    QTest::newRow("a name") << "t.Mode = 3" << 2 << Plain;
-}
-
-void TestCodeViews::highlighterLua()
-{
-    QFETCH(QString, text);
-    QFETCH(int, position);
-    QFETCH(Kind, kind);
-    QTextDocument doc(text);
-    HighlighterLua h(&doc);
-    h.rehighlight();
-    QCOMPARE(kindAt(h, doc.firstBlock(), position), kind);
+    std::unique_ptr<CodeHighlighter> h;
+    if (lua)
+        h = std::make_unique<HighlighterLua>(&doc);
+    else
+        h = std::make_unique<HighlighterC>(&doc);
+    h->rehighlight();
+    QCOMPARE(kindAt(*h, doc.firstBlock(), position), kind);
 }
 
 void TestCodeViews::blockCommentAcrossBlocks()

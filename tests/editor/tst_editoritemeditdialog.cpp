@@ -60,9 +60,8 @@ private Q_SLOTS:
     void invalidInputKeepsDialogOpen();
     void applyEmitsOnceAndCloseReplacesCancel();
     void okAppliesAndCloses();
-    void unchangedValueKeepsItsBits();
-    void secureKeptOnValuesAndBits_data();
-    void secureKeptOnValuesAndBits();
+    void renamingKeepsTheRest_data();
+    void renamingKeepsTheRest();
     void duplicateValueCanBeApplied();
     void typingShowsTheType_data();
     void typingShowsTheType();
@@ -222,29 +221,17 @@ void TestEditorItemEditDialog::okAppliesAndCloses()
     QVERIFY(!dialog.isVisible());
 }
 
-void TestEditorItemEditDialog::unchangedValueKeepsItsBits()
-{
-    EditorItemEditDialog dialog;
-    const Item* all = m_root->child(0)->child(0)->child(2);
-    QCOMPARE(all->data().id, ~quint64(0));
-    dialog.setData(all);
-    child<QLineEdit>(&dialog, "m_le_name")->setText("Every");
-    const ItemData d = dialog.applyData();
-    QCOMPARE(d.id, ~quint64(0));
-    QCOMPARE(d.name, QString("Every"));
-    QCOMPARE(d.comment, all->data().comment);
-}
-
-void TestEditorItemEditDialog::secureKeptOnValuesAndBits_data()
+void TestEditorItemEditDialog::renamingKeepsTheRest_data()
 {
     QTest::addColumn<QList<int>>("path");
     QTest::addColumn<bool>("secure");
-    QTest::newRow("enum value the file marked") << QList<int>{0, 0, 1} << true;
+    QTest::newRow("enum value the file marked secure") << QList<int>{0, 0, 1} << true;
     QTest::newRow("enum value without") << QList<int>{0, 0, 0} << false;
-    QTest::newRow("bit the file marked") << QList<int>{2, 0, 0} << true;
+    QTest::newRow("bit the file marked secure") << QList<int>{2, 0, 0} << true;
+    QTest::newRow("value -1 keeps all its bits") << QList<int>{0, 0, 2} << false;
 }
 
-void TestEditorItemEditDialog::secureKeptOnValuesAndBits()
+void TestEditorItemEditDialog::renamingKeepsTheRest()
 {
     QFETCH(QList<int>, path);
     QFETCH(bool, secure);
@@ -261,6 +248,8 @@ void TestEditorItemEditDialog::secureKeptOnValuesAndBits()
     const ItemData d = dialog.applyData();
     QCOMPARE(d.name, QString("Renamed"));
     QCOMPARE(d.secure, secure);
+    QCOMPARE(d.id, item->data().id);
+    QCOMPARE(d.comment, item->data().comment);
 }
 
 void TestEditorItemEditDialog::duplicateValueCanBeApplied()

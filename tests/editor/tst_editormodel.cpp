@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "editor/commandchangeid.h"
-#include "editor/commanddelete.h"
-#include "editor/commandnew.h"
-#include "editor/commandreplaceall.h"
 #include "editor/editormodel.h"
 #include "treetext.h"
 #include "writers/writerxml.h"
@@ -101,17 +97,15 @@ private Q_SLOTS:
     void headers();
     void flags_data();
     void flags();
-    void tagIcons_data();
-    void tagIcons();
-    void otherIcons_data();
-    void otherIcons();
+    void icons_data();
+    void icons();
     void tagTooltips_data();
     void tagTooltips();
     void layoutRows();
     void setData_data();
     void setData();
-    void commandTexts_data();
-    void commandTexts();
+    void undoTexts_data();
+    void undoTexts();
     void setItemData();
     void displayModeReachesValues();
     void insertAndRemove();
@@ -173,65 +167,52 @@ void TestEditorModel::flags()
     QCOMPARE(int(f.model.flags(f.at(path))), flags);
 }
 
-void TestEditorModel::tagIcons_data()
+void TestEditorModel::icons_data()
 {
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("icon");
-    QTest::addColumn<QString>("tip");
-    QTest::newRow("binary") << 0x0001 << "i16_data" << "Binary";
-    QTest::newRow("integer") << 0x1001 << "i16_int" << "Integer";
-    QTest::newRow("bool") << 0x2001 << "i16_bool" << "Bool";
-    QTest::newRow("string") << 0x3001 << "i16_string" << "String";
-    QTest::newRow("date") << 0x4001 << "i16_date" << "Date";
-    QTest::newRow("time") << 0x5001 << "i16_time" << "Time";
-    QTest::newRow("datetime") << 0x6001 << "i16_datetime" << "DateTime";
-    QTest::newRow("bit array") << 0x7001 << "i16_list_bullets" << "BitArray";
-    QTest::newRow("address") << 0x9001 << "i16_network" << "Network-Address";
-    QTest::newRow("list") << 0xC001 << "i16_list" << "List";
-    QTest::newRow("request") << 0xD001 << "i16_question" << "Request";
-    QTest::newRow("answer") << 0xE001 << "i16_answer" << "Answer";
-    QTest::newRow("message") << 0xF001 << "i16_message" << "Message";
-    QTest::newRow("point") << 0x8001 << "i16_point" << "Point";
-    QTest::newRow("rect") << 0x8101 << "i16_rect" << "Rect";
-    QTest::newRow("size") << 0x8201 << "i16_size" << "Size";
-    QTest::newRow("no data type") << 0xA001 << "" << "";
+    QTest::addColumn<int>("code"); // of a file holding one tag; -1: a row of the sample
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("icon"); // empty: a transparent one
+    const auto tag = [](const char* name, int code, const char* icon) {
+        QTest::newRow(name) << code << QStringLiteral("0") << QString::fromLatin1(icon);
+    };
+    tag("binary", 0x0001, "i16_data");
+    tag("integer", 0x1001, "i16_int");
+    tag("bool", 0x2001, "i16_bool");
+    tag("string", 0x3001, "i16_string");
+    tag("date", 0x4001, "i16_date");
+    tag("time", 0x5001, "i16_time");
+    tag("datetime", 0x6001, "i16_datetime");
+    tag("bit array", 0x7001, "i16_list_bullets");
+    tag("address", 0x9001, "i16_network");
+    tag("list", 0xC001, "i16_list");
+    tag("request", 0xD001, "i16_question");
+    tag("answer", 0xE001, "i16_answer");
+    tag("message", 0xF001, "i16_message");
+    tag("point", 0x8001, "i16_point");
+    tag("rect", 0x8101, "i16_rect");
+    tag("size", 0x8201, "i16_size");
+    tag("no data type", 0xA001, "");
+    QTest::newRow("enums container") << -1 << "1/0" << "i16_folder";
+    QTest::newRow("bits container") << -1 << "4/0" << "i16_folder";
+    QTest::newRow("enum") << -1 << "1/0/0" << "i16_list";
+    QTest::newRow("bit") << -1 << "4/0/0" << "i16_tiny_bullet";
+    QTest::newRow("comment") << -1 << "0" << "";
+    QTest::newRow("blank line") << -1 << "2" << "";
 }
 
-void TestEditorModel::tagIcons()
+// Only the name column carries the icon.
+void TestEditorModel::icons()
 {
     QFETCH(int, code);
-    QFETCH(QString, icon);
-    Fixture f(QByteArray("<qrv16><tag name=\"T\" id=\"") + QByteArray::number(code) + "\"/></qrv16>");
-    const QImage shown = image(f.at("0").data(Qt::DecorationRole));
-    if (icon.isEmpty())
-        QVERIFY(transparent(shown));
-    else
-        QCOMPARE(shown, image(QIcon(":/icons/" + icon + ".png")));
-    QCOMPARE(f.at("0", 1).data(Qt::DecorationRole), QVariant());
-}
-
-void TestEditorModel::otherIcons_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("icon");
-    QTest::newRow("enums container") << "1/0" << "i16_folder";
-    QTest::newRow("bits container") << "4/0" << "i16_folder";
-    QTest::newRow("enum") << "1/0/0" << "i16_list";
-    QTest::newRow("bit") << "4/0/0" << "i16_tiny_bullet";
-    QTest::newRow("comment") << "0" << "";
-    QTest::newRow("blank line") << "2" << "";
-}
-
-void TestEditorModel::otherIcons()
-{
     QFETCH(QString, path);
     QFETCH(QString, icon);
-    Fixture f;
+    Fixture f(code < 0 ? sample : QByteArray("<qrv16><tag name=\"T\" id=\"") + QByteArray::number(code) + "\"/></qrv16>");
     const QImage shown = image(f.at(path).data(Qt::DecorationRole));
     if (icon.isEmpty())
         QVERIFY(transparent(shown));
     else
         QCOMPARE(shown, image(QIcon(":/icons/" + icon + ".png")));
+    QCOMPARE(f.at(path, 1).data(Qt::DecorationRole), QVariant());
 }
 
 void TestEditorModel::tagTooltips_data()
@@ -336,59 +317,46 @@ void TestEditorModel::setData()
     QCOMPARE(index.data().toString(), after);
 }
 
-void TestEditorModel::commandTexts_data()
+void TestEditorModel::undoTexts_data()
 {
     QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("operation");
     QTest::addColumn<QString>("text");
-    QTest::newRow("id of a container") << "1/0" << "setId" << "Set code";
-    QTest::newRow("id removed from a container") << "1/0" << "removeId" << "Remove code";
-    QTest::newRow("enum code set where none was") << "1/0/0" << "setIdNone" << "Set enum code";
-    QTest::newRow("bit number removed") << "4/0/0" << "removeId" << "Remove bit number";
-    QTest::newRow("insert tag") << "1" << "new" << "Insert tag";
-    QTest::newRow("insert enum") << "1/0/0" << "new" << "Insert enum";
-    QTest::newRow("insert bit") << "4/0/0" << "new" << "Insert bit";
-    QTest::newRow("insert container") << "1/0" << "new" << "Insert item";
+    QTest::newRow("insert tag") << "1" << "insert" << "Insert tag";
+    QTest::newRow("insert enum") << "1/0/0" << "insert" << "Insert enum";
+    QTest::newRow("insert bit") << "4/0/0" << "insert" << "Insert bit";
     QTest::newRow("remove tag") << "1" << "remove" << "Remove tag";
     QTest::newRow("remove enum") << "1/0/0" << "remove" << "Remove enum";
     QTest::newRow("remove bit") << "4/0/0" << "remove" << "Remove bit";
     QTest::newRow("cut tag") << "1" << "cut" << "Cut tag";
     QTest::newRow("cut enum") << "1/0/0" << "cut" << "Cut enum";
     QTest::newRow("cut bit") << "4/0/0" << "cut" << "Cut bit";
-    QTest::newRow("replace with a tree") << "" << "replace" << "Replace data";
-    QTest::newRow("replace with nothing") << "" << "clear" << "New";
+    QTest::newRow("bit number removed") << "4/0/0" << "uncode" << "Remove bit number";
+    QTest::newRow("enum code set where none was") << "1/0/0" << "recode" << "Set enum code";
 }
 
-void TestEditorModel::commandTexts()
+// Every step is an undo entry of its own, never merged with the one before,
+// and named for what it did.
+void TestEditorModel::undoTexts()
 {
     QFETCH(QString, path);
-    QFETCH(QString, command);
+    QFETCH(QString, operation);
     QFETCH(QString, text);
     Fixture f;
     const QModelIndex index = f.at(path);
-    Item* item = f.model.index2item(index);
-    std::unique_ptr<QUndoCommand> made;
-    if (command == "setId") {
-        made = std::make_unique<CommandChangeID>(3, true, item, &f.model, index);
-    } else if (command == "setIdNone") {
-        item->data().hasId = false;
-        made = std::make_unique<CommandChangeID>(3, true, item, &f.model, index);
-    } else if (command == "removeId") {
-        made = std::make_unique<CommandChangeID>(0, false, item, &f.model, index);
-    } else if (command == "new") {
-        made = std::make_unique<CommandNew>(new Item(item->data()), 0, item->parent(), &f.model, index);
-    } else if (command == "remove" || command == "cut") {
-        auto d = std::make_unique<CommandDelete>(item->row(), item->parent(), &f.model, index);
-        if (command == "cut")
-            d->setMode(CommandDelete::Cut);
-        made = std::move(d);
-    } else if (command == "replace") {
-        made = std::make_unique<CommandReplaceAll>(new Item, &f.model, index);
+    if (operation == "insert") {
+        QVERIFY(f.model.insertRow(index.row(), index.parent()));
+    } else if (operation == "remove") {
+        QVERIFY(f.model.removeRow(index.row(), index.parent()));
+    } else if (operation == "cut") {
+        QVERIFY(f.model.cut(index));
     } else {
-        made = std::make_unique<CommandReplaceAll>(nullptr, &f.model, index);
+        QVERIFY(f.model.setData(index.siblingAtColumn(1), QString()));
+        if (operation == "recode")
+            QVERIFY(f.model.setData(index.siblingAtColumn(1), QStringLiteral("5")));
     }
-    QCOMPARE(made->text(), text);
-    QCOMPARE(made->id(), -1);
+    QCOMPARE(f.stack.count(), operation == "recode" ? 2 : 1);
+    QCOMPARE(f.stack.text(f.stack.count() - 1), text);
 }
 
 void TestEditorModel::setItemData()

@@ -5,6 +5,7 @@
 #include "editor/filechangedwidget.h"
 #include "editor/rowtreeview.h"
 #include "treetext.h"
+#include "tests/support/files.h"
 
 #include <QAction>
 #include <QApplication>
@@ -31,12 +32,6 @@
 using namespace QRV16;
 
 namespace {
-
-QByteArray readAll(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
 
 // Answers the next modal message box with `button` once it is up.
 void answerMessageBox(QMessageBox::StandardButton button, QString* text = nullptr)
@@ -74,6 +69,22 @@ QModelIndex find(const EditorModel* model, const QString& name, const QModelInde
     return {};
 }
 
+// The code viewer of that title, if one is open.
+QPlainTextEdit* viewer(const QString& title)
+{
+    for (QWidget* top : QApplication::topLevelWidgets()) {
+        if (auto* edit = qobject_cast<QPlainTextEdit*>(top); edit && edit->windowTitle() == title)
+            return edit;
+    }
+    return nullptr;
+}
+
+QString viewerText(const QString& title)
+{
+    const QPlainTextEdit* edit = viewer(title);
+    return edit ? edit->toPlainText() : QString();
+}
+
 } // namespace
 
 class TestEditorWindow : public QObject
@@ -84,8 +95,6 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void undoHistoryToggles();
-    void actions_data();
-    void actions();
     void openDemoAndEdit();
     void initializeFallsBack();
     void brokenFileIsReported();
@@ -150,50 +159,6 @@ void TestEditorWindow::undoHistoryToggles()
     QVERIFY(!undoDock->isVisible());
 }
 
-void TestEditorWindow::actions_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("shortcut");
-    QTest::addColumn<bool>("icon");
-    QTest::newRow("new") << "m_act_new" << "Clear all" << "" << true;
-    QTest::newRow("open") << "m_act_open" << "Open" << "Ctrl+O" << true;
-    QTest::newRow("save") << "m_act_save" << "Save" << "Ctrl+S" << true;
-    QTest::newRow("save as") << "m_act_save_as" << "Save as..." << "" << true;
-    QTest::newRow("close") << "m_act_close" << "Close" << "Ctrl+Q" << true;
-    QTest::newRow("undo") << "m_act_undo" << "Undo" << "Ctrl+Z" << true;
-    QTest::newRow("redo") << "m_act_redo" << "Redo" << "Ctrl+Y" << true;
-    QTest::newRow("undo history") << "m_act_undo_history" << "Undo history" << "" << true;
-    QTest::newRow("insert before") << "m_act_insert_before" << "Insert before" << "Ins" << true;
-    QTest::newRow("insert after") << "m_act_insert_after" << "Insert after" << "Shift+Ins" << false;
-    QTest::newRow("delete") << "m_act_delete" << "Delete" << "Del" << true;
-    QTest::newRow("add enums") << "m_act_add_enums" << "Add enums" << "Ctrl+E" << true;
-    QTest::newRow("add bits") << "m_act_add_bits" << "Add bits" << "Ctrl+B" << true;
-    QTest::newRow("cut") << "m_act_cut" << "Cut" << "Ctrl+X" << true;
-    QTest::newRow("copy") << "m_act_copy" << "Copy" << "Ctrl+C" << true;
-    QTest::newRow("paste") << "m_act_paste" << "Paste" << "Ctrl+V" << true;
-    QTest::newRow("code font") << "m_act_fixed_font" << "Chose Code Font" << "" << true;
-    QTest::newRow("comment font") << "m_act_comment_font" << "Chose Comment Font" << "" << false;
-    QTest::newRow("header") << "m_act_view_header" << "View generated header" << "" << true;
-    QTest::newRow("lua") << "m_act_view_lua" << "View generated Lua" << "" << true;
-    QTest::newRow("c#") << "m_act_view_cs" << "View generated C#" << "" << false;
-    QTest::newRow("c++") << "m_act_view_cpp" << "View generated C++ Include File" << "" << false;
-    QTest::newRow("c++ lut") << "m_act_view_cpp_lut" << "View generated C++ Lookup Table" << "" << false;
-}
-
-void TestEditorWindow::actions()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, text);
-    QFETCH(QString, shortcut);
-    QFETCH(bool, icon);
-    QAction* a = action(m_window.get(), qPrintable(name));
-    QVERIFY(a);
-    QCOMPARE(a->text(), text);
-    QCOMPARE(a->shortcut(), QKeySequence(shortcut));
-    QCOMPARE(!a->icon().isNull(), icon);
-}
-
 void TestEditorWindow::openDemoAndEdit()
 {
     EditorWindow& w = *m_window;
@@ -232,10 +197,7 @@ void TestEditorWindow::initializeFallsBack()
 void TestEditorWindow::brokenFileIsReported()
 {
     const QString broken = m_dir->filePath("broken.qrvdef");
-    QFile f(broken);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write("<qrv16><tag name=\"A\" id=\"0x10000\"/></qrv16>");
-    f.close();
+    QVERIFY(writeFile(broken, "<qrv16><tag name=\"A\" id=\"0x10000\"/></qrv16>"));
     QString shown;
     answerMessageBox(QMessageBox::Close, &shown);
     m_window->initialize(broken);
@@ -248,15 +210,15 @@ void TestEditorWindow::saveTwiceKeepsOneBackup()
 {
     EditorWindow& w = *m_window;
     w.initialize(m_path);
-    const QByteArray original = readAll(m_path);
+    const QByteArray original = readFile(m_path);
     QSignalSpy saved(&w, &EditorWindow::saved);
 
     QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpState"));
     QVERIFY(w.save(m_path));
     QVERIFY(w.undoStack()->isClean());
     QVERIFY(!w.windowTitle().startsWith("* "));
-    QCOMPARE(readAll(m_path + ".bak"), original);
-    const QByteArray first = readAll(m_path);
+    QCOMPARE(readFile(m_path + ".bak"), original);
+    const QByteArray first = readFile(m_path);
     QVERIFY(first.contains("PumpState"));
     QCOMPARE(saved.size(), 1);
     std::unique_ptr<Item> handed(saved.at(0).at(0).value<Item*>());
@@ -273,8 +235,8 @@ void TestEditorWindow::saveTwiceKeepsOneBackup()
     QSignalSpy witnessed(&witness, &FileChangedWidget::messageShown);
     witness.watchFile(m_path);
     QVERIFY(w.save(m_path));
-    QCOMPARE(readAll(m_path + ".bak"), first);
-    QVERIFY(readAll(m_path).contains("\"Flow\""));
+    QCOMPARE(readFile(m_path + ".bak"), first);
+    QVERIFY(readFile(m_path).contains("\"Flow\""));
     QDir dir(m_dir->path());
     const QString name = QFileInfo(m_path).fileName();
     QCOMPARE(dir.entryList(QDir::Files | QDir::Hidden), (QStringList{name, name + ".bak"}));
@@ -313,7 +275,7 @@ void TestEditorWindow::closeWithUnsavedChanges()
     // Save makes the edit count as saved, so Discard leaves it unsaved.
     QVERIFY(find(w.model(), "PumpState").isValid());
     const bool saved = answer == int(QMessageBox::Save);
-    QCOMPARE(readAll(m_path).contains("PumpState"), saved);
+    QCOMPARE(readFile(m_path).contains("PumpState"), saved);
     QCOMPARE(w.undoStack()->isClean(), saved);
     QCOMPARE(w.windowTitle().startsWith("* "), !saved);
 }
@@ -358,9 +320,7 @@ void TestEditorWindow::clearAllThenUndo()
 
 void TestEditorWindow::commentsSpanTheRow()
 {
-    QFile f(m_path);
-    QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    f.write(R"(<qrv16>
+    QVERIFY(writeFile(m_path, R"(<qrv16>
   <!-- top -->
   <tag name="Mode" id="0x1001">
     <enums>
@@ -369,8 +329,7 @@ void TestEditorWindow::commentsSpanTheRow()
     </enums>
   </tag>
 </qrv16>
-)");
-    f.close();
+)"));
     EditorWindow& w = *m_window;
     w.initialize(m_path);
     auto* view = w.findChild<RowTreeView*>("m_view");
@@ -436,13 +395,9 @@ void TestEditorWindow::reloadAfterOutsideChange()
     w.show();
     QSignalSpy opened(&w, &EditorWindow::opened);
     auto* bar = w.findChild<FileChangedWidget*>("m_wdg_file_changed");
-    QByteArray text = readAll(m_path);
+    QByteArray text = readFile(m_path);
     text.replace("\"PumpMode\"", "\"PumpSetting\"");
-    {
-        QFile f(m_path);
-        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(text);
-    }
+    QVERIFY(writeFile(m_path, text));
     QTRY_VERIFY_WITH_TIMEOUT(bar->isVisible(), 5000);
     bar->findChild<QPushButton*>("m_pb_reload")->click();
     QVERIFY(find(w.model(), "PumpSetting").isValid());
@@ -475,36 +430,18 @@ void TestEditorWindow::viewers()
     w.initialize(m_path);
     QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpChoice"));
     action(&w, qPrintable(name))->trigger();
-    QPlainTextEdit* viewer = nullptr;
-    for (QWidget* top : QApplication::topLevelWidgets()) {
-        if (auto* edit = qobject_cast<QPlainTextEdit*>(top); edit && edit->windowTitle() == title)
-            viewer = edit;
-    }
-    QVERIFY(viewer);
-    QVERIFY(viewer->isReadOnly());
-    auto* colours = viewer->findChild<QSyntaxHighlighter*>();
+    QPlainTextEdit* shown = viewer(title);
+    QVERIFY(shown);
+    QVERIFY(shown->isReadOnly());
+    auto* colours = shown->findChild<QSyntaxHighlighter*>();
     QCOMPARE(colours ? QString(colours->metaObject()->className()) : QString(), highlighter);
     if (colours)
-        QCOMPARE(colours->document(), viewer->document());
-    QVERIFY(viewer->isVisible());
+        QCOMPARE(colours->document(), shown->document());
+    QVERIFY(shown->isVisible());
     // Generated from the tree as edited, not as saved.
-    QVERIFY2(viewer->toPlainText().contains("PumpChoice"), qPrintable(viewer->toPlainText().left(400)));
-    QVERIFY(!viewer->toPlainText().contains(QRegularExpression("(?<![A-Za-z])PumpMode(?![A-Za-z])")));
+    QVERIFY2(shown->toPlainText().contains("PumpChoice"), qPrintable(shown->toPlainText().left(400)));
+    QVERIFY(!shown->toPlainText().contains(QRegularExpression("(?<![A-Za-z])PumpMode(?![A-Za-z])")));
 }
-
-namespace {
-
-QString viewerText(const QString& title)
-{
-    QString text;
-    for (QWidget* top : QApplication::topLevelWidgets()) {
-        if (auto* edit = qobject_cast<QPlainTextEdit*>(top); edit && edit->windowTitle() == title)
-            text = edit->toPlainText();
-    }
-    return text;
-}
-
-} // namespace
 
 void TestEditorWindow::codeNamesFromSettings()
 {

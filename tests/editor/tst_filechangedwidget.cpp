@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "editor/filechangedwidget.h"
+#include "tests/support/files.h"
 
 #include <QFile>
 #include <QLabel>
@@ -9,12 +10,6 @@
 #include <QtTest>
 
 namespace {
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
-}
 
 const QString changed = "The file defs.qrvdef has been changed outside this application. Do you want to reload?";
 const QString removed = "The file defs.qrvdef has been removed.";

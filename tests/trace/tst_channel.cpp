@@ -51,6 +51,11 @@ QStringList lines(const TraceModel& model)
     return out;
 }
 
+QStringList rawLinesOf(const TraceModel& model)
+{
+    return lines(model).filter(QRegularExpression(QStringLiteral("^1 Raw\\|")));
+}
+
 QByteArray bytesOf(const QString& notation, const QRV16::TagDataLut* tags)
 {
     QRV16::MessageParser parser(tags);
@@ -66,6 +71,22 @@ ConnectionSettings openLine(const QString& port)
     settings.setSerialPort(port);
     return settings;
 }
+
+// Channel 2 as a client of a plain server that stands for its far peer,
+// tracing into `model`. Check QTest::currentTestFailed() after it.
+struct LinkedPeer
+{
+    explicit LinkedPeer(TraceModel* model)
+    {
+        other.setModel(model);
+        connectToPeer(&other, &peer, &far);
+    }
+    ~LinkedPeer() { other.setModel(nullptr); }
+
+    QTcpServer peer;
+    Channel other{2};
+    std::unique_ptr<QTcpSocket> far;
+};
 
 } // namespace
 
@@ -355,11 +376,7 @@ void TestChannel::rawLines()
     setOption(TraceOptions::Pause, paused);
     m_channel->connection()->fakeReceive(QByteArray::fromHex("0400011001"));
     m_channel->send(QByteArray::fromHex("ab00ff"));
-    QStringList raw;
-    for (const QString& line : lines(*m_model)) {
-        if (line.startsWith(QLatin1String("1 Raw|")))
-            raw << line;
-    }
+    const QStringList raw = rawLinesOf(*m_model);
     QCOMPARE(raw.size(), rawLines);
     if (rawLines) {
         QCOMPARE(raw, (QStringList{QStringLiteral("1 Raw|04 00 01 10 01"), QStringLiteral("1 Raw|AB 00 FF")}));
@@ -443,25 +460,12 @@ void TestChannel::connectionTextsAndDisturbance()
 void TestChannel::loopbackConversation()
 {
     // Channel 1 listens, channel 2 connects to it; both trace into one model.
-    ConnectionSettings server;
-    server.setMode(ConnectionSettings::ServerMode);
-    server.setServerAddress(QStringLiteral("127.0.0.1"));
-    server.setServerPort(0);
-    m_channel->setSettings(server);
     QSignalSpy serverState(m_channel.get(), &Channel::stateChanged);
-    m_channel->connect();
-    const auto* listener = qobject_cast<const QTcpServer*>(m_channel->connection()->connection());
-    QVERIFY(listener && listener->isListening());
-
     Channel client(2);
     client.setModel(m_model.get());
-    ConnectionSettings clientSide;
-    clientSide.setMode(ConnectionSettings::ClientMode);
-    clientSide.setClientAddress(QStringLiteral("127.0.0.1"));
-    clientSide.setClientPort(listener->serverPort());
-    client.setSettings(clientSide);
-    client.connect();
-    QTRY_VERIFY(m_channel->connection()->isConnected() && client.connection()->isConnected());
+    connectLoopback(m_channel.get(), &client);
+    if (QTest::currentTestFailed())
+        return;
 
     QVERIFY(client.sendMessage(QStringLiteral("GetStatus=(PumpId=3)")));
     QTRY_VERIFY(lines(*m_model).contains(QStringLiteral("1|GetStatus=(PumpId=3)")));
@@ -505,15 +509,11 @@ void TestChannel::linkRelaysToTheOtherChannel()
 {
     QFETCH(bool, linked);
     QFETCH(bool, paused);
-    // Channel 2 is a client of a plain server that stands for the far peer.
-    QTcpServer peer;
-    Channel other(2);
-    other.setModel(m_model.get());
-    std::unique_ptr<QTcpSocket> far;
-    connectToPeer(&other, &peer, &far);
+    LinkedPeer link(m_model.get());
     if (QTest::currentTestFailed())
         return;
-
+    Channel& other = link.other;
+    QTcpSocket* far = link.far.get();
     m_channel->setLinkedChannel(&other);
     setOption(TraceOptions::LinkChannels, linked);
     setOption(TraceOptions::Pause, paused);
@@ -533,7 +533,6 @@ void TestChannel::linkRelaysToTheOtherChannel()
     // Relayed bytes are not traced as sent on the other channel.
     QCOMPARE(lines(*m_model).filter(QStringLiteral("2|")),
              linked ? QStringList() : QStringList{QStringLiteral("2|PumpId=7")});
-    other.setModel(nullptr);
 }
 
 void TestChannel::notConnectedGivesErrLineAndSendsNothing_data()
@@ -656,12 +655,7 @@ void TestChannel::rawPrinterFromTheSettings()
 
     m_channel->connection()->fakeReceive(bytes.left(4));
     m_channel->connection()->fakeReceive(bytes.mid(4));
-    QStringList shown;
-    for (const QString& line : lines(*m_model)) {
-        if (line.startsWith(QLatin1String("1 Raw|")))
-            shown << line;
-    }
-    QCOMPARE(shown, raw);
+    QCOMPARE(rawLinesOf(*m_model), raw);
     for (int row = 0; row < m_model->lineCount(); ++row) {
         const QModelIndex line = m_model->index(row, TraceModel::TextColumn);
         QVERIFY(!line.data(TraceModel::LogRole).toString().contains(QChar(0x1B)));
@@ -689,14 +683,11 @@ void TestChannel::replayReachesOnlyTheTrace_data()
 void TestChannel::replayReachesOnlyTheTrace()
 {
     QFETCH(bool, paused);
-    QTcpServer peer;
-    Channel other(2);
-    other.setModel(m_model.get());
-    std::unique_ptr<QTcpSocket> far;
-    connectToPeer(&other, &peer, &far);
+    LinkedPeer link(m_model.get());
     if (QTest::currentTestFailed())
         return;
-    m_channel->setLinkedChannel(&other);
+    QTcpSocket* far = link.far.get();
+    m_channel->setLinkedChannel(&link.other);
     setOption(TraceOptions::LinkChannels, true);
     setOption(TraceOptions::Pause, paused);
     QSignalSpy received(m_channel.get(), &MessagePort::received);
@@ -719,7 +710,6 @@ void TestChannel::replayReachesOnlyTheTrace()
     QByteArray arrived;
     QTRY_VERIFY((arrived += far->readAll()).size() >= live.size());
     QCOMPARE(arrived.toHex(' '), live.toHex(' '));
-    other.setModel(nullptr);
 }
 
 void TestChannel::replayNeverTransmits_data()

@@ -42,8 +42,6 @@ private Q_SLOTS:
     void steadyTrafficIsFlushedEverySecond();
     void aFailedWriteStopsTheLogOnce_data();
     void aFailedWriteStopsTheLogOnce();
-    void reopeningTheSameFileKeepsIt();
-    void openFailureGivesTheFileError();
 
 private:
     std::optional<LocalZone> m_zone;
@@ -159,44 +157,6 @@ void TestLogWriter::aFailedWriteStopsTheLogOnce()
     model.append(QStringLiteral("1"), QStringLiteral("after"), ColorText, base());
     writer.flush();
     QCOMPARE(said.size(), 1);
-}
-
-void TestLogWriter::reopeningTheSameFileKeepsIt()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("log.csv"));
-    const QString other = dir.filePath(QStringLiteral("other.csv"));
-    QFile old(other);
-    QVERIFY(old.open(QIODevice::WriteOnly));
-    old.write("old content\n");
-    old.close();
-
-    TraceModel model;
-    LogWriter writer(&model);
-    QVERIFY(writer.open(path));
-    model.append(QStringLiteral("Main"), QStringLiteral("one"), ColorText, base());
-    QVERIFY(writer.open(dir.filePath(QStringLiteral("./log.csv"))));
-    model.append(QStringLiteral("Main"), QStringLiteral("two"), ColorText, base());
-    QVERIFY(writer.open(other));
-    model.append(QStringLiteral("Main"), QStringLiteral("three"), ColorText, base());
-    writer.close();
-    QVERIFY(!writer.isOpen());
-    model.append(QStringLiteral("Main"), QStringLiteral("after"), ColorText, base());
-
-    const QByteArray first = readFile(path);
-    QVERIFY(first.contains("\"one\"") && first.contains("\"two\"") && !first.contains("\"three\""));
-    QCOMPARE(readFile(other), QByteArray("2011-03-04T10:20:30.045,\"Main\",\"three\",1,,\n"));
-}
-
-void TestLogWriter::openFailureGivesTheFileError()
-{
-    QTemporaryDir dir;
-    TraceModel model;
-    LogWriter writer(&model);
-    QString error;
-    QVERIFY(!writer.open(dir.filePath(QStringLiteral("no/such/dir/log.csv")), &error));
-    QVERIFY(!error.isEmpty());
-    QVERIFY(!writer.isOpen());
 }
 
 QTEST_MAIN(TestLogWriter)

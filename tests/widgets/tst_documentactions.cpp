@@ -2,6 +2,7 @@
 #include "widgets/documentactions.h"
 
 #include "widgets/document.h"
+#include "widgets/documentflow.h"
 #include "tests/support/files.h"
 #include "tests/support/modalcloser.h"
 
@@ -94,6 +95,8 @@ private Q_SLOTS:
     void saveWithoutAFileAsksForOne();
     void failedSaveSaysWhyAndKeepsTheChanges();
     void dialogsStartWhereTheLastFileWas();
+    void firstDialogsStartInDocuments_data();
+    void firstDialogsStartInDocuments();
 
 private:
     QString file(const QString& name, const QByteArray& content = QByteArray()) const;
@@ -265,6 +268,26 @@ void TestDocumentActions::dialogsStartWhereTheLastFileWas()
     actions.saveAsAction()->trigger();
     QCOMPARE(closer.seen, (QStringList{QStringLiteral("file ") + QFileInfo(opened).absolutePath(),
                                        QStringLiteral("file ") + QFileInfo(saved).absolutePath()}));
+}
+
+void TestDocumentActions::firstDialogsStartInDocuments_data()
+{
+    QTest::addColumn<QByteArray>("home");
+    QTest::addColumn<QString>("documents");
+    QTest::newRow("a home folder") << QByteArray("/srv/korv-home") << "/srv/korv-home/Documents";
+    QTest::newRow("a home folder with a slash at the end") << QByteArray("/srv/korv-home/") << "/srv/korv-home/Documents";
+    QTest::newRow("the root") << QByteArray("/") << "/Documents";
+}
+
+void TestDocumentActions::firstDialogsStartInDocuments()
+{
+    QFETCH(QByteArray, home);
+    QFETCH(QString, documents);
+    const QByteArray saved = qgetenv("HOME");
+    qputenv("HOME", home);
+    const QString path = DocumentFlow::documentsPath();
+    qputenv("HOME", saved);
+    QCOMPARE(path, documents);
 }
 
 QTEST_MAIN(TestDocumentActions)

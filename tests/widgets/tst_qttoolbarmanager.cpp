@@ -3,6 +3,7 @@
 // content, user toolbars, and saved states good and bad.
 
 #include "widgets/qttoolbarmanager.h"
+#include "tests/widgets/toolbarwindow.h"
 
 #include <QAction>
 #include <QMainWindow>
@@ -16,113 +17,7 @@
 
 namespace {
 
-// A main window with named actions and two default toolbars, as a program
-// sets them up: "file" holds open, save, separator, quit; "view" holds
-// zoomIn, zoomOut. `extra` adds an action and a toolbar that another
-// version of the program would not have.
-struct Window
-{
-    explicit Window(bool extra = false)
-    {
-        manager.setMainWindow(&window);
-        for (const char* name : {"open", "save", "quit", "zoomIn", "zoomOut", "find"})
-            add(name, QString::fromLatin1(name) == QLatin1String("find") ? "Edit" : "General");
-        QToolBar* file = window.addToolBar(QStringLiteral("File"));
-        file->setObjectName(QStringLiteral("file"));
-        file->addAction(actions.value(QStringLiteral("open")));
-        file->addAction(actions.value(QStringLiteral("save")));
-        file->addSeparator();
-        file->addAction(actions.value(QStringLiteral("quit")));
-        manager.addToolBar(file, QStringLiteral("File"));
-        QToolBar* view = window.addToolBar(QStringLiteral("View"));
-        view->setObjectName(QStringLiteral("view"));
-        view->addAction(actions.value(QStringLiteral("zoomIn")));
-        view->addAction(actions.value(QStringLiteral("zoomOut")));
-        manager.addToolBar(view, QStringLiteral("View"));
-        if (extra) {
-            add("extra", "Edit");
-            QToolBar* tools = window.addToolBar(QStringLiteral("Tools"));
-            tools->setObjectName(QStringLiteral("tools"));
-            tools->addAction(actions.value(QStringLiteral("extra")));
-            manager.addToolBar(tools, QStringLiteral("Tools"));
-        }
-    }
-
-    void add(const char* name, const char* category)
-    {
-        auto* action = new QAction(QString::fromLatin1(name).toUpper(), &window);
-        action->setObjectName(QString::fromLatin1(name));
-        actions.insert(action->objectName(), action);
-        manager.addAction(action, QString::fromLatin1(category));
-    }
-
-    QToolBar* toolBar(const QString& name) const
-    {
-        for (QToolBar* candidate : manager.toolBars()) {
-            if (candidate->objectName() == name || candidate->windowTitle() == name)
-                return candidate;
-        }
-        return nullptr;
-    }
-
-    // "open,save,-,quit" -> actions, "-" a separator, unknown names dropped.
-    QList<QAction*> parse(const QString& list) const
-    {
-        QList<QAction*> result;
-        for (const QString& name : list.split(QLatin1Char(','), Qt::SkipEmptyParts))
-            result.append(name == QLatin1String("-") ? nullptr : actions.value(name));
-        return result;
-    }
-
-    // Sets up the toolbars from lines "name=a,b,-,c"; a leading '+' makes a
-    // user toolbar of that title.
-    void apply(const QStringList& layout)
-    {
-        for (const QString& line : layout) {
-            const QString name = line.section(QLatin1Char('='), 0, 0);
-            const QString content = line.section(QLatin1Char('='), 1);
-            QToolBar* target = name.startsWith(QLatin1Char('+'))
-                                   ? manager.createToolBar(name.mid(1))
-                                   : toolBar(name);
-            QVERIFY2(target, qPrintable(name));
-            manager.setToolBarActions(target, parse(content));
-        }
-    }
-
-    // What the real toolbars hold, read from the widgets, in the format of
-    // apply().
-    QStringList describe() const
-    {
-        QStringList lines;
-        for (QToolBar* toolBar : manager.toolBars()) {
-            QStringList names;
-            for (QAction* action : toolBar->actions())
-                names << (action->isSeparator() ? QStringLiteral("-") : action->objectName());
-            const QString name = manager.isDefaultToolBar(toolBar)
-                                     ? toolBar->objectName()
-                                     : QLatin1Char('+') + toolBar->windowTitle();
-            lines << name + QLatin1Char('=') + names.join(QLatin1Char(','));
-        }
-        return lines;
-    }
-
-    // Everything a refused state must leave alone, down to the widgets.
-    QString snapshot() const
-    {
-        QStringList parts = describe();
-        for (QToolBar* toolBar : window.findChildren<QToolBar*>()) {
-            parts << QStringLiteral("%1@%2:%3")
-                         .arg(toolBar->objectName())
-                         .arg(quintptr(toolBar))
-                         .arg(int(window.toolBarArea(toolBar)));
-        }
-        return parts.join(QLatin1Char('\n'));
-    }
-
-    QMainWindow window;
-    QtToolBarManager manager;
-    QHash<QString, QAction*> actions;
-};
+using Window = ToolBarWindow;
 
 QStringList names(const QList<QAction*>& actions)
 {
@@ -493,11 +388,10 @@ void TestQtToolBarManager::badStatesAreRefused_data()
     source.apply({QStringLiteral("file=find,-,open"), QStringLiteral("+Mine=save")});
     const QByteArray good = source.manager.saveState(3);
 
+    // Every cut of a good state is tried below.
     QTest::newRow("empty") << QByteArray() << 3;
     QTest::newRow("another version") << good << 4;
     QTest::newRow("version 0 asked of version 3") << good << 0;
-    QTest::newRow("cut by one byte") << good.left(good.size() - 1) << 3;
-    QTest::newRow("cut to the header") << good.left(8) << 3;
     QTest::newRow("a byte too many") << good + QByteArray(1, '\0') << 3;
     QTest::newRow("another state appended") << good + good << 3;
     QTest::newRow("not a toolbar state")

@@ -45,18 +45,16 @@ public:
     QRV16::Message reply;
 };
 
-// Drags `data` onto `row` of the step list, from `source` (null: another
-// program), and drops it.
-bool drop(SequenceDock* dock, QMimeData* data, int row, QObject* source = nullptr)
+// Drags `data` onto `row` of the step list from another program, as the
+// view sees a drag whose source it cannot ask for, and drops it.
+bool drop(SequenceDock* dock, QMimeData* data, int row)
 {
     QTreeWidget* view = dock->stepView();
     QPoint at(10, view->viewport()->height() - 2);
     if (QTreeWidgetItem* item = view->topLevelItem(row))
         at = view->visualItemRect(item).topLeft() + QPoint(10, 1);
-    const Qt::DropActions actions = source ? Qt::MoveAction : Qt::CopyAction | Qt::MoveAction;
+    const Qt::DropActions actions = Qt::CopyAction | Qt::MoveAction;
     QDragEnterEvent enter(at, actions, data, Qt::LeftButton, Qt::NoModifier);
-    // The view asks for the source through the drag in flight; none here.
-    Q_UNUSED(source)
     QCoreApplication::sendEvent(view->viewport(), &enter);
     if (!enter.isAccepted())
         return false;

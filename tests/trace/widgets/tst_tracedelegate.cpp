@@ -22,13 +22,16 @@ int pixelsOf(const QImage& image, const QColor& color)
     return n;
 }
 
-QImage paintLine(const QModelIndex& index, bool selected)
+// Large bold glyphs by default, so that coloured runs cover many pixels.
+QImage paintLine(const QModelIndex& index, bool selected, QSize size = QSize(300, 30), bool large = true)
 {
     TraceDelegate delegate;
     QStyleOptionViewItem option;
-    option.rect = QRect(0, 0, 300, 30);
-    option.font.setPixelSize(22);
-    option.font.setBold(true);
+    option.rect = QRect(QPoint(0, 0), size);
+    if (large) {
+        option.font.setPixelSize(22);
+        option.font.setBold(true);
+    }
     option.state |= QStyle::State_Enabled;
     option.palette.setColor(QPalette::Text, Qt::black);
     option.palette.setColor(QPalette::Base, Qt::white);
@@ -36,7 +39,7 @@ QImage paintLine(const QModelIndex& index, bool selected)
     option.palette.setColor(QPalette::HighlightedText, Qt::yellow);
     if (selected)
         option.state |= QStyle::State_Selected;
-    QImage image(300, 30, QImage::Format_RGB32);
+    QImage image(size, QImage::Format_RGB32);
     image.fill(Qt::white);
     QPainter painter(&image);
     delegate.paint(&painter, option, index);
@@ -155,24 +158,10 @@ void TestTraceDelegate::separatorPainting()
 
     TraceModel model;
     const QModelIndex separator = model.appendSeparator().siblingAtColumn(column);
-    TraceDelegate delegate;
-    QStyleOptionViewItem option;
-    option.rect = QRect(0, 0, 100, 20);
-    option.palette.setColor(QPalette::Text, Qt::black);
-    option.palette.setColor(QPalette::Highlight, Qt::blue);
-    option.palette.setColor(QPalette::HighlightedText, Qt::yellow);
-    if (selected)
-        option.state |= QStyle::State_Selected;
-
-    QImage image(100, 20, QImage::Format_RGB32);
-    image.fill(Qt::white);
-    {
-        QPainter painter(&image);
-        delegate.paint(&painter, option, separator);
-    }
+    QImage image = paintLine(separator, selected, QSize(100, 20), false);
     const QColor background = selected ? QColor(Qt::blue) : QColor(Qt::white);
     const QColor ink = selected ? QColor(Qt::yellow) : QColor(Qt::black);
-    const int middle = option.rect.center().y();
+    const int middle = QRect(0, 0, 100, 20).center().y();
     int first = -1;
     int last = -1;
     for (int x = 0; x < 100; ++x) {
@@ -195,12 +184,7 @@ void TestTraceDelegate::separatorPainting()
     // A line with text is left to the default painting: no rule.
     const QModelIndex line = model.append(QStringLiteral("1"), QStringLiteral("x"), ColorText, base)
                                  .siblingAtColumn(column);
-    image.fill(Qt::white);
-    {
-        QPainter painter(&image);
-        option.state &= ~QStyle::State_Selected;
-        delegate.paint(&painter, option, line);
-    }
+    image = paintLine(line, false, QSize(100, 20), false);
     for (int x = 50; x < 100; ++x)
         QVERIFY(image.pixelColor(x, middle) != ink);
 }

@@ -128,17 +128,22 @@ void TestTraceLogging::logSameFileKeepsItOtherFileIsReplaced()
     Logging log;
     QVERIFY(log.logging->startLog(first));
     log.say(QStringLiteral("one"));
-    QVERIFY(log.logging->startLog(first));
+    // The same file by another spelling.
+    QVERIFY(log.logging->startLog(m_dir.filePath(QStringLiteral("./first.csv"))));
     log.say(QStringLiteral("two"));
     log.logging->writer()->flush();
     const QByteArray kept = readFile(first);
     QVERIFY(kept.contains("\"one\"") && kept.contains("\"two\""));
     QVERIFY(log.logging->startLog(second));
+    log.say(QStringLiteral("three"));
     log.logging->stopLog();
+    log.say(QStringLiteral("after"));
     const QByteArray replaced = readFile(second);
     QVERIFY(!replaced.contains("old content"));
-    QVERIFY(replaced.contains("Logging to"));
+    QVERIFY(replaced.contains("Logging to") && replaced.contains("\"three\""));
+    QVERIFY(!replaced.contains("\"after\""));
     QVERIFY(readFile(first).contains("Stopped logging to"));
+    QVERIFY(!readFile(first).contains("\"three\""));
 }
 
 void TestTraceLogging::logFailureIsReported()
@@ -147,7 +152,10 @@ void TestTraceLogging::logFailureIsReported()
     QVERIFY(!log.logging->startLog(m_dir.filePath(QStringLiteral("no/such/dir/x.csv"))));
     QVERIFY(!log.logging->isLogging());
     QCOMPARE(log.model->lineCount(), 1);
-    QVERIFY(lines(*log.model).constFirst().startsWith(QLatin1String("Log|")));
+    // Why, in the file system's words.
+    QVERIFY2(lines(*log.model).constFirst().startsWith(QLatin1String("Log|Could not log to ")) &&
+                 lines(*log.model).constFirst().endsWith(QLatin1String(": No such file or directory")),
+             qPrintable(lines(*log.model).constFirst()));
     QCOMPARE(log.model->index2item(log.model->index(0, 0))->color(), ColorError);
     QVERIFY(!log.logging->replayLog(m_dir.filePath(QStringLiteral("missing.csv"))));
     QVERIFY(log.logging->replayAction()->isEnabled());

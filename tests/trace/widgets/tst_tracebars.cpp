@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include "trace/tracefilter.h"
 #include "trace/tracemodel.h"
+#include "trace/widgets/filterbar.h"
 #include "trace/widgets/findbar.h"
 
 #include "qrv16/message.h"
@@ -56,7 +58,8 @@ QString pathOf(QModelIndex index)
 
 } // namespace
 
-class TestFindBar : public QObject
+// The find and filter bars over one trace.
+class TestTraceBars : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
@@ -69,6 +72,7 @@ private Q_SLOTS:
     void matchInElementsExpandsTheLine();
     void badPatternShowsItsPosition();
     void escapeCloses();
+    void filterShowsTheExpressionError();
 
 private:
     std::unique_ptr<QRV16::TagDataLut> m_tags;
@@ -78,12 +82,12 @@ private:
     FindBar* m_bar = nullptr;
 };
 
-void TestFindBar::initTestCase()
+void TestTraceBars::initTestCase()
 {
     m_tags = tagsOf(definitions);
 }
 
-void TestFindBar::init()
+void TestTraceBars::init()
 {
     m_window = std::make_unique<QWidget>();
     m_model = new TraceModel(m_window.get());
@@ -108,12 +112,12 @@ void TestFindBar::init()
     m_view->setCurrentIndex(QModelIndex());
 }
 
-void TestFindBar::cleanup()
+void TestTraceBars::cleanup()
 {
     m_window.reset();
 }
 
-void TestFindBar::forward_data()
+void TestTraceBars::forward_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("matchCase");
@@ -131,7 +135,7 @@ void TestFindBar::forward_data()
     QTest::newRow("regular expression with case") << "^Error" << true << true << 0 << QStringList{""};
 }
 
-void TestFindBar::forward()
+void TestTraceBars::forward()
 {
     QFETCH(QString, text);
     QFETCH(bool, matchCase);
@@ -159,7 +163,7 @@ void TestFindBar::forward()
     }
 }
 
-void TestFindBar::backwardWrapsToTheEnd()
+void TestTraceBars::backwardWrapsToTheEnd()
 {
     m_bar->setText(QStringLiteral("pump"));
     QCOMPARE(pathOf(m_view->currentIndex()), QStringLiteral("0"));
@@ -175,7 +179,7 @@ void TestFindBar::backwardWrapsToTheEnd()
     QCOMPARE(m_bar->status(), QStringLiteral("4 matching lines"));
 }
 
-void TestFindBar::matchInElementsExpandsTheLine()
+void TestTraceBars::matchInElementsExpandsTheLine()
 {
     m_bar->setText(QStringLiteral("south"));
     const QModelIndex hit = m_view->currentIndex();
@@ -186,7 +190,7 @@ void TestFindBar::matchInElementsExpandsTheLine()
     QCOMPARE(hit.siblingAtColumn(TraceModel::TextColumn).data().toString(), QStringLiteral("StationName = \"south\""));
 }
 
-void TestFindBar::badPatternShowsItsPosition()
+void TestTraceBars::badPatternShowsItsPosition()
 {
     m_bar->setRegularExpression(true);
     m_bar->setText(QStringLiteral("pump(s"));
@@ -198,7 +202,7 @@ void TestFindBar::badPatternShowsItsPosition()
     QCOMPARE(m_bar->matchCount(), 4);
 }
 
-void TestFindBar::escapeCloses()
+void TestTraceBars::escapeCloses()
 {
     m_bar->activate();
     QVERIFY(m_bar->isVisible());
@@ -210,5 +214,22 @@ void TestFindBar::escapeCloses()
     QVERIFY(!m_bar->isVisible());
 }
 
-QTEST_MAIN(TestFindBar)
-#include "tst_findbar.moc"
+void TestTraceBars::filterShowsTheExpressionError()
+{
+    TraceFilter filter(m_model);
+    FilterBar bar(&filter);
+    bar.setTags(m_tags.get());
+    bar.setExpression(QStringLiteral("StationName=\"south\" or"));
+    QCOMPARE(bar.error(), QStringLiteral("Column 23: expected a tag"));
+    QCOMPARE(filter.rowCount(), 5);
+    bar.setExpression(QStringLiteral("StationName=\"south\""));
+    QVERIFY(bar.error().isEmpty());
+    QCOMPARE(filter.rowCount(), 1);
+    QCOMPARE(filter.mapToSource(filter.index(0, 0)).row(), 3);
+    bar.clear();
+    QVERIFY(bar.expression().isEmpty());
+    QCOMPARE(filter.rowCount(), 5);
+}
+
+QTEST_MAIN(TestTraceBars)
+#include "tst_tracebars.moc"
