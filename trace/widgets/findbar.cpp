@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "trace/widgets/findbar.h"
 
+#include "trace/widgets/treeexpansion.h"
+
 #include "widgets/elidedlabel.h"
 
 #include <QCheckBox>
@@ -9,7 +11,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QShortcut>
-#include <QTreeView>
+#include <QAbstractItemView>
 
 namespace {
 
@@ -33,7 +35,7 @@ bool before(const QModelIndex& a, const QModelIndex& b)
 
 } // namespace
 
-FindBar::FindBar(QTreeView* view, int column, QWidget* parent)
+FindBar::FindBar(QAbstractItemView* view, int column, QWidget* parent)
     : QWidget(parent), m_view(view), m_column(column)
 {
     setObjectName(QStringLiteral("FindBar"));
@@ -278,7 +280,7 @@ void FindBar::find(bool forward, bool includeCurrent)
 void FindBar::show(const QModelIndex& hit)
 {
     for (QModelIndex p = hit.parent(); p.isValid(); p = p.parent())
-        m_view->expand(p);
+        TreeExpansion::setExpanded(m_view, p, true);
     m_view->setCurrentIndex(hit);
     m_view->scrollTo(hit);
     setStatus(countText(), false);

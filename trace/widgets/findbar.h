@@ -11,7 +11,7 @@ class QCheckBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
-class QTreeView;
+class QAbstractItemView;
 
 // The find bar under the trace: text or a regular expression, searched in
 // the text column of the lines the view shows. A message line that matches
@@ -23,7 +23,7 @@ class FindBar : public QWidget
 
 public:
     // The column whose text is searched.
-    explicit FindBar(QTreeView* view, int column, QWidget* parent = nullptr);
+    explicit FindBar(QAbstractItemView* view, int column, QWidget* parent = nullptr);
 
     QString text() const;
     void setText(const QString& text);
@@ -62,7 +62,7 @@ private:
     QString countText() const;
     void setStatus(const QString& text, bool error);
 
-    QTreeView* m_view; // Not owned.
+    QAbstractItemView* m_view; // Not owned.
     int m_column;
     QLineEdit* m_le_find = nullptr;
     QPushButton* m_pb_previous = nullptr;
