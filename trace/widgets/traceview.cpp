@@ -7,6 +7,7 @@
 #include "trace/traceitem.h"
 #include "trace/tracemodel.h"
 #include "trace/traceplotter.h"
+#include "trace/widgets/traceaccessible.h"
 #include "trace/widgets/tracedelegate.h"
 #include "trace/widgets/traceundo.h"
 
@@ -37,6 +38,12 @@ TraceView::TraceView(TraceModel* model, QWidget* parent)
       m_act_collapse_all(makeAction("m_act_collapse_all", tr("Collapse all"), "i16_collapse_all.png", QKeySequence()))
 {
     setObjectName(QStringLiteral("m_tv_trace"));
+    // Screen readers read the rows as they read any item view's.
+    static const bool accessible = [] {
+        QAccessible::installFactory(&TraceAccessible::create);
+        return true;
+    }();
+    Q_UNUSED(accessible);
     setSelectionMode(QAbstractItemView::ExtendedSelection);
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);

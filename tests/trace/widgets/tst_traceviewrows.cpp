@@ -9,6 +9,7 @@
 #include "trace/tracemodel.h"
 #include "tests/support/definitions.h"
 
+#include <QAccessible>
 #include <QScrollBar>
 #include <QtTest>
 
@@ -148,6 +149,7 @@ private Q_SLOTS:
     void followsAtTheLimit_data();
     void followsAtTheLimit();
     void batchCostsTheSameAtAnySize();
+    void screenReaderReadsTheRows();
 };
 
 void TestTraceViewRows::openLinesKeepTheirRowsWhileLinesGo_data()
@@ -349,6 +351,48 @@ void TestTraceViewRows::batchCostsTheSameAtAnySize()
     QVERIFY(large > 0);
     qInfo("CPU per batch: %.2f ms at 1,000 lines, %.2f ms at 200,000", double(small) / 1e6, double(large) / 1e6);
     QVERIFY2(large < 4 * small + 2000000, qPrintable(QStringLiteral("%1 ns against %2 ns").arg(large).arg(small)));
+}
+
+// Each row's cells as the model's accessible text, in the order the view
+// shows them, while lines open and go.
+void TestTraceViewRows::screenReaderReadsTheRows()
+{
+    Trace trace;
+    QVERIFY(trace.show());
+    trace.status(QStringLiteral("connected"));
+    trace.send(QStringLiteral("GetStatus=(PumpId=4)"));
+    trace.status(QStringLiteral("last"));
+    trace.model.flush();
+    const QPersistentModelIndex message = trace.model.index(1, 0);
+    trace.view->setExpanded(message, true);
+    QAccessibleInterface* tree = QAccessible::queryAccessibleInterface(trace.view.get());
+    QVERIFY(tree);
+    QCOMPARE(tree->role(), QAccessible::Tree);
+    constexpr int Columns = TraceModel::ColumnCount;
+    QCOMPARE(tree->childCount(), 4 * Columns);
+    const auto read = [tree](int row, int column) {
+        QAccessibleInterface* cell = tree->child(row * Columns + column);
+        return cell ? cell->text(QAccessible::Name) : QStringLiteral("(none)");
+    };
+    QCOMPARE(read(0, TraceModel::TextColumn), QStringLiteral("connected"));
+    QCOMPARE(read(1, TraceModel::SourceColumn), QStringLiteral("1 sent"));
+    QCOMPARE(read(1, TraceModel::TextColumn), QStringLiteral("GetStatus=(PumpId=4)"));
+    QCOMPARE(read(2, TraceModel::TextColumn),
+             trace.model.index(0, TraceModel::TextColumn, message).data().toString());
+    QCOMPARE(read(3, TraceModel::TextColumn), QStringLiteral("last"));
+    QAccessibleInterface* line = tree->child(Columns);
+    QVERIFY(line->state().expandable);
+    QVERIFY(line->state().expanded);
+    QCOMPARE(tree->indexOfChild(line), Columns);
+    QCOMPARE(tree->childAt(line->rect().center().x(), line->rect().center().y()), line);
+
+    // The first line goes: every row reads one up.
+    trace.model.remove(trace.model.index(0, 0));
+    QCOMPARE(tree->childCount(), 3 * Columns);
+    QCOMPARE(read(0, TraceModel::TextColumn), QStringLiteral("GetStatus=(PumpId=4)"));
+    QCOMPARE(read(2, TraceModel::TextColumn), QStringLiteral("last"));
+    trace.view->setExpanded(message, false);
+    QCOMPARE(read(1, TraceModel::TextColumn), QStringLiteral("last"));
 }
 
 QTEST_MAIN(TestTraceViewRows)
