@@ -2,6 +2,7 @@
 #include "trace/tracefilter.h"
 
 #include "trace/tracemodel.h"
+#include "trace/tracescan.h"
 
 namespace {
 
@@ -39,11 +40,71 @@ TraceFilter::Kind kindOf(StyleColor color)
 } // namespace
 
 TraceFilter::TraceFilter(TraceModel* source, QObject* parent)
-    : QSortFilterProxyModel(parent), m_source(source)
+    : QSortFilterProxyModel(parent), m_source(source), m_scan(new TraceScan(this))
 {
     // Lines keep the source's order: nothing is sorted.
     setDynamicSortFilter(true);
     setSourceModel(source);
+    connect(m_scan, &TraceScan::progress, this, &TraceFilter::progress);
+    connect(m_scan, &TraceScan::finished, this, &TraceFilter::prepared);
+    // The trace laid out anew: judged again from the start.
+    connect(m_scan, &TraceScan::aborted, this, [this] { prepare(m_pending); });
+    connect(source, &QAbstractItemModel::rowsRemoved, this, &TraceFilter::onSourceRowsRemoved);
+    connect(source, &QAbstractItemModel::rowsInserted, this, &TraceFilter::onSourceRowsInserted);
+}
+
+void TraceFilter::prepare(const Conditions& conditions)
+{
+    m_scan->cancel();
+    m_pending = conditions;
+    m_verdicts.clear();
+    m_scan->start(m_source, 0, 1, false, [this](int row) {
+        const qint8 verdict = passes(m_pending, m_source->index2item(m_source->index(row, 0))) ? 1 : 0;
+        if (size_t(row) >= m_verdicts.size())
+            m_verdicts.resize(size_t(row) + 1, -1);
+        m_verdicts[size_t(row)] = verdict;
+        return false;
+    });
+}
+
+void TraceFilter::commit()
+{
+    m_conditions = m_pending;
+    m_committing = true;
+    // The view switches to the filter next: its rows are built now, from
+    // the verdicts, not again line by line when the view asks.
+    if (isActive())
+        setSuspended(false);
+    invalidate();
+    rowCount();
+    m_committing = false;
+    m_verdicts.clear();
+}
+
+void TraceFilter::cancelPrepare()
+{
+    m_scan->cancel();
+    m_verdicts.clear();
+}
+
+bool TraceFilter::isPreparing() const
+{
+    return m_scan->isRunning();
+}
+
+void TraceFilter::onSourceRowsRemoved(const QModelIndex& parent, int first, int last)
+{
+    if (parent.isValid() || size_t(first) >= m_verdicts.size())
+        return;
+    const auto end = size_t(last) + 1 < m_verdicts.size() ? m_verdicts.begin() + last + 1 : m_verdicts.end();
+    m_verdicts.erase(m_verdicts.begin() + first, end);
+}
+
+void TraceFilter::onSourceRowsInserted(const QModelIndex& parent, int first, int last)
+{
+    if (parent.isValid() || size_t(first) >= m_verdicts.size())
+        return;
+    m_verdicts.insert(m_verdicts.begin() + first, size_t(last - first + 1), qint8(-1));
 }
 
 void TraceFilter::setConditions(const Conditions& conditions)
@@ -70,9 +131,13 @@ bool TraceFilter::isActive() const
 
 bool TraceFilter::accepts(const TraceItem* line) const
 {
+    return passes(m_conditions, line);
+}
+
+bool TraceFilter::passes(const Conditions& c, const TraceItem* line)
+{
     if (!line)
         return false;
-    const Conditions& c = m_conditions;
     const StyleColor color = line->color();
     if (c.channel != 0 && channelOf(line) != c.channel)
         return false;
@@ -97,6 +162,8 @@ bool TraceFilter::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParen
 {
     if (sourceParent.isValid())
         return true;
+    if (m_committing && size_t(sourceRow) < m_verdicts.size() && m_verdicts[size_t(sourceRow)] >= 0)
+        return m_verdicts[size_t(sourceRow)] != 0;
     return accepts(m_source->index2item(m_source->index(sourceRow, 0)));
 }
 

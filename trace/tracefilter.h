@@ -5,8 +5,11 @@
 
 #include <QSortFilterProxyModel>
 
+#include <deque>
+
 class TraceModel;
 class TraceItem;
+class TraceScan;
 
 // The trace as the view shows it: only the lines that pass every condition
 // set (AND). Keeps row numbers only, never a copy of a line; element lines
@@ -34,6 +37,14 @@ public:
 
     // Filters the whole trace again, once.
     void setConditions(const Conditions& conditions);
+    // The same without holding the event loop: every line is judged in
+    // slices (progress() meanwhile), then prepared() says that commit()
+    // applies them at once. A short trace is judged before this returns.
+    void prepare(const Conditions& conditions);
+    void commit();
+    // The conditions stay as they were.
+    void cancelPrepare();
+    bool isPreparing() const;
     const Conditions& conditions() const { return m_conditions; }
     void clear() { setConditions(Conditions()); }
 
@@ -45,14 +56,29 @@ public:
     void setSuspended(bool suspended);
     bool isSuspended() const { return sourceModel() == nullptr; }
     bool accepts(const TraceItem* line) const;
+    static bool passes(const Conditions& conditions, const TraceItem* line);
 
     // Element lines all pass: answered by the trace without building them.
     bool hasChildren(const QModelIndex& parent = QModelIndex()) const override;
+
+Q_SIGNALS:
+    void progress(int percent);
+    void prepared();
 
 protected:
     bool filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const override;
 
 private:
+    void onSourceRowsRemoved(const QModelIndex& parent, int first, int last);
+    void onSourceRowsInserted(const QModelIndex& parent, int first, int last);
+
     TraceModel* m_source; // Not owned.
     Conditions m_conditions;
+    Conditions m_pending;
+    TraceScan* m_scan; // Owned (child).
+    // The pending conditions' verdict on each line from the first on, -1
+    // for lines that came since the scan passed them.
+    std::deque<qint8> m_verdicts;
+    // The verdicts stand in for the conditions only while they are applied.
+    bool m_committing = false;
 };

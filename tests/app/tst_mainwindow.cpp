@@ -650,7 +650,7 @@ void TestMainWindow::deleteKeyGoesToTheFocusedPanel()
     QVERIFY(addLines(window.get(), 3));
     const int trace = window->traceModel()->lineCount();
 
-    auto* view = window->findChild<QTreeView*>(QStringLiteral("m_tv_trace"));
+    auto* view = window->findChild<QAbstractItemView*>(QStringLiteral("m_tv_trace"));
     auto* panel = window->findChild<BookmarkWidget*>()->findChild<QListView*>();
     QVERIFY(panel);
     QWidget* focus = inPanel ? static_cast<QWidget*>(panel) : view;

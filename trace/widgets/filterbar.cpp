@@ -48,6 +48,13 @@ FilterBar::FilterBar(TraceFilter* filter, QWidget* parent)
     m_lbl_error->setObjectName(QStringLiteral("m_lbl_error"));
     m_lbl_error->setStyleSheet(QStringLiteral("color: red"));
     m_lbl_error->hide();
+    m_lbl_progress = new QLabel(this);
+    m_lbl_progress->setObjectName(QStringLiteral("m_lbl_progress"));
+    m_lbl_progress->hide();
+    m_pb_stop = new QPushButton(tr("Stop"), this);
+    m_pb_stop->setObjectName(QStringLiteral("m_pb_stop"));
+    m_pb_stop->setToolTip(tr("Keep the filter as it was (Escape)"));
+    m_pb_stop->hide();
     m_pb_clear = new QPushButton(tr("Clear"), this);
     m_pb_clear->setObjectName(QStringLiteral("m_pb_clear"));
     m_pb_close = new QPushButton(QStringLiteral("✕"), this);
@@ -69,6 +76,8 @@ FilterBar::FilterBar(TraceFilter* filter, QWidget* parent)
     // most of it.
     layout->addWidget(m_le_expression, 3);
     layout->addWidget(m_lbl_error, 2);
+    layout->addWidget(m_lbl_progress);
+    layout->addWidget(m_pb_stop);
     layout->addWidget(m_pb_clear);
     layout->addWidget(m_pb_close);
 
@@ -81,8 +90,11 @@ FilterBar::FilterBar(TraceFilter* filter, QWidget* parent)
     connect(m_typing, &QTimer::timeout, this, &FilterBar::apply);
     connect(m_pb_clear, &QPushButton::clicked, this, &FilterBar::clear);
     connect(m_pb_close, &QPushButton::clicked, this, &FilterBar::onClose);
+    connect(m_pb_stop, &QPushButton::clicked, this, &FilterBar::stop);
+    connect(m_filter, &TraceFilter::prepared, this, &FilterBar::onPrepared);
+    connect(m_filter, &TraceFilter::progress, this, &FilterBar::onProgress);
     auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this, nullptr, nullptr, Qt::WidgetWithChildrenShortcut);
-    connect(escape, &QShortcut::activated, this, &FilterBar::onClose);
+    connect(escape, &QShortcut::activated, this, &FilterBar::onEscape);
 }
 
 void FilterBar::setTags(const QRV16::TagDataLut* tags)
@@ -107,8 +119,14 @@ QString FilterBar::error() const
     return m_lbl_error->fullText();
 }
 
+bool FilterBar::isBusy() const
+{
+    return m_filter->isPreparing();
+}
+
 void FilterBar::clear()
 {
+    stop();
     // One refilter, not one per field.
     m_clearing = true;
     m_cb_channel->setCurrentIndex(0);
@@ -153,9 +171,38 @@ void FilterBar::apply()
     conditions.kind = TraceFilter::Kind(m_cb_kind->currentIndex());
     conditions.source = m_le_source->text().trimmed();
     conditions.expression = expression;
+    m_filter->prepare(conditions);
+}
+
+void FilterBar::onPrepared()
+{
+    m_lbl_progress->hide();
+    m_pb_stop->hide();
     Q_EMIT aboutToApply();
-    m_filter->setConditions(conditions);
+    m_filter->commit();
     Q_EMIT applied();
+}
+
+void FilterBar::onProgress(int percent)
+{
+    m_lbl_progress->setText(tr("Filtering... %1%").arg(percent));
+    m_lbl_progress->show();
+    m_pb_stop->show();
+}
+
+void FilterBar::stop()
+{
+    m_filter->cancelPrepare();
+    m_lbl_progress->hide();
+    m_pb_stop->hide();
+}
+
+void FilterBar::onEscape()
+{
+    if (isBusy())
+        stop();
+    else
+        onClose();
 }
 
 void FilterBar::onClose()

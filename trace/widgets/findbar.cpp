@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "trace/widgets/findbar.h"
 
+#include "trace/widgets/treeexpansion.h"
+
+#include "trace/tracescan.h"
 #include "widgets/elidedlabel.h"
 
 #include <QCheckBox>
@@ -9,7 +12,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QShortcut>
-#include <QTreeView>
+#include <QAbstractItemView>
 
 namespace {
 
@@ -33,8 +36,8 @@ bool before(const QModelIndex& a, const QModelIndex& b)
 
 } // namespace
 
-FindBar::FindBar(QTreeView* view, int column, QWidget* parent)
-    : QWidget(parent), m_view(view), m_column(column)
+FindBar::FindBar(QAbstractItemView* view, int column, QWidget* parent)
+    : QWidget(parent), m_view(view), m_column(column), m_find(new TraceScan(this)), m_counting(new TraceScan(this))
 {
     setObjectName(QStringLiteral("FindBar"));
     auto* label = new QLabel(tr("Find:"), this);
@@ -53,6 +56,10 @@ FindBar::FindBar(QTreeView* view, int column, QWidget* parent)
     m_cb_regexp->setObjectName(QStringLiteral("m_cb_regexp"));
     m_lbl_status = new ElidedLabel(this);
     m_lbl_status->setObjectName(QStringLiteral("m_lbl_status"));
+    m_pb_stop = new QPushButton(tr("Stop"), this);
+    m_pb_stop->setObjectName(QStringLiteral("m_pb_stop"));
+    m_pb_stop->setToolTip(tr("End the search (Escape)"));
+    m_pb_stop->hide();
     m_pb_close = new QPushButton(QStringLiteral("✕"), this);
     m_pb_close->setObjectName(QStringLiteral("m_pb_close"));
     m_pb_close->setToolTip(tr("Close (Escape)"));
@@ -67,6 +74,7 @@ FindBar::FindBar(QTreeView* view, int column, QWidget* parent)
     layout->addWidget(m_cb_case);
     layout->addWidget(m_cb_regexp);
     layout->addWidget(m_lbl_status, 1);
+    layout->addWidget(m_pb_stop);
     layout->addWidget(m_pb_close);
 
     connect(m_le_find, &QLineEdit::textChanged, this, &FindBar::onTextChanged);
@@ -74,12 +82,21 @@ FindBar::FindBar(QTreeView* view, int column, QWidget* parent)
     connect(m_pb_next, &QPushButton::clicked, this, &FindBar::findNext);
     connect(m_pb_previous, &QPushButton::clicked, this, &FindBar::findPrevious);
     connect(m_pb_close, &QPushButton::clicked, this, &FindBar::onClose);
+    connect(m_pb_stop, &QPushButton::clicked, this, &FindBar::stop);
+    connect(m_find, &TraceScan::finished, this, &FindBar::onFound);
+    connect(m_find, &TraceScan::progress, this,
+            [this](int percent) { setStatus(tr("Searching... %1%").arg(percent), false); });
+    connect(m_find, &TraceScan::aborted, this, &FindBar::stop);
+    connect(m_counting, &TraceScan::finished, this, &FindBar::onCounted);
+    connect(m_counting, &TraceScan::progress, this,
+            [this](int percent) { setStatus(tr("Counting... %1%").arg(percent), false); });
+    connect(m_counting, &TraceScan::aborted, this, &FindBar::stop);
     for (QCheckBox* box : {m_cb_case, m_cb_regexp}) {
         connect(box, &QCheckBox::toggled, this, &FindBar::onTextChanged);
         connect(box, &QCheckBox::toggled, this, &FindBar::optionsChanged);
     }
     auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this, nullptr, nullptr, Qt::WidgetWithChildrenShortcut);
-    connect(escape, &QShortcut::activated, this, &FindBar::onClose);
+    connect(escape, &QShortcut::activated, this, &FindBar::onEscape);
     compile();
 }
 
@@ -141,17 +158,42 @@ void FindBar::findPrevious()
 
 void FindBar::onTextChanged()
 {
+    m_find->cancel();
+    m_counting->cancel();
     if (!compile())
-        return;
-    recount();
-    // Nothing to walk to: spares a second pass over the trace.
-    if (m_count == 0)
-        return setStatus(tr("No match"), true);
+        return updateBusy();
+    // The first match is shown before every line is counted.
+    m_countAfter = true;
     find(true, true);
+}
+
+bool FindBar::isBusy() const
+{
+    return m_find->isRunning() || m_counting->isRunning();
+}
+
+void FindBar::stop()
+{
+    const bool busy = isBusy();
+    m_find->cancel();
+    m_counting->cancel();
+    m_countAfter = false;
+    if (busy)
+        setStatus(tr("Stopped"), false);
+    updateBusy();
+}
+
+void FindBar::onEscape()
+{
+    if (isBusy())
+        stop();
+    else
+        onClose();
 }
 
 void FindBar::onClose()
 {
+    stop();
     hide();
     m_view->setFocus(Qt::OtherFocusReason);
 }
@@ -193,12 +235,25 @@ void FindBar::recount()
     if (!m_valid)
         return;
     const QAbstractItemModel* model = m_view->model();
-    const int rows = model ? model->rowCount() : 0;
-    int count = 0;
-    for (int row = 0; row < rows; ++row)
-        count += matches(model->index(row, m_column)) ? 1 : 0;
-    m_count = count;
-    setStatus(countText(), count == 0);
+    m_count = 0;
+    m_counting->start(model, 0, 1, false, [this, model](int row) {
+        if (m_view->model() != model)
+            return true;
+        m_count += matches(model->index(row, m_column)) ? 1 : 0;
+        return false;
+    });
+    updateBusy();
+}
+
+void FindBar::onCounted()
+{
+    setStatus(m_count == 0 ? tr("No match") : countText(), m_count == 0);
+    updateBusy();
+}
+
+void FindBar::updateBusy()
+{
+    m_pb_stop->setVisible(isBusy());
 }
 
 QList<QModelIndex> FindBar::hits(int row) const
@@ -233,6 +288,7 @@ void FindBar::find(bool forward, bool includeCurrent)
     const QAbstractItemModel* model = m_view->model();
     if (!m_valid || !model)
         return;
+    m_find->cancel();
     const int rows = model->rowCount();
     const QModelIndex current = m_view->currentIndex().siblingAtColumn(0);
     QModelIndex top = current;
@@ -245,40 +301,65 @@ void FindBar::find(bool forward, bool includeCurrent)
         if (forward) {
             for (const QModelIndex& h : same) {
                 if (includeCurrent ? !before(h, current) : before(current, h))
-                    return show(h);
+                    return reveal(h, false);
             }
         } else {
             for (auto it = same.rbegin(); it != same.rend(); ++it) {
                 if (includeCurrent ? !before(current, *it) : before(*it, current))
-                    return show(*it);
+                    return reveal(*it, false);
             }
         }
     }
-    bool wrapped = false;
-    for (int i = 1; i <= rows; ++i) {
-        int row = forward ? start + i : start - i;
-        if (row >= rows || row < 0) {
-            row = (row + rows) % rows;
-            wrapped = true;
-        }
+    m_forward = forward;
+    m_hit = QPersistentModelIndex();
+    m_find->start(model, forward ? start + 1 : start - 1, forward ? 1 : -1, true, [this, model](int row) {
+        // The view shows another model now: the search ends.
+        if (m_view->model() != model)
+            return true;
         const QList<QModelIndex> h = hits(row);
-        if (!h.isEmpty()) {
-            show(forward ? h.first() : h.last());
-            if (wrapped)
-                setStatus(countText() + QStringLiteral(" — ") +
-                              (forward ? tr("passed the end, continued from the top")
-                                       : tr("passed the top, continued from the bottom")),
-                          false);
-            return;
-        }
+        if (h.isEmpty())
+            return false;
+        m_hit = m_forward ? h.first() : h.last();
+        return true;
+    });
+    updateBusy();
+}
+
+void FindBar::onFound(int row, bool wrapped)
+{
+    const QModelIndex hit = m_hit;
+    m_hit = QPersistentModelIndex();
+    if (hit.isValid())
+        return reveal(hit, wrapped);
+    m_countAfter = false;
+    // Every line was read: nothing to count. Otherwise the view changed
+    // its model under the search.
+    if (row < 0) {
+        m_count = 0;
+        setStatus(tr("No match"), true);
     }
-    setStatus(tr("No match"), true);
+    updateBusy();
+}
+
+void FindBar::reveal(const QModelIndex& hit, bool wrapped)
+{
+    show(hit);
+    if (wrapped)
+        setStatus(countText() + QStringLiteral(" — ") +
+                      (m_forward ? tr("passed the end, continued from the top")
+                                 : tr("passed the top, continued from the bottom")),
+                  false);
+    if (m_countAfter) {
+        m_countAfter = false;
+        recount();
+    }
+    updateBusy();
 }
 
 void FindBar::show(const QModelIndex& hit)
 {
     for (QModelIndex p = hit.parent(); p.isValid(); p = p.parent())
-        m_view->expand(p);
+        TreeExpansion::setExpanded(m_view, p, true);
     m_view->setCurrentIndex(hit);
     m_view->scrollTo(hit);
     setStatus(countText(), false);

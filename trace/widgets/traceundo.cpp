@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "trace/widgets/traceundo.h"
 
+#include "trace/widgets/treeexpansion.h"
+
 #include <QAbstractProxyModel>
 #include <QAction>
-#include <QTreeView>
+#include <QAbstractItemView>
 
-TraceUndo::TraceUndo(TraceModel* model, QTreeView* view, QObject* parent)
+TraceUndo::TraceUndo(TraceModel* model, QAbstractItemView* view, QObject* parent)
     : QObject(parent), m_model(model), m_view(view), m_action(new QAction(tr("Undo"), this))
 {
     m_action->setObjectName(QStringLiteral("m_act_undo"));
@@ -50,7 +52,7 @@ void TraceUndo::collectExpanded(const QModelIndex& viewParent, QList<const Trace
     const int rows = shown->rowCount(viewParent);
     for (int row = 0; row < rows; ++row) {
         const QModelIndex index = shown->index(row, 0, viewParent);
-        if (!m_view->isExpanded(index))
+        if (!TreeExpansion::isExpanded(m_view, index))
             continue;
         out->append(m_model->index2item(fromView(index)));
         collectExpanded(index, out);
@@ -80,7 +82,7 @@ void TraceUndo::removeLine(const QModelIndex& index)
         return;
     Entry entry;
     const QModelIndex shown = toView(line);
-    if (shown.isValid() && m_view->isExpanded(shown)) {
+    if (shown.isValid() && TreeExpansion::isExpanded(m_view, shown)) {
         entry.expanded << item;
         collectExpanded(shown, &entry.expanded);
     }
@@ -133,7 +135,7 @@ void TraceUndo::undo()
     for (const TraceItem* item : std::as_const(entry.expanded)) {
         const QModelIndex shown = toView(m_model->item2index(item));
         if (shown.isValid())
-            m_view->setExpanded(shown, true);
+            TreeExpansion::setExpanded(m_view, shown, true);
     }
     if (entry.top) {
         const QModelIndex shown = toView(m_model->item2index(entry.top));

@@ -11,7 +11,7 @@
 
 class QAction;
 class QModelIndex;
-class QTreeView;
+class QAbstractItemView;
 
 // Takes back Clear all and Delete line. The lines they remove are kept,
 // with which of them were open in the view and where the view stood, until
@@ -27,7 +27,7 @@ public:
     static constexpr int Depth = 20;
 
     // Neither is owned. The view may show the model through a proxy.
-    TraceUndo(TraceModel* model, QTreeView* view, QObject* parent = nullptr);
+    TraceUndo(TraceModel* model, QAbstractItemView* view, QObject* parent = nullptr);
     ~TraceUndo() override;
 
     // "Undo", Ctrl+Z; enabled while there is something to take back.
@@ -60,7 +60,7 @@ private:
     void update();
 
     TraceModel* m_model; // Not owned.
-    QTreeView* m_view;   // Not owned.
+    QAbstractItemView* m_view;   // Not owned.
     QAction* m_action;   // Owned (child).
     std::vector<Entry> m_entries;
     bool m_taking = false;
