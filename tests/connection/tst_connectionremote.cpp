@@ -6,6 +6,7 @@
 #include "libserial/serserialport.h"
 #include "tests/connection/testsupport.h"
 #include "tests/support/ser2net.h"
+#include "tests/support/freeport.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -457,12 +458,8 @@ void TestConnectionRemote::farEndWithoutComPortOption()
 
 void TestConnectionRemote::refusedConnectionIsAnOpenFailure()
 {
-    quint16 port = 0;
-    {
-        QTcpServer gone;
-        QVERIFY(gone.listen(QHostAddress::LocalHost, 0));
-        port = gone.serverPort();
-    }
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port != 0);
     Connection connection;
     Recorder log(&connection);
     QSignalSpy failures(&connection, &Connection::attemptFailed);

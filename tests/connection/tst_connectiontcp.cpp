@@ -4,6 +4,7 @@
 // connection storms.
 
 #include "tests/connection/testsupport.h"
+#include "tests/support/freeport.h"
 
 #include <QCryptographicHash>
 #include <QSignalSpy>
@@ -210,12 +211,8 @@ void TestConnectionTcp::listeningOnPortInUseFails()
 
 void TestConnectionTcp::refusedConnectionIsReported()
 {
-    quint16 port = 0;
-    {
-        QTcpServer gone;
-        QVERIFY(gone.listen(QHostAddress::LocalHost, 0));
-        port = gone.serverPort();
-    }
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port != 0);
     Connection client;
     Recorder log(&client);
     client.setSettings(clientSettings(port));
@@ -550,12 +547,8 @@ void TestConnectionTcp::verifyWithoutCaDirectoryUsesSystemStore()
 
 void TestConnectionTcp::clientReconnectsWithBackoff()
 {
-    quint16 port = 0;
-    {
-        QTcpServer gone;
-        QVERIFY(gone.listen(QHostAddress::LocalHost, 0));
-        port = gone.serverPort();
-    }
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port != 0);
     Connection client;
     Recorder log(&client);
     ConnectionSettings settings = clientSettings(port);
