@@ -171,10 +171,8 @@ void TestConnectionTcp::secondIncomingConnectionReplacesFirst()
     QVERIFY(startServer(server, serverSettings()));
     const quint16 port = listeningPort(server);
 
-    Connection first;
-    Recorder firstLog(&first);
-    first.setSettings(clientSettings(port));
-    first.connect();
+    RecordedConnection first(clientSettings(port));
+    Recorder& firstLog = first.log;
     QTRY_VERIFY_WITH_TIMEOUT(server.isConnected() && first.isConnected(), Timeout);
     first.send("from the first");
     QTRY_COMPARE_WITH_TIMEOUT(serverLog.bytes, QByteArray("from the first"), Timeout);
@@ -200,10 +198,8 @@ void TestConnectionTcp::listeningOnPortInUseFails()
 {
     QTcpServer occupant;
     QVERIFY(occupant.listen(QHostAddress::LocalHost, 0));
-    Connection server;
-    Recorder log(&server);
-    server.setSettings(serverSettings(occupant.serverPort()));
-    server.connect();
+    RecordedConnection server(serverSettings(occupant.serverPort()));
+    Recorder& log = server.log;
     QVERIFY(!server.isListening());
     QCOMPARE(log.events, QStringList({QStringLiteral("SSL mode disabled"),
                                       QStringLiteral("failed to listen to 127.0.0.1:%1").arg(occupant.serverPort())}));
@@ -213,10 +209,8 @@ void TestConnectionTcp::refusedConnectionIsReported()
 {
     const quint16 port = korvtest::freePort();
     QVERIFY(port != 0);
-    Connection client;
-    Recorder log(&client);
-    client.setSettings(clientSettings(port));
-    client.connect();
+    RecordedConnection client(clientSettings(port));
+    Recorder& log = client.log;
     QTRY_VERIFY_WITH_TIMEOUT(!log.messagesStartingWith(QStringLiteral("Connection error: ")).isEmpty(), Timeout);
     QCOMPARE(log.messagesStartingWith(QStringLiteral("Connection error: ")),
              QStringList({QStringLiteral("Connection error: Connection refused")}));
@@ -442,10 +436,8 @@ void TestConnectionTcp::cancelWhileConnecting()
     FullBacklog silent;
     if (!silent.isFull())
         QSKIP("the system answers every attempt; no silent address to try");
-    Connection client;
-    Recorder log(&client);
-    client.setSettings(clientSettings(silent.port()));
-    client.connect();
+    RecordedConnection client(clientSettings(silent.port()));
+    Recorder& log = client.log;
     QTRY_COMPARE(client.socket()->state(), QAbstractSocket::ConnectingState);
 
     if (byToggle)
