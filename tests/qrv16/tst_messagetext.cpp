@@ -176,6 +176,9 @@ void TestMessageText::writer_data()
         << "0C000130" "0900070A0D085C7F011F" << true << 0
         << "Name=\"\\t\\000\\a\\n\\r\\b\\\\\\x7F\\x01\\x1F\"";
     QTest::newRow("empty string") << "02000130" << true << 0 << "Name=\"\"";
+    QTest::newRow("string past ASCII with control characters")
+        << "0F000130" "C3A9" "090700080D0A5C7F011F22" << true << 0
+        << "Name=\"\u00e9\\t\\a\\000\\b\\r\\n\\\\\\x7F\\x01\\x1F\\\"\"";
     QTest::newRow("string not UTF-8 is raw") << "04000130FF41" << true << 0 << "Name=@/0E=";
     QTest::newRow("long binary") << "0C000100" "0123456789ABCDEF0A0B" << false << 0
                                  << "0001=0123456789ABCDEF0A0B";
