@@ -6,8 +6,10 @@
 #include "bis/bisframe.h"
 #include "cli/linkoptions.h"
 #include "qrv16/pcapngwriter.h"
+#include "tests/cli/korvrun.h"
 #include "tests/support/pcapngreader.h"
 #include "tests/support/pty.h"
+#include "tests/support/freeport.h"
 
 #include <QCommandLineParser>
 #include <QProcess>
@@ -24,21 +26,11 @@
 
 namespace {
 
-struct Run
-{
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
+using Run = KorvRun;
 
 Run korv(const QStringList& args)
 {
-    QProcess p;
-    p.start(QStringLiteral(KORV_BINARY), args);
-    if (!p.waitForStarted() || !p.waitForFinished(60000))
-        qFatal("korv did not run");
-    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, p.readAllStandardOutput(),
-            p.readAllStandardError()};
+    return runKorv(args);
 }
 
 // One line of the extcap grammar: its keyword and its {key=value} fields.
@@ -143,7 +135,7 @@ private:
 
 void TestExtcap::interfaces()
 {
-    const Run r = korv({QStringLiteral("--extcap-interfaces"), QStringLiteral("--extcap-version=4.0")});
+    const Run r = korv({"--extcap-interfaces", "--extcap-version=4.0"});
     QCOMPARE(r.status, 0);
     QVERIFY(r.err.isEmpty());
     const QList<Sentence> s = sentences(r.out);
@@ -170,7 +162,7 @@ void TestExtcap::linkTypes_data()
 void TestExtcap::linkTypes()
 {
     QFETCH(QString, iface);
-    const Run r = korv({QStringLiteral("--extcap-dlts"), QStringLiteral("--extcap-interface"), iface});
+    const Run r = korv({"--extcap-dlts", "--extcap-interface", iface});
     QCOMPARE(r.status, 0);
     const QList<Sentence> s = sentences(r.out);
     QCOMPARE(s.size(), 1);
@@ -205,7 +197,7 @@ void TestExtcap::configHoldsLinkOptions()
     QFETCH(QString, value);
     QFETCH(int, mode);
     QFETCH(QStringList, calls);
-    const Run r = korv({QStringLiteral("--extcap-config"), QStringLiteral("--extcap-interface"), iface});
+    const Run r = korv({"--extcap-config", "--extcap-interface", iface});
     QCOMPARE(r.status, 0);
     QStringList seen;
     QStringList defaults{QStringLiteral("korv")};
@@ -258,8 +250,7 @@ void TestExtcap::everyLinkOptionIsOffered()
     QVERIFY(wanted.contains(QStringLiteral("--bis-timeout")));
     QStringList offered;
     for (const char* iface : {"korv-serial", "korv-tcp", "korv-listen"}) {
-        const Run r = korv({QStringLiteral("--extcap-config"), QStringLiteral("--extcap-interface"),
-                            QString::fromLatin1(iface)});
+        const Run r = korv({"--extcap-config", "--extcap-interface", QString::fromLatin1(iface)});
         for (const Sentence& s : sentences(r.out))
             offered << s.fields.value(QStringLiteral("call"));
     }
@@ -324,18 +315,15 @@ void TestExtcap::badCalls()
 void TestExtcap::captureFilters()
 {
     // Wireshark checks a filter: no output is valid, a text says why not.
-    Run r = korv({QStringLiteral("--extcap-interface"), QStringLiteral("korv-tcp"),
-                  QStringLiteral("--extcap-capture-filter"), QStringLiteral("tcp port 80")});
+    Run r = korv({"--extcap-interface", "korv-tcp", "--extcap-capture-filter", "tcp port 80"});
     QCOMPARE(r.status, 0);
     QVERIFY(r.out.startsWith("korv captures every message: capture filters are not supported."));
-    r = korv({QStringLiteral("--extcap-interface"), QStringLiteral("korv-tcp"),
-              QStringLiteral("--extcap-capture-filter"), QString()});
+    r = korv({"--extcap-interface", "korv-tcp", "--extcap-capture-filter", QString()});
     QCOMPARE(r.status, 0);
     QVERIFY(r.out.isEmpty());
     // A capture with one is refused before the link opens.
-    r = korv({QStringLiteral("--capture"), QStringLiteral("--extcap-interface"), QStringLiteral("korv-tcp"),
-              QStringLiteral("--extcap-capture-filter"), QStringLiteral("tcp"), QStringLiteral("--fifo"),
-              m_dir.filePath(QStringLiteral("unused")), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:1")});
+    r = korv({"--capture", "--extcap-interface", "korv-tcp", "--extcap-capture-filter", "tcp",
+              "--fifo", m_dir.filePath("unused"), "--tcp", "127.0.0.1:1"});
     QCOMPARE(r.status, 2);
     QVERIFY(r.err.contains("capture filters are not supported"));
 }
@@ -356,10 +344,8 @@ void TestExtcap::captureFromTcpServer()
     QVERIFY(fifo.isValid());
     QProcess capture;
     capture.start(QStringLiteral(KORV_BINARY),
-                  {QStringLiteral("--capture"), QStringLiteral("--extcap-interface"), QStringLiteral("korv-tcp"),
-                   QStringLiteral("--fifo"), fifo.path(), QStringLiteral("--tcp"),
-                   QStringLiteral("127.0.0.1:%1").arg(server.serverPort()), QStringLiteral("--channel"),
-                   QStringLiteral("2")});
+                  {"--capture", "--extcap-interface", "korv-tcp", "--fifo", fifo.path(), "--tcp",
+                   QStringLiteral("127.0.0.1:%1").arg(server.serverPort()), "--channel", "2"});
     QVERIFY(server.waitForNewConnection(30000));
     QTcpSocket* peer = server.nextPendingConnection();
     // Two messages in one write, the third cut across two.
@@ -405,20 +391,14 @@ void TestExtcap::captureFromTcpServer()
 
 void TestExtcap::captureAsTcpServer()
 {
-    // A free port: taken, let go and handed to korv.
-    quint16 port = 0;
-    {
-        QTcpServer probe;
-        QVERIFY(probe.listen(QHostAddress::LocalHost));
-        port = probe.serverPort();
-    }
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port != 0);
     Fifo fifo(m_dir.filePath(QStringLiteral("listen")));
     QVERIFY(fifo.isValid());
     QProcess capture;
     capture.start(QStringLiteral(KORV_BINARY),
-                  {QStringLiteral("--capture"), QStringLiteral("--extcap-interface=korv-listen"),
-                   QStringLiteral("--fifo=") + fifo.path(), QStringLiteral("--listen"),
-                   QStringLiteral("127.0.0.1:%1").arg(port)});
+                  {"--capture", "--extcap-interface=korv-listen", "--fifo=" + fifo.path(),
+                   "--listen", QStringLiteral("127.0.0.1:%1").arg(port)});
     QTcpSocket client;
     // Tried again until korv listens.
     const auto connected = [&] {
@@ -449,10 +429,8 @@ void TestExtcap::captureFromBisSerial()
     QVERIFY(fifo.isValid());
     QProcess capture;
     capture.start(QStringLiteral(KORV_BINARY),
-                  {QStringLiteral("--capture"), QStringLiteral("--extcap-interface"), QStringLiteral("korv-serial"),
-                   QStringLiteral("--fifo"), fifo.path(), QStringLiteral("--serial"), pty.name(),
-                   QStringLiteral("--baud"), QStringLiteral("115200"), QStringLiteral("--bis"),
-                   QStringLiteral("slave"), QStringLiteral("--src"), QStringLiteral("5")});
+                  {"--capture", "--extcap-interface", "korv-serial", "--fifo", fifo.path(),
+                   "--serial", pty.name(), "--baud", "115200", "--bis", "slave", "--src", "5"});
     BiSFrame query;
     query.destination = 5;
     query.sequence = 1;
@@ -475,17 +453,12 @@ void TestExtcap::captureFromBisSerial()
 
 void TestExtcap::refusedLink()
 {
-    quint16 port = 0;
-    {
-        QTcpServer probe;
-        QVERIFY(probe.listen(QHostAddress::LocalHost));
-        port = probe.serverPort();
-    }
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port != 0);
     Fifo fifo(m_dir.filePath(QStringLiteral("refused")));
     QVERIFY(fifo.isValid());
-    const Run r = korv({QStringLiteral("--capture"), QStringLiteral("--extcap-interface"), QStringLiteral("korv-tcp"),
-                        QStringLiteral("--fifo"), fifo.path(), QStringLiteral("--tcp"),
-                        QStringLiteral("127.0.0.1:%1").arg(port)});
+    const Run r = korv({"--capture", "--extcap-interface", "korv-tcp", "--fifo", fifo.path(),
+                        "--tcp", QStringLiteral("127.0.0.1:%1").arg(port)});
     QCOMPARE(r.status, 3);
     QVERIFY2(r.err.contains("cannot open the link"), r.err.constData());
 }

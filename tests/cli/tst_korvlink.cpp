@@ -192,6 +192,57 @@ QStringList withDefinitions(QStringList args)
     return args << QStringLiteral("-d") << demoDefinitions;
 }
 
+// korv answer as the controller on channel 2 with `rules`, over "tcp",
+// "tls", "pty", "bis" (the controller is slave 5) or "settings" (a stored
+// channel of the window's reaches it); and the link options of a korv that
+// talks to it, empty when it did not come up.
+struct Controller
+{
+    Controller(const QString& link, const QString& rules)
+    {
+        QStringList server{"--listen", "127.0.0.1:0"};
+        const bool serial = link == QLatin1String("pty") || link == QLatin1String("bis");
+        if (serial) {
+            cable = std::make_unique<PtyCable>();
+            server = {"--serial", cable->a(), "--baud", "115200"};
+            client = {"--serial", cable->b(), "--baud", "115200"};
+            if (link == QLatin1String("bis")) {
+                server << "--bis" << "slave" << "--src" << "5";
+                client << "--bis" << "master" << "--dst" << "5";
+            }
+        } else if (link == QLatin1String("tls")) {
+            server << "--tls";
+        }
+        answer = std::make_unique<Background>(withDefinitions(QStringList{"answer"} + server)
+                                              << "--channel" << "2" << rules);
+        if (serial) {
+            if (!cable->isValid() || answer->waitFor(QStringLiteral("(Port .* opened)")).isEmpty())
+                client.clear();
+            return;
+        }
+        const int port = answer->port();
+        if (port <= 0)
+            return;
+        if (link == QLatin1String("settings")) {
+            ConnectionSettings stored;
+            stored.setMode(ConnectionSettings::ClientMode);
+            stored.setClientAddress(QStringLiteral("127.0.0.1"));
+            stored.setClientPort(port);
+            stored.saveToSettings(QStringLiteral("Connection2"));
+            QSettings().sync();
+            client = {"--settings", "Connection2"};
+            return;
+        }
+        client = {"--tcp", QStringLiteral("127.0.0.1:%1").arg(port)};
+        if (link == QLatin1String("tls"))
+            client << "--tls";
+    }
+
+    std::unique_ptr<PtyCable> cable;
+    std::unique_ptr<Background> answer;
+    QStringList client;
+};
+
 } // namespace
 
 class TestKorvLink : public QObject
@@ -261,48 +312,10 @@ void TestKorvLink::sendExpects()
     QFETCH(QStringList, expects);
     QFETCH(int, status);
 
-    std::unique_ptr<PtyCable> cable;
-    QStringList serverLink;
-    QStringList clientLink;
-    const bool serial = link == QLatin1String("pty") || link == QLatin1String("bis");
-    if (serial) {
-        cable = std::make_unique<PtyCable>();
-        QVERIFY(cable->isValid());
-        serverLink = {QStringLiteral("--serial"), cable->a(), QStringLiteral("--baud"), QStringLiteral("115200")};
-        clientLink = {QStringLiteral("--serial"), cable->b(), QStringLiteral("--baud"), QStringLiteral("115200")};
-        if (link == QLatin1String("bis")) {
-            // The controller is slave 5, the sender the bus master.
-            serverLink << QStringLiteral("--bis") << QStringLiteral("slave") << QStringLiteral("--src") << QStringLiteral("5");
-            clientLink << QStringLiteral("--bis") << QStringLiteral("master") << QStringLiteral("--dst") << QStringLiteral("5");
-        }
-    } else {
-        serverLink = {QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")};
-        if (link == QLatin1String("tls"))
-            serverLink << QStringLiteral("--tls");
-    }
-    Background answer(withDefinitions(QStringList{QStringLiteral("answer")} + serverLink) << QStringLiteral("--channel") << QStringLiteral("2")
-                                                  << pumpAnswers);
-    if (serial) {
-        QVERIFY2(!answer.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), answer.err().constData());
-    } else {
-        const int port = answer.port();
-        QVERIFY2(port > 0, answer.err().constData());
-        if (link == QLatin1String("settings")) {
-            ConnectionSettings stored;
-            stored.setMode(ConnectionSettings::ClientMode);
-            stored.setClientAddress(QStringLiteral("127.0.0.1"));
-            stored.setClientPort(port);
-            stored.saveToSettings(QStringLiteral("Connection2"));
-            QSettings().sync();
-            clientLink = {QStringLiteral("--settings"), QStringLiteral("Connection2")};
-        } else {
-            clientLink = {QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)};
-            if (link == QLatin1String("tls"))
-                clientLink << QStringLiteral("--tls");
-        }
-    }
-
-    QStringList args = withDefinitions(QStringList{QStringLiteral("send")} + clientLink);
+    Controller controller(link, pumpAnswers);
+    Background& answer = *controller.answer;
+    QVERIFY2(!controller.client.isEmpty(), answer.err().constData());
+    QStringList args = withDefinitions(QStringList{QStringLiteral("send")} + controller.client);
     for (const QString& expect : expects)
         args << QStringLiteral("--expect") << expect;
     // Without an expect, send lingers for the whole timeout.
@@ -610,27 +623,12 @@ void TestKorvLink::runWritesJUnit()
         QFile edited(rules);
         QVERIFY(edited.open(QIODevice::WriteOnly) && edited.write(text) == text.size());
     }
-    std::unique_ptr<PtyCable> cable;
-    QStringList serverLink{QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")};
-    if (link == QLatin1String("pty")) {
-        cable = std::make_unique<PtyCable>();
-        QVERIFY(cable->isValid());
-        serverLink = {QStringLiteral("--serial"), cable->a()};
-    }
-    Background answer(withDefinitions(QStringList{QStringLiteral("answer")} + serverLink)
-                      << QStringLiteral("--channel") << QStringLiteral("2") << rules);
-    QStringList clientLink;
-    if (cable) {
-        QVERIFY2(!answer.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), answer.err().constData());
-        clientLink = {QStringLiteral("--serial"), cable->b()};
-    } else {
-        const int port = answer.port();
-        QVERIFY2(port > 0, answer.err().constData());
-        clientLink = {QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)};
-    }
+    Controller controller(link, rules);
+    Background& answer = *controller.answer;
+    QVERIFY2(!controller.client.isEmpty(), answer.err().constData());
     const QString junit = m_dir.filePath(QStringLiteral("report.xml"));
     QFile::remove(junit);
-    const KorvRun run = runKorv(withDefinitions(QStringList{QStringLiteral("run")} + clientLink)
+    const KorvRun run = runKorv(withDefinitions(QStringList{QStringLiteral("run")} + controller.client)
                                 << QStringLiteral("--channel") << channel << QStringLiteral("--junit") << junit
                                 << pumpSequences);
     QCOMPARE(run.status, status);

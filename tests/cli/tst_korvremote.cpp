@@ -5,6 +5,7 @@
 #include "tests/cli/korvrun.h"
 #include "tests/support/pty.h"
 #include "tests/support/ser2net.h"
+#include "tests/support/freeport.h"
 
 #include <QRegularExpression>
 #include <QTcpServer>
@@ -99,12 +100,8 @@ void TestKorvRemote::listenHearsTheDeviceAtItsSpeedAndFraming()
 
 void TestKorvRemote::refusedRemotePortEndsTheCommand()
 {
-    quint16 port = 0;
-    {
-        QTcpServer gone;
-        QVERIFY(gone.listen(QHostAddress::LocalHost, 0));
-        port = gone.serverPort();
-    }
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port != 0);
     const KorvRun run = runKorv({QStringLiteral("send"), QStringLiteral("--serial"),
                                  QStringLiteral("rfc2217://127.0.0.1:%1").arg(port), QStringLiteral("0101=1")});
     QCOMPARE(run.status, 3);

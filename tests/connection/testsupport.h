@@ -151,7 +151,20 @@ public:
     qsizetype largestBlock = 0;
 };
 
-// Measures the longest time the event loop went without running a 2 ms timer.
+// A connection that records what it reports from the start, opened with
+// `settings`.
+class RecordedConnection : public Connection
+{
+public:
+    explicit RecordedConnection(const ConnectionSettings& settings)
+    {
+        setSettings(settings);
+        connect();
+    }
+
+    Recorder log{this};
+};
+
 // Copies whatever one port writes to the other: two ptys become one line.
 class PtyLink : public QObject
 {

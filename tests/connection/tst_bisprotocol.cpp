@@ -155,8 +155,6 @@ private Q_SLOTS:
     void masterFilters();
     void conversation();
     void lostAnswerIsResentBySlave();
-    void changedQueryIsDeliveredAgain();
-    void cutFrameThenGoodFrame();
     void masterWithNothingPendingIgnoresBytes();
     void dropPending();
     void retransmitOnlyInMaster();
@@ -474,31 +472,6 @@ void TestBiSProtocol::lostAnswerIsResentBySlave()
     slave.carryTo(master);
     QCOMPARE(master.payloads(), QStringList{"AA"});
     QVERIFY(!master.responsePending());
-}
-
-void TestBiSProtocol::changedQueryIsDeliveredAgain()
-{
-    Node master(BiSProtocol::Master);
-    Node slave(BiSProtocol::Slave, 5);
-    master.sendBytes(hex("0102"), 5);
-    master.carryTo(slave);
-    master.dropPending();
-    // A new query takes the next sequence number, even with the same payload.
-    master.sendBytes(hex("0102"), 5);
-    master.carryTo(slave);
-    QCOMPARE(slave.payloads(), (QStringList{"01 02", "01 02"}));
-    QVERIFY(slave.sent.isEmpty()); // nothing was kept to re-send
-}
-
-void TestBiSProtocol::cutFrameThenGoodFrame()
-{
-    Node master(BiSProtocol::Master);
-    Node slave(BiSProtocol::Slave, 5);
-    master.sendBytes(hex("01020304"), 5);
-    const QByteArray frame = master.sent.takeFirst();
-    slave.feed(frame.left(6));
-    slave.feed(frame);
-    QCOMPARE(slave.payloads(), QStringList{"01 02 03 04"});
 }
 
 void TestBiSProtocol::masterWithNothingPendingIgnoresBytes()

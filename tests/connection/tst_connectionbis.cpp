@@ -109,13 +109,11 @@ void TestConnectionBis::masterRetransmitsThenTimesOut()
     QFETCH(int, transmissions);
     Pty line;
     QVERIFY(line.isValid());
-    Connection master;
-    Recorder log(&master);
     ConnectionSettings settings = serialSettings(line.name(), ConnectionSettings::BiSMasterMode, -1, 5);
     settings.setTries(tries);
     settings.setTimeout(20);
-    master.setSettings(settings);
-    master.connect();
+    RecordedConnection master(settings);
+    Recorder& log = master.log;
     QVERIFY(master.isConnected());
 
     master.send("query");
@@ -140,13 +138,11 @@ void TestConnectionBis::timeoutMovesOnToTheNextQueuedBlock()
 {
     Pty line;
     QVERIFY(line.isValid());
-    Connection master;
-    Recorder log(&master);
     ConnectionSettings settings = serialSettings(line.name(), ConnectionSettings::BiSMasterMode, -1, 5);
     settings.setTries(2);
     settings.setTimeout(20);
-    master.setSettings(settings);
-    master.connect();
+    RecordedConnection master(settings);
+    Recorder& log = master.log;
 
     master.send("one");
     master.send("two");
@@ -161,12 +157,10 @@ void TestConnectionBis::queueOverflowDisconnects()
 {
     Pty line;
     QVERIFY(line.isValid());
-    Connection master;
-    Recorder log(&master);
     ConnectionSettings settings = serialSettings(line.name(), ConnectionSettings::BiSMasterMode, -1, 5);
     settings.setTimeout(60000);
-    master.setSettings(settings);
-    master.connect();
+    RecordedConnection master(settings);
+    Recorder& log = master.log;
 
     master.send("pending");
     for (int i = 0; i < Connection::QueueLimit; ++i)
@@ -203,13 +197,11 @@ void TestConnectionBis::masterRetriesAfterLinkCycles()
     QFETCH(bool, overflow);
     Pty line;
     QVERIFY(line.isValid());
-    Connection master;
-    Recorder log(&master);
     ConnectionSettings settings = serialSettings(line.name(), ConnectionSettings::BiSMasterMode, -1, 5);
     settings.setTries(3);
     settings.setTimeout(20);
-    master.setSettings(settings);
-    master.connect();
+    RecordedConnection master(settings);
+    Recorder& log = master.log;
     if (overflow) {
         for (int i = 0; i <= Connection::QueueLimit + 1; ++i)
             master.send(QByteArray::number(i));
@@ -239,10 +231,8 @@ void TestConnectionBis::masterWithoutDestinationSendsNothing()
 {
     Pty line;
     QVERIFY(line.isValid());
-    Connection master;
-    Recorder log(&master);
-    master.setSettings(serialSettings(line.name(), ConnectionSettings::BiSMasterMode));
-    master.connect();
+    RecordedConnection master(serialSettings(line.name(), ConnectionSettings::BiSMasterMode));
+    Recorder& log = master.log;
     master.send("to nobody");
     QVERIFY(log.sent.isEmpty());
     QVERIFY(line.read(100).isEmpty());
@@ -253,10 +243,8 @@ void TestConnectionBis::slaveAnswersDuplicateQueryWithoutSecondDelivery()
 {
     Pty line;
     QVERIFY(line.isValid());
-    Connection slave;
-    Recorder log(&slave);
-    slave.setSettings(serialSettings(line.name(), ConnectionSettings::BiSSlaveMode, 7));
-    slave.connect();
+    RecordedConnection slave(serialSettings(line.name(), ConnectionSettings::BiSSlaveMode, 7));
+    Recorder& log = slave.log;
     QObject::connect(&slave, &Connection::received, &slave, [&slave](int, int, const QByteArray&) {
         slave.send("answer");
     });

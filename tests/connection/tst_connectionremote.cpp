@@ -6,6 +6,7 @@
 #include "libserial/serserialport.h"
 #include "tests/connection/testsupport.h"
 #include "tests/support/ser2net.h"
+#include "tests/support/freeport.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -131,10 +132,8 @@ void TestConnectionRemote::everyByteValueBothWays()
     QVERIFY(line.isValid());
     Ser2Net server(QStringLiteral("serialdev,%1,9600n81,local").arg(line.path()));
     QVERIFY2(server.start(), qPrintable(server.output()));
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(remoteSettings(server.url()));
-    connection.connect();
+    RecordedConnection connection(remoteSettings(server.url()));
+    Recorder& log = connection.log;
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     QVERIFY(log.hasMessage(QStringLiteral("Port %1 opened").arg(server.url())));
     QCOMPARE(connection.serialPortDeviceName(), server.url());
@@ -171,13 +170,11 @@ void TestConnectionRemote::speedAndStopBitsReachTheDevice()
     QVERIFY(line.isValid());
     Ser2Net server(QStringLiteral("serialdev,%1,1200n81,local").arg(line.path()));
     QVERIFY2(server.start(), qPrintable(server.output()));
-    Connection connection;
-    Recorder log(&connection);
     ConnectionSettings settings = remoteSettings(server.url());
     settings.setSerialSpeed(speed);
     settings.setSerialFraming(SerFraming(8, SerFraming::NoParity, stopBits));
-    connection.setSettings(settings);
-    connection.connect();
+    RecordedConnection connection(settings);
+    Recorder& log = connection.log;
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     QTRY_COMPARE_WITH_TIMEOUT(line.outputSpeed(), speed, Timeout);
     QTRY_COMPARE_WITH_TIMEOUT(bool(line.settings().c_cflag & CSTOPB), stopBits == 2, Timeout);
@@ -194,10 +191,8 @@ void TestConnectionRemote::unconfirmedLinesCostOneNotice()
     QVERIFY(line.isValid());
     Ser2Net server(QStringLiteral("serialdev,%1,9600n81,local").arg(line.path()));
     QVERIFY2(server.start(), qPrintable(server.output()));
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(remoteSettings(server.url()));
-    connection.connect();
+    RecordedConnection connection(remoteSettings(server.url()));
+    Recorder& log = connection.log;
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     // The link does not wait for the answers.
     connection.send("at once");
@@ -214,10 +209,8 @@ void TestConnectionRemote::unconfirmedLinesCostOneNotice()
     // A link to a far end as silent, opened after the disturbances: once it
     // has given up waiting, ours has given up on what they asked.
     ScriptedFarEnd silent(agreeing);
-    Connection witness;
-    Recorder witnessLog(&witness);
-    witness.setSettings(remoteSettings(silent.url()));
-    witness.connect();
+    RecordedConnection witness(remoteSettings(silent.url()));
+    Recorder& witnessLog = witness.log;
     const QString given = QStringLiteral("Remote port %1 did not confirm ").arg(silent.url());
     QTRY_COMPARE_WITH_TIMEOUT(witnessLog.messagesStartingWith(given).size(), 1, Timeout);
     QCOMPARE(log.messagesStartingWith(notice).size(), 1);
@@ -243,10 +236,7 @@ void TestConnectionRemote::linesAndDisturbReachTheFarEnd()
         far->write(QByteArray::fromHex("fffd2c"));
     });
 
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(remoteSettings(server.url()));
-    connection.connect();
+    RecordedConnection connection(remoteSettings(server.url()));
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     // Opening: no flow control, DTR and RTS off, then the wake-up pulse.
     const QList<int> opening = {1, 9, 12, 8, 11, 12, 9};
@@ -271,12 +261,10 @@ void TestConnectionRemote::farEndGoingAwayAndComingBack()
     QVERIFY(line.isValid());
     Ser2Net server(QStringLiteral("serialdev,%1,9600n81,local").arg(line.path()));
     QVERIFY2(server.start(), qPrintable(server.output()));
-    Connection connection;
-    Recorder log(&connection);
     ConnectionSettings settings = remoteSettings(server.url());
     settings.setReconnect(true);
-    connection.setSettings(settings);
-    connection.connect();
+    RecordedConnection connection(settings);
+    Recorder& log = connection.log;
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     // ser2net answers the request for line changes with the lines as they are.
     const QString lines = QStringLiteral("Remote port %1 lines: CTS off, DSR off, RI off, CD off").arg(server.url());
@@ -343,10 +331,8 @@ void TestConnectionRemote::bisMasterOverARemotePort()
 void TestConnectionRemote::badTelnetIsSaidOnceAndDataStaysIntact()
 {
     ScriptedFarEnd far(agreeing);
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(remoteSettings(far.url()));
-    connection.connect();
+    RecordedConnection connection(remoteSettings(far.url()));
+    Recorder& log = connection.log;
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     const QString port = far.url();
 
@@ -369,14 +355,12 @@ void TestConnectionRemote::badTelnetIsSaidOnceAndDataStaysIntact()
 void TestConnectionRemote::refusedSettingsAreNamed()
 {
     ScriptedFarEnd far(agreeing);
-    Connection connection;
-    Recorder log(&connection);
     ConnectionSettings settings = remoteSettings(far.url());
     settings.setSerialSpeed(250000);
     settings.setSerialFraming(SerFraming(7, SerFraming::MarkParity, 2));
     settings.setSerialHandshake(ConnectionSettings::RtsCtsHandshake);
-    connection.setSettings(settings);
-    connection.connect();
+    RecordedConnection connection(settings);
+    Recorder& log = connection.log;
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     // Asked: 250000, 7 data bits, mark, 2 stop bits, RTS/CTS.
     QTRY_VERIFY_WITH_TIMEOUT(far.received.contains(QByteArray::fromHex("fffa2c0503fff0")), Timeout);
@@ -401,10 +385,8 @@ void TestConnectionRemote::refusedSettingsAreNamed()
 void TestConnectionRemote::farEndLinesAreShown()
 {
     ScriptedFarEnd far(agreeing);
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(remoteSettings(far.url()));
-    connection.connect();
+    RecordedConnection connection(remoteSettings(far.url()));
+    Recorder& log = connection.log;
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     const QString port = far.url();
     // CTS, DSR and CD on, with their delta bits.
@@ -438,10 +420,8 @@ void TestConnectionRemote::farEndWithoutComPortOption()
 {
     QFETCH(QByteArray, greeting);
     ScriptedFarEnd far(greeting);
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(remoteSettings(far.url()));
-    connection.connect();
+    RecordedConnection connection(remoteSettings(far.url()));
+    Recorder& log = connection.log;
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     QCOMPARE(log.messagesStartingWith(QStringLiteral("Remote port")),
              QStringList({QStringLiteral("Remote port %1 does not take COM-PORT-OPTION: speed, framing and control "
@@ -457,12 +437,8 @@ void TestConnectionRemote::farEndWithoutComPortOption()
 
 void TestConnectionRemote::refusedConnectionIsAnOpenFailure()
 {
-    quint16 port = 0;
-    {
-        QTcpServer gone;
-        QVERIFY(gone.listen(QHostAddress::LocalHost, 0));
-        port = gone.serverPort();
-    }
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port != 0);
     Connection connection;
     Recorder log(&connection);
     QSignalSpy failures(&connection, &Connection::attemptFailed);

@@ -78,10 +78,8 @@ void TestConnectionSerial::hangUpClosesAndReportsOnce()
 {
     Pty line;
     QVERIFY(line.isValid());
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(serialSettings(line.name(), 0));
-    connection.connect();
+    RecordedConnection connection(serialSettings(line.name(), 0));
+    Recorder& log = connection.log;
     QVERIFY(connection.isConnected());
     QVERIFY(line.write("before"));
     QTRY_COMPARE_WITH_TIMEOUT(log.bytes, QByteArray("before"), Timeout);
@@ -107,10 +105,8 @@ void TestConnectionSerial::withoutReconnectAHungUpPortStaysClosed()
     const QString link = dir.filePath(QStringLiteral("adapter"));
     Pty first;
     QVERIFY(QFile::link(first.path(), link));
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(serialSettings(link, 0));
-    connection.connect();
+    RecordedConnection connection(serialSettings(link, 0));
+    Recorder& log = connection.log;
     QVERIFY(connection.isConnected());
     // One that reconnects, beside it, says when it would have.
     Connection witness;
@@ -139,12 +135,10 @@ void TestConnectionSerial::reconnectsWhenTheDeviceComesBack()
     Pty first;
     QVERIFY(first.isValid());
     QVERIFY(QFile::link(first.path(), link));
-    Connection connection;
-    Recorder log(&connection);
     ConnectionSettings settings = serialSettings(link, 0);
     settings.setReconnect(true);
-    connection.setSettings(settings);
-    connection.connect();
+    RecordedConnection connection(settings);
+    Recorder& log = connection.log;
     QVERIFY(connection.isConnected());
 
     first.hangUp();
@@ -174,24 +168,20 @@ void TestConnectionSerial::toggleStopsReconnecting()
 {
     Pty line;
     QVERIFY(line.isValid());
-    Connection connection;
-    Recorder log(&connection);
     ConnectionSettings settings = serialSettings(line.name(), 0);
     settings.setReconnect(true);
-    connection.setSettings(settings);
-    connection.connect();
+    RecordedConnection connection(settings);
+    Recorder& log = connection.log;
     // One left reconnecting to a device that comes back says when the
     // next attempt was due.
     QTemporaryDir dir;
     const QString link = dir.filePath(QStringLiteral("adapter"));
     Pty first;
     QVERIFY(QFile::link(first.path(), link));
-    Connection witness;
-    Recorder witnessLog(&witness);
     ConnectionSettings reconnecting = serialSettings(link, 0);
     reconnecting.setReconnect(true);
-    witness.setSettings(reconnecting);
-    witness.connect();
+    RecordedConnection witness(reconnecting);
+    Recorder& witnessLog = witness.log;
     QVERIFY(witness.isConnected());
     line.hangUp();
     first.hangUp();
@@ -222,12 +212,10 @@ void TestConnectionSerial::reconnectFindsTheAdapterUnderAnotherName()
     before.setUsbIdentity(QStringLiteral("0403:6001"), QStringLiteral("A50285BI"));
     SerPortDeviceInfo::replaceItem(before);
 
-    Connection connection;
-    Recorder log(&connection);
     ConnectionSettings settings = serialSettings(QStringLiteral("ttyKORVUSB0"), 0);
     settings.setReconnect(true);
-    connection.setSettings(settings);
-    connection.connect();
+    RecordedConnection connection(settings);
+    Recorder& log = connection.log;
     QVERIFY(connection.isConnected());
 
     first.hangUp();
@@ -251,10 +239,8 @@ void TestConnectionSerial::slowReaderGetsEverythingInOrder()
 {
     Pty line;
     QVERIFY(line.isValid());
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(serialSettings(line.name(), 0));
-    connection.connect();
+    RecordedConnection connection(serialSettings(line.name(), 0));
+    Recorder& log = connection.log;
     const QByteArray data = pattern(256 * 1024);
     for (int at = 0; at < data.size(); at += 16 * 1024)
         connection.send(data.mid(at, 16 * 1024));
@@ -275,10 +261,8 @@ void TestConnectionSerial::fullOutputBufferRefusesWithAMessage()
 {
     Pty line;
     QVERIFY(line.isValid());
-    Connection connection;
-    Recorder log(&connection);
-    connection.setSettings(serialSettings(line.name(), 0));
-    connection.connect();
+    RecordedConnection connection(serialSettings(line.name(), 0));
+    Recorder& log = connection.log;
     // Nobody reads: the buffer fills to its limit, then blocks are refused
     // whole, said once for the whole jam.
     const QByteArray data = pattern(int(Connection::OutputLimit) + 256 * 1024);
@@ -320,12 +304,10 @@ void TestConnectionSerial::freeRateFromTheSettings()
 {
     Pty line;
     QVERIFY(line.isValid());
-    Connection connection;
-    Recorder log(&connection);
     ConnectionSettings settings = serialSettings(line.name(), 0);
     settings.setSerialSpeed(921600);
-    connection.setSettings(settings);
-    connection.connect();
+    RecordedConnection connection(settings);
+    Recorder& log = connection.log;
     QCOMPARE(log.messages, QStringList({QStringLiteral("Port %1 opened").arg(line.name())}));
     QCOMPARE(line.outputSpeed(), 921600);
 }
@@ -362,12 +344,10 @@ void TestConnectionSerial::framingTheDeviceCannotRunIsReported()
     QFETCH(QString, said);
     Pty line;
     QVERIFY(line.isValid());
-    Connection connection;
-    Recorder log(&connection);
     ConnectionSettings settings = serialSettings(line.name(), 0);
     settings.setSerialFraming(SerFraming::fromText(framing));
-    connection.setSettings(settings);
-    connection.connect();
+    RecordedConnection connection(settings);
+    Recorder& log = connection.log;
     if (said.isEmpty()) {
         QVERIFY(connection.isConnected());
         QVERIFY(line.settings().c_cflag & CSTOPB);

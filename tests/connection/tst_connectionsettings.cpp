@@ -75,10 +75,8 @@ private Q_SLOTS:
     void framingKeys_data();
     void framingKeys();
     void builtinKeyAndCertificate();
-    void keyFiles_data();
-    void keyFiles();
-    void certificateFiles_data();
-    void certificateFiles();
+    void keyAndCertificateFiles_data();
+    void keyAndCertificateFiles();
     void certificateDirectory_data();
     void certificateDirectory();
 
@@ -364,48 +362,39 @@ void TestConnectionSettings::builtinKeyAndCertificate()
     QVERIFY(settings.loadCACertificates().isEmpty());
 }
 
-void TestConnectionSettings::keyFiles_data()
+void TestConnectionSettings::keyAndCertificateFiles_data()
 {
+    QTest::addColumn<bool>("key"); // else a certificate
     QTest::addColumn<QString>("file");
     QTest::addColumn<bool>("loads");
-    QTest::newRow("PEM") << QStringLiteral("key.pem") << true;
-    QTest::newRow("DER") << QStringLiteral("key.der") << true;
-    QTest::newRow("a certificate is no key") << QStringLiteral("cert.pem") << false;
-    QTest::newRow("garbage") << QStringLiteral("garbage") << false;
-    QTest::newRow("missing file") << QStringLiteral("missing.pem") << false;
+    QTest::newRow("key, PEM") << true << QStringLiteral("key.pem") << true;
+    QTest::newRow("key, DER") << true << QStringLiteral("key.der") << true;
+    QTest::newRow("a certificate is no key") << true << QStringLiteral("cert.pem") << false;
+    QTest::newRow("key, garbage") << true << QStringLiteral("garbage") << false;
+    QTest::newRow("key, missing file") << true << QStringLiteral("missing.pem") << false;
+    QTest::newRow("certificate, PEM") << false << QStringLiteral("cert.pem") << true;
+    QTest::newRow("certificate, DER") << false << QStringLiteral("cert.der") << true;
+    QTest::newRow("a key is no certificate") << false << QStringLiteral("key.pem") << false;
+    QTest::newRow("certificate, garbage") << false << QStringLiteral("garbage") << false;
+    QTest::newRow("certificate, missing file") << false << QStringLiteral("missing.pem") << false;
 }
 
-void TestConnectionSettings::keyFiles()
+void TestConnectionSettings::keyAndCertificateFiles()
 {
+    QFETCH(bool, key);
     QFETCH(QString, file);
     QFETCH(bool, loads);
     const QString path = m_files.filePath(file);
-    QCOMPARE(!ConnectionSettings::loadPrivateKey(path).isNull(), loads);
     ConnectionSettings settings;
-    settings.setPrivateKeyFile(path);
-    QCOMPARE(!settings.loadPrivateKey().isNull(), loads);
-}
-
-void TestConnectionSettings::certificateFiles_data()
-{
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<bool>("loads");
-    QTest::newRow("PEM") << QStringLiteral("cert.pem") << true;
-    QTest::newRow("DER") << QStringLiteral("cert.der") << true;
-    QTest::newRow("a key is no certificate") << QStringLiteral("key.pem") << false;
-    QTest::newRow("garbage") << QStringLiteral("garbage") << false;
-    QTest::newRow("missing file") << QStringLiteral("missing.pem") << false;
-}
-
-void TestConnectionSettings::certificateFiles()
-{
-    QFETCH(QString, file);
-    QFETCH(bool, loads);
-    const QString path = m_files.filePath(file);
-    QCOMPARE(!ConnectionSettings::loadCertificate(path).isNull(), loads);
-    ConnectionSettings settings;
-    settings.setLocalCertificateFile(path);
-    QCOMPARE(!settings.loadLocalCertificate().isNull(), loads);
+    if (key) {
+        QCOMPARE(!ConnectionSettings::loadPrivateKey(path).isNull(), loads);
+        settings.setPrivateKeyFile(path);
+        QCOMPARE(!settings.loadPrivateKey().isNull(), loads);
+    } else {
+        QCOMPARE(!ConnectionSettings::loadCertificate(path).isNull(), loads);
+        settings.setLocalCertificateFile(path);
+        QCOMPARE(!settings.loadLocalCertificate().isNull(), loads);
+    }
 }
 
 void TestConnectionSettings::certificateDirectory_data()

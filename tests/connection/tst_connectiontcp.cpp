@@ -4,6 +4,7 @@
 // connection storms.
 
 #include "tests/connection/testsupport.h"
+#include "tests/support/freeport.h"
 
 #include <QCryptographicHash>
 #include <QSignalSpy>
@@ -23,12 +24,13 @@ namespace {
 
 constexpr int Timeout = 20000;
 
-// Up and listening on a free loopback port.
-bool startServer(Connection& server, const ConnectionSettings& settings)
+// `settings` with TLS on; a client checks the server's certificate as
+// `verify` says.
+ConnectionSettings withTls(ConnectionSettings settings, QSslSocket::PeerVerifyMode verify = QSslSocket::VerifyNone)
 {
-    server.setSettings(settings);
-    server.connect();
-    return server.isListening();
+    settings.setSslEnabled(true);
+    settings.setPeerVerifyMode(verify);
+    return settings;
 }
 
 // A loopback port that takes no more connections and drops further
@@ -117,21 +119,18 @@ private Q_SLOTS:
 
 void TestConnectionTcp::clientAndServerExchangeBytes()
 {
-    Connection server;
-    Connection client;
-    Recorder serverLog(&server);
-    Recorder clientLog(&client);
+    RecordedConnection server(serverSettings());
+    Recorder& serverLog = server.log;
     QSignalSpy serverBlocks(&server, &Connection::blockStarted);
-
-    QVERIFY(startServer(server, serverSettings()));
+    QVERIFY(server.isListening());
     const quint16 port = listeningPort(server);
     QVERIFY(port != 0);
     QCOMPARE(serverLog.events, QStringList({QStringLiteral("SSL mode disabled"),
                                             QStringLiteral("Listening to 127.0.0.1:%1").arg(port),
                                             QStringLiteral("state")}));
 
-    client.setSettings(clientSettings(port));
-    client.connect();
+    RecordedConnection client(clientSettings(port));
+    Recorder& clientLog = client.log;
     QTRY_VERIFY_WITH_TIMEOUT(client.isConnected() && server.isConnected(), Timeout);
     QTRY_VERIFY_WITH_TIMEOUT(serverLog.events.size() >= 5, Timeout);
     const QString peer = QStringLiteral("127.0.0.1:%1").arg(client.socket()->localPort());
@@ -165,22 +164,18 @@ void TestConnectionTcp::clientAndServerExchangeBytes()
 
 void TestConnectionTcp::secondIncomingConnectionReplacesFirst()
 {
-    Connection server;
-    Recorder serverLog(&server);
-    QVERIFY(startServer(server, serverSettings()));
+    RecordedConnection server(serverSettings());
+    Recorder& serverLog = server.log;
+    QVERIFY(server.isListening());
     const quint16 port = listeningPort(server);
 
-    Connection first;
-    Recorder firstLog(&first);
-    first.setSettings(clientSettings(port));
-    first.connect();
+    RecordedConnection first(clientSettings(port));
+    Recorder& firstLog = first.log;
     QTRY_VERIFY_WITH_TIMEOUT(server.isConnected() && first.isConnected(), Timeout);
     first.send("from the first");
     QTRY_COMPARE_WITH_TIMEOUT(serverLog.bytes, QByteArray("from the first"), Timeout);
 
-    Connection second;
-    second.setSettings(clientSettings(port));
-    second.connect();
+    RecordedConnection second(clientSettings(port));
     QTRY_VERIFY_WITH_TIMEOUT(second.isConnected(), Timeout);
     const QString replaced = QStringLiteral("Connection replaced by incoming connection from 127.0.0.1:%1")
                                  .arg(second.socket()->localPort());
@@ -199,10 +194,8 @@ void TestConnectionTcp::listeningOnPortInUseFails()
 {
     QTcpServer occupant;
     QVERIFY(occupant.listen(QHostAddress::LocalHost, 0));
-    Connection server;
-    Recorder log(&server);
-    server.setSettings(serverSettings(occupant.serverPort()));
-    server.connect();
+    RecordedConnection server(serverSettings(occupant.serverPort()));
+    Recorder& log = server.log;
     QVERIFY(!server.isListening());
     QCOMPARE(log.events, QStringList({QStringLiteral("SSL mode disabled"),
                                       QStringLiteral("failed to listen to 127.0.0.1:%1").arg(occupant.serverPort())}));
@@ -210,16 +203,10 @@ void TestConnectionTcp::listeningOnPortInUseFails()
 
 void TestConnectionTcp::refusedConnectionIsReported()
 {
-    quint16 port = 0;
-    {
-        QTcpServer gone;
-        QVERIFY(gone.listen(QHostAddress::LocalHost, 0));
-        port = gone.serverPort();
-    }
-    Connection client;
-    Recorder log(&client);
-    client.setSettings(clientSettings(port));
-    client.connect();
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port != 0);
+    RecordedConnection client(clientSettings(port));
+    Recorder& log = client.log;
     QTRY_VERIFY_WITH_TIMEOUT(!log.messagesStartingWith(QStringLiteral("Connection error: ")).isEmpty(), Timeout);
     QCOMPARE(log.messagesStartingWith(QStringLiteral("Connection error: ")),
              QStringList({QStringLiteral("Connection error: Connection refused")}));
@@ -253,15 +240,15 @@ void TestConnectionTcp::peerBurstArrivesWhole()
     QTcpServer peerServer;
     QTcpSocket peerClient;
     QTcpSocket* peer = nullptr;
+    QVERIFY(peerServer.listen(QHostAddress::LocalHost, 0));
+    connection.setSettings(connectionIsServer ? serverSettings() : clientSettings(peerServer.serverPort()));
+    connection.connect();
     if (connectionIsServer) {
-        QVERIFY(startServer(connection, serverSettings()));
+        QVERIFY(connection.isListening());
         peerClient.connectToHost(QHostAddress::LocalHost, listeningPort(connection));
         QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
         peer = &peerClient;
     } else {
-        QVERIFY(peerServer.listen(QHostAddress::LocalHost, 0));
-        connection.setSettings(clientSettings(peerServer.serverPort()));
-        connection.connect();
         QTRY_VERIFY_WITH_TIMEOUT(peerServer.hasPendingConnections(), Timeout);
         peer = peerServer.nextPendingConnection();
         QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
@@ -296,9 +283,9 @@ void TestConnectionTcp::connectionStormNeverStalls()
 {
     QFETCH(bool, waitForEachClose);
     constexpr int Rounds = 1000;
-    Connection server;
-    Recorder log(&server);
-    QVERIFY(startServer(server, serverSettings()));
+    RecordedConnection server(serverSettings());
+    Recorder& log = server.log;
+    QVERIFY(server.isListening());
     const quint16 port = listeningPort(server);
 
     StallMeter meter;
@@ -333,9 +320,9 @@ void TestConnectionTcp::connectionStormNeverStalls()
 
 void TestConnectionTcp::settingsWhileListeningReconnectOnlyInSameMode()
 {
-    Connection connection;
-    Recorder log(&connection);
-    QVERIFY(startServer(connection, serverSettings()));
+    RecordedConnection connection(serverSettings());
+    Recorder& log = connection.log;
+    QVERIFY(connection.isListening());
 
     connection.setSettings(serverSettings());
     QVERIFY(connection.isListening());
@@ -350,22 +337,20 @@ void TestConnectionTcp::settingsWhileListeningReconnectOnlyInSameMode()
 
 void TestConnectionTcp::networkLinkIgnoresBiS()
 {
-    Connection server;
-    Connection client;
-    Recorder serverLog(&server);
     ConnectionSettings settings = serverSettings();
     settings.setBisEnabled(true);
     settings.setBisMode(ConnectionSettings::BiSMasterMode);
     settings.setDestinationAddress(5);
-    QVERIFY(startServer(server, settings));
+    RecordedConnection server(settings);
+    Recorder& serverLog = server.log;
+    QVERIFY(server.isListening());
     QVERIFY(!serverLog.messages.last().contains(QLatin1String("BiS")));
     QCOMPARE(server.bisModeText(), QString());
 
     ConnectionSettings clientSide = clientSettings(listeningPort(server));
     clientSide.setBisEnabled(true);
     clientSide.setBisMode(ConnectionSettings::BiSSlaveMode);
-    client.setSettings(clientSide);
-    client.connect();
+    RecordedConnection client(clientSide);
     QTRY_VERIFY_WITH_TIMEOUT(server.isConnected() && client.isConnected(), Timeout);
     client.send("unframed");
     QTRY_COMPARE_WITH_TIMEOUT(serverLog.bytes, QByteArray("unframed"), Timeout);
@@ -373,23 +358,16 @@ void TestConnectionTcp::networkLinkIgnoresBiS()
 
 void TestConnectionTcp::tlsBothSidesEncrypt()
 {
-    Connection server;
-    Connection client;
-    Recorder serverLog(&server);
-    Recorder clientLog(&client);
-    ConnectionSettings settings = serverSettings();
-    settings.setSslEnabled(true);
-    QVERIFY(startServer(server, settings));
+    RecordedConnection server(withTls(serverSettings()));
+    Recorder& serverLog = server.log;
+    QVERIFY(server.isListening());
     QCOMPARE(serverLog.messages.mid(0, 4), QStringList({QStringLiteral("Load private key: ok"),
                                                         QStringLiteral("Load local certificate: ok"),
                                                         QStringLiteral("SSL mode enabled"),
                                                         QStringLiteral("Listening to 127.0.0.1:%1").arg(listeningPort(server))}));
 
-    ConnectionSettings clientSide = clientSettings(listeningPort(server));
-    clientSide.setSslEnabled(true);
-    clientSide.setPeerVerifyMode(QSslSocket::VerifyNone);
-    client.setSettings(clientSide);
-    client.connect();
+    RecordedConnection client(withTls(clientSettings(listeningPort(server))));
+    Recorder& clientLog = client.log;
     QTRY_VERIFY_WITH_TIMEOUT(serverLog.hasMessage(QStringLiteral("Encryption activated")), Timeout);
     QTRY_VERIFY_WITH_TIMEOUT(clientLog.hasMessage(QStringLiteral("Encryption activated")), Timeout);
     QVERIFY(client.socket()->isEncrypted());
@@ -409,20 +387,13 @@ void TestConnectionTcp::tlsBothSidesEncrypt()
 
 void TestConnectionTcp::tlsVerifyingClientRejectsSelfSignedServer()
 {
-    Connection server;
-    Connection client;
-    Recorder serverLog(&server);
-    Recorder clientLog(&client);
-    ConnectionSettings settings = serverSettings();
-    settings.setSslEnabled(true);
-    QVERIFY(startServer(server, settings));
+    RecordedConnection server(withTls(serverSettings()));
+    Recorder& serverLog = server.log;
+    QVERIFY(server.isListening());
     QObject::connect(&server, &Connection::blockStarted, &server, [&server] { server.send("must not arrive"); });
 
-    ConnectionSettings clientSide = clientSettings(listeningPort(server));
-    clientSide.setSslEnabled(true);
-    clientSide.setPeerVerifyMode(QSslSocket::VerifyPeer);
-    client.setSettings(clientSide);
-    client.connect();
+    RecordedConnection client(withTls(clientSettings(listeningPort(server)), QSslSocket::VerifyPeer));
+    Recorder& clientLog = client.log;
     QTRY_VERIFY_WITH_TIMEOUT(!clientLog.messagesStartingWith(QStringLiteral("Connection error: ")).isEmpty(), Timeout);
     QTRY_VERIFY_WITH_TIMEOUT(!client.isConnected() && !server.isConnected(), Timeout);
     QVERIFY(!clientLog.hasMessage(QStringLiteral("Encryption activated")));
@@ -445,10 +416,8 @@ void TestConnectionTcp::cancelWhileConnecting()
     FullBacklog silent;
     if (!silent.isFull())
         QSKIP("the system answers every attempt; no silent address to try");
-    Connection client;
-    Recorder log(&client);
-    client.setSettings(clientSettings(silent.port()));
-    client.connect();
+    RecordedConnection client(clientSettings(silent.port()));
+    Recorder& log = client.log;
     QTRY_COMPARE(client.socket()->state(), QAbstractSocket::ConnectingState);
 
     if (byToggle)
@@ -476,11 +445,9 @@ void TestConnectionTcp::cancelWhileConnecting()
 
 void TestConnectionTcp::keepAliveOnBothSides()
 {
-    Connection server;
-    Connection client;
-    QVERIFY(startServer(server, serverSettings()));
-    client.setSettings(clientSettings(listeningPort(server)));
-    client.connect();
+    RecordedConnection server(serverSettings());
+    QVERIFY(server.isListening());
+    RecordedConnection client(clientSettings(listeningPort(server)));
     QTRY_VERIFY_WITH_TIMEOUT(server.isConnected() && client.isConnected(), Timeout);
     for (const QAbstractSocket* socket : {static_cast<QAbstractSocket*>(client.socket()),
                                           static_cast<QAbstractSocket*>(server.socket())}) {
@@ -497,25 +464,20 @@ void TestConnectionTcp::tlsExpiredCertificateIsNamed()
     QSKIP("built without openssl: no expired certificate");
 #else
     const QString dir = QStringLiteral(KORV_EXPIRED_CERT_DIR);
-    Connection server;
-    Connection client;
-    Recorder serverLog(&server);
-    Recorder clientLog(&client);
-    ConnectionSettings settings = serverSettings();
-    settings.setSslEnabled(true);
+    ConnectionSettings settings = withTls(serverSettings());
     settings.setPrivateKeyFile(dir + QStringLiteral("/key.pem"));
     settings.setLocalCertificateFile(dir + QStringLiteral("/cert.pem"));
-    QVERIFY(startServer(server, settings));
+    RecordedConnection server(settings);
+    Recorder& serverLog = server.log;
+    QVERIFY(server.isListening());
     QVERIFY(serverLog.hasMessage(QStringLiteral("Load private key: ok")));
     QVERIFY(serverLog.hasMessage(QStringLiteral("Load local certificate: ok")));
 
     // The client trusts the certificate itself: what is left is its age.
-    ConnectionSettings clientSide = clientSettings(listeningPort(server));
-    clientSide.setSslEnabled(true);
+    ConnectionSettings clientSide = withTls(clientSettings(listeningPort(server)), QSslSocket::VerifyPeer);
     clientSide.setCaCertificateDirectory(dir + QStringLiteral("/ca"));
-    clientSide.setPeerVerifyMode(QSslSocket::VerifyPeer);
-    client.setSettings(clientSide);
-    client.connect();
+    RecordedConnection client(clientSide);
+    Recorder& clientLog = client.log;
     QTRY_VERIFY_WITH_TIMEOUT(!clientLog.messagesStartingWith(QStringLiteral("Connection error: ")).isEmpty(), Timeout);
     const QString expired = QSslError(QSslError::CertificateExpired).errorString();
     QVERIFY2(clientLog.hasMessage(QStringLiteral("TLS error: %1 (korvgui-expired)").arg(expired)),
@@ -534,28 +496,17 @@ void TestConnectionTcp::verifyWithoutCaDirectoryUsesSystemStore()
     const QList<QSslCertificate> system = QSslConfiguration::systemCaCertificates();
     if (system.isEmpty())
         QSKIP("no system CA store on this machine");
-    Connection server;
-    Connection client;
-    ConnectionSettings settings = serverSettings();
-    settings.setSslEnabled(true);
-    QVERIFY(startServer(server, settings));
-    ConnectionSettings clientSide = clientSettings(listeningPort(server));
-    clientSide.setSslEnabled(true);
-    clientSide.setPeerVerifyMode(QSslSocket::VerifyPeer);
-    client.setSettings(clientSide);
-    client.connect();
+    RecordedConnection server(withTls(serverSettings()));
+    QVERIFY(server.isListening());
+    RecordedConnection client(withTls(clientSettings(listeningPort(server)), QSslSocket::VerifyPeer));
     QTRY_VERIFY_WITH_TIMEOUT(client.isConnected(), Timeout);
     QCOMPARE(client.socket()->sslConfiguration().caCertificates().size(), system.size());
 }
 
 void TestConnectionTcp::clientReconnectsWithBackoff()
 {
-    quint16 port = 0;
-    {
-        QTcpServer gone;
-        QVERIFY(gone.listen(QHostAddress::LocalHost, 0));
-        port = gone.serverPort();
-    }
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port != 0);
     Connection client;
     Recorder log(&client);
     ConnectionSettings settings = clientSettings(port);
@@ -579,8 +530,8 @@ void TestConnectionTcp::clientReconnectsWithBackoff()
     QCOMPARE(log.count(QStringLiteral("Connection error: Connection refused")), 1);
     QCOMPARE(log.count(QStringLiteral("SSL mode disabled")), 1);
 
-    Connection server;
-    QVERIFY(startServer(server, serverSettings(port)));
+    RecordedConnection server(serverSettings(port));
+    QVERIFY(server.isListening());
     QTRY_VERIFY_WITH_TIMEOUT(client.isConnected(), 6000);
     QTRY_VERIFY_WITH_TIMEOUT(server.isConnected(), Timeout);
 

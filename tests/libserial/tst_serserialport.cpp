@@ -45,6 +45,21 @@ qint64 cpuMicroseconds()
            + usage.ru_stime.tv_usec;
 }
 
+// A port opened read-write on a fresh pseudo-terminal, at `speed` if given.
+struct PtyPort
+{
+    explicit PtyPort(int speed = 0)
+    {
+        port.setDevice(pty.name());
+        if (speed)
+            port.setSpeed(speed);
+        if (pty.isValid())
+            port.open(QIODevice::ReadWrite);
+    }
+    Pty pty;
+    pSerUnixSerialPort port;
+};
+
 } // namespace
 
 class TestSerSerialPort : public QObject
@@ -112,14 +127,9 @@ void TestSerSerialPort::newPortSetsDeviceAndParent()
 
 void TestSerSerialPort::opensRaw8BitAtStoredSpeed()
 {
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    port.setSpeed(57600);
-    QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
-    QVERIFY(port.isOpen());
-    const termios t = pty.settings();
+    PtyPort link(57600);
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
+    const termios t = link.pty.settings();
     QCOMPARE(int(cfgetospeed(&t)), int(B57600));
     QCOMPARE(int(t.c_cflag & CSIZE), int(CS8));
     QVERIFY(t.c_cflag & CLOCAL);
@@ -142,34 +152,26 @@ void TestSerSerialPort::freeRatesOpen_data()
 void TestSerSerialPort::freeRatesOpen()
 {
     QFETCH(int, speed);
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    port.setSpeed(speed);
-    QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
-    QCOMPARE(pty.outputSpeed(), speed);
-    QCOMPARE(port.speed(), speed);
-    QCOMPARE(port.write("x"), qint64(1));
-    QCOMPARE(pty.read(), QByteArray("x"));
+    PtyPort link(speed);
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
+    QCOMPARE(link.pty.outputSpeed(), speed);
+    QCOMPARE(link.port.speed(), speed);
+    QCOMPARE(link.port.write("x"), qint64(1));
+    QCOMPARE(link.pty.read(), QByteArray("x"));
 }
 
 void TestSerSerialPort::freeRateSurvivesOtherSettings()
 {
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    port.setSpeed(250000);
-    QVERIFY(port.open(QIODevice::ReadWrite));
-    port.setHandshake(SerSerialPort::RtsCts);
-    port.setParity(SerSerialPort::OddParity);
-    QCOMPARE(pty.outputSpeed(), 250000);
-    QVERIFY(pty.settings().c_cflag & CRTSCTS);
-    port.setSpeed(19200);
-    termios t = pty.settings();
+    PtyPort link(250000);
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
+    link.port.setHandshake(SerSerialPort::RtsCts);
+    link.port.setParity(SerSerialPort::OddParity);
+    QCOMPARE(link.pty.outputSpeed(), 250000);
+    QVERIFY(link.pty.settings().c_cflag & CRTSCTS);
+    link.port.setSpeed(19200);
+    termios t = link.pty.settings();
     QCOMPARE(int(cfgetospeed(&t)), int(B19200));
-    QCOMPARE(pty.outputSpeed(), 19200);
+    QCOMPARE(link.pty.outputSpeed(), 19200);
 }
 
 void TestSerSerialPort::missingDeviceFailsOpen()
@@ -183,18 +185,14 @@ void TestSerSerialPort::missingDeviceFailsOpen()
 
 void TestSerSerialPort::speedWhileOpen()
 {
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    port.setSpeed(9600);
-    QVERIFY(port.open(QIODevice::ReadWrite));
-    port.setSpeed(115200);
-    termios t = pty.settings();
+    PtyPort link(9600);
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
+    link.port.setSpeed(115200);
+    termios t = link.pty.settings();
     QCOMPARE(int(cfgetospeed(&t)), int(B115200));
-    port.setSpeed(1000);
-    QCOMPARE(port.speed(), 1000);
-    QCOMPARE(pty.outputSpeed(), 1000);
+    link.port.setSpeed(1000);
+    QCOMPARE(link.port.speed(), 1000);
+    QCOMPARE(link.pty.outputSpeed(), 1000);
 }
 
 void TestSerSerialPort::handshake_data()
@@ -284,98 +282,82 @@ void TestSerSerialPort::framingOnAPseudoTerminal()
 
 void TestSerSerialPort::framingWhileOpen()
 {
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    port.setSpeed(250000);
-    QVERIFY(port.open(QIODevice::ReadWrite));
-    QVERIFY(!(pty.settings().c_cflag & CSTOPB));
+    PtyPort link(250000);
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
+    QVERIFY(!(link.pty.settings().c_cflag & CSTOPB));
 
-    QVERIFY(port.setFraming(SerFraming(8, SerFraming::NoParity, 2)));
-    QVERIFY(pty.settings().c_cflag & CSTOPB);
+    QVERIFY(link.port.setFraming(SerFraming(8, SerFraming::NoParity, 2)));
+    QVERIFY(link.pty.settings().c_cflag & CSTOPB);
     // Refused while open: said, and the port goes on as the device keeps it.
-    QVERIFY(!port.setFraming(SerFraming(8, SerFraming::MarkParity, 2)));
-    QCOMPARE(port.errorString(), QStringLiteral("Framing 8M2 not supported by %1 (it keeps 8N2)").arg(pty.path()));
-    QVERIFY(port.isOpen());
-    QCOMPARE(pty.outputSpeed(), 250000);
-    QCOMPARE(port.write("still here"), qint64(10));
-    QCOMPARE(pty.read(), QByteArray("still here"));
+    QVERIFY(!link.port.setFraming(SerFraming(8, SerFraming::MarkParity, 2)));
+    QCOMPARE(link.port.errorString(),
+             QStringLiteral("Framing 8M2 not supported by %1 (it keeps 8N2)").arg(link.pty.path()));
+    QVERIFY(link.port.isOpen());
+    QCOMPARE(link.pty.outputSpeed(), 250000);
+    QCOMPARE(link.port.write("still here"), qint64(10));
+    QCOMPARE(link.pty.read(), QByteArray("still here"));
     // The old parity call goes the same way.
-    port.setParity(SerSerialPort::OddParity);
-    QCOMPARE(port.parity(), int(SerSerialPort::OddParity));
-    QCOMPARE(port.framing().text(), QStringLiteral("8O2"));
+    link.port.setParity(SerSerialPort::OddParity);
+    QCOMPARE(link.port.parity(), int(SerSerialPort::OddParity));
+    QCOMPARE(link.port.framing().text(), QStringLiteral("8O2"));
 }
 
 void TestSerSerialPort::bytesBothWays()
 {
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    port.setSpeed(115200);
-    QVERIFY(port.open(QIODevice::ReadWrite));
+    PtyPort link(115200);
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
 
     // Every byte value, including the terminal's special characters.
     QByteArray all;
     for (int i = 0; i < 256; ++i)
         all.append(char(i));
-    QCOMPARE(port.write(all), qint64(all.size()));
-    QCOMPARE(pty.read(), all);
+    QCOMPARE(link.port.write(all), qint64(all.size()));
+    QCOMPARE(link.pty.read(), all);
 
-    QSignalSpy ready(&port, &QIODevice::readyRead);
-    QVERIFY(pty.write(all));
+    QSignalSpy ready(&link.port, &QIODevice::readyRead);
+    QVERIFY(link.pty.write(all));
     QByteArray got;
     while (got.size() < all.size() && (ready.size() > 0 || ready.wait(2000))) {
         ready.clear();
-        got += port.readAll();
+        got += link.port.readAll();
     }
     QCOMPARE(got, all);
 }
 
 void TestSerSerialPort::oneReadyReadUntilRead()
 {
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    QVERIFY(port.open(QIODevice::ReadWrite));
-    QSignalSpy ready(&port, &QIODevice::readyRead);
+    PtyPort link;
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
+    QSignalSpy ready(&link.port, &QIODevice::readyRead);
 
-    QVERIFY(pty.write("a"));
+    QVERIFY(link.pty.write("a"));
     QVERIFY(ready.wait(2000));
     // A second port written at the same time says when a signal was due.
-    Pty otherPty;
-    QVERIFY(otherPty.isValid());
-    pSerUnixSerialPort other;
-    other.setDevice(otherPty.name());
-    QVERIFY(other.open(QIODevice::ReadWrite));
-    QSignalSpy witnessed(&other, &QIODevice::readyRead);
-    QVERIFY(pty.write("b"));
-    QVERIFY(otherPty.write("x"));
+    PtyPort other;
+    QVERIFY2(other.port.isOpen(), qPrintable(other.port.errorString()));
+    QSignalSpy witnessed(&other.port, &QIODevice::readyRead);
+    QVERIFY(link.pty.write("b"));
+    QVERIFY(other.pty.write("x"));
     QVERIFY(witnessed.wait(2000));
     QCoreApplication::processEvents();
     QCOMPARE(ready.size(), 1);
 
-    QCOMPARE(port.readAll(), QByteArray("ab"));
-    QVERIFY(pty.write("c"));
+    QCOMPARE(link.port.readAll(), QByteArray("ab"));
+    QVERIFY(link.pty.write("c"));
     QVERIFY(ready.wait(2000));
     QCOMPARE(ready.size(), 2);
-    QCOMPARE(port.readAll(), QByteArray("c"));
+    QCOMPARE(link.port.readAll(), QByteArray("c"));
 }
 
 void TestSerSerialPort::setDeviceIgnoredWhileOpen()
 {
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    QVERIFY(port.open(QIODevice::ReadWrite));
-    port.setDevice(QStringLiteral("ttyS9"));
-    QCOMPARE(port.device(), pty.name());
-    port.close();
-    port.setDevice(QStringLiteral("ttyS9"));
-    QCOMPARE(port.device(), QStringLiteral("ttyS9"));
+    PtyPort link;
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
+    link.port.setDevice(QStringLiteral("ttyS9"));
+    QCOMPARE(link.port.device(), link.pty.name());
+    link.port.close();
+    link.port.setDevice(QStringLiteral("ttyS9"));
+    QCOMPARE(link.port.device(), QStringLiteral("ttyS9"));
 }
 
 void TestSerSerialPort::waitForReadyRead()
@@ -426,14 +408,11 @@ void TestSerSerialPort::modeWithoutReadOrWrite_data()
 void TestSerSerialPort::modeWithoutReadOrWrite()
 {
     QFETCH(int, mode);
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    QVERIFY(port.open(QIODevice::ReadWrite));
+    PtyPort link;
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
     const int whileOpen = openDescriptors();
-    QVERIFY(port.open(QIODevice::OpenMode(mode)));
-    QVERIFY(!port.isOpen());
+    QVERIFY(link.port.open(QIODevice::OpenMode(mode)));
+    QVERIFY(!link.port.isOpen());
     QCOMPARE(openDescriptors(), whileOpen - 1); // the earlier open was closed
 }
 
@@ -498,26 +477,23 @@ void TestSerSerialPort::hangUpIsReportedOnceWithoutSpinning_data()
 void TestSerSerialPort::hangUpIsReportedOnceWithoutSpinning()
 {
     QFETCH(QByteArray, before);
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    QVERIFY(port.open(QIODevice::ReadWrite));
+    PtyPort link;
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
     // A reader as the connection is: it reads whenever told to.
     QByteArray got;
     int wakeUps = 0;
-    QObject::connect(&port, &QIODevice::readyRead, &port, [&] {
+    QObject::connect(&link.port, &QIODevice::readyRead, &link.port, [&] {
         ++wakeUps;
-        got += port.readAll();
+        got += link.port.readAll();
     });
-    QSignalSpy hungUp(&port, &SerSerialPort::hungUp);
-    QVERIFY(pty.write(before));
+    QSignalSpy hungUp(&link.port, &SerSerialPort::hungUp);
+    QVERIFY(link.pty.write(before));
     QTRY_COMPARE_WITH_TIMEOUT(got, before, 2000);
-    pty.hangUp();
+    link.pty.hangUp();
     QVERIFY(hungUp.wait(2000));
     QCOMPARE(got, before);
     QCOMPARE(hungUp.constFirst().constFirst().toString(), QStringLiteral("Device disconnected"));
-    QCOMPARE(port.errorString(), QStringLiteral("Device disconnected"));
+    QCOMPARE(link.port.errorString(), QStringLiteral("Device disconnected"));
 
     wakeUps = 0;
     const qint64 cpuBefore = cpuMicroseconds();
@@ -527,54 +503,48 @@ void TestSerSerialPort::hangUpIsReportedOnceWithoutSpinning()
     QVERIFY2(cpuUsed < 100000, qPrintable(QStringLiteral("%1 us of CPU while idle").arg(cpuUsed)));
     QCOMPARE(hungUp.size(), 1);
 
-    port.close();
-    QVERIFY(!port.isOpen());
+    link.port.close();
+    QVERIFY(!link.port.isOpen());
 }
 
 void TestSerSerialPort::fullDeviceTakesNothingAndSaysWhenWritable()
 {
-    Pty pty;
-    QVERIFY(pty.isValid());
-    pSerUnixSerialPort port;
-    port.setDevice(pty.name());
-    QVERIFY(port.open(QIODevice::ReadWrite));
+    PtyPort link;
+    QVERIFY2(link.port.isOpen(), qPrintable(link.port.errorString()));
     const QByteArray chunk(4096, 'z');
     qint64 taken = 0;
     // Nobody reads the far end, so the line fills up; the kernel moves
     // bytes on a little later, so it is full once a pause frees nothing.
     for (int round = 0; round < 100; ++round) {
         qint64 written = 0;
-        while ((written = port.write(chunk)) > 0)
+        while ((written = link.port.write(chunk)) > 0)
             taken += written;
         QCOMPARE(written, qint64(0)); // full is no error
         QTest::qWait(30);
-        if ((written = port.write(chunk)) == 0)
+        if ((written = link.port.write(chunk)) == 0)
             break;
         taken += written;
     }
     QVERIFY(taken > 0);
 
     // A port with room, asked at the same time, says when a signal was due.
-    Pty otherPty;
-    QVERIFY(otherPty.isValid());
-    pSerUnixSerialPort other;
-    other.setDevice(otherPty.name());
-    QVERIFY(other.open(QIODevice::ReadWrite));
-    QSignalSpy witnessed(&other, &SerSerialPort::readyWrite);
-    QSignalSpy writable(&port, &SerSerialPort::readyWrite);
-    port.setWriteNotification(true);
-    other.setWriteNotification(true);
+    PtyPort other;
+    QVERIFY2(other.port.isOpen(), qPrintable(other.port.errorString()));
+    QSignalSpy witnessed(&other.port, &SerSerialPort::readyWrite);
+    QSignalSpy writable(&link.port, &SerSerialPort::readyWrite);
+    link.port.setWriteNotification(true);
+    other.port.setWriteNotification(true);
     QVERIFY(witnessed.wait(2000));
     QCoreApplication::processEvents();
     QCOMPARE(writable.size(), 0);
     QByteArray drained;
     while (drained.size() < taken && !writable.size()) {
-        drained += pty.read(20);
+        drained += link.pty.read(20);
         QCoreApplication::processEvents();
     }
     QVERIFY(writable.size() > 0 || writable.wait(2000));
     QCOMPARE(writable.size(), 1); // once, until asked again
-    QVERIFY(port.write(chunk) > 0);
+    QVERIFY(link.port.write(chunk) > 0);
 }
 
 void TestSerSerialPort::fullPathIsOpenedAsItIs()
