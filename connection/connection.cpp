@@ -19,6 +19,8 @@ Connection::Connection(QObject* parent)
     , m_reconnecttimer(new QTimer(this))
 {
     m_reconnecttimer->setSingleShot(true);
+    // A coarse timer may fire 5 % early; a back-off is promised as "never sooner".
+    m_reconnecttimer->setTimerType(Qt::PreciseTimer);
     QObject::connect(m_reconnecttimer, &QTimer::timeout, this, &Connection::onReconnect);
 }
 
