@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -22,6 +23,51 @@ QString tr(const char* text)
 QString native(const QString& path)
 {
     return QDir::toNativeSeparators(path);
+}
+
+// A copy where the file system has no hard links.
+bool linkOrCopy(const QByteArray& from, const QByteArray& to)
+{
+    if (::link(from.constData(), to.constData()) == 0)
+        return true;
+    if (errno != EPERM && errno != EXDEV && errno != EOPNOTSUPP && errno != EMLINK)
+        return false;
+    const int in = ::open(from.constData(), O_RDONLY | O_CLOEXEC);
+    if (in < 0)
+        return false;
+    const int out = ::open(to.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    bool ok = out >= 0;
+    char buffer[65536];
+    while (ok) {
+        const ssize_t n = ::read(in, buffer, sizeof buffer);
+        if (n == 0)
+            break;
+        ok = n > 0;
+        for (ssize_t done = 0; ok && done < n;) {
+            const ssize_t w = ::write(out, buffer + done, size_t(n - done));
+            ok = w > 0;
+            done += w;
+        }
+    }
+    ok = ok && ::fsync(out) == 0;
+    const int error = errno;
+    ::close(in);
+    if (out >= 0)
+        ::close(out);
+    errno = error;
+    return ok;
+}
+
+// The renames reach the disk too, not only the data; where a folder cannot
+// be synced there is nothing more to do.
+void syncFolder(const QString& path)
+{
+    const int folder = ::open(QFile::encodeName(QFileInfo(path).absolutePath()).constData(),
+                              O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
+        return;
+    ::fsync(folder);
+    ::close(folder);
 }
 
 } // namespace
@@ -51,13 +97,26 @@ bool SaveFile::write(const QString& path, const QByteArray& bytes, QString* erro
     }
     file.close();
     const QByteArray target = QFile::encodeName(path);
-    const QByteArray old = QFile::encodeName(backup);
-    if (QFile::exists(backup) && std::remove(old.constData()) != 0)
-        return fail(tr("Could not delete old backup %1: %2").arg(native(backup), SystemError::last()));
-    if (QFile::exists(path) && std::rename(target.constData(), old.constData()) != 0)
-        return fail(tr("Could not rename %1 to %2: %3").arg(native(path), native(backup), SystemError::last()));
+    // The old file is never moved aside: a kill between two renames would
+    // leave no file at `path`. It gets a second name that then replaces the
+    // old backup in one rename, so there is always a whole backup too.
+    if (QFile::exists(path)) {
+        const QByteArray fresh = QFile::encodeName(backup + QStringLiteral(".tmp"));
+        ::unlink(fresh.constData());
+        if (!linkOrCopy(target, fresh)) {
+            const QString error = SystemError::last();
+            ::unlink(fresh.constData());
+            return fail(tr("Could not rename %1 to %2: %3").arg(native(path), native(backup), error));
+        }
+        if (std::rename(fresh.constData(), QFile::encodeName(backup).constData()) != 0) {
+            const QString error = SystemError::last();
+            ::unlink(fresh.constData());
+            return fail(tr("Could not delete old backup %1: %2").arg(native(backup), error));
+        }
+    }
     if (std::rename(QFile::encodeName(temporary).constData(), target.constData()) != 0)
         return fail(tr("Could not rename %1 to %2: %3").arg(native(temporary), native(path), SystemError::last()));
+    syncFolder(path);
     return true;
 }
 

@@ -87,6 +87,18 @@ bool TraceItem::hasChildLines() const
     return childCount() > 0 || (m_message && m_message->end > m_message->start);
 }
 
+qint64 TraceItem::weight() const
+{
+    // Sizes, not capacities: the messages of one read share its buffer.
+    return qint64(sizeof(TraceItem)) + m_text.size() + m_source.size() * 2 +
+           (m_message ? m_message->bytes.size() : 0);
+}
+
+qint64 TraceItem::childWeight(int row) const
+{
+    return row >= 0 && row < childCount() ? m_children->slots.at(row).weight : 0;
+}
+
 int TraceItem::row() const
 {
     return m_parent ? int(m_sequence - m_parent->m_children->base) : 0;
@@ -105,7 +117,8 @@ void TraceItem::insertBefore(int row, TraceItem* child)
     row = qBound(0, row, int(kids.slots.size()));
     child->m_parent = this;
     child->m_sequence = kids.base + row;
-    kids.slots.insert(row, Slot{child, child->hasChildLines()});
+    kids.slots.insert(row, Slot{child, child->hasChildLines(), child->weight()});
+    kids.weight += kids.slots.at(row).weight;
     if (m_parent && kids.slots.size() == 1)
         m_parent->m_children->slots[this->row()].hasChildren = true;
     // Lines go in near the end, so this touches few items.
@@ -123,8 +136,10 @@ void TraceItem::remove(int row, int count)
         removeFirst(count);
         return;
     }
-    for (int i = row; i < row + count; ++i)
+    for (int i = row; i < row + count; ++i) {
+        m_children->weight -= slots.at(i).weight;
         delete slots.at(i).item;
+    }
     slots.remove(row, count);
     for (qsizetype i = row; i < slots.size(); ++i)
         slots.at(i).item->m_sequence -= count;
@@ -136,8 +151,10 @@ void TraceItem::removeFirst(int count)
     if (count <= 0)
         return;
     QList<Slot>& slots = m_children->slots;
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
+        m_children->weight -= slots.at(i).weight;
         delete slots.at(i).item;
+    }
     // QList drops leading elements by moving its begin, without copying.
     slots.remove(0, count);
     m_children->base += count;
@@ -149,6 +166,7 @@ TraceItem* TraceItem::takeChild(int row)
         return nullptr;
     QList<Slot>& slots = m_children->slots;
     TraceItem* child = slots.at(row).item;
+    m_children->weight -= slots.at(row).weight;
     slots.remove(row);
     for (qsizetype i = row; i < slots.size(); ++i)
         --slots.at(i).item->m_sequence;
@@ -167,6 +185,7 @@ QList<TraceItem*> TraceItem::takeChildren()
         taken.append(slot.item);
     }
     m_children->slots.clear();
+    m_children->weight = 0;
     return taken;
 }
 
@@ -176,15 +195,16 @@ void TraceItem::insertChildren(int row, const QList<TraceItem*>& items)
     added.reserve(items.size());
     for (TraceItem* child : items) {
         if (child)
-            added.append(Slot{child, child->hasChildLines()});
+            added.append(Slot{child, child->hasChildLines(), child->weight()});
     }
     if (added.isEmpty())
         return;
     Children& kids = children();
     row = qBound(0, row, int(kids.slots.size()));
-    kids.slots.insert(row, added.size(), Slot{nullptr, false});
+    kids.slots.insert(row, added.size(), Slot{nullptr, false, 0});
     for (qsizetype i = 0; i < added.size(); ++i) {
         kids.slots[row + i] = added.at(i);
+        kids.weight += added.at(i).weight;
         added.at(i).item->m_parent = this;
     }
     // One pass renumbers the moved and the following children.

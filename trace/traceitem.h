@@ -75,6 +75,12 @@ public:
     // every row it lays out.
     bool childHasChildren(int row) const;
     bool hasChildLines() const;
+    // What the line keeps in memory, roughly: its text, its message and
+    // itself; counted when it becomes a child.
+    qint64 weight() const;
+    // Of the child at `row`, and of all children, as they were counted.
+    qint64 childWeight(int row) const;
+    qint64 childrenWeight() const { return m_children ? m_children->weight : 0; }
     int row() const;
 
     // Take ownership of `child`.
@@ -102,12 +108,14 @@ private:
     {
         TraceItem* item; // Owned.
         bool hasChildren;
+        qint64 weight;
     };
     // Most lines never have child lines built: their list is not there.
     struct Children
     {
         QList<Slot> slots;
         qint64 base = 0; // sequence number of the first child
+        qint64 weight = 0;
     };
     Children& children();
 

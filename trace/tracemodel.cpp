@@ -56,6 +56,10 @@ QModelIndex TraceModel::append(const QString& source, const QRV16::Message& msg,
     // A received message shares the bytes of its read: lines arrive and go
     // in order, so reads are kept whole only while their lines live.
     range.bytes = msg.bytes();
+    // A long one is copied: sharing, it would keep a read buffer of its own
+    // alive, past what the byte limit counts.
+    if (range.bytes.size() >= 1024 && range.bytes.capacity() > 2 * range.bytes.size())
+        range.bytes = QByteArray(range.bytes.constData(), range.bytes.size());
     range.end = msg.size();
     range.decode = m_options.test(TraceOptions::Decode);
     if (m_options.test(TraceOptions::HungarianNotation))
@@ -269,7 +273,7 @@ void TraceModel::setReplayOrigin(const QString& file, qint64 line)
 
 void TraceModel::scheduleFlush()
 {
-    if (pendingCount() == 0 && lineCount() <= m_limit)
+    if (pendingCount() == 0 && lineCount() <= m_limit && lineBytes() <= m_byteLimit)
         return;
     if (!m_flushTimer) {
         m_flushTimer = new QTimer(this);
@@ -290,7 +294,13 @@ void TraceModel::flush()
     m_sinceFlush.start();
     TraceItem* root = m_root.get();
     // Waiting lines never outnumber the limit, so the surplus is all known.
-    const int surplus = qMin(root->childCount() - m_limit, m_published);
+    int surplus = qMax(0, qMin(root->childCount() - m_limit, m_published));
+    // Then the oldest known lines while the rest keep too much.
+    qint64 over = root->childrenWeight() - m_byteLimit;
+    for (int i = 0; i < surplus; ++i)
+        over -= root->childWeight(i);
+    while (over > 0 && surplus < m_published)
+        over -= root->childWeight(surplus++);
     syncPersistent();
     if (surplus > 0) {
         beginRemoveRows(QModelIndex(), 0, surplus - 1);
@@ -306,6 +316,9 @@ void TraceModel::flush()
     beginInsertRows(QModelIndex(), first, first + count - 1);
     m_published += count;
     endInsertRows();
+    // The lines just shown may keep too much: the next batch drops the oldest.
+    if (lineBytes() > m_byteLimit)
+        scheduleFlush();
 }
 
 bool TraceModel::isPublished(const TraceItem* item) const
@@ -522,6 +535,13 @@ void TraceModel::setLimit(int lines)
     const int heldSurplus = m_held->childCount() - m_limit;
     for (int i = 0; i < heldSurplus; ++i)
         dropHeld(0);
+}
+
+void TraceModel::setByteLimit(qint64 bytes)
+{
+    flush();
+    m_byteLimit = qMax(bytes, qint64(1));
+    flush();
 }
 
 qint64 TraceModel::origin() const

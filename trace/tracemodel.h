@@ -137,6 +137,14 @@ public:
 
     int limit() const { return m_limit; }
     void setLimit(int lines);
+    // Besides the lines, what they keep in memory is limited: a peer that
+    // sends long messages would otherwise fill it long before the line
+    // limit. Past it the oldest lines go, as past the line limit.
+    static constexpr qint64 DefaultByteLimit = qint64(256) << 20;
+    qint64 byteLimit() const { return m_byteLimit; }
+    void setByteLimit(qint64 bytes);
+    // What the lines keep, roughly (TraceItem::weight()).
+    qint64 lineBytes() const { return m_root->childrenWeight(); }
     // All lines, those views do not know yet included.
     int lineCount() const { return m_root->childCount(); }
     // Lines waiting for the next batch.
@@ -204,6 +212,7 @@ private:
     bool m_persistentStale = false;
     TraceItem::Origin m_replayOrigin;
     int m_limit = DefaultLimit;
+    qint64 m_byteLimit = DefaultByteLimit;
     QDateTime m_replayTime;
     TraceOptions m_options;
     const StyleSettings* m_style = nullptr; // Not owned.

@@ -88,7 +88,7 @@ void TestEditorDocument::failedSaveLosesNothing_data()
     QTest::addColumn<QString>("target");
     QTest::addColumn<QString>("obstacle");
     QTest::newRow("the folder is missing") << "missing/defs.qrvdef" << "";
-    QTest::newRow("the backup's place is taken by a folder") << "defs.qrvdef" << "defs.qrvdef.bak/x";
+    QTest::newRow("the backup's place is taken by a folder") << "opened.qrvdef" << "opened.qrvdef.bak/x";
 }
 
 void TestEditorDocument::failedSaveLosesNothing()

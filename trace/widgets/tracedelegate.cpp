@@ -29,11 +29,26 @@ QString TraceDelegate::sourceText(const QModelIndex& index)
     }
 }
 
+namespace {
+
+// No character is narrower than a pixel, so a cell shows at most as many as
+// it is wide. Laying out more costs time for nothing: a message of random
+// bytes writes hundreds of thousands, and the style lays out all of a text
+// before it elides it.
+int shownLength(int width)
+{
+    return qMax(width, 0) + 2;
+}
+
+} // namespace
+
 void TraceDelegate::initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const
 {
     QStyledItemDelegate::initStyleOption(option, index);
     if (index.column() == TraceModel::SourceColumn)
         option->text = sourceText(index);
+    else if (option->text.size() > shownLength(option->rect.width()))
+        option->text.truncate(shownLength(option->rect.width()));
 }
 
 void TraceDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -120,7 +135,7 @@ void TraceDelegate::paintColored(QPainter* painter, const QStyleOptionViewItem& 
                                      (color.blueF() + back.blueF()) / 2);
         painter->setFont(font);
         painter->setPen(color);
-        const QString piece = plain.mid(run.start, run.length);
+        const QString piece = plain.mid(run.start, qMin(run.length, qsizetype(shownLength(right - x + 1))));
         const QFontMetrics metrics(font);
         painter->drawText(QRect(x, textRect.top(), right - x + 1, textRect.height()),
                           Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, piece);
