@@ -33,6 +33,7 @@
 #include <QLineSeries>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QScrollBar>
 #include <QSettings>
 #include <QStandardPaths>
@@ -60,7 +61,6 @@ namespace {
 constexpr int Burst = 1000;
 constexpr int FloodRate = 20000; // messages per second
 constexpr int FloodSeconds = 10;
-constexpr int ReplayLines = 1000000;
 
 const char typicalText[] =
     "StatusReport=(StationName=\"PS-4 north basin\" Pumps=(PumpId=1 PumpMode=2 Running=true "
@@ -484,22 +484,25 @@ public:
 void BM_ReplayLog(benchmark::State& state)
 {
     Rig& r = rig();
-    const QString path = r.dir.filePath(QStringLiteral("replay.csv"));
-    {
+    // The log is written once per size and streamed by the replay: memory
+    // may grow only by what the trace keeps.
+    const qint64 lines = state.range(1);
+    const QString path = r.dir.filePath(QStringLiteral("replay%1.csv").arg(lines));
+    if (!QFileInfo::exists(path)) {
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly))
             qFatal("cannot write the log");
-        QByteArray lines;
+        QByteArray text;
         const QDateTime start(QDate(2026, 11, 22), QTime(8, 0));
-        for (int i = 0; i < ReplayLines; ++i) {
-            lines += start.addMSecs(i).toString(Qt::ISODateWithMs).toLatin1() +
-                     ",\"1\",\"PumpId=" + QByteArray::number(i % 1000) + "\",7,,\n";
-            if (lines.size() > (1 << 20)) {
-                file.write(lines);
-                lines.clear();
+        for (qint64 i = 0; i < lines; ++i) {
+            text += start.addMSecs(i).toString(Qt::ISODateWithMs).toLatin1() +
+                    ",\"1\",\"PumpId=" + QByteArray::number(i % 1000) + "\",7,,\n";
+            if (text.size() > (1 << 20)) {
+                file.write(text);
+                text.clear();
             }
         }
-        file.write(lines);
+        file.write(text);
     }
     auto* view = r.window->findChild<TraceView*>();
     const bool traffic = state.range(0) != 0;
@@ -533,9 +536,9 @@ void BM_ReplayLog(benchmark::State& state)
         view->viewport()->removeEventFilter(&paints);
         QObject::disconnect(connection);
         state.counters["live_lines"] = live;
-        state.counters["lines/s"] = ReplayLines / seconds;
+        state.counters["lines/s"] = double(lines) / seconds;
         // Lines per second of CPU: the machine may be shared.
-        state.counters["lines/cpu_s"] = ReplayLines / (processCpuSeconds() - cpuBefore);
+        state.counters["lines/cpu_s"] = double(lines) / (processCpuSeconds() - cpuBefore);
         state.counters["max_paint_gap_ms"] = double(paints.longest);
         state.counters["paints"] = paints.paints;
         state.counters["rss_growth_MiB"] = residentMiB() - before;
@@ -717,7 +720,12 @@ BENCHMARK(BM_MemoryPerLine)
 BENCHMARK(BM_Flood)->Arg(TraceModel::DefaultLimit)->Arg(1000000)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FilterAndFind)->Arg(TraceModel::DefaultLimit)->Arg(1000000)->Iterations(3)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FloodFiltered)->Iterations(1)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ReplayLog)->Arg(0)->Arg(1)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ReplayLog)
+    ->Args({0, 1000000})
+    ->Args({1, 1000000})
+    ->Args({0, 10000000})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotRedraw)->Iterations(20)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotFollow)->Arg(1000)->Arg(20000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
