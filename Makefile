@@ -60,7 +60,10 @@ test-deps:
 
 test: deps test-deps build-asan/build.ninja
 	cmake --build build-asan -j $(JOBS)
-	cd build-asan && ctest --output-on-failure -j $(JOBS)
+	@# A failed run ends with what the failed tests said, so that a log cut
+	@# in the middle still shows it.
+	cd build-asan && ctest --output-on-failure -j $(JOBS) || { \
+	    awk -f ../tests/failures.awk Testing/Temporary/LastTest.log | head -40; exit 1; }
 
 # korvgui, korvgui-dev and python3-korv .deb files in build/.
 package: build
