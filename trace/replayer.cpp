@@ -13,7 +13,22 @@
 
 #include <cstring>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 namespace {
+
+// Lines that fall off the trace's top during a long replay are freed among
+// newer ones still held, and the C library keeps such memory for itself;
+// without giving it back now and then, a replay of millions of lines grows
+// the process well beyond what the trace keeps.
+void giveBackFreedMemory()
+{
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+}
 
 const char* const Log = "Log";
 
@@ -136,7 +151,7 @@ bool Replayer::start(const QString& path, Mode mode)
     }
     m_mode = mode;
     m_counting = mode == LogFile;
-    m_lines = m_lineTotal = m_counted = m_bad = m_lineNumber = 0;
+    m_lines = m_linesAtTrim = m_lineTotal = m_counted = m_bad = m_lineNumber = 0;
     m_skipping = false;
     m_model->beginBlock();
     Turn turn(m_model);
@@ -174,6 +189,7 @@ void Replayer::finish(bool completed)
         m_model->appendSeparator();
     }
     m_model->endBlock();
+    giveBackFreedMemory();
     Q_EMIT finished(completed);
 }
 
@@ -286,6 +302,10 @@ void Replayer::runSlice()
         }
     }
     Q_EMIT progress(done(), total());
+    if (m_lines - m_linesAtTrim >= TrimLines) {
+        m_linesAtTrim = m_lines;
+        giveBackFreedMemory();
+    }
     if (!more)
         finish(true);
 }

@@ -33,6 +33,8 @@ public:
     static constexpr int SliceMilliseconds = 20;
     // A longer record is skipped, never held whole.
     static constexpr qint64 LineLimit = 1048576;
+    // How often a replay gives freed memory back to the system.
+    static constexpr qint64 TrimLines = 250000;
     // Bad records reported one by one; the rest only counted.
     static constexpr int ReportLimit = 100;
 
@@ -109,6 +111,7 @@ private:
     bool m_counting = false;
     bool m_skipping = false; // in the middle of an over-long line
     qint64 m_lines = 0;      // lines replayed or skipped so far
+    qint64 m_linesAtTrim = 0;
     qint64 m_lineTotal = 0;  // lines in the file, once counted
     qint64 m_counted = 0;    // lines counted so far
     qint64 m_bad = 0;
