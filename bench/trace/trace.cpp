@@ -5,6 +5,7 @@
 #include "bench/korvbench.h"
 
 #include "trace/tracemodel.h"
+#include "trace/tracepcapngexport.h"
 
 #include "qrv16/item.h"
 #include "qrv16/message.h"
@@ -15,10 +16,13 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QTemporaryFile>
 
 #include <malloc.h>
 
+#include <cstring>
 #include <memory>
+#include <vector>
 
 using namespace QRV16;
 
@@ -189,10 +193,64 @@ void BM_FullModelMemory(benchmark::State& state)
         double(MessageWriter(d.lut.get()).toText(d.typical).size());
 }
 
+// "Export..." as pcapng of a trace full of message lines, into a file.
+void BM_PcapngExport(benchmark::State& state)
+{
+    const Demo& d = demo();
+    const int lines = int(state.range(0));
+    const qint64 start = QDateTime(QDate(2026, 11, 22), QTime(8, 0)).toMSecsSinceEpoch();
+    TraceModel model;
+    model.setTags(d.lut.get());
+    model.setLimit(lines);
+    for (int i = 0; i < lines; ++i)
+        model.append(QStringLiteral("1"), d.typical, i % 2 ? ColorMessageRx1 : ColorMessageTx1,
+                     QDateTime::fromMSecsSinceEpoch(start + i), 1, 2);
+    model.flush();
+    qint64 size = 0;
+    for (auto _ : state) {
+        QTemporaryFile file;
+        if (!file.open()) {
+            state.SkipWithError("no temporary file");
+            break;
+        }
+        QString error;
+        if (TracePcapngExport::write(&model, &file, &error) != lines)
+            state.SkipWithError(qPrintable(error));
+        size = file.size();
+    }
+    state.SetBytesProcessed(state.iterations() * size);
+    state.counters["lines/s"] = benchmark::Counter(double(state.iterations()) * lines, benchmark::Counter::kIsRate);
+    state.counters["MB"] = double(size) / 1e6;
+}
+
+// The baseline: copying as many bytes as the capture holds.
+void BM_PcapngExportMemcpy(benchmark::State& state)
+{
+    const Demo& d = demo();
+    // A packet is the message, its pcapng block and its bus header.
+    const size_t size = size_t(state.range(0)) * size_t(d.typical.size() + 64);
+    std::vector<char> from(size, 'x');
+    std::vector<char> to(size);
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), size);
+        benchmark::DoNotOptimize(to.data());
+    }
+    state.SetBytesProcessed(state.iterations() * qint64(size));
+}
+
 } // namespace
 
 BENCHMARK(BM_FullModelMemory)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_AppendInOrder)->Arg(1000)->Arg(100000)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_AppendOutOfOrder)->Arg(1000)->Arg(100000)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PcapngExport)->Arg(100000)->Arg(1000000)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PcapngExportMemcpy)->Arg(1000000)->Unit(benchmark::kMillisecond);
+KORV_BENCH_BESIDE("BM_PcapngExport/1000000/iterations:1", "BM_PcapngExport/100000/iterations:1")
+KORV_BENCH_BESIDE("BM_PcapngExport/1000000/iterations:1", "BM_PcapngExportMemcpy/1000000")
 
-KORV_BENCH_MAIN("BM_AppendInOrder/1000/iterations:1")
+// The model's batch timer needs an application object.
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    return korvbench::run(argc, argv, "BM_AppendInOrder/1000/iterations:1");
+}
