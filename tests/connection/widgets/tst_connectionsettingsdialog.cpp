@@ -9,6 +9,7 @@
 #include "connection/widgets/remoteportdialog.h"
 #include "libserial/serportdeviceinfo.h"
 #include "tests/connection/testsupport.h"
+#include "tests/support/quietplatform.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -191,6 +192,7 @@ private:
 
 void TestConnectionSettingsDialog::initTestCase()
 {
+    quietPlatformWarnings();
     // Remembered remote ports go to a store of the tests' own.
     QStandardPaths::setTestModeEnabled(true);
     QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
