@@ -472,6 +472,13 @@ void TestBiSProtocol::lostAnswerIsResentBySlave()
     slave.carryTo(master);
     QCOMPARE(master.payloads(), QStringList{"AA"});
     QVERIFY(!master.responsePending());
+
+    // The same query asked again is a new one: it carries the next sequence
+    // number, and the slave answers it afresh.
+    master.sendBytes(hex("0102"), 5);
+    master.carryTo(slave);
+    QCOMPARE(slave.received.size(), 2);
+    QVERIFY(slave.sent.isEmpty());
 }
 
 void TestBiSProtocol::masterWithNothingPendingIgnoresBytes()
