@@ -11,21 +11,17 @@
 #include "tests/support/pty.h"
 #include "tests/support/stallmeter.h"
 
-#include <QElapsedTimer>
-#include <QObject>
 #include <QSocketNotifier>
 #include <QSslSocket>
-#include <QStringList>
 #include <QTcpServer>
-#include <QTimer>
+#include <QtTest>
 
-#include <cstring>
-#include <fcntl.h>
-#include <poll.h>
-#include <pty.h>
 #include <unistd.h>
 
 namespace korvtest {
+
+// Generous: a loaded machine may take long, a working link never does.
+constexpr int Timeout = 20000;
 
 inline ConnectionSettings serverSettings(quint16 port = 0)
 {
@@ -98,6 +94,33 @@ inline ConnectionSettings everythingChanged()
     return s;
 }
 
+// Every field of a and b the same; fails the calling test where not.
+inline void compareSettings(const ConnectionSettings& a, const ConnectionSettings& b)
+{
+    QCOMPARE(a.mode(), b.mode());
+    QCOMPARE(a.bisMode(), b.bisMode());
+    QCOMPARE(a.bisEnabled(), b.bisEnabled());
+    QCOMPARE(a.sourceAddress(), b.sourceAddress());
+    QCOMPARE(a.destinationAddress(), b.destinationAddress());
+    QCOMPARE(a.tries(), b.tries());
+    QCOMPARE(a.timeout(), b.timeout());
+    QCOMPARE(a.serialPort(), b.serialPort());
+    QCOMPARE(a.serialSpeed(), b.serialSpeed());
+    QCOMPARE(a.serialHandshake(), b.serialHandshake());
+    QCOMPARE(a.serialFraming().text(), b.serialFraming().text());
+    QCOMPARE(a.clientAddress(), b.clientAddress());
+    QCOMPARE(a.clientPort(), b.clientPort());
+    QCOMPARE(a.serverAddress(), b.serverAddress());
+    QCOMPARE(a.serverPort(), b.serverPort());
+    QCOMPARE(a.sslEnabled(), b.sslEnabled());
+    QCOMPARE(a.privateKeyFile(), b.privateKeyFile());
+    QCOMPARE(a.localCertificateFile(), b.localCertificateFile());
+    QCOMPARE(a.caCertificateDirectory(), b.caCertificateDirectory());
+    QCOMPARE(a.peerVerifyMode(), b.peerVerifyMode());
+    QCOMPARE(a.reconnect(), b.reconnect());
+    QCOMPARE(a.rawPrinter(), b.rawPrinter());
+}
+
 inline quint16 listeningPort(const Connection& connection)
 {
     const auto* server = qobject_cast<const QTcpServer*>(connection.connection());
@@ -125,6 +148,14 @@ public:
             largestBlock = qMax(largestBlock, data.size());
         });
         QObject::connect(connection, &Connection::rawSent, this, [this](const QByteArray& data) { sent << data; });
+    }
+
+    QByteArray sentBytes() const
+    {
+        QByteArray all;
+        for (const QByteArray& block : sent)
+            all += block;
+        return all;
     }
 
     bool hasMessage(const QString& text) const { return messages.contains(text); }
