@@ -12,12 +12,6 @@
 
 using namespace korvtest;
 
-namespace {
-
-constexpr int Timeout = 20000;
-
-} // namespace
-
 class TestConnectionBis : public QObject
 {
     Q_OBJECT

@@ -18,8 +18,6 @@ using namespace korvtest;
 
 namespace {
 
-constexpr int Timeout = 20000;
-
 // The socket of whatever link the connection has.
 QAbstractSocket* linkSocket(const Connection& connection)
 {
@@ -42,14 +40,6 @@ ConnectionSettings tlsClientSettings(quint16 port)
     settings.setSslEnabled(true);
     settings.setPeerVerifyMode(QSslSocket::VerifyNone);
     return settings;
-}
-
-QByteArray joined(const QList<QByteArray>& blocks)
-{
-    QByteArray all;
-    for (const QByteArray& block : blocks)
-        all += block;
-    return all;
 }
 
 } // namespace
@@ -364,7 +354,7 @@ void TestConnectionHostile::stalledReaderFillsAtMostTheOutputLimit()
     QObject::connect(peer, &QIODevice::readyRead, peer, [&] { got += peer->readAll(); });
     peer->setReadBufferSize(0);
     got += peer->readAll();
-    const QByteArray taken = joined(log.sent);
+    const QByteArray taken = log.sentBytes();
     QTRY_COMPARE_WITH_TIMEOUT(got.size(), taken.size(), 60000);
     QVERIFY(got == taken);
     QTRY_COMPARE_WITH_TIMEOUT(connection.pendingOutput(), qsizetype(0), Timeout);

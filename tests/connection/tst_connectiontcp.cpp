@@ -22,8 +22,6 @@ using namespace korvtest;
 
 namespace {
 
-constexpr int Timeout = 20000;
-
 // `settings` with TLS on; a client checks the server's certificate as
 // `verify` says.
 ConnectionSettings withTls(ConnectionSettings settings, QSslSocket::PeerVerifyMode verify = QSslSocket::VerifyNone)
