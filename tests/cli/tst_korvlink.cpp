@@ -13,7 +13,6 @@
 #include "trace/replayer.h"
 #include "trace/tracemodel.h"
 
-#include <QRegularExpression>
 #include <QXmlStreamReader>
 #include <QSettings>
 #include <QSignalSpy>
@@ -72,74 +71,6 @@ JUnit readJUnit(const QString& path)
         report.cases << QStringLiteral("XML error: ") + xml.errorString();
     return report;
 }
-
-// A korv that runs beside the test: started, waited for until its link is
-// up, then stopped by a signal.
-class Background
-{
-public:
-    explicit Background(const QStringList& args, bool readerGone = false)
-    {
-        m_process.setProcessEnvironment(QProcessEnvironment::systemEnvironment());
-        if (readerGone) {
-            // `korv ... | true`: the pipe's reader ends at once.
-            m_process.start(QStringLiteral("bash"),
-                            QStringList{QStringLiteral("-c"), QStringLiteral("\"$@\" | true; exit ${PIPESTATUS[0]}"),
-                                        QStringLiteral("bash"), QStringLiteral(KORV_BINARY)}
-                                + args);
-        } else {
-            m_process.start(QStringLiteral(KORV_BINARY), args);
-        }
-    }
-    ~Background()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
-
-    // Waits for stderr (or stdout) to show `pattern`; its first capture,
-    // "" without one, null when it never showed.
-    QString waitFor(const QString& pattern, bool onStdout = false, int msecs = 20000)
-    {
-        const QRegularExpression re(pattern);
-        QElapsedTimer clock;
-        clock.start();
-        while (clock.elapsed() < msecs) {
-            const QRegularExpressionMatch m = re.match(QString::fromLocal8Bit(onStdout ? m_out : m_err));
-            if (m.hasMatch())
-                return m.captured(1).isNull() ? QStringLiteral("") : m.captured(1);
-            if (m_process.state() == QProcess::NotRunning)
-                break;
-            m_process.waitForReadyRead(100);
-            m_err += m_process.readAllStandardError();
-            m_out += m_process.readAllStandardOutput();
-        }
-        return QString();
-    }
-    // The port of a --listen link.
-    int port() { return waitFor(QStringLiteral("Listening to [^:]*:(\\d+)")).toInt(); }
-
-    // Exit status after `signal`, or without one once it ends by itself.
-    int stop(int signal = 0)
-    {
-        if (signal && m_process.state() != QProcess::NotRunning)
-            ::kill(pid_t(m_process.processId()), signal);
-        if (!m_process.waitForFinished(20000))
-            return -2;
-        m_err += m_process.readAllStandardError();
-        m_out += m_process.readAllStandardOutput();
-        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
-    }
-    QByteArray out() const { return m_out; }
-    QByteArray err() const { return m_err; }
-
-private:
-    QProcess m_process;
-    QByteArray m_out;
-    QByteArray m_err;
-};
 
 // Two ptys joined master to master, as a null-modem cable joins two ports.
 class PtyCable
@@ -516,6 +447,8 @@ void TestKorvLink::exitCodes_data()
     row("missing device, send", words("send --serial $tty 0101=1"), 3, unopened);
     row("missing device, listen", words("listen --serial $tty"), 3, unopened);
     row("missing device, answer", words("answer --serial $tty $rules"), 3, unopened);
+    row("refused remote port", words("send --serial rfc2217://127.0.0.1:1 0101=1"), 3,
+        "Open: Connection refused");
     row("no link", words("send 0101=1"), 2, "choose a link");
     row("two links", words("listen --tcp h:1 --listen 1"), 2, "choose one link");
     row("no port", words("send --tcp localhost 0101=1"), 2, "--tcp wants HOST:PORT");
