@@ -4,6 +4,7 @@
 
 #include "connection/connectionsettings.h"
 #include "tests/connection/testsupport.h"
+#include "tests/support/files.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -13,24 +14,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-namespace {
-
 using korvtest::compareSettings;
 using korvtest::everythingChanged;
-
-bool writeFile(const QString& path, const QByteArray& data)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-} // namespace
 
 class TestConnectionSettings : public QObject
 {

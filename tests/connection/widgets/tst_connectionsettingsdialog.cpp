@@ -2,13 +2,14 @@
 // The connection settings dialog, the certificate viewer and the port
 // chooser under the offscreen platform, driven through their widgets.
 
-#include "connection/widgets/certificatedialog.h"
 #include "connection/connection.h"
+#include "connection/widgets/certificatedialog.h"
 #include "connection/widgets/connectionsettingsdialog.h"
 #include "connection/widgets/portchooser.h"
 #include "connection/widgets/remoteportdialog.h"
 #include "libserial/serportdeviceinfo.h"
 #include "tests/connection/testsupport.h"
+#include "tests/support/files.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -143,12 +144,6 @@ ModalDriver::Step readMessage(QString* text)
     };
 }
 
-bool writeFile(const QString& path, const QByteArray& data)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
-}
-
 } // namespace
 
 class TestConnectionSettingsDialog : public QObject
@@ -187,6 +182,8 @@ private:
 
 void TestConnectionSettingsDialog::initTestCase()
 {
+    // Numbers typed and read as written here, whatever the machine's locale.
+    QLocale::setDefault(QLocale::c());
     // Remembered remote ports go to a store of the tests' own.
     QStandardPaths::setTestModeEnabled(true);
     QCoreApplication::setOrganizationName(QStringLiteral("Norvane"));
