@@ -522,18 +522,9 @@ void TestConnectionSettingsDialog::portChooserListsDevices()
     QCOMPARE(chooser.portName(), QStringLiteral("pts/77"));
     chooser.setPortName(QStringLiteral("ttyKORV7"));
     QCOMPARE(chooser.currentText(), QStringLiteral("ttyKORV7"));
-    QVERIFY(chooser.itemData(chooser.currentIndex(), Qt::ToolTipRole).toString().contains(QLatin1String("Test port")));
-
-    // A typed name is what the dialog stores.
-    ConnectionSettingsDialog dialog(nullptr);
-    ConnectionSettings settings = serialSettings(QString(), 0);
-    dialog.setSettings(settings);
-    auto* port = field<PortChooser>(dialog, "Serial port:");
-    QVERIFY(port);
-    port->lineEdit()->clear();
-    QTest::keyClicks(port->lineEdit(), "ttyUSB9");
-    dialog.getSettings(&settings);
-    QCOMPARE(settings.serialPort(), QStringLiteral("ttyUSB9"));
+    QVERIFY(chooser.itemData(chooser.currentIndex(), Qt::ToolTipRole)
+                .toString()
+                .contains(QLatin1String("Test port")));
 }
 
 void TestConnectionSettingsDialog::unsetAddressesShowNotSet()
@@ -658,6 +649,10 @@ void TestConnectionSettingsDialog::typingThePortClearsTheProblem()
     QTest::keyClicks(port->lineEdit(), "ttyUSB1");
     QVERIFY(ok->isEnabled());
     QVERIFY(!child<QLabel>(dialog, "No serial port chosen"));
+    // The typed name is what the dialog stores.
+    ConnectionSettings chosen;
+    dialog.getSettings(&chosen);
+    QCOMPARE(chosen.serialPort(), QStringLiteral("ttyUSB1"));
 }
 
 void TestConnectionSettingsDialog::framingChosenInTheDialog_data()
