@@ -127,6 +127,41 @@ inline quint16 listeningPort(const Connection& connection)
     return server ? server->serverPort() : 0;
 }
 
+// The far end of `connection` as a bare socket: a client of it when it
+// listens, with its handshake when `tls`, else the listener it connects to.
+// Check QTest::currentTestFailed() after meet().
+struct RawPeer
+{
+    void meet(Connection& connection, ConnectionSettings settings, bool tls = false)
+    {
+        const bool listening = settings.mode() == ConnectionSettings::ServerMode;
+        if (!listening) {
+            QVERIFY(listener.listen(QHostAddress::LocalHost, 0));
+            settings.setClientPort(listener.serverPort());
+        }
+        connection.setSettings(settings);
+        connection.connect();
+        if (listening) {
+            QVERIFY(connection.isListening());
+            client.setPeerVerifyMode(QSslSocket::VerifyNone);
+            if (tls)
+                client.connectToHostEncrypted(QStringLiteral("127.0.0.1"),
+                                              listeningPort(connection));
+            else
+                client.connectToHost(QHostAddress::LocalHost, listeningPort(connection));
+            socket = &client;
+        } else {
+            QTRY_VERIFY_WITH_TIMEOUT(listener.hasPendingConnections(), Timeout);
+            socket = listener.nextPendingConnection();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
+    }
+
+    QTcpServer listener;
+    QSslSocket client;
+    QTcpSocket* socket = nullptr;
+};
+
 // Everything a Connection reports, in order: message texts as they are,
 // state changes as "state", received blocks as "rx <size>".
 class Recorder : public QObject
