@@ -26,13 +26,6 @@
 
 namespace {
 
-using Run = KorvRun;
-
-Run korv(const QStringList& args)
-{
-    return runKorv(args);
-}
-
 // One line of the extcap grammar: its keyword and its {key=value} fields.
 struct Sentence
 {
@@ -100,6 +93,19 @@ private:
     QByteArray m_bytes;
 };
 
+// Waits for a capture to end, after a SIGTERM as Wireshark sends it or by
+// itself. It must end quietly: under Wireshark any word on standard error
+// is shown as an error.
+void stop(QProcess& capture, bool bySignal = true)
+{
+    if (bySignal)
+        ::kill(pid_t(capture.processId()), SIGTERM);
+    QVERIFY(capture.waitForFinished(30000));
+    QCOMPARE(capture.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(capture.exitCode(), 0);
+    QCOMPARE(capture.readAllStandardError(), QByteArray());
+}
+
 QByteArray message(int tag, quint8 value)
 {
     return QByteArray::fromHex("0300") + char(tag & 0xFF) + char(tag >> 8) + char(value);
@@ -118,8 +124,6 @@ private Q_SLOTS:
     void configHoldsLinkOptions_data();
     void configHoldsLinkOptions();
     void everyLinkOptionIsOffered();
-    void choicesAreAccepted_data();
-    void choicesAreAccepted();
     void badCalls_data();
     void badCalls();
     void captureFilters();
@@ -135,7 +139,7 @@ private:
 
 void TestExtcap::interfaces()
 {
-    const Run r = korv({"--extcap-interfaces", "--extcap-version=4.0"});
+    const KorvRun r = runKorv({"--extcap-interfaces", "--extcap-version=4.0"});
     QCOMPARE(r.status, 0);
     QVERIFY(r.err.isEmpty());
     const QList<Sentence> s = sentences(r.out);
@@ -162,7 +166,7 @@ void TestExtcap::linkTypes_data()
 void TestExtcap::linkTypes()
 {
     QFETCH(QString, iface);
-    const Run r = korv({"--extcap-dlts", "--extcap-interface", iface});
+    const KorvRun r = runKorv({"--extcap-dlts", "--extcap-interface", iface});
     QCOMPARE(r.status, 0);
     const QList<Sentence> s = sentences(r.out);
     QCOMPARE(s.size(), 1);
@@ -197,7 +201,7 @@ void TestExtcap::configHoldsLinkOptions()
     QFETCH(QString, value);
     QFETCH(int, mode);
     QFETCH(QStringList, calls);
-    const Run r = korv({"--extcap-config", "--extcap-interface", iface});
+    const KorvRun r = runKorv({"--extcap-config", "--extcap-interface", iface});
     QCOMPARE(r.status, 0);
     QStringList seen;
     QStringList defaults{QStringLiteral("korv")};
@@ -250,36 +254,13 @@ void TestExtcap::everyLinkOptionIsOffered()
     QVERIFY(wanted.contains(QStringLiteral("--bis-timeout")));
     QStringList offered;
     for (const char* iface : {"korv-serial", "korv-tcp", "korv-listen"}) {
-        const Run r = korv({"--extcap-config", "--extcap-interface", QString::fromLatin1(iface)});
+        const KorvRun r =
+            runKorv({"--extcap-config", "--extcap-interface", QString::fromLatin1(iface)});
         for (const Sentence& s : sentences(r.out))
             offered << s.fields.value(QStringLiteral("call"));
     }
     for (const QString& name : std::as_const(wanted))
         QVERIFY2(offered.contains(name), qPrintable(name + QStringLiteral(" is in no interface's dialog")));
-}
-
-void TestExtcap::choicesAreAccepted_data()
-{
-    // Every choice the dialog offers, as Wireshark passes it, read by korv.
-    QTest::addColumn<QStringList>("args");
-    QTest::newRow("BiS master") << QStringList{"--serial", "ttyUSB0", "--bis", "master", "--dst", "5", "--tries", "3"};
-    QTest::newRow("BiS slave") << QStringList{"--serial", "ttyUSB0", "--bis", "slave", "--src", "5"};
-    QTest::newRow("BiS trace") << QStringList{"--serial", "ttyUSB0", "--bis", "trace", "--bis-timeout", "10"};
-    QTest::newRow("handshake") << QStringList{"--serial", "ttyUSB0", "--handshake", "xon", "--baud", "921600"};
-    QTest::newRow("TLS verified") << QStringList{"--tcp", "h:1", "--tls", "--verify", "verify", "--ca", "/etc/ssl/certs"};
-    QTest::newRow("TLS optional") << QStringList{"--listen", "7000", "--tls", "--verify", "optional"};
-}
-
-void TestExtcap::choicesAreAccepted()
-{
-    QFETCH(QStringList, args);
-    QCommandLineParser p;
-    const LinkOptions link;
-    link.addTo(p);
-    QVERIFY(p.parse(QStringList{QStringLiteral("korv")} + args));
-    ConnectionSettings settings;
-    QString error;
-    QVERIFY2(link.read(p, &settings, &error), qPrintable(error));
 }
 
 void TestExtcap::badCalls_data()
@@ -300,13 +281,24 @@ void TestExtcap::badCalls_data()
         << "--bis wants master, slave or trace, not \"boss\"";
     QTest::newRow("unknown option") << QStringList{"--extcap-config", "--extcap-interface", "korv-tcp", "--frob"}
                                     << "Unknown option 'frob'";
+    // Refused before the link opens.
+    QTest::newRow("capture with a filter") << QStringList{"--capture",
+                                                          "--extcap-interface",
+                                                          "korv-tcp",
+                                                          "--extcap-capture-filter",
+                                                          "tcp",
+                                                          "--fifo",
+                                                          "/nonexistent/f",
+                                                          "--tcp",
+                                                          "127.0.0.1:1"}
+                                           << "capture filters are not supported";
 }
 
 void TestExtcap::badCalls()
 {
     QFETCH(QStringList, args);
     QFETCH(QString, error);
-    const Run r = korv(args);
+    const KorvRun r = runKorv(args);
     QCOMPARE(r.status, 2);
     QVERIFY2(r.err.contains(error.toUtf8()), r.err.constData());
     QVERIFY(r.out.isEmpty());
@@ -315,17 +307,13 @@ void TestExtcap::badCalls()
 void TestExtcap::captureFilters()
 {
     // Wireshark checks a filter: no output is valid, a text says why not.
-    Run r = korv({"--extcap-interface", "korv-tcp", "--extcap-capture-filter", "tcp port 80"});
+    KorvRun r =
+        runKorv({"--extcap-interface", "korv-tcp", "--extcap-capture-filter", "tcp port 80"});
     QCOMPARE(r.status, 0);
     QVERIFY(r.out.startsWith("korv captures every message: capture filters are not supported."));
-    r = korv({"--extcap-interface", "korv-tcp", "--extcap-capture-filter", QString()});
+    r = runKorv({"--extcap-interface", "korv-tcp", "--extcap-capture-filter", QString()});
     QCOMPARE(r.status, 0);
     QVERIFY(r.out.isEmpty());
-    // A capture with one is refused before the link opens.
-    r = korv({"--capture", "--extcap-interface", "korv-tcp", "--extcap-capture-filter", "tcp",
-              "--fifo", m_dir.filePath("unused"), "--tcp", "127.0.0.1:1"});
-    QCOMPARE(r.status, 2);
-    QVERIFY(r.err.contains("capture filters are not supported"));
 }
 
 void TestExtcap::captureFromTcpServer_data()
@@ -373,19 +361,13 @@ void TestExtcap::captureFromTcpServer()
     }
 
     QSignalSpy closed(peer, &QTcpSocket::disconnected);
-    if (bySignal) {
-        ::kill(pid_t(capture.processId()), SIGTERM);
-    } else {
+    if (!bySignal) {
         // The reader goes; the next message finds no one to take it.
         fifo.close();
         peer->write(messages.at(0));
         QVERIFY(peer->waitForBytesWritten(30000));
     }
-    QVERIFY(capture.waitForFinished(30000));
-    QCOMPARE(capture.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(capture.exitCode(), 0);
-    // Under Wireshark any word on standard error is shown as an error.
-    QCOMPARE(capture.readAllStandardError(), QByteArray());
+    stop(capture, bySignal);
     QVERIFY(closed.count() > 0 || closed.wait(30000));
 }
 
@@ -414,10 +396,7 @@ void TestExtcap::captureAsTcpServer()
     QTRY_VERIFY_WITH_TIMEOUT((packets = fifo.packets(&error)).size() == 1, 30000);
     QCOMPARE(packets.at(0).data.mid(QRV16::PcapngWriter::HeaderSize), message(0x1001, 9));
     QCOMPARE(packets.at(0).comment, QStringLiteral("channel 1, received, message"));
-    ::kill(pid_t(capture.processId()), SIGTERM);
-    QVERIFY(capture.waitForFinished(30000));
-    QCOMPARE(capture.exitCode(), 0);
-    QCOMPARE(capture.readAllStandardError(), QByteArray());
+    stop(capture);
 }
 
 void TestExtcap::captureFromBisSerial()
@@ -445,10 +424,7 @@ void TestExtcap::captureFromBisSerial()
     expected.data = query.payload;
     QCOMPARE(packets.at(0).data, QRV16::PcapngWriter::header(expected) + query.payload);
     QCOMPARE(packets.at(0).comment, QStringLiteral("channel 1, received, message, src 0, dst 5"));
-    ::kill(pid_t(capture.processId()), SIGTERM);
-    QVERIFY(capture.waitForFinished(30000));
-    QCOMPARE(capture.exitCode(), 0);
-    QCOMPARE(capture.readAllStandardError(), QByteArray());
+    stop(capture);
 }
 
 void TestExtcap::refusedLink()
@@ -457,8 +433,8 @@ void TestExtcap::refusedLink()
     QVERIFY(port != 0);
     Fifo fifo(m_dir.filePath(QStringLiteral("refused")));
     QVERIFY(fifo.isValid());
-    const Run r = korv({"--capture", "--extcap-interface", "korv-tcp", "--fifo", fifo.path(),
-                        "--tcp", QStringLiteral("127.0.0.1:%1").arg(port)});
+    const KorvRun r = runKorv({"--capture", "--extcap-interface", "korv-tcp", "--fifo", fifo.path(),
+                               "--tcp", QStringLiteral("127.0.0.1:%1").arg(port)});
     QCOMPARE(r.status, 3);
     QVERIFY2(r.err.contains("cannot open the link"), r.err.constData());
 }

@@ -11,13 +11,6 @@
 
 namespace {
 
-using Run = KorvRun;
-
-Run korv(const QStringList& args, const QByteArray& input = QByteArray())
-{
-    return runKorv(args, input);
-}
-
 const QString demo = QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef");
 
 // Writes `content` to `name` in `dir`; the file's path.
@@ -91,7 +84,7 @@ void TestKorv::statuses()
 {
     QFETCH(QStringList, args);
     QFETCH(int, status);
-    const Run r = korv(args);
+    const KorvRun r = runKorv(args);
     QCOMPARE(r.status, status);
     if (status == 2)
         QVERIFY(r.err.contains("Usage:"));
@@ -162,7 +155,7 @@ void TestKorv::prints()
     QFETCH(int, status);
     QFETCH(QByteArray, out);
     QFETCH(QByteArray, err);
-    const Run r = korv(args);
+    const KorvRun r = runKorv(args);
     QCOMPARE(r.status, status);
     QCOMPARE(r.out, out);
     QVERIFY2(err.isEmpty() ? r.err.isEmpty() : r.err.startsWith(err), r.err.constData());
@@ -193,7 +186,7 @@ void TestKorv::encodeStdinText()
     QFETCH(int, status);
     QFETCH(QByteArray, out);
     QFETCH(QByteArray, err);
-    const Run r = korv({"encode"}, input);
+    const KorvRun r = runKorv({"encode"}, input);
     QCOMPARE(r.status, status);
     QCOMPARE(r.out, out);
     QVERIFY2(err.isEmpty() ? r.err.isEmpty() : r.err.contains(err), r.err.constData());
@@ -204,10 +197,10 @@ void TestKorv::multiLineDecodePipesIntoEncode()
     const QByteArray hex = "15 00 01 F0 04 00 01 10 DC 05 0B 00 01 C0 07 00 01 30 6E 6F 72 74 68\n";
     for (const QStringList& options :
          {QStringList{"--multi-line"}, QStringList{"--multi-line", "--hungarian", "-d", demo}}) {
-        const Run text = korv(QStringList{"decode"} + options + QStringList{hex.trimmed()});
+        const KorvRun text = runKorv(QStringList{"decode"} + options + QStringList{hex.trimmed()});
         QCOMPARE(text.status, 0);
         QVERIFY(text.out.count('\n') > 2);
-        const Run bytes = korv(QStringList{"encode"} + options.mid(2), text.out);
+        const KorvRun bytes = runKorv(QStringList{"encode"} + options.mid(2), text.out);
         QCOMPARE(bytes.status, 0);
         QCOMPARE(bytes.out, hex);
     }
@@ -229,13 +222,13 @@ void TestKorv::definitionWarnings()
                   "<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
                   "  <tag name=\"B\" id=\"0x1001\"/>\n</qrv16>\n");
     const QStringList withFile = args.mid(0, 1) + QStringList{"-d", path} + args.mid(1);
-    const Run loud = korv(withFile);
+    const KorvRun loud = runKorv(withFile);
     QCOMPARE(loud.status, 0);
     QVERIFY2(loud.err.contains(QByteArray("Warning: " + path.toUtf8() + ", Line 4")), loud.err.constData());
     QVERIFY(loud.err.contains("Double tag code 0x1001"));
     QVERIFY(!loud.out.isEmpty());
     for (const char* quiet : {"--quiet", "-q"}) {
-        const Run silent = korv(withFile + QStringList{quiet});
+        const KorvRun silent = runKorv(withFile + QStringList{quiet});
         QCOMPARE(silent.status, 0);
         QVERIFY2(silent.err.isEmpty(), silent.err.constData());
         QCOMPARE(silent.out, loud.out);
@@ -247,7 +240,7 @@ void TestKorv::decodeStream()
     QByteArray stream;
     for (int i = 0; i < 2000; ++i)
         stream += QByteArray::fromHex("0300011000").replace(4, 1, QByteArray(1, char(i & 0x7F)));
-    const Run r = korv({"decode"}, stream + QByteArray::fromHex("0500"));
+    const KorvRun r = runKorv({"decode"}, stream + QByteArray::fromHex("0500"));
     QCOMPARE(r.status, 1);
     const QList<QByteArray> lines = r.out.split('\n');
     QCOMPARE(lines.size(), 2001);
@@ -261,9 +254,11 @@ void TestKorv::namesRoundTrip()
     // Whatever demo.qrvdef names, decode prints it and encode reads it back.
     const QByteArray hex = "0D 00 01 F0 03 00 01 10 01 04 00 01 30 61 62\n";
     for (const QStringList& options : {QStringList{}, QStringList{"--hungarian"}}) {
-        const Run text = korv(QStringList{"decode", "-d", demo} + options + QStringList{hex.trimmed()});
+        const KorvRun text =
+            runKorv(QStringList{"decode", "-d", demo} + options + QStringList{hex.trimmed()});
         QCOMPARE(text.status, 0);
-        const Run bytes = korv({"encode", "--definitions", demo, QString::fromUtf8(text.out.trimmed())});
+        const KorvRun bytes =
+            runKorv({"encode", "--definitions", demo, QString::fromUtf8(text.out.trimmed())});
         QCOMPARE(bytes.status, 0);
         QCOMPARE(bytes.out, hex);
     }
@@ -271,7 +266,7 @@ void TestKorv::namesRoundTrip()
 
 void TestKorv::check()
 {
-    const Run r = korv({"check", demo});
+    const KorvRun r = runKorv({"check", demo});
     QCOMPARE(r.status, 0);
     QVERIFY(r.out.contains(" tags, "));
     QVERIFY(r.err.isEmpty());
@@ -284,7 +279,7 @@ void TestKorv::checkBrokenFile()
         dir, "broken.qrvdef",
         "<?xml version=\"1.0\"?>\n<qrv16>\n  <tag name=\"A\" id=\"0x1001\"/>\n"
         "  <tag name=\"A\" id=\"0x1002\"/>\n  <tag name=\"B\" id=\"0x10000\"/>\n</qrv16>\n");
-    const Run r = korv({"check", path});
+    const KorvRun r = runKorv({"check", path});
     QCOMPARE(r.status, 1);
     QVERIFY(r.err.contains(QByteArray("Warning: " + path.toUtf8() + ", Line 4")));
     QVERIFY(r.err.contains("Double tag name A"));
@@ -325,13 +320,13 @@ void TestKorv::randomBytesAreCutByTheirLengths()
     }
     QVERIFY2(messages > 100 && expected.size() > 100, qPrintable(QStringLiteral("%1 %2").arg(messages).arg(expected.size())));
     for (const QStringList& args : {QStringList{"decode"}, QStringList{"decode", "-d", demo, "--multi-line"}}) {
-        const Run r = korv(args + hexes);
+        const KorvRun r = runKorv(args + hexes);
         QCOMPARE(r.status, 1);
         QCOMPARE(QString::fromUtf8(r.err).split(QLatin1Char('\n'), Qt::SkipEmptyParts), expected);
         if (!args.contains(QStringLiteral("--multi-line")))
             QCOMPARE(int(r.out.count('\n')), messages);
     }
-    const Run text = korv({"encode"}, hexes.join(QLatin1Char(' ')).toLatin1());
+    const KorvRun text = runKorv({"encode"}, hexes.join(QLatin1Char(' ')).toLatin1());
     QCOMPARE(text.status, 1);
     QVERIFY(!text.err.isEmpty());
 }
@@ -348,7 +343,7 @@ void TestKorv::readmeExamples()
         const QRegularExpressionMatch m = command.match(lines.at(i));
         if (!m.hasMatch())
             continue;
-        const Run r = korv({m.captured(1), m.captured(2)});
+        const KorvRun r = runKorv({m.captured(1), m.captured(2)});
         const QByteArray shown = lines.at(i + 1).toUtf8() + '\n';
         QCOMPARE(r.status == 0 ? r.out : r.err.left(shown.size()), shown);
         ++checked;
@@ -385,7 +380,7 @@ void TestKorv::generateEachLanguage()
 {
     QFETCH(QStringList, options);
     QFETCH(QByteArray, line);
-    const Run r = korv(QStringList{"generate"} + options + QStringList{demo});
+    const KorvRun r = runKorv(QStringList{"generate"} + options + QStringList{demo});
     QCOMPARE(r.status, 0);
     QVERIFY2(r.out.contains(line), r.out.constData());
     // The file it came from, named in the header comment.
@@ -393,7 +388,7 @@ void TestKorv::generateEachLanguage()
     QVERIFY(r.err.isEmpty());
     // "-" is standard output too, and the same bytes come every time.
     options.replace(0, QStringLiteral("-l"));
-    const Run dash = korv(QStringList{"generate"} + options + QStringList{"-o", "-", demo});
+    const KorvRun dash = runKorv(QStringList{"generate"} + options + QStringList{"-o", "-", demo});
     QCOMPARE(dash.status, 0);
     QCOMPARE(dash.out, r.out);
 }
@@ -402,7 +397,7 @@ void TestKorv::generateToFile()
 {
     QTemporaryDir dir;
     const QString path = dir.filePath("pumps.h");
-    const Run r = korv({"generate", "--lang", "c", "--prefix", "PS4", "-o", path, demo});
+    const KorvRun r = runKorv({"generate", "--lang", "c", "--prefix", "PS4", "-o", path, demo});
     QCOMPARE(r.status, 0);
     QVERIFY(r.out.isEmpty());
     QFile f(path);
@@ -411,11 +406,11 @@ void TestKorv::generateToFile()
     // The include guard comes from the file's name; the rest is what
     // standard output gets.
     QVERIFY(written.contains("#ifndef PUMPS_H\n#define PUMPS_H\n"));
-    const Run shown = korv({"generate", "--lang", "c", "--prefix", "PS4", demo});
+    const KorvRun shown = runKorv({"generate", "--lang", "c", "--prefix", "PS4", demo});
     QCOMPARE(QByteArray(written).replace("PUMPS_H", "PS4_QRV16_DEFINITIONS_H"), shown.out);
     // Generating again replaces the file and leaves nothing beside it in
     // the source tree.
-    QCOMPARE(korv({"generate", "--lang", "c", "--prefix", "PS4", "-o", path, demo}).status, 0);
+    QCOMPARE(runKorv({"generate", "--lang", "c", "--prefix", "PS4", "-o", path, demo}).status, 0);
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"pumps.h"});
 }
 
@@ -455,7 +450,7 @@ void TestKorv::generateClashIsAnError()
 )");
     f.close();
     const QString output = dir.filePath("out.txt");
-    const Run r = korv({"generate", "--lang", language, "-o", output, path});
+    const KorvRun r = runKorv({"generate", "--lang", language, "-o", output, path});
     QCOMPARE(r.status, 1);
     QVERIFY2(r.err.contains(QByteArray(path.toUtf8() + error)), r.err.constData());
     QVERIFY(!QFile::exists(output));
@@ -484,7 +479,7 @@ void TestKorv::generateUnreadableDefinitions()
         f.write(content);
     }
     const QString output = dir.filePath("out.h");
-    const Run r = korv({"generate", "--lang", "c", "-o", output, path});
+    const KorvRun r = runKorv({"generate", "--lang", "c", "-o", output, path});
     QCOMPARE(r.status, 1);
     QVERIFY2(r.err.contains(error), r.err.constData());
     QVERIFY(r.err.contains(path.toUtf8()));
@@ -494,7 +489,8 @@ void TestKorv::generateUnreadableDefinitions()
 
 void TestKorv::generateUnwritableOutput()
 {
-    const Run r = korv({"generate", "--lang", "lua", "-o", "/nonexistent/dir/defs.lua", demo});
+    const KorvRun r =
+        runKorv({"generate", "--lang", "lua", "-o", "/nonexistent/dir/defs.lua", demo});
     QCOMPARE(r.status, 1);
     QCOMPARE(r.err, QByteArray("korv: error: Failed to open output file /nonexistent/dir/defs.lua.\n"));
 }

@@ -3,19 +3,16 @@
 // listens, another sends, over loopback TCP, TLS and a pair of ptys.
 
 #include "connection/connectionsettings.h"
-#include "qrv16/item.h"
 #include "qrv16/messageparser.h"
-#include "qrv16/parser.h"
 #include "qrv16/pcapngwriter.h"
-#include "qrv16/tagdatalut.h"
 #include "tests/cli/korvrun.h"
+#include "tests/support/definitions.h"
 #include "tests/support/pcapngreader.h"
 #include "tests/support/pty.h"
 #include "tests/support/tracelines.h"
 #include "trace/replayer.h"
 #include "trace/tracemodel.h"
 
-#include <QRegularExpression>
 #include <QXmlStreamReader>
 #include <QSettings>
 #include <QSignalSpy>
@@ -74,74 +71,6 @@ JUnit readJUnit(const QString& path)
         report.cases << QStringLiteral("XML error: ") + xml.errorString();
     return report;
 }
-
-// A korv that runs beside the test: started, waited for until its link is
-// up, then stopped by a signal.
-class Background
-{
-public:
-    explicit Background(const QStringList& args, bool readerGone = false)
-    {
-        m_process.setProcessEnvironment(QProcessEnvironment::systemEnvironment());
-        if (readerGone) {
-            // `korv ... | true`: the pipe's reader ends at once.
-            m_process.start(QStringLiteral("bash"),
-                            QStringList{QStringLiteral("-c"), QStringLiteral("\"$@\" | true; exit ${PIPESTATUS[0]}"),
-                                        QStringLiteral("bash"), QStringLiteral(KORV_BINARY)}
-                                + args);
-        } else {
-            m_process.start(QStringLiteral(KORV_BINARY), args);
-        }
-    }
-    ~Background()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
-
-    // Waits for stderr (or stdout) to show `pattern`; its first capture,
-    // "" without one, null when it never showed.
-    QString waitFor(const QString& pattern, bool onStdout = false, int msecs = 20000)
-    {
-        const QRegularExpression re(pattern);
-        QElapsedTimer clock;
-        clock.start();
-        while (clock.elapsed() < msecs) {
-            const QRegularExpressionMatch m = re.match(QString::fromLocal8Bit(onStdout ? m_out : m_err));
-            if (m.hasMatch())
-                return m.captured(1).isNull() ? QStringLiteral("") : m.captured(1);
-            if (m_process.state() == QProcess::NotRunning)
-                break;
-            m_process.waitForReadyRead(100);
-            m_err += m_process.readAllStandardError();
-            m_out += m_process.readAllStandardOutput();
-        }
-        return QString();
-    }
-    // The port of a --listen link.
-    int port() { return waitFor(QStringLiteral("Listening to [^:]*:(\\d+)")).toInt(); }
-
-    // Exit status after `signal`, or without one once it ends by itself.
-    int stop(int signal = 0)
-    {
-        if (signal && m_process.state() != QProcess::NotRunning)
-            ::kill(pid_t(m_process.processId()), signal);
-        if (!m_process.waitForFinished(20000))
-            return -2;
-        m_err += m_process.readAllStandardError();
-        m_out += m_process.readAllStandardOutput();
-        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
-    }
-    QByteArray out() const { return m_out; }
-    QByteArray err() const { return m_err; }
-
-private:
-    QProcess m_process;
-    QByteArray m_out;
-    QByteArray m_err;
-};
 
 // Two ptys joined master to master, as a null-modem cable joins two ports.
 class PtyCable
@@ -256,10 +185,9 @@ private Q_SLOTS:
     void listenLogReplaysInTheWindow();
     void aNewPeerStartsAFreshMessage_data();
     void aNewPeerStartsAFreshMessage();
-    void listenEndsCleanlyOnSignal_data();
-    void listenEndsCleanlyOnSignal();
+    void listenEndsCleanly_data();
+    void listenEndsCleanly();
     void listenCountNotReached();
-    void listenEndsCleanlyWhenItsReaderGoes();
     void listenPrintsHexAndTime();
     void exitCodes_data();
     void exitCodes();
@@ -357,12 +285,9 @@ void TestKorvLink::listenLogReplaysInTheWindow()
     QCOMPARE(QString::fromUtf8(listen.out()).split(QLatin1Char('\n'), Qt::SkipEmptyParts), texts);
 
     // The window replays the log as it would its own.
-    QRV16::Parser parser;
-    QVERIFY(parser.parse(demoDefinitions));
-    std::unique_ptr<QRV16::Item> root(parser.takeRoot());
-    QRV16::TagDataLut tags(root.get());
+    const auto tags = demoTags();
     TraceModel model;
-    model.setTags(&tags);
+    model.setTags(tags.get());
     Replayer replayer(&model);
     QSignalSpy finished(&replayer, &Replayer::finished);
     QVERIFY(replayer.start(csv, Replayer::LogFile));
@@ -383,7 +308,7 @@ void TestKorvLink::listenLogReplaysInTheWindow()
     const QList<PcapngReader::Packet> packets = PcapngReader::readPackets(file.readAll(), &error);
     QVERIFY2(error.isEmpty(), qPrintable(error));
     QCOMPARE(packets.size(), texts.size());
-    QRV16::MessageParser messages(&tags);
+    QRV16::MessageParser messages(tags.get());
     for (int i = 0; i < texts.size(); ++i) {
         QRV16::PcapngWriter::Packet packet;
         packet.data = messages.parseList(texts.at(i)).value(0).bytes();
@@ -409,19 +334,17 @@ void TestKorvLink::aNewPeerStartsAFreshMessage()
     const int port = korv.port();
     QVERIFY2(port > 0, korv.err().constData());
 
-    QRV16::Parser definitions;
-    QVERIFY(definitions.parse(demoDefinitions));
-    std::unique_ptr<QRV16::Item> root(definitions.takeRoot());
-    QRV16::TagDataLut tags(root.get());
+    const auto tags = demoTags();
     const QString second = QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Manual)");
-    const QByteArray secondBytes = QRV16::MessageParser(&tags).parse(second).bytes();
+    const QByteArray secondBytes = QRV16::MessageParser(tags.get()).parse(second).bytes();
     QVERIFY(secondBytes.size() > 4);
 
     // One write: the whole first message is read with the half of the second.
     QTcpSocket first;
     first.connectToHost(QHostAddress::LocalHost, quint16(port));
     QVERIFY(first.waitForConnected(10000));
-    first.write(QRV16::MessageParser(&tags).parse(QStringLiteral("GetStatus")).bytes() + secondBytes.left(3));
+    first.write(QRV16::MessageParser(tags.get()).parse(QStringLiteral("GetStatus")).bytes() +
+                secondBytes.left(3));
     QVERIFY(first.waitForBytesWritten(10000));
     QVERIFY2(!korv.waitFor(QStringLiteral("(^|\\n)(GetStatus=\\(\\)\\n)"), true).isNull(), korv.out().constData());
 
@@ -436,45 +359,34 @@ void TestKorvLink::aNewPeerStartsAFreshMessage()
     QCOMPARE(korv.stop(SIGTERM), 0);
 }
 
-void TestKorvLink::listenEndsCleanlyOnSignal_data()
+void TestKorvLink::listenEndsCleanly_data()
 {
-    QTest::addColumn<int>("signal");
-    QTest::newRow("SIGINT") << int(SIGINT);
-    QTest::newRow("SIGTERM") << int(SIGTERM);
+    QTest::addColumn<int>("signal"); // 0: the reader of its output goes
+    QTest::newRow("on SIGINT") << int(SIGINT);
+    QTest::newRow("on SIGTERM") << int(SIGTERM);
+    QTest::newRow("when its reader goes") << 0;
 }
 
-void TestKorvLink::listenEndsCleanlyOnSignal()
+void TestKorvLink::listenEndsCleanly()
 {
     QFETCH(int, signal);
     // Over a pty: the record must reach the file although the link stays up.
     PtyCable cable;
     QVERIFY(cable.isValid());
-    const QString csv = m_dir.filePath(QStringLiteral("signal.csv"));
-    Background listen({QStringLiteral("listen"), QStringLiteral("--serial"), cable.a(), QStringLiteral("--log"), csv});
+    const QString csv = m_dir.filePath(QStringLiteral("end%1.csv").arg(signal));
+    Background listen({QStringLiteral("listen"), QStringLiteral("--serial"), cable.a(),
+                       QStringLiteral("--log"), csv},
+                      signal == 0);
     QVERIFY2(!listen.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), listen.err().constData());
     QCOMPARE(runKorv({QStringLiteral("send"), QStringLiteral("--serial"), cable.b(), QStringLiteral("0101=5")}).status, 0);
-    QVERIFY2(!listen.waitFor(QStringLiteral("(0101=05)"), true).isNull(), listen.err().constData());
+    if (signal)
+        QVERIFY2(!listen.waitFor(QStringLiteral("(0101=05)"), true).isNull(),
+                 listen.err().constData());
     QCOMPARE(listen.stop(signal), 0);
+    // Also when it could not print the message.
     QFile file(csv);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QVERIFY2(file.readAll().contains(",\"1\",\"0101=05\",7,,\n"), qPrintable(csv));
-}
-
-void TestKorvLink::listenEndsCleanlyWhenItsReaderGoes()
-{
-    const QString csv = m_dir.filePath(QStringLiteral("pipe.csv"));
-    Background listen({QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
-                       QStringLiteral("--log"), csv},
-                      true);
-    const int port = listen.port();
-    QVERIFY2(port > 0, listen.err().constData());
-    const QStringList link{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port)};
-    QCOMPARE(runKorv(link + QStringList{QStringLiteral("0101=1")}).status, 0);
-    QCOMPARE(listen.stop(), 0);
-    // The message it could not print is in the log all the same.
-    QFile file(csv);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QVERIFY2(file.readAll().contains(",\"1\",\"0101=01\",7,,\n"), qPrintable(csv));
 }
 
 void TestKorvLink::listenCountNotReached()
@@ -514,64 +426,57 @@ void TestKorvLink::exitCodes_data()
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<int>("status");
     QTest::addColumn<QByteArray>("message");
-
-    const QString missingDevice = m_dir.filePath(QStringLiteral("no-such-tty"));
-    QTest::newRow("refused") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:1"), QStringLiteral("0101=1")}
-                             << 3 << QByteArray("cannot open the link");
-    QTest::newRow("missing device, send") << QStringList{QStringLiteral("send"), QStringLiteral("--serial"), missingDevice, QStringLiteral("0101=1")}
-                                          << 3 << QByteArray("cannot open the link");
-    QTest::newRow("missing device, listen") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice}
-                                            << 3 << QByteArray("cannot open the link");
-    QTest::newRow("missing device, answer") << QStringList{QStringLiteral("answer"), QStringLiteral("--serial"), missingDevice, pumpAnswers}
-                                            << 3 << QByteArray("cannot open the link");
-    QTest::newRow("no link") << QStringList{QStringLiteral("send"), QStringLiteral("0101=1")} << 2 << QByteArray("choose a link");
-    QTest::newRow("two links") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--listen"), QStringLiteral("1")}
-                               << 2 << QByteArray("choose one link");
-    QTest::newRow("no port") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("localhost"), QStringLiteral("0101=1")}
-                             << 2 << QByteArray("--tcp wants HOST:PORT");
-    QTest::newRow("port out of range") << QStringList{QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("70000")}
-                                       << 2 << QByteArray("--listen wants");
-    QTest::newRow("baud on tcp") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--baud"), QStringLiteral("9600")}
-                                 << 2 << QByteArray("need a serial link");
-    QTest::newRow("bad handshake") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice, QStringLiteral("--handshake"), QStringLiteral("dtr")}
-                                   << 2 << QByteArray("--handshake wants");
-    QTest::newRow("bad bis mode") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice, QStringLiteral("--bis"), QStringLiteral("boss")}
-                                  << 2 << QByteArray("--bis wants");
-    QTest::newRow("address without bis") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice, QStringLiteral("--dst"), QStringLiteral("5")}
-                                         << 2 << QByteArray("need --bis");
-    QTest::newRow("tls on serial") << QStringList{QStringLiteral("listen"), QStringLiteral("--serial"), missingDevice, QStringLiteral("--tls")}
-                                   << 2 << QByteArray("TLS needs a TCP link");
-    QTest::newRow("bad verify") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--tls"), QStringLiteral("--verify"), QStringLiteral("always")}
-                                << 2 << QByteArray("--verify wants");
-    QTest::newRow("unknown stored channel") << QStringList{QStringLiteral("listen"), QStringLiteral("--settings"), QStringLiteral("Connection9")}
-                                            << 2 << QByteArray("no stored settings");
-    QTest::newRow("no message") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1")} << 2 << QByteArray("send needs a message");
-    QTest::newRow("bad message") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("NoSuchTag=1")}
-                                 << 2 << QByteArray("argument 1:1:1");
-    QTest::newRow("number beyond 32 bits") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("1001=1 1001=4294967296")}
-                                           << 2 << QByteArray("argument 1:1:13: error: Value out of range");
-    QTest::newRow("bad pattern") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--expect"), QStringLiteral("0101=("), QStringLiteral("0101=1")}
-                                 << 2 << QByteArray("--expect \"0101=(\"");
-    QTest::newRow("bad timeout") << QStringList{QStringLiteral("send"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--timeout"), QStringLiteral("soon"), QStringLiteral("0101=1")}
-                                 << 2 << QByteArray("--timeout wants");
-    QTest::newRow("zero count") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--count"), QStringLiteral("0")}
-                                << 2 << QByteArray("--count wants");
-    QTest::newRow("unknown option") << QStringList{QStringLiteral("listen"), QStringLiteral("--tcp"), QStringLiteral("h:1"), QStringLiteral("--colour")}
-                                    << 2 << QByteArray("Unknown option");
-    QTest::newRow("answer without rules") << QStringList{QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("0")}
-                                          << 2 << QByteArray("exactly one rules file");
-    QTest::newRow("missing rules file") << QStringList{QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("0"), missingDevice}
-                                        << 1 << QByteArray("no-such-tty");
-    QTest::newRow("run, refused") << QStringList{QStringLiteral("run"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:1"), pumpSequences}
-                                  << 3 << QByteArray("cannot open the link");
-    QTest::newRow("run without sequences") << QStringList{QStringLiteral("run"), QStringLiteral("--listen"), QStringLiteral("0")}
-                                           << 2 << QByteArray("exactly one sequence file");
-    QTest::newRow("run, unknown sequence") << QStringList{QStringLiteral("run"), QStringLiteral("--listen"), QStringLiteral("0"), QStringLiteral("-d"), demoDefinitions, QStringLiteral("--sequence"), QStringLiteral("Nightly"), pumpSequences}
-                                           << 2 << QByteArray("no sequence \"Nightly\"");
-    QTest::newRow("run, missing file") << QStringList{QStringLiteral("run"), QStringLiteral("--listen"), QStringLiteral("0"), missingDevice}
-                                       << 1 << QByteArray("no-such-tty");
-    QTest::newRow("log cannot be written") << QStringList{QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("0"), QStringLiteral("--log"), m_dir.filePath(QStringLiteral("no/such/dir.csv"))}
-                                           << 1 << QByteArray("dir.csv");
+    // In `line`, $tty is a device that does not exist, $rules and $sequences
+    // the examples.
+    const auto words = [this](const char* line) {
+        QStringList args = QString::fromLatin1(line).split(QLatin1Char(' '));
+        args.replaceInStrings(QStringLiteral("$tty"),
+                              m_dir.filePath(QStringLiteral("no-such-tty")));
+        args.replaceInStrings(QStringLiteral("$rules"), pumpAnswers);
+        args.replaceInStrings(QStringLiteral("$sequences"), pumpSequences);
+        args.replaceInStrings(QStringLiteral("$demo"), demoDefinitions);
+        args.replaceInStrings(QStringLiteral("$dir"), m_dir.path());
+        return args;
+    };
+    const auto row = [](const char* name, const QStringList& args, int status,
+                        const char* message) {
+        QTest::newRow(name) << args << status << QByteArray(message);
+    };
+    const char* unopened = "cannot open the link";
+    row("refused", words("send --tcp 127.0.0.1:1 0101=1"), 3, unopened);
+    row("missing device, send", words("send --serial $tty 0101=1"), 3, unopened);
+    row("missing device, listen", words("listen --serial $tty"), 3, unopened);
+    row("missing device, answer", words("answer --serial $tty $rules"), 3, unopened);
+    row("refused remote port", words("send --serial rfc2217://127.0.0.1:1 0101=1"), 3,
+        "Open: Connection refused");
+    row("no link", words("send 0101=1"), 2, "choose a link");
+    row("two links", words("listen --tcp h:1 --listen 1"), 2, "choose one link");
+    row("no port", words("send --tcp localhost 0101=1"), 2, "--tcp wants HOST:PORT");
+    row("port out of range", words("listen --listen 70000"), 2, "--listen wants");
+    row("baud on tcp", words("listen --tcp h:1 --baud 9600"), 2, "need a serial link");
+    row("bad handshake", words("listen --serial $tty --handshake dtr"), 2, "--handshake wants");
+    row("bad bis mode", words("listen --serial $tty --bis boss"), 2, "--bis wants");
+    row("address without bis", words("listen --serial $tty --dst 5"), 2, "need --bis");
+    row("tls on serial", words("listen --serial $tty --tls"), 2, "TLS needs a TCP link");
+    row("bad verify", words("listen --tcp h:1 --tls --verify always"), 2, "--verify wants");
+    row("unknown stored channel", words("listen --settings Connection9"), 2, "no stored settings");
+    row("no message", words("send --tcp h:1"), 2, "send needs a message");
+    row("bad message", words("send --tcp h:1 NoSuchTag=1"), 2, "argument 1:1:1");
+    row("number beyond 32 bits", words("send --tcp h:1") << "1001=1 1001=4294967296", 2,
+        "argument 1:1:13: error: Value out of range");
+    row("bad pattern", words("send --tcp h:1 --expect 0101=( 0101=1"), 2, "--expect \"0101=(\"");
+    row("bad timeout", words("send --tcp h:1 --timeout soon 0101=1"), 2, "--timeout wants");
+    row("zero count", words("listen --tcp h:1 --count 0"), 2, "--count wants");
+    row("unknown option", words("listen --tcp h:1 --colour"), 2, "Unknown option");
+    row("answer without rules", words("answer --listen 0"), 2, "exactly one rules file");
+    row("missing rules file", words("answer --listen 0 $tty"), 1, "no-such-tty");
+    row("run, refused", words("run --tcp 127.0.0.1:1 $sequences"), 3, unopened);
+    row("run without sequences", words("run --listen 0"), 2, "exactly one sequence file");
+    row("run, unknown sequence", words("run --listen 0 -d $demo --sequence Nightly $sequences"), 2,
+        "no sequence \"Nightly\"");
+    row("run, missing file", words("run --listen 0 $tty"), 1, "no-such-tty");
+    row("log cannot be written", words("listen --listen 0 --log $dir/no/such/dir.csv"), 1,
+        "dir.csv");
 }
 
 void TestKorvLink::exitCodes()

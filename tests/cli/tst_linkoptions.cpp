@@ -115,6 +115,14 @@ void TestLinkOptions::makesSettings_data()
         QStringLiteral("server :443 tls key=k.pem cert=c.pem ca=cas verify2"));
     row("tls, peer asked for", QStringLiteral("--tcp h:1 --tls --verify optional"),
         QStringLiteral("client h:1 tls key= cert= ca= verify1"));
+    row("listen with tls, peer asked for", QStringLiteral("--listen 7000 --tls --verify optional"),
+        QStringLiteral("server :7000 tls key= cert= ca= verify1"));
+    row("bis trace at the least time-out",
+        QStringLiteral("--serial ttyUSB0 --bis trace --bis-timeout 10"),
+        QStringLiteral("serial ttyUSB0 9600 hs0 bis3 -1>-1 x5 10ms"));
+    row("handshake in lower case, a free rate",
+        QStringLiteral("--serial ttyUSB0 --handshake xon --baud 921600"),
+        QStringLiteral("serial ttyUSB0 921600 hs2"));
     // A command reports a lost link instead of reconnecting as the window does.
     row("stored channel", QStringLiteral("--settings Connection2"),
         QStringLiteral("serial ttyUSB3 57600 hs0 bis1 -1>9 x5 1000ms"));

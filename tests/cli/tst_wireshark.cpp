@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 // A trace exported as pcapng, dissected by tshark with the dissector that
 // `korv generate --lang wireshark` writes for the sample definitions.
-#include "qrv16/message.h"
+#include "qrv16/messageparser.h"
 #include "qrv16/parser.h"
 #include "qrv16/pcapngwriter.h"
 #include "qrv16/tagdatalut.h"
 
-#include <QBitArray>
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
@@ -15,7 +14,6 @@
 
 #include <memory>
 
-using QRV16::Message;
 using QRV16::PcapngWriter;
 
 namespace {
@@ -55,7 +53,10 @@ private:
         PcapngWriter::Packet packet;
         QStringList expected;
     };
-    int tag(const char* name) const { return m_lut->tagNumber(QLatin1String(name)); }
+    QByteArray bytes(const char* text) const
+    {
+        return QRV16::MessageParser(m_lut.get()).parse(QLatin1String(text)).bytes();
+    }
     QList<Row> rows() const;
 
     QString m_tshark;
@@ -78,13 +79,9 @@ QList<TestWireshark::Row> TestWireshark::rows() const
     };
     QList<Row> out;
 
-    Message reply;
-    reply.beginMessage(tag("GetStatusReply"));
-    reply.appendInt(tag("PumpId"), 2);
-    reply.appendInt(tag("PumpMode"), 3);
-    reply.appendInt(tag("ResultCode"), 0);
-    reply.endMessage();
-    Row r{"enum names", packet(reply.bytes()), {}};
+    Row r{"enum names",
+          packet(bytes("GetStatusReply=(PumpId=2 PumpMode=Service ResultCode=Ok)")),
+          {}};
     r.packet.channel = 2;
     r.packet.source = 5;
     r.packet.destination = 0;
@@ -93,29 +90,17 @@ QList<TestWireshark::Row> TestWireshark::rows() const
                   "Source address: 5"};
     out.append(r);
 
-    Message report;
-    report.beginMessage(tag("StatusReport"));
-    QBitArray alarms(8);
-    alarms.setBit(0);
-    alarms.setBit(1);
-    report.appendBitArray(tag("Alarms"), alarms);
-    report.appendString(tag("StationName"), QStringLiteral("North"));
-    report.appendString(tag("Password"), QStringLiteral("secret"));
-    report.beginMessage(tag("Pumps"));
-    report.appendBool(tag("Running"), true);
-    report.endMessage();
-    report.endMessage();
-    r = {"bits, strings, secure and nesting", packet(report.bytes()), {}};
+    r = {"bits, strings, secure and nesting",
+         packet(bytes(
+             "StatusReport=(Alarms=HighLevel|LowLevel StationName=\"North\" Password=\"secret\" "
+             "Pumps=(Running=true))")),
+         {}};
     r.packet.direction = PcapngWriter::Sent;
     r.expected = {"Alarms = {HighLevel, LowLevel}", "StationName = \"North\"",
                   "Password = <hidden>", "Pumps", "Running = true", "channel 1, sent, message"};
     out.append(r);
 
-    Message unknown;
-    unknown.beginMessage(tag("GetStatus"));
-    unknown.appendInt(0x1FFF, 5);
-    unknown.endMessage();
-    r = {"unknown tag by code", packet(unknown.bytes()), {"0x1FFF = 5"}};
+    r = {"unknown tag by code", packet(bytes("GetStatus=(1FFF=5)")), {"0x1FFF = 5"}};
     out.append(r);
 
     // GetStatusReply whose PumpId claims 9 bytes where 3 are left.
@@ -249,11 +234,7 @@ void TestWireshark::tcpStream()
 {
     // Messages cut anywhere by TCP are put together again: one message
     // across two segments, then two in one segment.
-    Message reply;
-    reply.beginMessage(tag("GetStatusReply"));
-    reply.appendInt(tag("ResultCode"), 2);
-    reply.endMessage();
-    const QByteArray msg = reply.bytes();
+    const QByteArray msg = bytes("GetStatusReply=(ResultCode=Denied)");
     const QList<QByteArray> segments = {msg.left(3), msg.mid(3), msg + msg};
 
     QByteArray pcap;

@@ -4,8 +4,7 @@
 // interface fed from loopback and dissects the messages by name with the
 // generated dissector; stopping the capture ends korv.
 #include "qrv16/messageparser.h"
-#include "qrv16/parser.h"
-#include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -16,8 +15,6 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
-
-#include <memory>
 
 namespace {
 
@@ -82,14 +79,11 @@ void TestWiresharkLive::listsInterfaces()
 
 void TestWiresharkLive::capturesLive()
 {
-    QRV16::Parser parser;
-    QVERIFY(parser.parse(demo));
-    const std::unique_ptr<QRV16::Item> root(parser.takeRoot());
-    const QRV16::TagDataLut lut(root.get());
+    const auto lut = demoTags();
     const QStringList texts{QStringLiteral("GetStatus"), QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Auto)"),
                             QStringLiteral("GetStatusReply=(ResultCode=Ok StationName=\"North well\")"),
                             QStringLiteral("StatusReport=(WellLevel=85 Alarms=HighLevel)"), QStringLiteral("PumpId=7")};
-    QRV16::MessageParser messages(&lut);
+    QRV16::MessageParser messages(lut.get());
 
     QTcpServer server;
     QVERIFY(server.listen(QHostAddress::LocalHost));

@@ -11,21 +11,17 @@
 #include "tests/support/pty.h"
 #include "tests/support/stallmeter.h"
 
-#include <QElapsedTimer>
-#include <QObject>
 #include <QSocketNotifier>
 #include <QSslSocket>
-#include <QStringList>
 #include <QTcpServer>
-#include <QTimer>
+#include <QtTest>
 
-#include <cstring>
-#include <fcntl.h>
-#include <poll.h>
-#include <pty.h>
 #include <unistd.h>
 
 namespace korvtest {
+
+// Generous: a loaded machine may take long, a working link never does.
+constexpr int Timeout = 20000;
 
 inline ConnectionSettings serverSettings(quint16 port = 0)
 {
@@ -98,11 +94,73 @@ inline ConnectionSettings everythingChanged()
     return s;
 }
 
+// Every field of a and b the same; fails the calling test where not.
+inline void compareSettings(const ConnectionSettings& a, const ConnectionSettings& b)
+{
+    QCOMPARE(a.mode(), b.mode());
+    QCOMPARE(a.bisMode(), b.bisMode());
+    QCOMPARE(a.bisEnabled(), b.bisEnabled());
+    QCOMPARE(a.sourceAddress(), b.sourceAddress());
+    QCOMPARE(a.destinationAddress(), b.destinationAddress());
+    QCOMPARE(a.tries(), b.tries());
+    QCOMPARE(a.timeout(), b.timeout());
+    QCOMPARE(a.serialPort(), b.serialPort());
+    QCOMPARE(a.serialSpeed(), b.serialSpeed());
+    QCOMPARE(a.serialHandshake(), b.serialHandshake());
+    QCOMPARE(a.serialFraming().text(), b.serialFraming().text());
+    QCOMPARE(a.clientAddress(), b.clientAddress());
+    QCOMPARE(a.clientPort(), b.clientPort());
+    QCOMPARE(a.serverAddress(), b.serverAddress());
+    QCOMPARE(a.serverPort(), b.serverPort());
+    QCOMPARE(a.sslEnabled(), b.sslEnabled());
+    QCOMPARE(a.privateKeyFile(), b.privateKeyFile());
+    QCOMPARE(a.localCertificateFile(), b.localCertificateFile());
+    QCOMPARE(a.caCertificateDirectory(), b.caCertificateDirectory());
+    QCOMPARE(a.peerVerifyMode(), b.peerVerifyMode());
+    QCOMPARE(a.reconnect(), b.reconnect());
+    QCOMPARE(a.rawPrinter(), b.rawPrinter());
+}
+
 inline quint16 listeningPort(const Connection& connection)
 {
     const auto* server = qobject_cast<const QTcpServer*>(connection.connection());
     return server ? server->serverPort() : 0;
 }
+
+// The far end of `connection` as a bare socket: a client of it when it
+// listens, with its handshake when `tls`, else the listener it connects to.
+// Check QTest::currentTestFailed() after meet().
+struct RawPeer
+{
+    void meet(Connection& connection, ConnectionSettings settings, bool tls = false)
+    {
+        const bool listening = settings.mode() == ConnectionSettings::ServerMode;
+        if (!listening) {
+            QVERIFY(listener.listen(QHostAddress::LocalHost, 0));
+            settings.setClientPort(listener.serverPort());
+        }
+        connection.setSettings(settings);
+        connection.connect();
+        if (listening) {
+            QVERIFY(connection.isListening());
+            client.setPeerVerifyMode(QSslSocket::VerifyNone);
+            if (tls)
+                client.connectToHostEncrypted(QStringLiteral("127.0.0.1"),
+                                              listeningPort(connection));
+            else
+                client.connectToHost(QHostAddress::LocalHost, listeningPort(connection));
+            socket = &client;
+        } else {
+            QTRY_VERIFY_WITH_TIMEOUT(listener.hasPendingConnections(), Timeout);
+            socket = listener.nextPendingConnection();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
+    }
+
+    QTcpServer listener;
+    QSslSocket client;
+    QTcpSocket* socket = nullptr;
+};
 
 // Everything a Connection reports, in order: message texts as they are,
 // state changes as "state", received blocks as "rx <size>".
@@ -125,6 +183,14 @@ public:
             largestBlock = qMax(largestBlock, data.size());
         });
         QObject::connect(connection, &Connection::rawSent, this, [this](const QByteArray& data) { sent << data; });
+    }
+
+    QByteArray sentBytes() const
+    {
+        QByteArray all;
+        for (const QByteArray& block : sent)
+            all += block;
+        return all;
     }
 
     bool hasMessage(const QString& text) const { return messages.contains(text); }

@@ -18,8 +18,6 @@ using namespace korvtest;
 
 namespace {
 
-constexpr int Timeout = 20000;
-
 // The socket of whatever link the connection has.
 QAbstractSocket* linkSocket(const Connection& connection)
 {
@@ -42,14 +40,6 @@ ConnectionSettings tlsClientSettings(quint16 port)
     settings.setSslEnabled(true);
     settings.setPeerVerifyMode(QSslSocket::VerifyNone);
     return settings;
-}
-
-QByteArray joined(const QList<QByteArray>& blocks)
-{
-    QByteArray all;
-    for (const QByteArray& block : blocks)
-        all += block;
-    return all;
 }
 
 } // namespace
@@ -210,24 +200,11 @@ void TestConnectionHostile::stalledHandshakeIsDroppedAfterTheTimeout()
 
     Connection connection;
     Recorder log(&connection);
-    QTcpSocket peerClient;
-    QTcpServer peerServer;
-    QTcpSocket* peer = nullptr;
-    if (weAreServer) {
-        connection.setSettings(tlsServerSettings());
-        connection.connect();
-        QVERIFY(connection.isListening());
-        peerClient.connectToHost(QHostAddress::LocalHost, listeningPort(connection));
-        QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
-        peer = &peerClient;
-    } else {
-        QVERIFY(peerServer.listen(QHostAddress::LocalHost, 0));
-        connection.setSettings(tlsClientSettings(peerServer.serverPort()));
-        connection.connect();
-        QTRY_VERIFY_WITH_TIMEOUT(peerServer.hasPendingConnections(), Timeout);
-        peer = peerServer.nextPendingConnection();
-        QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
-    }
+    RawPeer far;
+    far.meet(connection, weAreServer ? tlsServerSettings() : tlsClientSettings(0));
+    if (QTest::currentTestFailed())
+        return;
+    QTcpSocket* peer = far.socket;
     QElapsedTimer clock;
     clock.start();
     peer->write(peerSays);
@@ -301,34 +278,19 @@ void TestConnectionHostile::stalledReaderFillsAtMostTheOutputLimit()
 
     Connection connection;
     Recorder log(&connection);
-    QSslSocket peerClient;
-    QTcpServer peerServer;
-    QTcpSocket* peer = nullptr;
-    if (mode == ConnectionSettings::ServerMode) {
-        connection.setSettings(tls ? tlsServerSettings() : serverSettings());
-        connection.connect();
-        QVERIFY(connection.isListening());
-        // The peer takes a few KiB and then nothing: the rest waits in the
-        // system's buffers and then in ours.
-        peerClient.setReadBufferSize(4096);
-        if (tls) {
-            peerClient.setPeerVerifyMode(QSslSocket::VerifyNone);
-            peerClient.connectToHostEncrypted(QStringLiteral("127.0.0.1"), listeningPort(connection));
-            QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Encryption activated")), Timeout);
-        } else {
-            peerClient.connectToHost(QHostAddress::LocalHost, listeningPort(connection));
-        }
-        QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
-        peer = &peerClient;
-    } else {
-        QVERIFY(peerServer.listen(QHostAddress::LocalHost, 0));
-        connection.setSettings(clientSettings(peerServer.serverPort()));
-        connection.connect();
-        QTRY_VERIFY_WITH_TIMEOUT(peerServer.hasPendingConnections(), Timeout);
-        peer = peerServer.nextPendingConnection();
-        peer->setReadBufferSize(4096);
-        QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
-    }
+    RawPeer far;
+    ConnectionSettings settings =
+        mode == ConnectionSettings::ServerMode ? serverSettings() : clientSettings(0);
+    settings.setSslEnabled(tls);
+    far.meet(connection, settings, tls);
+    if (QTest::currentTestFailed())
+        return;
+    QTcpSocket* peer = far.socket;
+    // The peer takes a few KiB and then nothing: the rest waits in the
+    // system's buffers and then in ours.
+    peer->setReadBufferSize(4096);
+    if (tls)
+        QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Encryption activated")), Timeout);
 
     // One block per turn of the event loop, as a busy channel sends.
     const QString full = QStringLiteral("Output buffer full");
@@ -364,7 +326,7 @@ void TestConnectionHostile::stalledReaderFillsAtMostTheOutputLimit()
     QObject::connect(peer, &QIODevice::readyRead, peer, [&] { got += peer->readAll(); });
     peer->setReadBufferSize(0);
     got += peer->readAll();
-    const QByteArray taken = joined(log.sent);
+    const QByteArray taken = log.sentBytes();
     QTRY_COMPARE_WITH_TIMEOUT(got.size(), taken.size(), 60000);
     QVERIFY(got == taken);
     QTRY_COMPARE_WITH_TIMEOUT(connection.pendingOutput(), qsizetype(0), Timeout);

@@ -57,15 +57,11 @@ void TestConnectionPeerLoss::vanishedPeerIsLostWithinHalfAMinute()
 {
     if (!m_isolated)
         QSKIP("no network namespace of our own: the loopback cannot be cut");
-    Connection server;
-    Connection client;
-    Recorder serverLog(&server);
-    Recorder clientLog(&client);
-    server.setSettings(serverSettings());
-    server.connect();
+    RecordedConnection server(serverSettings());
     QVERIFY(server.isListening());
-    client.setSettings(clientSettings(listeningPort(server)));
-    client.connect();
+    RecordedConnection client(clientSettings(listeningPort(server)));
+    Recorder& serverLog = server.log;
+    Recorder& clientLog = client.log;
     QTRY_VERIFY_WITH_TIMEOUT(client.isConnected() && server.isConnected(), 10000);
     client.send("ping");
     QTRY_COMPARE_WITH_TIMEOUT(serverLog.bytes, QByteArray("ping"), 10000);

@@ -16,8 +16,6 @@ using namespace korvtest;
 
 namespace {
 
-constexpr int Timeout = 20000;
-
 QByteArray everyByte()
 {
     QByteArray all;

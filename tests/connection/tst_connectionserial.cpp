@@ -17,22 +17,12 @@ using namespace korvtest;
 
 namespace {
 
-constexpr int Timeout = 20000;
-
 qint64 cpuMicroseconds()
 {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return qint64(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000 + usage.ru_utime.tv_usec
            + usage.ru_stime.tv_usec;
-}
-
-QByteArray joined(const QList<QByteArray>& parts)
-{
-    QByteArray all;
-    for (const QByteArray& part : parts)
-        all += part;
-    return all;
 }
 
 // Reads the far end a little at a time until want bytes came or time is up.
@@ -246,14 +236,14 @@ void TestConnectionSerial::slowReaderGetsEverythingInOrder()
         connection.send(data.mid(at, 16 * 1024));
     // A pseudo-terminal holds a few KiB: the rest waits in the connection
     // and is not yet reported as sent.
-    QVERIFY(joined(log.sent).size() < data.size());
-    QVERIFY(data.startsWith(joined(log.sent)));
+    QVERIFY(log.sentBytes().size() < data.size());
+    QVERIFY(data.startsWith(log.sentBytes()));
 
     const QByteArray got = readSlowly(line, data.size());
     QCOMPARE(got.size(), data.size());
     QVERIFY(got == data);
-    QTRY_COMPARE_WITH_TIMEOUT(joined(log.sent).size(), data.size(), Timeout);
-    QVERIFY(joined(log.sent) == data);
+    QTRY_COMPARE_WITH_TIMEOUT(log.sentBytes().size(), data.size(), Timeout);
+    QVERIFY(log.sentBytes() == data);
     QVERIFY(log.messages.filter(QStringLiteral("not sent")).isEmpty());
 }
 
@@ -268,7 +258,7 @@ void TestConnectionSerial::fullOutputBufferRefusesWithAMessage()
     const QByteArray data = pattern(int(Connection::OutputLimit) + 256 * 1024);
     const int block = 64 * 1024;
     // Taken: written to the line or waiting.
-    const auto taken = [&] { return joined(log.sent).size() + connection.pendingOutput(); };
+    const auto taken = [&] { return log.sentBytes().size() + connection.pendingOutput(); };
     int accepted = 0;
     int refusedBlocks = 0;
     for (int at = 0; at < data.size(); at += block) {
@@ -291,7 +281,7 @@ void TestConnectionSerial::fullOutputBufferRefusesWithAMessage()
     const QByteArray got = readSlowly(line, accepted);
     QCOMPARE(got.size(), accepted);
     QVERIFY(got == data.left(accepted));
-    QTRY_COMPARE_WITH_TIMEOUT(joined(log.sent).size(), accepted, Timeout);
+    QTRY_COMPARE_WITH_TIMEOUT(log.sentBytes().size(), accepted, Timeout);
     // Room again: a new block goes out, and what was refused is said.
     connection.send("after the jam");
     QCOMPARE(line.read(), QByteArray("after the jam"));

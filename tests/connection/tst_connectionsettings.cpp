@@ -4,6 +4,7 @@
 
 #include "connection/connectionsettings.h"
 #include "tests/connection/testsupport.h"
+#include "tests/support/files.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -13,49 +14,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-namespace {
-
+using korvtest::compareSettings;
 using korvtest::everythingChanged;
-
-void compareAll(const ConnectionSettings& a, const ConnectionSettings& b)
-{
-    QCOMPARE(a.mode(), b.mode());
-    QCOMPARE(a.bisMode(), b.bisMode());
-    QCOMPARE(a.bisEnabled(), b.bisEnabled());
-    QCOMPARE(a.sourceAddress(), b.sourceAddress());
-    QCOMPARE(a.destinationAddress(), b.destinationAddress());
-    QCOMPARE(a.tries(), b.tries());
-    QCOMPARE(a.timeout(), b.timeout());
-    QCOMPARE(a.serialPort(), b.serialPort());
-    QCOMPARE(a.serialSpeed(), b.serialSpeed());
-    QCOMPARE(a.serialHandshake(), b.serialHandshake());
-    QCOMPARE(a.serialFraming().text(), b.serialFraming().text());
-    QCOMPARE(a.clientAddress(), b.clientAddress());
-    QCOMPARE(a.clientPort(), b.clientPort());
-    QCOMPARE(a.serverAddress(), b.serverAddress());
-    QCOMPARE(a.serverPort(), b.serverPort());
-    QCOMPARE(a.sslEnabled(), b.sslEnabled());
-    QCOMPARE(a.privateKeyFile(), b.privateKeyFile());
-    QCOMPARE(a.localCertificateFile(), b.localCertificateFile());
-    QCOMPARE(a.caCertificateDirectory(), b.caCertificateDirectory());
-    QCOMPARE(a.peerVerifyMode(), b.peerVerifyMode());
-    QCOMPARE(a.reconnect(), b.reconnect());
-    QCOMPARE(a.rawPrinter(), b.rawPrinter());
-}
-
-bool writeFile(const QString& path, const QByteArray& data)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-} // namespace
 
 class TestConnectionSettings : public QObject
 {
@@ -114,7 +74,7 @@ void TestConnectionSettings::saveAndRestoreRoundTrip()
     saved.saveToSettings(QStringLiteral("Connection1"));
     ConnectionSettings restored;
     restored.restoreFromSettings(QStringLiteral("Connection1"));
-    compareAll(restored, saved);
+    compareSettings(restored, saved);
     if (QTest::currentTestFailed())
         return;
 
@@ -183,17 +143,7 @@ void TestConnectionSettings::emptyGroupGivesDefaults()
 {
     ConnectionSettings settings = everythingChanged();
     settings.restoreFromSettings(QStringLiteral("Nothing"));
-    QCOMPARE(settings.tries(), 5);
-    QCOMPARE(settings.timeout(), 1000);
-    QCOMPARE(settings.sourceAddress(), -1);
-    QCOMPARE(settings.destinationAddress(), -1);
-    QCOMPARE(settings.bisEnabled(), false);
-    QCOMPARE(settings.sslEnabled(), false);
-    QCOMPARE(settings.peerVerifyMode(), 0);
-    QCOMPARE(settings.reconnect(), false);
-    QCOMPARE(settings.rawPrinter(), int(ConnectionSettings::HexPrinter));
-    QCOMPARE(settings.serialFraming().text(), QStringLiteral("8N1"));
-    // Everything else stays as it was.
+    // These fall back to their defaults; everything else stays as it was.
     ConnectionSettings expected = everythingChanged();
     expected.setTries(5);
     expected.setTimeout(1000);
@@ -205,7 +155,7 @@ void TestConnectionSettings::emptyGroupGivesDefaults()
     expected.setReconnect(false);
     expected.setRawPrinter(ConnectionSettings::HexPrinter);
     expected.setSerialFraming(SerFraming());
-    compareAll(settings, expected);
+    compareSettings(settings, expected);
 }
 
 void TestConnectionSettings::unknownTextKeepsField_data()
@@ -294,7 +244,7 @@ void TestConnectionSettings::corruptValuesFallBackWithAWarning()
         expected.setTimeout(value);
     else
         expected.setTries(value);
-    compareAll(settings, expected);
+    compareSettings(settings, expected);
 }
 
 void TestConnectionSettings::framingKeys_data()

@@ -22,8 +22,6 @@ using namespace korvtest;
 
 namespace {
 
-constexpr int Timeout = 20000;
-
 // `settings` with TLS on; a client checks the server's certificate as
 // `verify` says.
 ConnectionSettings withTls(ConnectionSettings settings, QSslSocket::PeerVerifyMode verify = QSslSocket::VerifyNone)
@@ -237,22 +235,11 @@ void TestConnectionTcp::peerBurstArrivesWhole()
 
     Connection connection;
     Recorder log(&connection);
-    QTcpServer peerServer;
-    QTcpSocket peerClient;
-    QTcpSocket* peer = nullptr;
-    QVERIFY(peerServer.listen(QHostAddress::LocalHost, 0));
-    connection.setSettings(connectionIsServer ? serverSettings() : clientSettings(peerServer.serverPort()));
-    connection.connect();
-    if (connectionIsServer) {
-        QVERIFY(connection.isListening());
-        peerClient.connectToHost(QHostAddress::LocalHost, listeningPort(connection));
-        QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
-        peer = &peerClient;
-    } else {
-        QTRY_VERIFY_WITH_TIMEOUT(peerServer.hasPendingConnections(), Timeout);
-        peer = peerServer.nextPendingConnection();
-        QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
-    }
+    RawPeer far;
+    far.meet(connection, connectionIsServer ? serverSettings() : clientSettings(0));
+    if (QTest::currentTestFailed())
+        return;
+    QTcpSocket* peer = far.socket;
 
     StallMeter meter;
     peer->write(payload);

@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "libserial/pserunixserialport.h"
 #include "libserial/serportdeviceinfo.h"
+#include "tests/support/pty.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
-
-#include <cstring>
-#include <poll.h>
-#include <pty.h>
-#include <unistd.h>
 
 namespace {
 
@@ -204,11 +200,9 @@ void TestSerPortDeviceInfo::rescanKeepsWhatPortsAdded()
 
 void TestSerPortDeviceInfo::openMarksInUse()
 {
-    int master = -1;
-    int slave = -1;
-    char path[128] = {};
-    QCOMPARE(openpty(&master, &slave, path, nullptr, nullptr), 0);
-    const QString name = QString::fromLocal8Bit(path).mid(int(std::strlen("/dev/")));
+    const korvtest::Pty pty;
+    QVERIFY(pty.isValid());
+    const QString name = pty.name();
     QVERIFY(!SerPortDeviceInfo::find(name).isValid());
 
     {
@@ -225,33 +219,24 @@ void TestSerPortDeviceInfo::openMarksInUse()
     }
     // Destroying an open port closes it.
     QCOMPARE(SerPortDeviceInfo::find(name).flags(), 0x8001);
-    ::close(master);
-    ::close(slave);
 }
 
 void TestSerPortDeviceInfo::openUsesListedPath()
 {
-    int master = -1;
-    int slave = -1;
-    char path[128] = {};
-    QCOMPARE(openpty(&master, &slave, path, nullptr, nullptr), 0);
-    SerPortDeviceInfo::replaceItem(SerPortDeviceInfo(QStringLiteral("bench-rig"), QString::fromLocal8Bit(path),
-                                                     QStringLiteral("Test rig"), QStringLiteral("left"), 0x0001));
+    const korvtest::Pty pty;
+    QVERIFY(pty.isValid());
+    SerPortDeviceInfo::replaceItem(SerPortDeviceInfo(QStringLiteral("bench-rig"), pty.path(),
+                                                     QStringLiteral("Test rig"),
+                                                     QStringLiteral("left"), 0x0001));
     pSerUnixSerialPort port;
     port.setDevice(QStringLiteral("bench-rig"));
     QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
     QCOMPARE(describe(SerPortDeviceInfo::find(QStringLiteral("bench-rig"))),
-             QStringLiteral("bench-rig|%1|Test rig|left|2001").arg(QString::fromLocal8Bit(path)));
+             QStringLiteral("bench-rig|%1|Test rig|left|2001").arg(pty.path()));
     QCOMPARE(port.write("hi"), qint64(2));
-    pollfd ready{master, POLLIN, 0};
-    QCOMPARE(::poll(&ready, 1, 2000), 1);
-    char buffer[8] = {};
-    QCOMPARE(::read(master, buffer, sizeof buffer), ssize_t(2));
-    QCOMPARE(QByteArray(buffer, 2), QByteArray("hi"));
+    QCOMPARE(pty.read(), QByteArray("hi"));
     port.close();
     QCOMPARE(SerPortDeviceInfo::find(QStringLiteral("bench-rig")).flags(), 0x0001);
-    ::close(master);
-    ::close(slave);
 }
 
 QTEST_GUILESS_MAIN(TestSerPortDeviceInfo)
