@@ -22,10 +22,8 @@ private Q_SLOTS:
     void cton();
     void atoi_data();
     void atoi();
-    void to32_data();
-    void to32();
-    void to64_data();
-    void to64();
+    void toNumber_data();
+    void toNumber();
 };
 
 void TestValues::ipv4FromString_data()
@@ -220,67 +218,56 @@ void TestValues::atoi()
     QCOMPARE(Numbers::atoi(nullptr, length, base), 0xFFFFFFFFu);
 }
 
-void TestValues::to32_data()
+void TestValues::toNumber_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<int>("value");
-    QTest::newRow("empty") << "" << true << 0;
-    QTest::newRow("decimal") << "1234" << true << 1234;
-    QTest::newRow("leading zero is decimal") << "010" << true << 10;
-    QTest::newRow("plus") << "+7" << true << 7;
-    QTest::newRow("minus hex") << "-0x10" << true << -16;
-    QTest::newRow("upper X") << "0XfF" << true << 255;
-    QTest::newRow("binary") << "0b101" << true << 5;
-    QTest::newRow("upper B refused") << "0B1" << false << 0;
-    QTest::newRow("binary digit 2") << "0b12" << false << 0;
-    QTest::newRow("bare prefix") << "0x" << true << 0;
-    QTest::newRow("bare minus binary") << "-0b" << true << 0;
-    QTest::newRow("bare sign") << "-" << true << 0;
-    QTest::newRow("trailing letter") << "12a" << false << 0;
-    QTest::newRow("inner blank") << "1 2" << false << 0;
-    QTest::newRow("wraps at 32 bits") << "0x100000001" << true << 1;
-    QTest::newRow("all ones") << "0xFFFFFFFF" << true << -1;
-    QTest::newRow("lone zero") << "0" << true << 0;
-}
-
-void TestValues::to32()
-{
-    QFETCH(QString, text);
-    QFETCH(bool, ok);
-    QFETCH(int, value);
-    bool got = !ok;
-    QCOMPARE(Numbers::to32(text, &got), value);
-    QCOMPARE(got, ok);
-    got = !ok;
-    const QByteArray bytes = text.toUtf8();
-    QCOMPARE(Numbers::to32(bytes.constData(), uint(bytes.size()), &got), value);
-    QCOMPARE(got, ok);
-}
-
-void TestValues::to64_data()
-{
+    QTest::addColumn<int>("bits");
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("ok");
     QTest::addColumn<qlonglong>("value");
-    QTest::newRow("beyond 32 bits") << "0x100000001" << true << 0x100000001ll;
-    QTest::newRow("negative big") << "-4294967296" << true << -4294967296ll;
-    QTest::newRow("all ones") << "0xFFFFFFFFFFFFFFFF" << true << -1ll;
-    QTest::newRow("binary") << "0b11111111111111111111111111111111111" << true << 0x7FFFFFFFFll;
-    QTest::newRow("bad") << "0xG" << false << 0ll;
+    QTest::newRow("empty") << 32 << "" << true << 0ll;
+    QTest::newRow("decimal") << 32 << "1234" << true << 1234ll;
+    QTest::newRow("leading zero is decimal") << 32 << "010" << true << 10ll;
+    QTest::newRow("plus") << 32 << "+7" << true << 7ll;
+    QTest::newRow("minus hex") << 32 << "-0x10" << true << -16ll;
+    QTest::newRow("upper X") << 32 << "0XfF" << true << 255ll;
+    QTest::newRow("binary") << 32 << "0b101" << true << 5ll;
+    QTest::newRow("upper B refused") << 32 << "0B1" << false << 0ll;
+    QTest::newRow("binary digit 2") << 32 << "0b12" << false << 0ll;
+    QTest::newRow("bare prefix") << 32 << "0x" << true << 0ll;
+    QTest::newRow("bare minus binary") << 32 << "-0b" << true << 0ll;
+    QTest::newRow("bare sign") << 32 << "-" << true << 0ll;
+    QTest::newRow("trailing letter") << 32 << "12a" << false << 0ll;
+    QTest::newRow("inner blank") << 32 << "1 2" << false << 0ll;
+    QTest::newRow("wraps at 32 bits") << 32 << "0x100000001" << true << 1ll;
+    QTest::newRow("all ones") << 32 << "0xFFFFFFFF" << true << -1ll;
+    QTest::newRow("lone zero") << 32 << "0" << true << 0ll;
+    QTest::newRow("64: beyond 32 bits") << 64 << "0x100000001" << true << 0x100000001ll;
+    QTest::newRow("64: negative big") << 64 << "-4294967296" << true << -4294967296ll;
+    QTest::newRow("64: all ones") << 64 << "0xFFFFFFFFFFFFFFFF" << true << -1ll;
+    QTest::newRow("64: binary") << 64 << "0b11111111111111111111111111111111111" << true
+                                << 0x7FFFFFFFFll;
+    QTest::newRow("64: bad") << 64 << "0xG" << false << 0ll;
 }
 
-void TestValues::to64()
+void TestValues::toNumber()
 {
+    // Each width from a QString and from bytes.
+    QFETCH(int, bits);
     QFETCH(QString, text);
     QFETCH(bool, ok);
     QFETCH(qlonglong, value);
-    bool got = !ok;
-    QCOMPARE(Numbers::to64(text, &got), value);
-    QCOMPARE(got, ok);
-    got = !ok;
-    QCOMPARE(Numbers::to64(text.toUtf8(), &got), value);
-    QCOMPARE(got, ok);
+    const QByteArray bytes = text.toUtf8();
+    for (int form = 0; form < 2; ++form) {
+        bool got = !ok;
+        qlonglong v = 0;
+        if (bits == 32)
+            v = form ? Numbers::to32(bytes.constData(), uint(bytes.size()), &got)
+                     : Numbers::to32(text, &got);
+        else
+            v = form ? Numbers::to64(bytes, &got) : Numbers::to64(text, &got);
+        QCOMPARE(v, value);
+        QCOMPARE(got, ok);
+    }
 }
 
 QTEST_APPLESS_MAIN(TestValues)
