@@ -74,9 +74,6 @@ void TestWriterCppLut::lines_data()
     QTest::newRow("hex display, padded") << QByteArray("    {0x0080, \"Internal\"},\n");
     QTest::newRow("bits") << QByteArray("const BitName bits_Alarms[] = {\n    {0, \"Low\"},\n    {7, \"Door\"},\n"
                                         "    {31, \"Mains\"},\n    {63, \"Top\"},\n};\n");
-    QTest::newRow("odd name sanitised") << QByteArray("{0x1010, \"_2nd_pump_flow\",");
-    QTest::newRow("sanitised") << QByteArray("{0x1011, \"Pump_Speed\",");
-    QTest::newRow("sanitised, longer") << QByteArray("{0x1012, \"Pump_Speed_Max\",");
     QTest::newRow("names are data, keywords stay") << QByteArray("{0x2001, \"default\",");
     QTest::newRow("count") << QByteArray("const std::size_t tagTotal = 11;\n");
 }
