@@ -93,7 +93,6 @@ private Q_SLOTS:
     void nestingOfKnownElements();
     void fileErrors();
     void readCharacters();
-    void tokenNames();
     void demoLoads();
     void mutatedDemoNeverCrashes();
 };
@@ -155,10 +154,12 @@ void TestDefinitions::layout()
     const Read r = read(head + body);
     QVERIFY2(r.ok, qPrintable(r.error));
     QCOMPARE(::shape(r.root.get()), shape);
-    // A blank line item's type follows the definitions around it.
+    // Rows follow the sort; a blank line item's type follows the definitions
+    // around it.
     std::function<void(const Item*)> check = [&](const Item* item) {
         for (int i = 0; i < item->childCount(); ++i) {
             const Item* c = item->child(i);
+            QCOMPARE(c->row(), i);
             if (c->isNewline() || c->isComment())
                 QCOMPARE(matchingParentType(c->data().type), item->data().type);
             check(c);
@@ -449,14 +450,6 @@ void TestDefinitions::readCharacters()
     CharactersReader mixed;
     QVERIFY(!mixed.parse(QByteArray("<a><v>x<w/></v></a>")));
     QVERIFY(mixed.formatError().endsWith("End of <v> element expected."));
-}
-
-void TestDefinitions::tokenNames()
-{
-    QCOMPARE(XmlParser::tokenName(QXmlStreamReader::NoToken), QString("NoToken"));
-    QCOMPARE(XmlParser::tokenName(QXmlStreamReader::ProcessingInstruction),
-             QString("ProcessingInstruction"));
-    QCOMPARE(XmlParser::tokenName(QXmlStreamReader::TokenType(11)), QString("11"));
 }
 
 void TestDefinitions::demoLoads()

@@ -59,7 +59,6 @@ private Q_SLOTS:
     void displayInheritance();
     void formatId_data();
     void formatId();
-    void sortPutsBitsBeforeEnums();
     void clearResets();
     void findInTag();
 };
@@ -345,17 +344,6 @@ void TestItem::formatId()
     d.id = quint64(id);
     d.hasId = true;
     QCOMPARE(Item(d).formatId(), text);
-}
-
-void TestItem::sortPutsBitsBeforeEnums()
-{
-    std::unique_ptr<Item> tag(make(ItemType::Tag, "T", 0x7001));
-    tag->appendChild(make(ItemType::Enums));
-    tag->appendChild(make(ItemType::Bits));
-    tag->sortChildrenByType();
-    QCOMPARE(tag->child(0)->data().type, ItemType::Bits);
-    QCOMPARE(tag->child(1)->data().type, ItemType::Enums);
-    QCOMPARE(tag->child(1)->row(), 1);
 }
 
 void TestItem::clearResets()
