@@ -6,11 +6,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <cstdio>
 #include <limits>
-#include <fcntl.h>
 #include <memory>
-#include <unistd.h>
 
 using namespace QRV16;
 
@@ -61,10 +58,8 @@ private Q_SLOTS:
     void textsStayReadable_data();
     void textsStayReadable();
     void demoRoundTripsByteForByte();
-    void fileReplacedInPlace();
     void failedWriteKeepsTarget();
     void openFailure();
-    void dashWritesStandardOutput();
 };
 
 void TestWriterXml::attributes_data()
@@ -259,23 +254,6 @@ void TestWriterXml::demoRoundTripsByteForByte()
     QCOMPARE(WriterXml().encode(root.get()), demo);
 }
 
-void TestWriterXml::fileReplacedInPlace()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("defs.qrvdef");
-    const std::unique_ptr<Item> one = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
-    const std::unique_ptr<Item> two = readTree("<qrv16><tag name=\"B\" id=\"2\"/></qrv16>");
-    WriterXml w;
-    QVERIFY(w.write(one.get(), path));
-    const QByteArray first = readFile(path);
-    QVERIFY(first.contains("name=\"A\""));
-    QVERIFY(!QFile::exists(path + ".bak"));
-    QVERIFY(w.write(two.get(), path));
-    QVERIFY(readFile(path).contains("name=\"B\""));
-    // Backups are the editor's business; the writer leaves nothing beside.
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"defs.qrvdef"});
-}
-
 void TestWriterXml::failedWriteKeepsTarget()
 {
     QTemporaryDir dir;
@@ -304,30 +282,6 @@ void TestWriterXml::openFailure()
     QVERIFY(!w.write(one.get(), "/nonexistent/dir/defs.qrvdef"));
     QCOMPARE(w.formatError(), QString("Failed to open output file /nonexistent/dir/defs.qrvdef."));
     QVERIFY(w.encode(nullptr).isEmpty());
-}
-
-void TestWriterXml::dashWritesStandardOutput()
-{
-    QTemporaryDir dir;
-    QVERIFY(QDir::setCurrent(dir.path()));
-    const QString captured = dir.filePath("stdout.txt");
-    const std::unique_ptr<Item> root = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
-
-    std::fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    const int fd = ::open(QFile::encodeName(captured).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    QVERIFY(saved >= 0 && fd >= 0);
-    dup2(fd, STDOUT_FILENO);
-    ::close(fd);
-    WriterXml w;
-    const bool ok = w.write(root.get(), "-");
-    std::fflush(stdout);
-    dup2(saved, STDOUT_FILENO);
-    ::close(saved);
-
-    QVERIFY(ok);
-    QVERIFY(!QFile::exists(dir.filePath("-")));
-    QCOMPARE(readFile(captured), WriterXml().encode(root.get()));
 }
 
 QTEST_APPLESS_MAIN(TestWriterXml)
