@@ -26,38 +26,11 @@ class TestWriterCpp : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void lines_data();
-    void lines();
     void namespaces_data();
     void namespaces();
     void compiles_data();
     void compiles();
 };
-
-void TestWriterCpp::lines_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::newRow("once") << QByteArray("#pragma once\n");
-    QTest::newRow("namespace") << QByteArray("namespace pumps::v1 {\n");
-    QTest::newRow("tag code, its type") << QByteArray("constexpr std::uint16_t Mode = 0x1002; // Integer\n");
-    QTest::newRow("tag comment above it") << QByteArray("// Operating mode\nconstexpr std::uint16_t Mode ");
-    QTest::newRow("free comment kept") << QByteArray("// Pump control\n");
-    QTest::newRow("negative value, its comment") << QByteArray("    Reverse = -1, // Runs backwards\n");
-    QTest::newRow("hex display, padded") << QByteArray("    Internal = 0x0080,\n");
-    QTest::newRow("negative in hex display is decimal") << QByteArray("    Minus = -2,\n");
-    QTest::newRow("bits of a tag") << QByteArray("namespace Bits {\nnamespace Alarms {\n"
-                                                 "constexpr std::uint64_t Low = std::uint64_t(1) << 0;\n");
-    QTest::newRow("secure tag marked") << QByteArray("constexpr std::uint16_t Password = 0x3003; // String, secure\n");
-    QTest::newRow("extended type") << QByteArray("constexpr std::uint16_t Position = 0x8001; // Point\n");
-}
-
-void TestWriterCpp::lines()
-{
-    QFETCH(QByteArray, line);
-    const std::unique_ptr<Item> root = CodeSample::sample();
-    const QByteArray out = include(root.get(), "pumps::v1");
-    QVERIFY2(out.contains(line), out.constData());
-}
 
 void TestWriterCpp::namespaces_data()
 {

@@ -25,59 +25,11 @@ class TestWriterHeader : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void lines_data();
-    void lines();
-    void prefix_data();
-    void prefix();
     void guard_data();
     void guard();
     void compiles_data();
     void compiles();
 };
-
-void TestWriterHeader::lines_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::newRow("tag code in four hex digits, its type") << QByteArray("#define T_TAG_Mode 0x1002u /* Integer */");
-    QTest::newRow("tag comment above it") << QByteArray("/* Operating mode */\n#define T_TAG_Mode ");
-    QTest::newRow("free comment kept") << QByteArray("/* Pump control */");
-    QTest::newRow("negative value, its comment") << QByteArray("#define T_Mode_Reverse (-1) /* Runs backwards */");
-    QTest::newRow("hex display, padded") << QByteArray("#define T_Result_Internal 0x0080\n");
-    QTest::newRow("negative in hex display is decimal") << QByteArray("#define T_Result_Minus (-2)\n");
-    QTest::newRow("wide value is long long") << QByteArray("#define T_Result_Huge 0x7FFFFFFFFFFFFFFFLL\n");
-    QTest::newRow("secure tag marked") << QByteArray("#define T_TAG_Password 0x3003u /* String, secure */");
-    QTest::newRow("extended type named as it is") << QByteArray("#define T_TAG_Position 0x8001u /* Point */");
-    QTest::newRow("data types") << QByteArray("#define QRV16DT_Point 0x80\n");
-    QTest::newRow("guard") << QByteArray("#ifndef T_QRV16_DEFINITIONS_H\n#define T_QRV16_DEFINITIONS_H\n");
-    QTest::newRow("tag name") << QByteArray("    case 0x1010u: return \"2nd pump/flow\";\n");
-    QTest::newRow("blank line of the file kept")
-        << QByteArray("#define T_Result_Huge 0x7FFFFFFFFFFFFFFFLL\n\n#define T_TAG_Alarms ");
-}
-
-void TestWriterHeader::lines()
-{
-    QFETCH(QByteArray, line);
-    const std::unique_ptr<Item> root = CodeSample::sample();
-    const QByteArray out = header(root.get(), "T");
-    QVERIFY2(out.contains(line), out.constData());
-}
-
-void TestWriterHeader::prefix_data()
-{
-    QTest::addColumn<QString>("prefix");
-    QTest::addColumn<QByteArray>("line");
-    QTest::newRow("underscore not doubled") << "PS4_" << QByteArray("#define PS4_TAG_Mode 0x1002u");
-    QTest::newRow("odd prefix sanitised") << "ps-4" << QByteArray("#define ps_4_TAG_Mode 0x1002u");
-}
-
-void TestWriterHeader::prefix()
-{
-    QFETCH(QString, prefix);
-    QFETCH(QByteArray, line);
-    const std::unique_ptr<Item> root = CodeSample::sample();
-    const QByteArray out = header(root.get(), prefix);
-    QVERIFY2(out.contains(line), out.constData());
-}
 
 void TestWriterHeader::guard_data()
 {
