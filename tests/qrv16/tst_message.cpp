@@ -720,7 +720,8 @@ void TestMessage::views_data()
     const char* shortStamp = "09 00 01 60 01 00 00 00 4D 0E 00";
     const qint64 day1 = (7305 + 1) * 86400000ll;
 
-    QTest::newRow("payload") << "payload" << "04 00 01 10 34 12" << true << QVariant(hexBytes("3412"));
+    QTest::newRow("payload") << "payload"
+                             << "04 00 01 10 34 12" << true << QVariant(hexBytes("3412"));
     QTest::newRow("empty payload") << "payload" << "02 00 01 00" << true << QVariant(QByteArray());
     QTest::newRow("payload past the end") << "payload" << "09 00 01 10 05" << false
                                           << QVariant(QByteArray());

@@ -77,19 +77,26 @@ void TestMessagePattern::matching_data()
     QTest::newRow("spaces") << "  SetPumpMode=( PumpId=2\tPumpMode=Auto )  " << "SetPumpMode=(PumpMode=Auto PumpId=2)" << true;
 
     // Texts that read as filter expressions.
+    const auto expression = [](const char* name, const QString& pattern, const QString& message,
+                               bool matches) {
+        QTest::addRow("expression: %s", name) << pattern << message << matches;
+    };
     const QString report = QStringLiteral("StatusReport=(WellLevel=85 Pumps=(PumpId=1 Temperature=712) "
                                           "Pumps=(PumpId=2 Temperature=540))");
-    QTest::newRow("expression: greater, nested") << "Temperature>700" << report << true;
-    QTest::newRow("expression: greater, none above") << "Temperature>800" << report << false;
-    QTest::newRow("expression: message and comparison") << "StatusReport and WellLevel<=85" << report << true;
-    QTest::newRow("expression: other message and comparison") << "GetStatusReply and WellLevel<=85" << report << false;
-    QTest::newRow("expression: not equal enum") << "ResultCode!=Ok" << "SetPumpModeReply=(PumpId=2 ResultCode=Denied)" << true;
-    QTest::newRow("expression: not equal enum, equal") << "ResultCode!=Ok" << "SetPumpModeReply=(ResultCode=Ok)" << false;
-    QTest::newRow("expression: or") << "GetStatus or Login" << "Login=(Operator=\"x\")" << true;
-    QTest::newRow("expression: not") << "not GetStatus" << "Login" << true;
-    QTest::newRow("expression: parentheses") << "SetPumpModeReply and (ResultCode=Denied or ResultCode=BadRequest)"
-                                 << "SetPumpModeReply=(ResultCode=BadRequest)" << true;
-    QTest::newRow("expression: string comparison") << "Operator=\"j.lindqvist\"" << "Login=(Operator=\"j.lindqvist\")" << true;
+    expression("greater, nested", "Temperature>700", report, true);
+    expression("greater, none above", "Temperature>800", report, false);
+    expression("message and comparison", "StatusReport and WellLevel<=85", report, true);
+    expression("other message and comparison", "GetStatusReply and WellLevel<=85", report, false);
+    expression("not equal enum", "ResultCode!=Ok", "SetPumpModeReply=(PumpId=2 ResultCode=Denied)",
+               true);
+    expression("not equal enum, equal", "ResultCode!=Ok", "SetPumpModeReply=(ResultCode=Ok)",
+               false);
+    expression("or", "GetStatus or Login", "Login=(Operator=\"x\")", true);
+    expression("not", "not GetStatus", "Login", true);
+    expression("parentheses", "SetPumpModeReply and (ResultCode=Denied or ResultCode=BadRequest)",
+               "SetPumpModeReply=(ResultCode=BadRequest)", true);
+    expression("string comparison", "Operator=\"j.lindqvist\"", "Login=(Operator=\"j.lindqvist\")",
+               true);
 }
 
 void TestMessagePattern::matching()
