@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "qrv16/item.h"
 #include "qrv16/parser.h"
+#include "tests/writers/codesample.h"
 #include "writers/writerxml.h"
 
 #include <QTemporaryDir>
@@ -15,14 +15,6 @@ namespace {
 
 const QByteArray declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?> <!-- -*- nxml -*- -->";
 
-std::unique_ptr<Item> readTree(const QByteArray& document)
-{
-    Parser parser;
-    if (!parser.parse(document))
-        qFatal("%s", qPrintable(parser.formatError()));
-    return std::unique_ptr<Item>(parser.takeRoot());
-}
-
 Item* item(ItemType type, const QString& name, qint64 id = -1)
 {
     ItemData d;
@@ -33,12 +25,6 @@ Item* item(ItemType type, const QString& name, qint64 id = -1)
         d.hasId = true;
     }
     return new Item(d);
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
 }
 
 } // namespace
@@ -161,10 +147,10 @@ void TestWriterXml::roundTrip_data()
 void TestWriterXml::roundTrip()
 {
     QFETCH(QByteArray, document);
-    const std::unique_ptr<Item> first = readTree(document);
+    const std::unique_ptr<Item> first = CodeSample::read(document);
     WriterXml w;
     const QByteArray written = w.encode(first.get());
-    const std::unique_ptr<Item> second = readTree(written);
+    const std::unique_ptr<Item> second = CodeSample::read(written);
     QVERIFY(*first == *second);
     QCOMPARE(w.encode(second.get()), written);
 }
@@ -192,12 +178,12 @@ void TestWriterXml::idsSurviveEveryDisplay()
     QFETCH(QString, enumDisplay);
     QFETCH(qlonglong, value);
     const std::unique_ptr<Item> first =
-        readTree("<qrv16><tag name=\"T\" id=\"0x1001\" display=\"" + tagDisplay.toUtf8() +
-                 "\"><enums><enum name=\"v\" id=\"" + QByteArray::number(value) + "\" display=\"" +
-                 enumDisplay.toUtf8() + "\"/></enums></tag></qrv16>");
+        CodeSample::read("<qrv16><tag name=\"T\" id=\"0x1001\" display=\"" + tagDisplay.toUtf8() +
+                         "\"><enums><enum name=\"v\" id=\"" + QByteArray::number(value) +
+                         "\" display=\"" + enumDisplay.toUtf8() + "\"/></enums></tag></qrv16>");
     WriterXml w;
     const QByteArray written = w.encode(first.get());
-    const std::unique_ptr<Item> second = readTree(written);
+    const std::unique_ptr<Item> second = CodeSample::read(written);
     const Item* e = second->child(0)->child(0)->child(0);
     QVERIFY(e->data().hasId);
     QCOMPARE(qlonglong(e->data().id), value);
@@ -249,8 +235,9 @@ void TestWriterXml::textsStayReadable()
 
 void TestWriterXml::demoRoundTripsByteForByte()
 {
-    const QByteArray demo = readFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
-    const std::unique_ptr<Item> root = readTree(demo);
+    const QByteArray demo =
+        CodeSample::readFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
+    const std::unique_ptr<Item> root = CodeSample::read(demo);
     QCOMPARE(WriterXml().encode(root.get()), demo);
 }
 
@@ -258,16 +245,17 @@ void TestWriterXml::failedWriteKeepsTarget()
 {
     QTemporaryDir dir;
     const QString path = dir.filePath("defs.qrvdef");
-    const std::unique_ptr<Item> good = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
+    const std::unique_ptr<Item> good =
+        CodeSample::read("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
     WriterXml w;
     QVERIFY(w.write(good.get(), path));
-    const QByteArray before = readFile(path);
+    const QByteArray before = CodeSample::readFile(path);
     // A control character has no XML form, so this tree cannot be written.
-    const std::unique_ptr<Item> bad = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
+    const std::unique_ptr<Item> bad = CodeSample::read("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
     bad->child(0)->data().comment = QStringLiteral("bell \x07");
     QVERIFY(!w.write(bad.get(), path));
     QVERIFY(w.formatError().startsWith("Error writing " + path + ":\n  "));
-    QCOMPARE(readFile(path), before);
+    QCOMPARE(CodeSample::readFile(path), before);
     QVERIFY(!QFile::exists(path + ".tmp"));
     QVERIFY(!QFile::exists(path + ".bak"));
     // The next successful write reports no stale error.
@@ -277,7 +265,7 @@ void TestWriterXml::failedWriteKeepsTarget()
 
 void TestWriterXml::openFailure()
 {
-    const std::unique_ptr<Item> one = readTree("<qrv16/>");
+    const std::unique_ptr<Item> one = CodeSample::read("<qrv16/>");
     WriterXml w;
     QVERIFY(!w.write(one.get(), "/nonexistent/dir/defs.qrvdef"));
     QCOMPARE(w.formatError(), QString("Failed to open output file /nonexistent/dir/defs.qrvdef."));
