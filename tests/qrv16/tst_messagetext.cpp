@@ -217,6 +217,19 @@ void TestMessageText::writer()
     const TagDataLut* lut = names ? f.lut.get() : nullptr;
     QCOMPARE(m.toText(lut, TextOptions(options)), text);
     QCOMPARE(MessageWriter(lut, TextOptions(options)).toText(m), text);
+    // The text reads back to the same bytes, but for no text, a hidden
+    // value, "sz" (read as "s"), and payloads wider or narrower than needed.
+    static const QSet<QString> printOnly = {"empty message",
+                                            "enum all ones in four bytes",
+                                            "negative enum in four bytes",
+                                            "four bytes read unsigned",
+                                            "secure string hidden",
+                                            "hungarian extended",
+                                            "enum of three bytes"};
+    if (!printOnly.contains(QTest::currentDataTag())) {
+        MessageParser parser(lut);
+        QCOMPARE(spacedHex(parser.parse(text).bytes()), spacedHex(m.bytes()));
+    }
 }
 
 void TestMessageText::multiLine()
@@ -278,19 +291,13 @@ void TestMessageText::parser_data()
     QTest::addColumn<bool>("names");
     QTest::addColumn<QString>("bytes");
 
-    QTest::newRow("hex tag") << "1001=5" << false << "03 00 01 10 05";
     QTest::newRow("0x tag") << "0x1001=5" << false << "03 00 01 10 05";
     QTest::newRow("0X tag and blanks") << "  0X1001 =\t5 " << false << "03 00 01 10 05";
     QTest::newRow("lower-case hex tag") << "f001" << false << "02 00 01 F0";
     QTest::newRow("no value is an empty payload") << "1001" << false << "02 00 01 10";
-    QTest::newRow("name") << "Count=7" << true << "03 00 01 10 07";
-    QTest::newRow("hungarian name") << "iCount=7" << true << "03 00 01 10 07";
     QTest::newRow("tag really named depth") << "depth=3" << true << "03 00 03 10 03";
     QTest::newRow("four hex chars are a code") << "BEEF" << true << "02 00 EF BE";
-    QTest::newRow("enum name") << "Mode=On" << true << "03 00 02 10 01";
     QTest::newRow("quoted enum name") << "Mode=\"Off\"" << true << "03 00 02 10 00";
-    QTest::newRow("enum all ones takes eight bytes") << "Mode=Big" << true
-                                                     << "0A 00 02 10 FF FF FF FF FF FF FF FF";
     QTest::newRow("negative int eight bytes") << "1001=-1" << false
                                               << "0A 00 01 10 FF FF FF FF FF FF FF FF";
     QTest::newRow("bit 31 set eight bytes") << "1001=2147483648" << false
@@ -311,84 +318,51 @@ void TestMessageText::parser_data()
                                     << "0A 00 01 70 FF FF FF FF FF FF FF FF";
     QTest::newRow("bits of the smallest negative") << "Flags=-9223372036854775808" << true
                                                    << "0A 00 01 70 00 00 00 00 00 00 00 80";
-    QTest::newRow("point of int extremes") << "8001=[-2147483648, 2147483647]" << false
-                                           << "0A 00 01 80 00 00 00 80 FF FF FF 7F";
-    QTest::newRow("first day of a date") << "4001=1990-01-02" << false << "03 00 01 40 01";
-    QTest::newRow("octal as printed") << "1001=0o17" << false << "03 00 01 10 0F";
-    QTest::newRow("binary as printed") << "1001=0y00000101" << false << "03 00 01 10 05";
-    QTest::newRow("padded hex as printed") << "1001=0x000A" << false << "03 00 01 10 0A";
-    QTest::newRow("padded decimal") << "Level=0042" << true << "03 00 05 10 2A";
-    QTest::newRow("padded negative as printed") << "Offset=00-5" << true
-                                                << "0A 00 07 10 FB FF FF FF FF FF FF FF";
+    QTest::newRow("point of int extremes")
+        << "8001=[-2147483648, 2147483647]" << false << "0A 00 01 80 00 00 00 80 FF FF FF 7F";
     QTest::newRow("widest octal") << "1001=0o1777777777777777777777" << false
                                   << "0A 00 01 10 FF FF FF FF FF FF FF FF";
     QTest::newRow("bits in display forms") << "Flags=0o1|0y100000" << true << "03 00 01 70 21";
-    QTest::newRow("enum name of minus two") << "Mode=Minus" << true
-                                            << "0A 00 02 10 FE FF FF FF FF FF FF FF";
     QTest::newRow("binary number") << "1001=0b101" << false << "03 00 01 10 05";
     QTest::newRow("quoted number") << "1001=\"12\"" << false << "03 00 01 10 0C";
     QTest::newRow("string") << "3001=\"a b\"" << false << "05 00 01 30 61 20 62";
     QTest::newRow("plain string") << "3001=word" << false << "06 00 01 30 77 6F 72 64";
     QTest::newRow("bracket is an ordinary character") << "F001=(3001=[a 1001=5)" << false
                                                       << "0D 00 01 F0 04 00 01 30 5B 61 03 00 01 10 05";
-    QTest::newRow("lone bracket string") << "C001=(3001=[)" << false << "07 00 01 C0 03 00 01 30 5B";
-    QTest::newRow("empty string") << "3001=\"\"" << false << "02 00 01 30";
+    QTest::newRow("lone bracket string")
+        << "C001=(3001=[)" << false << "07 00 01 C0 03 00 01 30 5B";
     QTest::newRow("hex escape and newline") << "3001=\"\\x41\\n\"" << false << "04 00 01 30 41 0A";
     QTest::newRow("digit and three zeros") << "3001=\"\\1000\"" << false << "03 00 01 30 00";
     QTest::newRow("writer's nul") << "3001=\"\\000z\"" << false << "04 00 01 30 00 7A";
     QTest::newRow("other escapes stand for themselves") << "3001=\"\\q\\\\\\\"\"" << false
                                                         << "05 00 01 30 71 5C 22";
     QTest::newRow("controls") << "3001=\"\\a\\b\\r\\t\"" << false << "06 00 01 30 07 08 0D 09";
-    QTest::newRow("binary hex") << "0001=00ff" << false << "04 00 01 00 00 FF";
-    QTest::newRow("binary empty") << "0001=[]" << false << "02 00 01 00";
     QTest::newRow("binary quoted is utf-8") << "0001=\"\u00e9\"" << false << "04 00 01 00 C3 A9";
     QTest::newRow("binary hex escape is the byte") << "0001=\"\\xFFa\u00e9\\x00\"" << false
                                                    << "07 00 01 00 FF 61 C3 A9 00";
     QTest::newRow("string hex escape is the character") << "3001=\"\\xFF\"" << false
                                                         << "04 00 01 30 C3 BF";
     QTest::newRow("base64") << "0001=@AP8=" << false << "04 00 01 00 00 FF";
-    QTest::newRow("base64 for any type") << "1001=@AP8=" << false << "04 00 01 10 00 FF";
-    QTest::newRow("empty base64") << "1001=@" << false << "02 00 01 10";
-    QTest::newRow("bool true") << "2001=true" << false << "03 00 01 20 01";
-    QTest::newRow("bool false") << "2001=false" << false << "03 00 01 20 00";
     QTest::newRow("bool zero") << "2001=0" << false << "03 00 01 20 00";
-    QTest::newRow("date") << "4001=2000-01-01" << false << "04 00 01 40 44 0E";
-    QTest::newRow("short date is null") << "4001=0" << false << "03 00 01 40 00";
-    QTest::newRow("time") << "5001=01:00:00" << false << "04 00 01 50 10 0E";
     QTest::newRow("short time is null") << "5001=1:00" << false << "03 00 01 50 00";
-    QTest::newRow("datetime") << "6001=1990-01-02T00:00:01" << false
-                              << "0A 00 01 60 01 00 00 00 01 00 00 00";
-    QTest::newRow("datetime ms") << "6001=1990-01-02T00:00:01.250" << false
-                                 << "0C 00 01 60 01 00 00 00 01 00 00 00 FA 00";
-    QTest::newRow("datetime zero ms kept") << "6001=1990-01-02T00:00:01.000" << false
-                                           << "0C 00 01 60 01 00 00 00 01 00 00 00 00 00";
     QTest::newRow("datetime null") << "6001=0" << false << "0A 00 01 60 00 00 00 00 00 00 00 00";
-    QTest::newRow("bit names") << "Flags=Ready|Fault" << true << "03 00 01 70 09";
     QTest::newRow("bit names and numbers quoted") << "Flags=\"Ready | 0x20\"" << true
                                                   << "03 00 01 70 21";
     QTest::newRow("top bit") << "Flags=Top" << true << "0A 00 01 70 00 00 00 00 00 00 00 80";
     QTest::newRow("empty bit parts skipped") << "Flags=Ready||" << true << "03 00 01 70 01";
-    QTest::newRow("address") << "9001=10.0.0.1" << false << "06 00 01 90 0A 00 00 01";
     QTest::newRow("short address") << "9001=10.1" << false << "06 00 01 90 0A 00 00 01";
     QTest::newRow("empty address") << "9001=\"\"" << false << "02 00 01 90";
-    QTest::newRow("point") << "8001=[3, 4]" << false << "06 00 01 80 03 00 04 00";
     QTest::newRow("rect") << "8101=[1,2, 3 ,4]" << false << "0A 00 01 81 01 00 02 00 03 00 04 00";
-    QTest::newRow("size") << "Extent=[640, 256]" << true << "06 00 01 82 80 02 00 01";
-    QTest::newRow("nested") << "F001=(1001=1 C001=())" << false
-                            << "0B 00 01 F0 03 00 01 10 01 02 00 01 C0";
     QTest::newRow("nested names") << "Status = ( Count=1 Group=( Name=\"(x)\" ) )" << true
                                   << "12 00 01 F0 03 00 01 10 01 09 00 01 C0 05 00 01 30 28 78 29";
-    QTest::newRow("empty nested") << "F001=()" << false << "02 00 01 F0";
     QTest::newRow("parenthesis in escaped quote") << "F001=(3001=\"\\\")\")" << false
                                                   << "08 00 01 F0 04 00 01 30 22 29";
 
     // Values read straight from the text, beside the forms that need more.
     QTest::newRow("quoted datetime") << "6001=\"1990-01-02T00:00:01\"" << false
                                      << "0A 00 01 60 01 00 00 00 01 00 00 00";
-    QTest::newRow("datetime last of 9999") << "6001=9999-12-31T23:59:59.999" << false
-                                           << "0C 00 01 60 17 A4 2C 00 7F 51 01 00 E7 03";
-    QTest::newRow("datetime on a leap day") << "6001=2000-02-29T12:00:00" << false
-                                            << "0A 00 01 60 7F 0E 00 00 C0 A8 00 00";
+    QTest::newRow("datetime last of 9999")
+        << "6001=9999-12-31T23:59:59.999" << false << "0C 00 01 60 17 A4 2C 00 7F 51 01 00 E7 03";
     QTest::newRow("datetime with a space") << "6001=\"1990-01-02 00:00:01\"" << false
                                            << "0A 00 01 60 01 00 00 00 01 00 00 00";
     QTest::newRow("bool in capitals") << "2001=FALSE" << false << "03 00 01 20 00";
