@@ -10,25 +10,6 @@ namespace CodeSample {
 
 namespace {
 
-QRV16::Item* tagItem(const QString& name, quint64 code, const QString& comment = QString())
-{
-    QRV16::ItemData d;
-    d.type = QRV16::ItemType::Tag;
-    d.name = name;
-    d.id = code;
-    d.hasId = true;
-    d.comment = comment;
-    return new QRV16::Item(d);
-}
-
-QRV16::Item* layoutItem(QRV16::ItemType type, const QString& comment)
-{
-    QRV16::ItemData d;
-    d.type = type;
-    d.comment = comment;
-    return new QRV16::Item(d);
-}
-
 QRV16::Item* valueItem(QRV16::ItemType type, const QString& name, quint64 id, bool hasId = true,
                        const QString& comment = QString())
 {
@@ -39,6 +20,17 @@ QRV16::Item* valueItem(QRV16::ItemType type, const QString& name, quint64 id, bo
     d.hasId = hasId;
     d.comment = comment;
     return new QRV16::Item(d);
+}
+
+QRV16::Item* tagItem(const QString& name, quint64 code, const QString& comment = QString())
+{
+    return valueItem(QRV16::ItemType::Tag, name, code, true, comment);
+}
+
+// A blank line, or a comment when given one.
+QRV16::Item* layoutItem(QRV16::ItemType type, const QString& comment)
+{
+    return valueItem(type, QString(), 0, false, comment);
 }
 
 QRV16::Item* container(QRV16::Item* tag, QRV16::ItemType type)
@@ -255,6 +247,38 @@ QByteArray report(const Run& r, const QByteArray& generated)
     for (int i = 0; i < lines.size(); ++i)
         text += QByteArray::number(i + 1).rightJustified(4) + "  " + lines.at(i) + '\n';
     return text;
+}
+
+QByteArray checkProgram(const QByteArray& head, const QByteArray& checks)
+{
+    return head + R"(#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <type_traits>
+
+static int failures = 0;
+[[maybe_unused]] static void check(bool ok, const char* what)
+{
+    if (!ok) {
+        std::printf("failed: %s\n", what);
+        ++failures;
+    }
+}
+#define CHECK(x) check(x, #x)
+
+template <typename E>
+constexpr std::int64_t v(E e)
+{
+    return static_cast<std::int64_t>(e);
+}
+
+int main()
+{)" + checks +
+           R"(
+    std::printf("%d failed\n", failures);
+    return failures == 0 ? 0 : 1;
+}
+)";
 }
 
 bool writeFile(const QString& path, const QByteArray& bytes)

@@ -112,34 +112,10 @@ void TestWriterCpp::compiles()
     const QByteArray generated = include(root.get(), ns);
     QTemporaryDir dir;
     QVERIFY(CodeSample::writeFile(dir.filePath("defs.hpp"), generated));
-    QVERIFY(CodeSample::writeFile(dir.filePath("check.cpp"), R"(#include "defs.hpp"
-#include "defs.hpp"
-#include <cstdint>
-#include <cstdio>
-#include <type_traits>
-
-static int failures = 0;
-[[maybe_unused]] static void check(bool ok, const char* what)
-{
-    if (!ok) {
-        std::printf("failed: %s\n", what);
-        ++failures;
-    }
-}
-#define CHECK(x) check(x, #x)
-
-template <typename E>
-constexpr std::int64_t v(E e)
-{
-    return static_cast<std::int64_t>(e);
-}
-
-int main()
-{)" + checks + R"(
-    std::printf("%d failed\n", failures);
-    return failures == 0 ? 0 : 1;
-}
-)"));
+    // Included twice: the file guards itself.
+    QVERIFY(CodeSample::writeFile(
+        dir.filePath("check.cpp"),
+        CodeSample::checkProgram("#include \"defs.hpp\"\n#include \"defs.hpp\"\n", checks)));
     const CodeSample::Run build = CodeSample::run(
         gxx, {"-std=c++17", "-Wall", "-Wextra", "-Werror", "-o", "check", "check.cpp"}, dir.path());
     QVERIFY2(build.started && build.status == 0, CodeSample::report(build, generated).constData());

@@ -132,27 +132,8 @@ void TestWriterCppLut::compiles()
     const CodeSample::Run unit = CodeSample::run(
         gxx, {"-std=c++17", "-Wall", "-Wextra", "-Werror", "-c", "tables.cpp"}, dir.path());
     QVERIFY2(unit.started && unit.status == 0, CodeSample::report(unit, generated).constData());
-    QVERIFY(CodeSample::writeFile(dir.filePath("check.cpp"), R"(#include "tables.cpp"
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-
-static int failures = 0;
-static void check(bool ok, const char* what)
-{
-    if (!ok) {
-        std::printf("failed: %s\n", what);
-        ++failures;
-    }
-}
-#define CHECK(x) check(x, #x)
-
-int main()
-{)" + checks + R"(
-    std::printf("%d failed\n", failures);
-    return failures == 0 ? 0 : 1;
-}
-)"));
+    QVERIFY(CodeSample::writeFile(dir.filePath("check.cpp"),
+                                  CodeSample::checkProgram("#include \"tables.cpp\"\n", checks)));
     const CodeSample::Run build = CodeSample::run(
         gxx, {"-std=c++17", "-Wall", "-Wextra", "-Werror", "-fsanitize=address,undefined", "-o", "check",
               "check.cpp"},
