@@ -33,6 +33,9 @@ std::unique_ptr<QRV16::Item> clashing();
 std::unique_ptr<QRV16::Item> byName(const QString& name);
 
 std::unique_ptr<QRV16::Item> read(const QByteArray& document);
+// A tag, value or bit; `hasId` false for none, `comment` alone for a comment.
+QRV16::Item* item(QRV16::ItemType type, const QString& name, quint64 id, bool hasId = true,
+                  const QString& comment = QString());
 
 struct Run
 {

@@ -254,12 +254,7 @@ void TestGenerators::errors()
     QFETCH(bool, noRoot);
     QFETCH(QString, error);
     std::unique_ptr<Item> root = CodeSample::sample();
-    QRV16::ItemData big;
-    big.type = ItemType::Tag;
-    big.name = "Big";
-    big.id = 0x10000;
-    big.hasId = true;
-    root->appendChild(new Item(big));
+    root->appendChild(CodeSample::item(ItemType::Tag, "Big", 0x10000));
     const Item* given = noRoot ? nullptr : root.get();
 
     const std::unique_ptr<Writer> w = generator(language);
@@ -356,18 +351,9 @@ void TestGenerators::editsChangeNoOtherName()
             alarms = root->child(i);
     }
     QVERIFY(alarms);
-    ItemData door1;
-    door1.type = ItemType::Enum;
-    door1.name = "Door";
-    door1.id = 1;
-    door1.hasId = true;
-    alarms->findInTagByItemType(ItemType::Enums)->insertChildBefore(0, new Item(door1));
-    ItemData extra;
-    extra.type = ItemType::Tag;
-    extra.name = "Extra";
-    extra.id = 0x1003;
-    extra.hasId = true;
-    root->insertChildBefore(0, new Item(extra));
+    alarms->findInTagByItemType(ItemType::Enums)
+        ->insertChildBefore(0, CodeSample::item(ItemType::Enum, "Door", 1));
+    root->insertChildBefore(0, CodeSample::item(ItemType::Tag, "Extra", 0x1003));
     for (int i = 0; i < root->childCount(); ++i) {
         if (root->child(i)->data().name == QLatin1String("Mode"))
             root->removeChild(i--);
@@ -413,14 +399,9 @@ void TestGenerators::clashesAreReported()
 
     // A C macro of an enum value can spell a bit's; the scoped languages
     // keep them apart.
-    ItemData bitName;
-    bitName.type = ItemType::Enum;
-    bitName.name = "BIT_Door";
-    bitName.id = 1;
-    bitName.hasId = true;
-    Item* enums = new Item(ItemData{ItemType::Enums, 0, {}, {}, {}, false, false});
+    Item* enums = CodeSample::item(ItemType::Enums, QString(), 0, false);
     root->child(0)->appendChild(enums);
-    enums->appendChild(new Item(bitName));
+    enums->appendChild(CodeSample::item(ItemType::Enum, "BIT_Door", 1));
     w->encode(root.get());
     QCOMPARE(w->clashes().size(), language == QLatin1String("c") ? 2 : 1);
     if (language == QLatin1String("c")) {

@@ -15,16 +15,10 @@ namespace {
 
 const QByteArray declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?> <!-- -*- nxml -*- -->";
 
+// A tag, value or bit; `id` below 0 for none.
 Item* item(ItemType type, const QString& name, qint64 id = -1)
 {
-    ItemData d;
-    d.type = type;
-    d.name = name;
-    if (id >= 0) {
-        d.id = quint64(id);
-        d.hasId = true;
-    }
-    return new Item(d);
+    return CodeSample::item(type, name, quint64(id), id >= 0);
 }
 
 } // namespace
