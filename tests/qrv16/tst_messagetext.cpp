@@ -431,8 +431,6 @@ void TestMessageText::parserErrors_data()
     QTest::newRow("missing value before blanks") << "1001=  " << false << "Contents expected" << 4
                                                  << 3;
     QTest::newRow("trailing data") << "1001=5 x" << false << "Invalid trailing data" << 7 << 1;
-    QTest::newRow("second element") << "1001=5 1002=6" << false << "Invalid trailing data" << 7
-                                    << 6;
     QTest::newRow("prefix of another type") << "iName=7" << true << "Prefix does not match type"
                                             << 0 << 5;
     QTest::newRow("unknown name") << "Nope=1" << true << "Tag Nope not defined" << 0 << 4;
@@ -501,10 +499,8 @@ void TestMessageText::parserErrors_data()
                                           << 0 << 8;
 
     // Numbers that do not fit are refused where they stand, not cut.
-    QTest::newRow("one past the unsigned range") << "1001=4294967296" << false
-                                                 << "Value out of range" << 5 << 10;
-    QTest::newRow("two past the unsigned range") << "1001=4294967297" << false
-                                                 << "Value out of range" << 5 << 10;
+    QTest::newRow("one past the unsigned range")
+        << "1001=4294967296" << false << "Value out of range" << 5 << 10;
     QTest::newRow("one below the signed range") << "1001=-2147483649" << false
                                                 << "Value out of range" << 5 << 11;
     QTest::newRow("digits beyond 64 bits") << "1001=99999999999999999999" << false
