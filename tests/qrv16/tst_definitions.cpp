@@ -88,12 +88,10 @@ private Q_SLOTS:
     void errors();
     void warnings_data();
     void warnings();
-    void nestingOfUnknownElements_data();
-    void nestingOfUnknownElements();
-    void nestingOfKnownElements();
+    void nesting_data();
+    void nesting();
     void fileErrors();
     void readCharacters();
-    void tokenNames();
     void demoLoads();
     void mutatedDemoNeverCrashes();
 };
@@ -155,10 +153,12 @@ void TestDefinitions::layout()
     const Read r = read(head + body);
     QVERIFY2(r.ok, qPrintable(r.error));
     QCOMPARE(::shape(r.root.get()), shape);
-    // A blank line item's type follows the definitions around it.
+    // Rows follow the sort; a blank line item's type follows the definitions
+    // around it.
     std::function<void(const Item*)> check = [&](const Item* item) {
         for (int i = 0; i < item->childCount(); ++i) {
             const Item* c = item->child(i);
+            QCOMPARE(c->row(), i);
             if (c->isNewline() || c->isComment())
                 QCOMPARE(matchingParentType(c->data().type), item->data().type);
             check(c);
@@ -365,33 +365,25 @@ void TestDefinitions::warnings()
     QCOMPARE(r.warnings, warnings);
 }
 
-void TestDefinitions::nestingOfUnknownElements_data()
+void TestDefinitions::nesting_data()
 {
-    QTest::addColumn<int>("levels");
+    QTest::addColumn<QByteArray>("document");
     QTest::addColumn<bool>("ok");
-    QTest::newRow("100 skipped") << 100 << true;
-    QTest::newRow("101 refused") << 101 << false;
+    QTest::newRow("100 unknown levels skipped") << nestedUnknown(100) << true;
+    QTest::newRow("101 unknown levels refused") << nestedUnknown(101) << false;
+    // Misplaced known elements are read (with warnings), but not without end.
+    QTest::newRow("known elements without end")
+        << head + "<qrv16>" + QByteArray("<tag>").repeated(5000) << false;
 }
 
-void TestDefinitions::nestingOfUnknownElements()
+void TestDefinitions::nesting()
 {
-    QFETCH(int, levels);
+    QFETCH(QByteArray, document);
     QFETCH(bool, ok);
-    const Read r = read(nestedUnknown(levels));
+    const Read r = read(document);
     QCOMPARE(r.ok, ok);
     if (!ok)
-        QVERIFY(r.error.endsWith("(StartElement) File too deeply nested"));
-}
-
-void TestDefinitions::nestingOfKnownElements()
-{
-    // Misplaced known elements are read (with warnings), but not without end.
-    QByteArray doc = head + "<qrv16>";
-    for (int i = 0; i < 5000; ++i)
-        doc += "<tag>";
-    const Read r = read(doc);
-    QVERIFY(!r.ok);
-    QVERIFY(r.error.contains("File too deeply nested"));
+        QVERIFY2(r.error.endsWith("(StartElement) File too deeply nested"), qPrintable(r.error));
 }
 
 void TestDefinitions::fileErrors()
@@ -449,14 +441,6 @@ void TestDefinitions::readCharacters()
     CharactersReader mixed;
     QVERIFY(!mixed.parse(QByteArray("<a><v>x<w/></v></a>")));
     QVERIFY(mixed.formatError().endsWith("End of <v> element expected."));
-}
-
-void TestDefinitions::tokenNames()
-{
-    QCOMPARE(XmlParser::tokenName(QXmlStreamReader::NoToken), QString("NoToken"));
-    QCOMPARE(XmlParser::tokenName(QXmlStreamReader::ProcessingInstruction),
-             QString("ProcessingInstruction"));
-    QCOMPARE(XmlParser::tokenName(QXmlStreamReader::TokenType(11)), QString("11"));
 }
 
 void TestDefinitions::demoLoads()

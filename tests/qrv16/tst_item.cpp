@@ -57,9 +57,6 @@ private Q_SLOTS:
     void layoutItems_data();
     void layoutItems();
     void displayInheritance();
-    void formatId_data();
-    void formatId();
-    void sortPutsBitsBeforeEnums();
     void clearResets();
     void findInTag();
 };
@@ -321,41 +318,15 @@ void TestItem::displayInheritance()
     QCOMPARE(value->formatId(), QString("0o12"));
     value->data().display = DisplayMode(DisplayMode::Binary, 8);
     QCOMPARE(value->formatId(), QString("0y00001010"));
-    std::unique_ptr<Item> lone(make(ItemType::Enum, "x", 1, DisplayMode(0, 3)));
+    // A tag's code is hex whatever its values show.
+    tag->data().display = DisplayMode(DisplayMode::Octal, 0);
+    QCOMPARE(tag->formatId(), QString("0x1001"));
+    std::unique_ptr<Item> lone(make(ItemType::Enum, "x", 42, DisplayMode(0, 3)));
     QCOMPARE(lone->displayMode(), DisplayMode(0, 3));
-}
-
-void TestItem::formatId_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<qlonglong>("id");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("tag notation") << 1 << 0xd05ll << "0x0D05";
-    QTest::newRow("enum decimal") << 3 << 42ll << "42";
-    QTest::newRow("negative enum") << 3 << -5ll << "-5";
-}
-
-void TestItem::formatId()
-{
-    QFETCH(int, type);
-    QFETCH(qlonglong, id);
-    QFETCH(QString, text);
-    ItemData d;
-    d.type = ItemType(type);
-    d.id = quint64(id);
-    d.hasId = true;
-    QCOMPARE(Item(d).formatId(), text);
-}
-
-void TestItem::sortPutsBitsBeforeEnums()
-{
-    std::unique_ptr<Item> tag(make(ItemType::Tag, "T", 0x7001));
-    tag->appendChild(make(ItemType::Enums));
-    tag->appendChild(make(ItemType::Bits));
-    tag->sortChildrenByType();
-    QCOMPARE(tag->child(0)->data().type, ItemType::Bits);
-    QCOMPARE(tag->child(1)->data().type, ItemType::Enums);
-    QCOMPARE(tag->child(1)->row(), 1);
+    QCOMPARE(lone->formatId(), QString("042"));
+    lone->data().display = DisplayMode();
+    lone->data().id = quint64(-5);
+    QCOMPARE(lone->formatId(), QString("-5"));
 }
 
 void TestItem::clearResets()

@@ -39,8 +39,6 @@ private Q_SLOTS:
     void errorReport_data();
     void errorReport();
     void namesBeyondTheListAndThePayload();
-    void negativesReadBackInEveryDisplay_data();
-    void negativesReadBackInEveryDisplay();
     void parseList_data();
     void parseList();
     void writerFormsReadBack_data();
@@ -205,6 +203,20 @@ void TestMessageText::writer_data()
     QTest::newRow("unsigned padded display") << "030005100C" << true << 0 << "Level=0012";
     QTest::newRow("hungarian date and time") << "0A0001607F0E00007F510100" << true << 1
                                              << "dtStamp=2000-02-29T23:59:59";
+    // Eight bytes of a negative number print as their 64-bit pattern in
+    // every display but signed decimal, and read back.
+    const auto smallest = [](const char* tag) -> QString {
+        return "0A00" + QString(tag) + "1000000080FFFFFFFF";
+    };
+    QTest::newRow("negative in hex") << smallest("04") << true << 0 << "Mask=0xFFFFFFFF80000000";
+    QTest::newRow("negative in unsigned decimal")
+        << smallest("05") << true << 0 << "Level=18446744071562067968";
+    QTest::newRow("negative in octal")
+        << smallest("08") << true << 0 << "Perms=0o1777777777760000000000";
+    QTest::newRow("negative in binary")
+        << smallest("09") << true << 0 << "Pins=0y" + QString(33, '1') + QString(31, '0');
+    QTest::newRow("negative in signed decimal")
+        << smallest("07") << true << 0 << "Offset=-2147483648";
 }
 
 void TestMessageText::writer()
@@ -217,6 +229,19 @@ void TestMessageText::writer()
     const TagDataLut* lut = names ? f.lut.get() : nullptr;
     QCOMPARE(m.toText(lut, TextOptions(options)), text);
     QCOMPARE(MessageWriter(lut, TextOptions(options)).toText(m), text);
+    // The text reads back to the same bytes, but for no text, a hidden
+    // value, "sz" (read as "s"), and payloads wider or narrower than needed.
+    static const QSet<QString> printOnly = {"empty message",
+                                            "enum all ones in four bytes",
+                                            "negative enum in four bytes",
+                                            "four bytes read unsigned",
+                                            "secure string hidden",
+                                            "hungarian extended",
+                                            "enum of three bytes"};
+    if (!printOnly.contains(QTest::currentDataTag())) {
+        MessageParser parser(lut);
+        QCOMPARE(spacedHex(parser.parse(text).bytes()), spacedHex(m.bytes()));
+    }
 }
 
 void TestMessageText::multiLine()
@@ -278,19 +303,13 @@ void TestMessageText::parser_data()
     QTest::addColumn<bool>("names");
     QTest::addColumn<QString>("bytes");
 
-    QTest::newRow("hex tag") << "1001=5" << false << "03 00 01 10 05";
     QTest::newRow("0x tag") << "0x1001=5" << false << "03 00 01 10 05";
     QTest::newRow("0X tag and blanks") << "  0X1001 =\t5 " << false << "03 00 01 10 05";
     QTest::newRow("lower-case hex tag") << "f001" << false << "02 00 01 F0";
     QTest::newRow("no value is an empty payload") << "1001" << false << "02 00 01 10";
-    QTest::newRow("name") << "Count=7" << true << "03 00 01 10 07";
-    QTest::newRow("hungarian name") << "iCount=7" << true << "03 00 01 10 07";
     QTest::newRow("tag really named depth") << "depth=3" << true << "03 00 03 10 03";
     QTest::newRow("four hex chars are a code") << "BEEF" << true << "02 00 EF BE";
-    QTest::newRow("enum name") << "Mode=On" << true << "03 00 02 10 01";
     QTest::newRow("quoted enum name") << "Mode=\"Off\"" << true << "03 00 02 10 00";
-    QTest::newRow("enum all ones takes eight bytes") << "Mode=Big" << true
-                                                     << "0A 00 02 10 FF FF FF FF FF FF FF FF";
     QTest::newRow("negative int eight bytes") << "1001=-1" << false
                                               << "0A 00 01 10 FF FF FF FF FF FF FF FF";
     QTest::newRow("bit 31 set eight bytes") << "1001=2147483648" << false
@@ -311,84 +330,51 @@ void TestMessageText::parser_data()
                                     << "0A 00 01 70 FF FF FF FF FF FF FF FF";
     QTest::newRow("bits of the smallest negative") << "Flags=-9223372036854775808" << true
                                                    << "0A 00 01 70 00 00 00 00 00 00 00 80";
-    QTest::newRow("point of int extremes") << "8001=[-2147483648, 2147483647]" << false
-                                           << "0A 00 01 80 00 00 00 80 FF FF FF 7F";
-    QTest::newRow("first day of a date") << "4001=1990-01-02" << false << "03 00 01 40 01";
-    QTest::newRow("octal as printed") << "1001=0o17" << false << "03 00 01 10 0F";
-    QTest::newRow("binary as printed") << "1001=0y00000101" << false << "03 00 01 10 05";
-    QTest::newRow("padded hex as printed") << "1001=0x000A" << false << "03 00 01 10 0A";
-    QTest::newRow("padded decimal") << "Level=0042" << true << "03 00 05 10 2A";
-    QTest::newRow("padded negative as printed") << "Offset=00-5" << true
-                                                << "0A 00 07 10 FB FF FF FF FF FF FF FF";
+    QTest::newRow("point of int extremes")
+        << "8001=[-2147483648, 2147483647]" << false << "0A 00 01 80 00 00 00 80 FF FF FF 7F";
     QTest::newRow("widest octal") << "1001=0o1777777777777777777777" << false
                                   << "0A 00 01 10 FF FF FF FF FF FF FF FF";
     QTest::newRow("bits in display forms") << "Flags=0o1|0y100000" << true << "03 00 01 70 21";
-    QTest::newRow("enum name of minus two") << "Mode=Minus" << true
-                                            << "0A 00 02 10 FE FF FF FF FF FF FF FF";
     QTest::newRow("binary number") << "1001=0b101" << false << "03 00 01 10 05";
     QTest::newRow("quoted number") << "1001=\"12\"" << false << "03 00 01 10 0C";
     QTest::newRow("string") << "3001=\"a b\"" << false << "05 00 01 30 61 20 62";
     QTest::newRow("plain string") << "3001=word" << false << "06 00 01 30 77 6F 72 64";
     QTest::newRow("bracket is an ordinary character") << "F001=(3001=[a 1001=5)" << false
                                                       << "0D 00 01 F0 04 00 01 30 5B 61 03 00 01 10 05";
-    QTest::newRow("lone bracket string") << "C001=(3001=[)" << false << "07 00 01 C0 03 00 01 30 5B";
-    QTest::newRow("empty string") << "3001=\"\"" << false << "02 00 01 30";
+    QTest::newRow("lone bracket string")
+        << "C001=(3001=[)" << false << "07 00 01 C0 03 00 01 30 5B";
     QTest::newRow("hex escape and newline") << "3001=\"\\x41\\n\"" << false << "04 00 01 30 41 0A";
     QTest::newRow("digit and three zeros") << "3001=\"\\1000\"" << false << "03 00 01 30 00";
     QTest::newRow("writer's nul") << "3001=\"\\000z\"" << false << "04 00 01 30 00 7A";
     QTest::newRow("other escapes stand for themselves") << "3001=\"\\q\\\\\\\"\"" << false
                                                         << "05 00 01 30 71 5C 22";
     QTest::newRow("controls") << "3001=\"\\a\\b\\r\\t\"" << false << "06 00 01 30 07 08 0D 09";
-    QTest::newRow("binary hex") << "0001=00ff" << false << "04 00 01 00 00 FF";
-    QTest::newRow("binary empty") << "0001=[]" << false << "02 00 01 00";
     QTest::newRow("binary quoted is utf-8") << "0001=\"\u00e9\"" << false << "04 00 01 00 C3 A9";
     QTest::newRow("binary hex escape is the byte") << "0001=\"\\xFFa\u00e9\\x00\"" << false
                                                    << "07 00 01 00 FF 61 C3 A9 00";
     QTest::newRow("string hex escape is the character") << "3001=\"\\xFF\"" << false
                                                         << "04 00 01 30 C3 BF";
     QTest::newRow("base64") << "0001=@AP8=" << false << "04 00 01 00 00 FF";
-    QTest::newRow("base64 for any type") << "1001=@AP8=" << false << "04 00 01 10 00 FF";
-    QTest::newRow("empty base64") << "1001=@" << false << "02 00 01 10";
-    QTest::newRow("bool true") << "2001=true" << false << "03 00 01 20 01";
-    QTest::newRow("bool false") << "2001=false" << false << "03 00 01 20 00";
     QTest::newRow("bool zero") << "2001=0" << false << "03 00 01 20 00";
-    QTest::newRow("date") << "4001=2000-01-01" << false << "04 00 01 40 44 0E";
-    QTest::newRow("short date is null") << "4001=0" << false << "03 00 01 40 00";
-    QTest::newRow("time") << "5001=01:00:00" << false << "04 00 01 50 10 0E";
     QTest::newRow("short time is null") << "5001=1:00" << false << "03 00 01 50 00";
-    QTest::newRow("datetime") << "6001=1990-01-02T00:00:01" << false
-                              << "0A 00 01 60 01 00 00 00 01 00 00 00";
-    QTest::newRow("datetime ms") << "6001=1990-01-02T00:00:01.250" << false
-                                 << "0C 00 01 60 01 00 00 00 01 00 00 00 FA 00";
-    QTest::newRow("datetime zero ms kept") << "6001=1990-01-02T00:00:01.000" << false
-                                           << "0C 00 01 60 01 00 00 00 01 00 00 00 00 00";
     QTest::newRow("datetime null") << "6001=0" << false << "0A 00 01 60 00 00 00 00 00 00 00 00";
-    QTest::newRow("bit names") << "Flags=Ready|Fault" << true << "03 00 01 70 09";
     QTest::newRow("bit names and numbers quoted") << "Flags=\"Ready | 0x20\"" << true
                                                   << "03 00 01 70 21";
     QTest::newRow("top bit") << "Flags=Top" << true << "0A 00 01 70 00 00 00 00 00 00 00 80";
     QTest::newRow("empty bit parts skipped") << "Flags=Ready||" << true << "03 00 01 70 01";
-    QTest::newRow("address") << "9001=10.0.0.1" << false << "06 00 01 90 0A 00 00 01";
     QTest::newRow("short address") << "9001=10.1" << false << "06 00 01 90 0A 00 00 01";
     QTest::newRow("empty address") << "9001=\"\"" << false << "02 00 01 90";
-    QTest::newRow("point") << "8001=[3, 4]" << false << "06 00 01 80 03 00 04 00";
     QTest::newRow("rect") << "8101=[1,2, 3 ,4]" << false << "0A 00 01 81 01 00 02 00 03 00 04 00";
-    QTest::newRow("size") << "Extent=[640, 256]" << true << "06 00 01 82 80 02 00 01";
-    QTest::newRow("nested") << "F001=(1001=1 C001=())" << false
-                            << "0B 00 01 F0 03 00 01 10 01 02 00 01 C0";
     QTest::newRow("nested names") << "Status = ( Count=1 Group=( Name=\"(x)\" ) )" << true
                                   << "12 00 01 F0 03 00 01 10 01 09 00 01 C0 05 00 01 30 28 78 29";
-    QTest::newRow("empty nested") << "F001=()" << false << "02 00 01 F0";
     QTest::newRow("parenthesis in escaped quote") << "F001=(3001=\"\\\")\")" << false
                                                   << "08 00 01 F0 04 00 01 30 22 29";
 
     // Values read straight from the text, beside the forms that need more.
     QTest::newRow("quoted datetime") << "6001=\"1990-01-02T00:00:01\"" << false
                                      << "0A 00 01 60 01 00 00 00 01 00 00 00";
-    QTest::newRow("datetime last of 9999") << "6001=9999-12-31T23:59:59.999" << false
-                                           << "0C 00 01 60 17 A4 2C 00 7F 51 01 00 E7 03";
-    QTest::newRow("datetime on a leap day") << "6001=2000-02-29T12:00:00" << false
-                                            << "0A 00 01 60 7F 0E 00 00 C0 A8 00 00";
+    QTest::newRow("datetime last of 9999")
+        << "6001=9999-12-31T23:59:59.999" << false << "0C 00 01 60 17 A4 2C 00 7F 51 01 00 E7 03";
     QTest::newRow("datetime with a space") << "6001=\"1990-01-02 00:00:01\"" << false
                                            << "0A 00 01 60 01 00 00 00 01 00 00 00";
     QTest::newRow("bool in capitals") << "2001=FALSE" << false << "03 00 01 20 00";
@@ -445,8 +431,6 @@ void TestMessageText::parserErrors_data()
     QTest::newRow("missing value before blanks") << "1001=  " << false << "Contents expected" << 4
                                                  << 3;
     QTest::newRow("trailing data") << "1001=5 x" << false << "Invalid trailing data" << 7 << 1;
-    QTest::newRow("second element") << "1001=5 1002=6" << false << "Invalid trailing data" << 7
-                                    << 6;
     QTest::newRow("prefix of another type") << "iName=7" << true << "Prefix does not match type"
                                             << 0 << 5;
     QTest::newRow("unknown name") << "Nope=1" << true << "Tag Nope not defined" << 0 << 4;
@@ -515,10 +499,8 @@ void TestMessageText::parserErrors_data()
                                           << 0 << 8;
 
     // Numbers that do not fit are refused where they stand, not cut.
-    QTest::newRow("one past the unsigned range") << "1001=4294967296" << false
-                                                 << "Value out of range" << 5 << 10;
-    QTest::newRow("two past the unsigned range") << "1001=4294967297" << false
-                                                 << "Value out of range" << 5 << 10;
+    QTest::newRow("one past the unsigned range")
+        << "1001=4294967296" << false << "Value out of range" << 5 << 10;
     QTest::newRow("one below the signed range") << "1001=-2147483649" << false
                                                 << "Value out of range" << 5 << 11;
     QTest::newRow("digits beyond 64 bits") << "1001=99999999999999999999" << false
@@ -692,30 +674,6 @@ void TestMessageText::namesBeyondTheListAndThePayload()
     QCOMPARE(parser.errorStart(), 5);
 }
 
-void TestMessageText::negativesReadBackInEveryDisplay_data()
-{
-    QTest::addColumn<QString>("tag");
-    QTest::addColumn<QString>("printed");
-    // Eight bytes of a negative number print as their 64-bit pattern in
-    // every display but signed decimal; the range check lets them back in.
-    QTest::newRow("hexadecimal") << "Mask" << "Mask=0xFFFFFFFF80000000";
-    QTest::newRow("unsigned decimal") << "Level" << "Level=18446744071562067968";
-    QTest::newRow("octal") << "Perms" << "Perms=0o1777777777760000000000";
-    QTest::newRow("binary") << "Pins" << "Pins=0y" + QString(33, QLatin1Char('1')) + QString(31, QLatin1Char('0'));
-    QTest::newRow("signed decimal") << "Offset" << "Offset=-2147483648";
-}
-
-void TestMessageText::negativesReadBackInEveryDisplay()
-{
-    QFETCH(QString, tag);
-    QFETCH(QString, printed);
-    Message m;
-    m.appendInt64(f.lut->tagNumber(tag), qint64(INT_MIN));
-    QCOMPARE(m.toText(f.lut.get()), printed);
-    MessageParser parser(f.lut.get());
-    QCOMPARE(parser.parse(printed).bytes(), m.bytes());
-}
-
 void TestMessageText::parseList_data()
 {
     QTest::addColumn<QString>("text");
@@ -756,23 +714,11 @@ void TestMessageText::parseList()
 void TestMessageText::writerFormsReadBack_data()
 {
     QTest::addColumn<QString>("bytes");
-    QTest::newRow("binary") << "0500" "0100" "00FF7F";
-    QTest::newRow("empty binary") << "0200" "0100";
-    QTest::newRow("address") << "0600" "0190" "C0A80102";
-    QTest::newRow("empty address") << "0200" "0190";
-    QTest::newRow("narrow point") << "0600" "0180" "0080FF7F";
-    QTest::newRow("wide point") << "0A00" "0180" "409C0000" "01000000";
-    QTest::newRow("empty point") << "0200" "0180";
-    QTest::newRow("narrow rect") << "0A00" "0181" "0A001400" "0A000A00";
-    QTest::newRow("wide rect") << "1200" "0181" "00000000" "00000000" "70110100" "01000000";
-    QTest::newRow("size") << "0600" "0182" "80020001";
-    QTest::newRow("date") << "0400" "0140" "440E";
-    QTest::newRow("date zero") << "0300" "0140" "00";
-    QTest::newRow("date negative") << "0600" "0140" "FFFFFFFF";
-    QTest::newRow("time") << "0500" "0150" "7F5101";
-    QTest::newRow("datetime") << "0A00" "0160" "01000000" "01000000";
-    QTest::newRow("datetime ms") << "0C00" "0160" "01000000" "01000000" "FA00";
-    QTest::newRow("datetime nine bytes") << "0B00" "0160" "01000000" "01000000" "05";
+    QTest::newRow("empty point") << "0200"
+                                    "0180";
+    QTest::newRow("date negative") << "0600"
+                                      "0140"
+                                      "FFFFFFFF";
     QTest::newRow("datetime null") << "0A00" "0160" "00000000" "00000000";
     QTest::newRow("datetime day zero with seconds") << "0A00" "0160" "00000000" "05000000";
     QTest::newRow("string with nul") << "0500" "0130" "610062";
@@ -780,9 +726,9 @@ void TestMessageText::writerFormsReadBack_data()
     QTest::newRow("string of the first byte past ASCII") << "0300" "0130" "80";
     QTest::newRow("string of the last byte") << "0300" "0130" "FF";
     QTest::newRow("string with a byte past ASCII inside") << "0500" "0130" "618062";
-    QTest::newRow("string of UTF-8 then a stray byte") << "0500" "0130" "C3A980";
-    QTest::newRow("bool odd size") << "0400" "0120" "0100";
-    QTest::newRow("unknown type") << "0400" "01B0" "0102";
+    QTest::newRow("string of UTF-8 then a stray byte") << "0500"
+                                                          "0130"
+                                                          "C3A980";
     QTest::newRow("nested mix") << "1300" "01F0" "0300" "0110" "05" "0A00" "01C0" "0600" "0180"
                                    "01000200";
 }

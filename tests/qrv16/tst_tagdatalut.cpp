@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "tests/support/definitions.h"
 #include "textfixture.h"
 
 using namespace QRV16;
@@ -123,8 +124,7 @@ void TestTagDataLut::snapshotOutlivesTree()
 
 void TestTagDataLut::invalidItemsLeftOut()
 {
-    QRV16::Parser parser;
-    QVERIFY(parser.parse(QByteArray(R"(<?xml version="1.0"?>
+    const auto lut = tagsOf(QByteArray(R"(<?xml version="1.0"?>
 <qrv16>
   <tag name="NoId"/>
   <tag id="0x1009"/>
@@ -132,15 +132,13 @@ void TestTagDataLut::invalidItemsLeftOut()
     <enums><enum name="NoValue"/><enum name="Two" id="2"/></enums>
     <bits><bit name="NoBit"/></bits>
   </tag>
-</qrv16>)")));
-    std::unique_ptr<Item> root(parser.takeRoot());
-    TagDataLut lut(root.get());
-    QCOMPARE(lut.count(), 1);
-    QCOMPARE(lut.tagNumber("NoId"), -1);
-    QCOMPARE(lut.tagName(0x1009), QString("0x1009"));
-    QCOMPARE(lut.enumNumber(0x1008, "NoValue"), -1);
-    QCOMPARE(lut.enumNumber(0x1008, "Two"), 2);
-    QCOMPARE(lut.bitNumber(0x1008, "NoBit"), -1);
+</qrv16>)"));
+    QCOMPARE(lut->count(), 1);
+    QCOMPARE(lut->tagNumber("NoId"), -1);
+    QCOMPARE(lut->tagName(0x1009), QString("0x1009"));
+    QCOMPARE(lut->enumNumber(0x1008, "NoValue"), -1);
+    QCOMPARE(lut->enumNumber(0x1008, "Two"), 2);
+    QCOMPARE(lut->bitNumber(0x1008, "NoBit"), -1);
 }
 
 // Small numbers and large ones are kept apart; each must be found, and
@@ -184,18 +182,15 @@ void TestTagDataLut::valuesOfEverySize()
     QFETCH(uint, value);
     QFETCH(QString, enumName);
     QFETCH(QString, bitName);
-    QRV16::Parser parser;
-    QVERIFY(parser.parse(QByteArray(everySizeDefinitions())));
-    std::unique_ptr<Item> root(parser.takeRoot());
-    const TagDataLut lut(root.get());
-    QVERIFY(lut.tagData(tag));
-    QCOMPARE(lut.tagData(lut.tagName(tag)), lut.tagData(tag));
-    QCOMPARE(lut.enumName(tag, value), enumName);
-    QCOMPARE(lut.bitName(tag, value), bitName);
+    const auto lut = tagsOf(QByteArray(everySizeDefinitions()));
+    QVERIFY(lut->tagData(tag));
+    QCOMPARE(lut->tagData(lut->tagName(tag)), lut->tagData(tag));
+    QCOMPARE(lut->enumName(tag, value), enumName);
+    QCOMPARE(lut->bitName(tag, value), bitName);
     if (enumName.at(0).isLetter())
-        QCOMPARE(lut.enumNumber(tag, enumName), int(value));
+        QCOMPARE(lut->enumNumber(tag, enumName), int(value));
     if (bitName.at(0).isLetter())
-        QCOMPARE(lut.bitNumber(tag, bitName), int(value));
+        QCOMPARE(lut->bitNumber(tag, bitName), int(value));
 }
 
 void TestTagDataLut::laterDuplicatesReplace()

@@ -12,20 +12,16 @@ private Q_SLOTS:
     void ipv4FromString();
     void ipv4FailureKeepsOrClears();
     void ipv4Binary();
-    void netmaskFromBits_data();
-    void netmaskFromBits();
-    void netmaskBits_data();
-    void netmaskBits();
+    void netmask_data();
+    void netmask();
     void decodeString_data();
     void decodeString();
     void cton_data();
     void cton();
     void atoi_data();
     void atoi();
-    void to32_data();
-    void to32();
-    void to64_data();
-    void to64();
+    void toNumber_data();
+    void toNumber();
 };
 
 void TestValues::ipv4FromString_data()
@@ -91,50 +87,37 @@ void TestValues::ipv4Binary()
     QCOMPARE(c.toInt(), 7u);
 }
 
-void TestValues::netmaskFromBits_data()
+void TestValues::netmask_data()
 {
-    QTest::addColumn<uint>("bits");
-    QTest::addColumn<bool>("ok");
+    QTest::addColumn<int>("bits"); // -1: a mask not made from a count
     QTest::addColumn<QString>("mask");
-    QTest::newRow("none") << 0u << true << "0.0.0.0";
-    QTest::newRow("one") << 1u << true << "128.0.0.0";
-    QTest::newRow("class c") << 24u << true << "255.255.255.0";
-    QTest::newRow("odd") << 27u << true << "255.255.255.224";
-    QTest::newRow("all") << 32u << true << "255.255.255.255";
-    QTest::newRow("too many") << 33u << false << "0.0.0.0";
+    QTest::addColumn<int>("counted"); // what the mask counts, -1 for no netmask
+    QTest::newRow("none") << 0 << "0.0.0.0" << -1;
+    QTest::newRow("one") << 1 << "128.0.0.0" << -1;
+    QTest::newRow("too short to count") << 7 << "254.0.0.0" << -1;
+    QTest::newRow("shortest counted") << 8 << "255.0.0.0" << 8;
+    QTest::newRow("class c") << 24 << "255.255.255.0" << 24;
+    QTest::newRow("odd") << 27 << "255.255.255.224" << 27;
+    QTest::newRow("thirty") << 30 << "255.255.255.252" << 30;
+    QTest::newRow("all") << 32 << "255.255.255.255" << 32;
+    QTest::newRow("too many clears") << 33 << "0.0.0.0" << -1;
+    QTest::newRow("hole") << -1 << "255.0.255.0" << -1;
+    QTest::newRow("not left aligned") << -1 << "0.0.0.255" << -1;
 }
 
-void TestValues::netmaskFromBits()
+void TestValues::netmask()
 {
-    QFETCH(uint, bits);
-    QFETCH(bool, ok);
-    QFETCH(QString, mask);
-    IPv4 m(0x12345678);
-    QCOMPARE(m.fromNetmaskBits(bits), ok);
-    QCOMPARE(m.toString(), mask);
-}
-
-void TestValues::netmaskBits_data()
-{
-    QTest::addColumn<QString>("mask");
-    QTest::addColumn<int>("bits");
-    QTest::newRow("all ones") << "255.255.255.255" << 32;
-    QTest::newRow("class c") << "255.255.255.0" << 24;
-    QTest::newRow("shortest allowed") << "255.0.0.0" << 8;
-    QTest::newRow("too short") << "254.0.0.0" << -1;
-    QTest::newRow("zero") << "0.0.0.0" << -1;
-    QTest::newRow("hole") << "255.0.255.0" << -1;
-    QTest::newRow("not left aligned") << "0.0.0.255" << -1;
-    QTest::newRow("odd") << "255.255.255.252" << 30;
-}
-
-void TestValues::netmaskBits()
-{
-    QFETCH(QString, mask);
     QFETCH(int, bits);
-    IPv4 m;
-    QVERIFY(m.fromString(mask));
-    QCOMPARE(m.netmaskBits(), bits);
+    QFETCH(QString, mask);
+    QFETCH(int, counted);
+    IPv4 m(0x12345678);
+    if (bits >= 0) {
+        QCOMPARE(m.fromNetmaskBits(uint(bits)), bits <= 32);
+        QCOMPARE(m.toString(), mask);
+    } else {
+        QVERIFY(m.fromString(mask));
+    }
+    QCOMPARE(m.netmaskBits(), counted);
 }
 
 void TestValues::decodeString_data()
@@ -220,67 +203,56 @@ void TestValues::atoi()
     QCOMPARE(Numbers::atoi(nullptr, length, base), 0xFFFFFFFFu);
 }
 
-void TestValues::to32_data()
+void TestValues::toNumber_data()
 {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<int>("value");
-    QTest::newRow("empty") << "" << true << 0;
-    QTest::newRow("decimal") << "1234" << true << 1234;
-    QTest::newRow("leading zero is decimal") << "010" << true << 10;
-    QTest::newRow("plus") << "+7" << true << 7;
-    QTest::newRow("minus hex") << "-0x10" << true << -16;
-    QTest::newRow("upper X") << "0XfF" << true << 255;
-    QTest::newRow("binary") << "0b101" << true << 5;
-    QTest::newRow("upper B refused") << "0B1" << false << 0;
-    QTest::newRow("binary digit 2") << "0b12" << false << 0;
-    QTest::newRow("bare prefix") << "0x" << true << 0;
-    QTest::newRow("bare minus binary") << "-0b" << true << 0;
-    QTest::newRow("bare sign") << "-" << true << 0;
-    QTest::newRow("trailing letter") << "12a" << false << 0;
-    QTest::newRow("inner blank") << "1 2" << false << 0;
-    QTest::newRow("wraps at 32 bits") << "0x100000001" << true << 1;
-    QTest::newRow("all ones") << "0xFFFFFFFF" << true << -1;
-    QTest::newRow("lone zero") << "0" << true << 0;
-}
-
-void TestValues::to32()
-{
-    QFETCH(QString, text);
-    QFETCH(bool, ok);
-    QFETCH(int, value);
-    bool got = !ok;
-    QCOMPARE(Numbers::to32(text, &got), value);
-    QCOMPARE(got, ok);
-    got = !ok;
-    const QByteArray bytes = text.toUtf8();
-    QCOMPARE(Numbers::to32(bytes.constData(), uint(bytes.size()), &got), value);
-    QCOMPARE(got, ok);
-}
-
-void TestValues::to64_data()
-{
+    QTest::addColumn<int>("bits");
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("ok");
     QTest::addColumn<qlonglong>("value");
-    QTest::newRow("beyond 32 bits") << "0x100000001" << true << 0x100000001ll;
-    QTest::newRow("negative big") << "-4294967296" << true << -4294967296ll;
-    QTest::newRow("all ones") << "0xFFFFFFFFFFFFFFFF" << true << -1ll;
-    QTest::newRow("binary") << "0b11111111111111111111111111111111111" << true << 0x7FFFFFFFFll;
-    QTest::newRow("bad") << "0xG" << false << 0ll;
+    QTest::newRow("empty") << 32 << "" << true << 0ll;
+    QTest::newRow("decimal") << 32 << "1234" << true << 1234ll;
+    QTest::newRow("leading zero is decimal") << 32 << "010" << true << 10ll;
+    QTest::newRow("plus") << 32 << "+7" << true << 7ll;
+    QTest::newRow("minus hex") << 32 << "-0x10" << true << -16ll;
+    QTest::newRow("upper X") << 32 << "0XfF" << true << 255ll;
+    QTest::newRow("binary") << 32 << "0b101" << true << 5ll;
+    QTest::newRow("upper B refused") << 32 << "0B1" << false << 0ll;
+    QTest::newRow("binary digit 2") << 32 << "0b12" << false << 0ll;
+    QTest::newRow("bare prefix") << 32 << "0x" << true << 0ll;
+    QTest::newRow("bare minus binary") << 32 << "-0b" << true << 0ll;
+    QTest::newRow("bare sign") << 32 << "-" << true << 0ll;
+    QTest::newRow("trailing letter") << 32 << "12a" << false << 0ll;
+    QTest::newRow("inner blank") << 32 << "1 2" << false << 0ll;
+    QTest::newRow("wraps at 32 bits") << 32 << "0x100000001" << true << 1ll;
+    QTest::newRow("all ones") << 32 << "0xFFFFFFFF" << true << -1ll;
+    QTest::newRow("lone zero") << 32 << "0" << true << 0ll;
+    QTest::newRow("64: beyond 32 bits") << 64 << "0x100000001" << true << 0x100000001ll;
+    QTest::newRow("64: negative big") << 64 << "-4294967296" << true << -4294967296ll;
+    QTest::newRow("64: all ones") << 64 << "0xFFFFFFFFFFFFFFFF" << true << -1ll;
+    QTest::newRow("64: binary") << 64 << "0b11111111111111111111111111111111111" << true
+                                << 0x7FFFFFFFFll;
+    QTest::newRow("64: bad") << 64 << "0xG" << false << 0ll;
 }
 
-void TestValues::to64()
+void TestValues::toNumber()
 {
+    // Each width from a QString and from bytes.
+    QFETCH(int, bits);
     QFETCH(QString, text);
     QFETCH(bool, ok);
     QFETCH(qlonglong, value);
-    bool got = !ok;
-    QCOMPARE(Numbers::to64(text, &got), value);
-    QCOMPARE(got, ok);
-    got = !ok;
-    QCOMPARE(Numbers::to64(text.toUtf8(), &got), value);
-    QCOMPARE(got, ok);
+    const QByteArray bytes = text.toUtf8();
+    for (int form = 0; form < 2; ++form) {
+        bool got = !ok;
+        qlonglong v = 0;
+        if (bits == 32)
+            v = form ? Numbers::to32(bytes.constData(), uint(bytes.size()), &got)
+                     : Numbers::to32(text, &got);
+        else
+            v = form ? Numbers::to64(bytes, &got) : Numbers::to64(text, &got);
+        QCOMPARE(v, value);
+        QCOMPARE(got, ok);
+    }
 }
 
 QTEST_APPLESS_MAIN(TestValues)

@@ -12,25 +12,26 @@ namespace {
 
 QRV16::Item* tagItem(const QString& name, quint64 code, const QString& comment = QString())
 {
-    QRV16::ItemData d;
-    d.type = QRV16::ItemType::Tag;
-    d.name = name;
-    d.id = code;
-    d.hasId = true;
-    d.comment = comment;
-    return new QRV16::Item(d);
+    return item(QRV16::ItemType::Tag, name, code, true, comment);
 }
 
+// A blank line, or a comment when given one.
 QRV16::Item* layoutItem(QRV16::ItemType type, const QString& comment)
 {
-    QRV16::ItemData d;
-    d.type = type;
-    d.comment = comment;
-    return new QRV16::Item(d);
+    return item(type, QString(), 0, false, comment);
 }
 
-QRV16::Item* valueItem(QRV16::ItemType type, const QString& name, quint64 id, bool hasId = true,
-                       const QString& comment = QString())
+QRV16::Item* container(QRV16::Item* tag, QRV16::ItemType type)
+{
+    QRV16::Item* c = item(type, QString(), 0, false);
+    tag->appendChild(c);
+    return c;
+}
+
+} // namespace
+
+QRV16::Item* item(QRV16::ItemType type, const QString& name, quint64 id, bool hasId,
+                  const QString& comment)
 {
     QRV16::ItemData d;
     d.type = type;
@@ -40,17 +41,6 @@ QRV16::Item* valueItem(QRV16::ItemType type, const QString& name, quint64 id, bo
     d.comment = comment;
     return new QRV16::Item(d);
 }
-
-QRV16::Item* container(QRV16::Item* tag, QRV16::ItemType type)
-{
-    QRV16::ItemData d;
-    d.type = type;
-    auto* c = new QRV16::Item(d);
-    tag->appendChild(c);
-    return c;
-}
-
-} // namespace
 
 std::unique_ptr<QRV16::Item> read(const QByteArray& document)
 {
@@ -167,30 +157,31 @@ std::unique_ptr<QRV16::Item> hostile()
     root->appendChild(both);
     QRV16::Item* enums = container(both, ItemType::Enums);
     enums->data().display = QRV16::DisplayMode(QRV16::DisplayMode::Hex, 4);
-    enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("class"), 1));
-    enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("Both"), 2));
-    enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("A"), 3));
-    enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("Again"), 3, true, QStringLiteral("again \\")));
-    enums->appendChild(valueItem(ItemType::Enum, QString(), 4, true, QStringLiteral("nameless */")));
-    enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("Numberless"), 0, false));
+    enums->appendChild(item(ItemType::Enum, QStringLiteral("class"), 1));
+    enums->appendChild(item(ItemType::Enum, QStringLiteral("Both"), 2));
+    enums->appendChild(item(ItemType::Enum, QStringLiteral("A"), 3));
+    enums->appendChild(
+        item(ItemType::Enum, QStringLiteral("Again"), 3, true, QStringLiteral("again \\")));
+    enums->appendChild(item(ItemType::Enum, QString(), 4, true, QStringLiteral("nameless */")));
+    enums->appendChild(item(ItemType::Enum, QStringLiteral("Numberless"), 0, false));
     enums->appendChild(layoutItem(ItemType::Enum, QStringLiteral("a comment among values \\")));
     enums->appendChild(layoutItem(ItemType::Enum, QString()));
-    enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("Min"), quint64(1) << 63));
-    enums->appendChild(valueItem(ItemType::Enum, QStringLiteral("value__"), 5));
+    enums->appendChild(item(ItemType::Enum, QStringLiteral("Min"), quint64(1) << 63));
+    enums->appendChild(item(ItemType::Enum, QStringLiteral("value__"), 5));
     QRV16::Item* bits = container(both, ItemType::Bits);
-    bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("A"), 0));
-    bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("B"), 1));
-    bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("end"), 2));
-    bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("Both"), 3));
-    bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("Beyond"), 64));
-    bits->appendChild(valueItem(ItemType::Bit, QStringLiteral("FarBeyond"), quint64(1) << 40));
-    bits->appendChild(valueItem(ItemType::Bit, QString(), 5));
+    bits->appendChild(item(ItemType::Bit, QStringLiteral("A"), 0));
+    bits->appendChild(item(ItemType::Bit, QStringLiteral("B"), 1));
+    bits->appendChild(item(ItemType::Bit, QStringLiteral("end"), 2));
+    bits->appendChild(item(ItemType::Bit, QStringLiteral("Both"), 3));
+    bits->appendChild(item(ItemType::Bit, QStringLiteral("Beyond"), 64));
+    bits->appendChild(item(ItemType::Bit, QStringLiteral("FarBeyond"), quint64(1) << 40));
+    bits->appendChild(item(ItemType::Bit, QString(), 5));
     bits->appendChild(layoutItem(ItemType::Bit, QStringLiteral("*/")));
     // Items where the file format allows none: skipped.
-    bits->appendChild(valueItem(ItemType::Enum, QStringLiteral("EnumAmongBits"), 9));
+    bits->appendChild(item(ItemType::Enum, QStringLiteral("EnumAmongBits"), 9));
     both->appendChild(tagItem(QStringLiteral("TagInTag"), 0x1400));
-    root->appendChild(valueItem(ItemType::Enum, QStringLiteral("EnumInRoot"), 1));
-    root->appendChild(valueItem(ItemType::Invalid, QStringLiteral("Invalid"), 2));
+    root->appendChild(item(ItemType::Enum, QStringLiteral("EnumInRoot"), 1));
+    root->appendChild(item(ItemType::Invalid, QStringLiteral("Invalid"), 2));
     return root;
 }
 
@@ -255,6 +246,38 @@ QByteArray report(const Run& r, const QByteArray& generated)
     for (int i = 0; i < lines.size(); ++i)
         text += QByteArray::number(i + 1).rightJustified(4) + "  " + lines.at(i) + '\n';
     return text;
+}
+
+QByteArray checkProgram(const QByteArray& head, const QByteArray& checks)
+{
+    return head + R"(#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <type_traits>
+
+static int failures = 0;
+[[maybe_unused]] static void check(bool ok, const char* what)
+{
+    if (!ok) {
+        std::printf("failed: %s\n", what);
+        ++failures;
+    }
+}
+#define CHECK(x) check(x, #x)
+
+template <typename E>
+constexpr std::int64_t v(E e)
+{
+    return static_cast<std::int64_t>(e);
+}
+
+int main()
+{)" + checks +
+           R"(
+    std::printf("%d failed\n", failures);
+    return failures == 0 ? 0 : 1;
+}
+)";
 }
 
 bool writeFile(const QString& path, const QByteArray& bytes)

@@ -33,6 +33,9 @@ std::unique_ptr<QRV16::Item> clashing();
 std::unique_ptr<QRV16::Item> byName(const QString& name);
 
 std::unique_ptr<QRV16::Item> read(const QByteArray& document);
+// A tag, value or bit; `hasId` false for none, `comment` alone for a comment.
+QRV16::Item* item(QRV16::ItemType type, const QString& name, quint64 id, bool hasId = true,
+                  const QString& comment = QString());
 
 struct Run
 {
@@ -49,6 +52,9 @@ Run run(const QString& program, const QStringList& args, const QString& director
 // What a failed compiler or interpreter run said, with the generated text
 // and its line numbers, for the test's failure message.
 QByteArray report(const Run& r, const QByteArray& generated);
+// A C++ program of `head` (its includes) and `checks`, each CHECK(x)
+// counted; it prints "<n> failed" last and fails if n is not 0.
+QByteArray checkProgram(const QByteArray& head, const QByteArray& checks);
 bool writeFile(const QString& path, const QByteArray& bytes);
 QByteArray readFile(const QString& path);
 

@@ -45,6 +45,8 @@ class TestGenerators : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+    void lines_data();
+    void lines();
     void deterministic_data();
     void deterministic();
     void fileOrder_data();
@@ -60,6 +62,120 @@ private Q_SLOTS:
     void clashesAreReported_data();
     void clashesAreReported();
 };
+
+void TestGenerators::lines_data()
+{
+    // What each file says beyond what compiling or loading it can show:
+    // comments, display forms and layout. The forms every language shares
+    // (number forms, type comments) are checked in one or two of them.
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("setting"); // the prefix in C, else the namespace
+    QTest::addColumn<QByteArray>("line");
+    QString language;
+    QString setting;
+    const auto row = [&](const char* name, const char* line) {
+        QTest::addRow("%s: %s", qPrintable(language), name)
+            << language << setting << QByteArray(line);
+    };
+
+    language = "c";
+    setting = "T";
+    row("tag code in four hex digits, its type", "#define T_TAG_Mode 0x1002u /* Integer */");
+    row("tag comment above it", "/* Operating mode */\n#define T_TAG_Mode ");
+    row("free comment kept", "/* Pump control */");
+    row("negative value, its comment", "#define T_Mode_Reverse (-1) /* Runs backwards */");
+    row("hex display, padded", "#define T_Result_Internal 0x0080\n");
+    row("negative in hex display is decimal", "#define T_Result_Minus (-2)\n");
+    row("wide value is long long", "#define T_Result_Huge 0x7FFFFFFFFFFFFFFFLL\n");
+    row("secure tag marked", "#define T_TAG_Password 0x3003u /* String, secure */");
+    row("extended type named as it is", "#define T_TAG_Position 0x8001u /* Point */");
+    row("data types", "#define QRV16DT_Point 0x80\n");
+    row("guard", "#ifndef T_QRV16_DEFINITIONS_H\n#define T_QRV16_DEFINITIONS_H\n");
+    row("tag name", "    case 0x1010u: return \"2nd pump/flow\";\n");
+    row("blank line of the file kept",
+        "#define T_Result_Huge 0x7FFFFFFFFFFFFFFFLL\n\n#define T_TAG_Alarms ");
+    setting = "PS4_";
+    row("underscore not doubled", "#define PS4_TAG_Mode 0x1002u");
+    setting = "ps-4";
+    row("odd prefix sanitised", "#define ps_4_TAG_Mode 0x1002u");
+
+    language = "cpp";
+    setting = "pumps::v1";
+    row("once", "#pragma once\n");
+    row("namespace", "namespace pumps::v1 {\n");
+    row("tag code, its type", "constexpr std::uint16_t Mode = 0x1002; // Integer\n");
+    row("tag comment above it", "// Operating mode\nconstexpr std::uint16_t Mode ");
+    row("free comment kept", "// Pump control\n");
+    row("negative value, its comment", "    Reverse = -1, // Runs backwards\n");
+    row("hex display, padded", "    Internal = 0x0080,\n");
+    row("negative in hex display is decimal", "    Minus = -2,\n");
+    row("bits of a tag", "namespace Bits {\nnamespace Alarms {\n"
+                         "constexpr std::uint64_t Low = std::uint64_t(1) << 0;\n");
+
+    language = "cpplut";
+    setting = "pumps";
+    row("namespace", "namespace pumps {\n");
+    row("tag row: code, name, type, tables",
+        "    {0x1002, \"Mode\", DataType::Integer, false, enums_Mode, 4, nullptr, 0},\n");
+    row("tag with enums and bits",
+        "    {0x7001, \"Alarms\", DataType::BitArray, false, enums_Alarms, 1, bits_Alarms, 4},\n");
+    row("values by number, lowest first",
+        "const EnumName enums_Mode[] = {\n    {-9223372036854775807 - 1, \"Lowest\"},\n"
+        "    {-1, \"Reverse\"},\n    {0, \"Off\"},\n    {2, \"Auto\"},\n};\n");
+    row("hex display, padded", "    {0x0080, \"Internal\"},\n");
+    row("bits", "const BitName bits_Alarms[] = {\n    {0, \"Low\"},\n    {7, \"Door\"},\n"
+                "    {31, \"Mains\"},\n    {63, \"Top\"},\n};\n");
+
+    language = "lua";
+    setting = "";
+    row("module table", "local M = {\n  tags = {\n");
+    row("tag code, its type", "    Mode = 0x1002, -- Integer\n");
+    row("tag comment above it", "    -- Operating mode\n    Mode = ");
+    row("free comment kept", "    -- Pump control\n");
+    row("negative value, its comment", "      Reverse = -1, -- Runs backwards\n");
+    row("hex display, padded", "      Internal = 0x0080,\n");
+
+    language = "cs";
+    setting = "Norvane.Pumps";
+    row("namespace", "namespace Norvane.Pumps\n{\n");
+    setting = "";
+    row("namespace by default", "namespace Definitions\n{\n");
+    setting = "Norvane.class";
+    row("namespace keyword", "namespace Norvane.class_\n");
+    setting = "";
+    row("data types, bare names", "    public enum DataType : byte\n    {\n"
+                                  "        Binary = 0,\n");
+    row("extended data type", "        Point = 128,\n");
+    row("data type of a tag", "    public static class Types\n    {\n"
+                              "        public const DataType Mode = DataType.Integer;\n");
+    row("extended data type of a tag", "public const DataType Position = DataType.Point;\n");
+    row("tag code, its type",
+        "    public static class Tags\n    {\n        // Pump control\n"
+        "        // Operating mode\n        public const ushort Mode = 0x1002; // Integer\n");
+    row("enum values", "    public enum ModeValues : long\n    {\n        Off = 0,\n");
+    row("negative value, its comment", "        Reverse = -1, // Runs backwards\n");
+    row("hex display, padded", "        Internal = 0x0080,\n");
+    row("highest", "        Huge = 0x7FFFFFFFFFFFFFFF,\n");
+    row("flags", "    [global::System.Flags]\n    public enum AlarmsBits : ulong\n    {\n"
+                 "        Low = 1UL << 0,\n        Door = 1UL << 7,\n        Mains = 1UL << 31,\n"
+                 "        Top = 1UL << 63,\n    }\n");
+    row("odd name sanitised", "public const ushort _2nd_pump_flow = 0x1010;");
+    row("no keyword in C#", "public const ushort end = 0x2002;");
+}
+
+void TestGenerators::lines()
+{
+    QFETCH(QString, language);
+    QFETCH(QString, setting);
+    QFETCH(QByteArray, line);
+    const std::unique_ptr<Item> root = CodeSample::sample();
+    const std::unique_ptr<Writer> w = generator(language);
+    QStringList texts(Writer::NamespaceText + 1);
+    texts[language == QLatin1String("c") ? Writer::PrefixText : Writer::NamespaceText] = setting;
+    w->setTexts(texts);
+    const QByteArray out = w->encode(root.get());
+    QVERIFY2(out.contains(line), out.constData());
+}
 
 void TestGenerators::deterministic_data()
 {
@@ -133,12 +249,7 @@ void TestGenerators::errors()
     QFETCH(bool, noRoot);
     QFETCH(QString, error);
     std::unique_ptr<Item> root = CodeSample::sample();
-    QRV16::ItemData big;
-    big.type = ItemType::Tag;
-    big.name = "Big";
-    big.id = 0x10000;
-    big.hasId = true;
-    root->appendChild(new Item(big));
+    root->appendChild(CodeSample::item(ItemType::Tag, "Big", 0x10000));
     const Item* given = noRoot ? nullptr : root.get();
 
     const std::unique_ptr<Writer> w = generator(language);
@@ -235,18 +346,9 @@ void TestGenerators::editsChangeNoOtherName()
             alarms = root->child(i);
     }
     QVERIFY(alarms);
-    ItemData door1;
-    door1.type = ItemType::Enum;
-    door1.name = "Door";
-    door1.id = 1;
-    door1.hasId = true;
-    alarms->findInTagByItemType(ItemType::Enums)->insertChildBefore(0, new Item(door1));
-    ItemData extra;
-    extra.type = ItemType::Tag;
-    extra.name = "Extra";
-    extra.id = 0x1003;
-    extra.hasId = true;
-    root->insertChildBefore(0, new Item(extra));
+    alarms->findInTagByItemType(ItemType::Enums)
+        ->insertChildBefore(0, CodeSample::item(ItemType::Enum, "Door", 1));
+    root->insertChildBefore(0, CodeSample::item(ItemType::Tag, "Extra", 0x1003));
     for (int i = 0; i < root->childCount(); ++i) {
         if (root->child(i)->data().name == QLatin1String("Mode"))
             root->removeChild(i--);
@@ -292,14 +394,9 @@ void TestGenerators::clashesAreReported()
 
     // A C macro of an enum value can spell a bit's; the scoped languages
     // keep them apart.
-    ItemData bitName;
-    bitName.type = ItemType::Enum;
-    bitName.name = "BIT_Door";
-    bitName.id = 1;
-    bitName.hasId = true;
-    Item* enums = new Item(ItemData{ItemType::Enums, 0, {}, {}, {}, false, false});
+    Item* enums = CodeSample::item(ItemType::Enums, QString(), 0, false);
     root->child(0)->appendChild(enums);
-    enums->appendChild(new Item(bitName));
+    enums->appendChild(CodeSample::item(ItemType::Enum, "BIT_Door", 1));
     w->encode(root.get());
     QCOMPARE(w->clashes().size(), language == QLatin1String("c") ? 2 : 1);
     if (language == QLatin1String("c")) {

@@ -52,42 +52,9 @@ class TestWriterCppLut : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void lines_data();
-    void lines();
     void compiles_data();
     void compiles();
 };
-
-void TestWriterCppLut::lines_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::newRow("namespace") << QByteArray("namespace pumps {\n");
-    QTest::newRow("tag row: code, name, type, tables")
-        << QByteArray("    {0x1002, \"Mode\", DataType::Integer, false, enums_Mode, 4, nullptr, 0},\n");
-    QTest::newRow("tag with enums and bits")
-        << QByteArray("    {0x7001, \"Alarms\", DataType::BitArray, false, enums_Alarms, 1, bits_Alarms, 4},\n");
-    QTest::newRow("secure tag") << QByteArray("    {0x3003, \"Password\", DataType::String, true,");
-    QTest::newRow("extended type") << QByteArray("    {0x8001, \"Position\", DataType::Point, false,");
-    QTest::newRow("values by number, lowest first")
-        << QByteArray("const EnumName enums_Mode[] = {\n    {-9223372036854775807 - 1, \"Lowest\"},\n"
-                      "    {-1, \"Reverse\"},\n    {0, \"Off\"},\n    {2, \"Auto\"},\n};\n");
-    QTest::newRow("hex display, padded") << QByteArray("    {0x0080, \"Internal\"},\n");
-    QTest::newRow("bits") << QByteArray("const BitName bits_Alarms[] = {\n    {0, \"Low\"},\n    {7, \"Door\"},\n"
-                                        "    {31, \"Mains\"},\n    {63, \"Top\"},\n};\n");
-    QTest::newRow("odd name sanitised") << QByteArray("{0x1010, \"_2nd_pump_flow\",");
-    QTest::newRow("sanitised") << QByteArray("{0x1011, \"Pump_Speed\",");
-    QTest::newRow("sanitised, longer") << QByteArray("{0x1012, \"Pump_Speed_Max\",");
-    QTest::newRow("names are data, keywords stay") << QByteArray("{0x2001, \"default\",");
-    QTest::newRow("count") << QByteArray("const std::size_t tagTotal = 11;\n");
-}
-
-void TestWriterCppLut::lines()
-{
-    QFETCH(QByteArray, line);
-    const std::unique_ptr<Item> root = CodeSample::sample();
-    const QByteArray out = tables(root.get(), "pumps");
-    QVERIFY2(out.contains(line), out.constData());
-}
 
 void TestWriterCppLut::compiles_data()
 {
@@ -165,27 +132,8 @@ void TestWriterCppLut::compiles()
     const CodeSample::Run unit = CodeSample::run(
         gxx, {"-std=c++17", "-Wall", "-Wextra", "-Werror", "-c", "tables.cpp"}, dir.path());
     QVERIFY2(unit.started && unit.status == 0, CodeSample::report(unit, generated).constData());
-    QVERIFY(CodeSample::writeFile(dir.filePath("check.cpp"), R"(#include "tables.cpp"
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-
-static int failures = 0;
-static void check(bool ok, const char* what)
-{
-    if (!ok) {
-        std::printf("failed: %s\n", what);
-        ++failures;
-    }
-}
-#define CHECK(x) check(x, #x)
-
-int main()
-{)" + checks + R"(
-    std::printf("%d failed\n", failures);
-    return failures == 0 ? 0 : 1;
-}
-)"));
+    QVERIFY(CodeSample::writeFile(dir.filePath("check.cpp"),
+                                  CodeSample::checkProgram("#include \"tables.cpp\"\n", checks)));
     const CodeSample::Run build = CodeSample::run(
         gxx, {"-std=c++17", "-Wall", "-Wextra", "-Werror", "-fsanitize=address,undefined", "-o", "check",
               "check.cpp"},

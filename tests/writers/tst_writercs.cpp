@@ -84,57 +84,12 @@ class TestWriterCs : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void lines_data();
-    void lines();
     void startsWithByteOrderMark();
     void structure_data();
     void structure();
     void compiles_data();
     void compiles();
 };
-
-void TestWriterCs::lines_data()
-{
-    QTest::addColumn<QString>("ns");
-    QTest::addColumn<QByteArray>("line");
-    QTest::newRow("namespace") << "Norvane.Pumps" << QByteArray("namespace Norvane.Pumps\n{\n");
-    QTest::newRow("namespace by default") << "" << QByteArray("namespace Definitions\n{\n");
-    QTest::newRow("namespace keyword") << "Norvane.class" << QByteArray("namespace Norvane.class_\n");
-    QTest::newRow("data types, bare names") << "" << QByteArray("    public enum DataType : byte\n    {\n"
-                                                                "        Binary = 0,\n");
-    QTest::newRow("extended data type") << "" << QByteArray("        Point = 128,\n");
-    QTest::newRow("data type of a tag") << "" << QByteArray("    public static class Types\n    {\n"
-                                                            "        public const DataType Mode = DataType.Integer;\n");
-    QTest::newRow("extended data type of a tag") << "" << QByteArray("public const DataType Position = DataType.Point;\n");
-    QTest::newRow("tag code, its type")
-        << "" << QByteArray("    public static class Tags\n    {\n        // Pump control\n"
-                            "        // Operating mode\n        public const ushort Mode = 0x1002; // Integer\n");
-    QTest::newRow("enum values") << "" << QByteArray("    public enum ModeValues : long\n    {\n        Off = 0,\n");
-    QTest::newRow("negative value, its comment") << "" << QByteArray("        Reverse = -1, // Runs backwards\n");
-    QTest::newRow("lowest 64-bit value") << "" << QByteArray("        Lowest = long.MinValue,\n");
-    QTest::newRow("hex display, padded") << "" << QByteArray("        Internal = 0x0080,\n");
-    QTest::newRow("negative in hex display is decimal") << "" << QByteArray("        Minus = -2,\n");
-    QTest::newRow("highest") << "" << QByteArray("        Huge = 0x7FFFFFFFFFFFFFFF,\n");
-    QTest::newRow("flags")
-        << "" << QByteArray("    [global::System.Flags]\n    public enum AlarmsBits : ulong\n    {\n"
-                            "        Low = 1UL << 0,\n        Door = 1UL << 7,\n        Mains = 1UL << 31,\n"
-                            "        Top = 1UL << 63,\n    }\n");
-    QTest::newRow("secure tag marked") << "" << QByteArray("public const ushort Password = 0x3003; // String, secure\n");
-    QTest::newRow("odd name sanitised") << "" << QByteArray("public const ushort _2nd_pump_flow = 0x1010;");
-    QTest::newRow("sanitised") << "" << QByteArray("public const ushort Pump_Speed = 0x1011;");
-    QTest::newRow("sanitised, longer") << "" << QByteArray("public const ushort Pump_Speed_Max = 0x1012;");
-    QTest::newRow("keyword") << "" << QByteArray("public const ushort default_ = 0x2001;");
-    QTest::newRow("no keyword in C#") << "" << QByteArray("public const ushort end = 0x2002;");
-}
-
-void TestWriterCs::lines()
-{
-    QFETCH(QString, ns);
-    QFETCH(QByteArray, line);
-    const std::unique_ptr<Item> root = CodeSample::sample();
-    const QByteArray out = file(root.get(), ns);
-    QVERIFY2(out.contains(line), out.constData());
-}
 
 void TestWriterCs::startsWithByteOrderMark()
 {

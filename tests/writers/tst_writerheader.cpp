@@ -25,82 +25,11 @@ class TestWriterHeader : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void lines_data();
-    void lines();
-    void prefix_data();
-    void prefix();
     void guard_data();
     void guard();
     void compiles_data();
     void compiles();
 };
-
-void TestWriterHeader::lines_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::newRow("tag code in four hex digits, its type") << QByteArray("#define T_TAG_Mode 0x1002u /* Integer */");
-    QTest::newRow("tag's data type") << QByteArray("#define T_TYPE_Mode QRV16DT_Integer\n");
-    QTest::newRow("tag comment above it") << QByteArray("/* Operating mode */\n#define T_TAG_Mode ");
-    QTest::newRow("free comment kept") << QByteArray("/* Pump control */");
-    QTest::newRow("enum value") << QByteArray("#define T_Mode_Off 0\n");
-    QTest::newRow("negative value, its comment") << QByteArray("#define T_Mode_Reverse (-1) /* Runs backwards */");
-    QTest::newRow("lowest 64-bit value") << QByteArray("#define T_Mode_Lowest (-9223372036854775807LL - 1)");
-    QTest::newRow("hex display, padded") << QByteArray("#define T_Result_Internal 0x0080\n");
-    QTest::newRow("negative in hex display is decimal") << QByteArray("#define T_Result_Minus (-2)\n");
-    QTest::newRow("wide value is long long") << QByteArray("#define T_Result_Huge 0x7FFFFFFFFFFFFFFFLL\n");
-    QTest::newRow("bit number") << QByteArray("#define T_Alarms_BIT_Door 7\n");
-    QTest::newRow("bit 0") << QByteArray("#define T_Alarms_MASK_Low (1u << 0)\n");
-    QTest::newRow("bit 7") << QByteArray("#define T_Alarms_MASK_Door (1u << 7)\n");
-    QTest::newRow("bit 31 is 64-bit") << QByteArray("#define T_Alarms_MASK_Mains (1ULL << 31)\n");
-    QTest::newRow("bit 63") << QByteArray("#define T_Alarms_MASK_Top (1ULL << 63)\n");
-    QTest::newRow("enum and bit of one name") << QByteArray("#define T_Alarms_Low 1\n");
-    QTest::newRow("secure tag marked") << QByteArray("#define T_TAG_Password 0x3003u /* String, secure */");
-    QTest::newRow("extended type named as it is") << QByteArray("#define T_TAG_Position 0x8001u /* Point */");
-    QTest::newRow("extended type's macro") << QByteArray("#define T_TYPE_Position QRV16DT_Point\n");
-    QTest::newRow("odd name sanitised") << QByteArray("#define T_TAG_2nd_pump_flow 0x1010u");
-    QTest::newRow("keyword behind a prefix unchanged") << QByteArray("#define T_TAG_default 0x2001u");
-    QTest::newRow("data types") << QByteArray("#define QRV16DT_Point 0x80\n");
-    QTest::newRow("guard") << QByteArray("#ifndef T_QRV16_DEFINITIONS_H\n#define T_QRV16_DEFINITIONS_H\n");
-    QTest::newRow("tag names") << QByteArray("static inline const char* T_tag_name(unsigned int value)\n");
-    QTest::newRow("tag name") << QByteArray("    case 0x1010u: return \"2nd pump/flow\";\n");
-    QTest::newRow("enum names") << QByteArray("static inline const char* T_Mode_enum_name(long long value)\n");
-    QTest::newRow("enum name") << QByteArray("    case (-1): return \"Reverse\";\n");
-    QTest::newRow("bit names") << QByteArray("static inline const char* T_Alarms_bit_name(unsigned int value)\n");
-    QTest::newRow("bit name") << QByteArray("    case 7u: return \"Door\";\n");
-    QTest::newRow("blank line of the file kept")
-        << QByteArray("#define T_Result_Huge 0x7FFFFFFFFFFFFFFFLL\n\n#define T_TAG_Alarms ");
-}
-
-void TestWriterHeader::lines()
-{
-    QFETCH(QByteArray, line);
-    const std::unique_ptr<Item> root = CodeSample::sample();
-    const QByteArray out = header(root.get(), "T");
-    QVERIFY2(out.contains(line), out.constData());
-}
-
-void TestWriterHeader::prefix_data()
-{
-    QTest::addColumn<QString>("prefix");
-    QTest::addColumn<QByteArray>("line");
-    QTest::newRow("underscore added") << "PS4" << QByteArray("#define PS4_TAG_Mode 0x1002u");
-    QTest::newRow("underscore not doubled") << "PS4_" << QByteArray("#define PS4_TAG_Mode 0x1002u");
-    QTest::newRow("odd prefix sanitised") << "ps-4" << QByteArray("#define ps_4_TAG_Mode 0x1002u");
-    QTest::newRow("enum value") << "PS4" << QByteArray("#define PS4_Mode_Off 0\n");
-    QTest::newRow("no prefix") << "" << QByteArray("#define TAG_Mode 0x1002u");
-    QTest::newRow("no prefix: enum value") << "" << QByteArray("#define Mode_Off 0\n");
-    QTest::newRow("no prefix: leading digit") << "" << QByteArray("#define TAG_2nd_pump_flow 0x1010u");
-    QTest::newRow("no prefix: keyword") << "" << QByteArray("#define TAG_default 0x2001u");
-}
-
-void TestWriterHeader::prefix()
-{
-    QFETCH(QString, prefix);
-    QFETCH(QByteArray, line);
-    const std::unique_ptr<Item> root = CodeSample::sample();
-    const QByteArray out = header(root.get(), prefix);
-    QVERIFY2(out.contains(line), out.constData());
-}
 
 void TestWriterHeader::guard_data()
 {

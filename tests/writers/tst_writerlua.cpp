@@ -48,49 +48,9 @@ class TestWriterLua : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void lines_data();
-    void lines();
     void loads_data();
     void loads();
 };
-
-void TestWriterLua::lines_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::newRow("module table") << QByteArray("local M = {\n  tags = {\n");
-    QTest::newRow("tag code, its type") << QByteArray("    Mode = 0x1002, -- Integer\n");
-    QTest::newRow("tag comment above it") << QByteArray("    -- Operating mode\n    Mode = ");
-    QTest::newRow("free comment kept") << QByteArray("    -- Pump control\n");
-    QTest::newRow("name of a code") << QByteArray("    [0x1002] = \"Mode\",\n");
-    QTest::newRow("enum table") << QByteArray("  enums = {\n    Mode = {\n      Off = 0,\n");
-    QTest::newRow("negative value, its comment") << QByteArray("      Reverse = -1, -- Runs backwards\n");
-    QTest::newRow("lowest 64-bit value") << QByteArray("      Lowest = math.mininteger,\n");
-    QTest::newRow("hex display, padded") << QByteArray("      Internal = 0x0080,\n");
-    QTest::newRow("negative in hex display is decimal") << QByteArray("      Minus = -2,\n");
-    QTest::newRow("bit numbers") << QByteArray("  bits = {\n    Alarms = {\n      Low = 0,\n      Door = 7,\n"
-                                               "      Mains = 31,\n      Top = 63,\n");
-    QTest::newRow("secure tag marked") << QByteArray("    Password = 0x3003, -- String, secure\n");
-    QTest::newRow("odd name sanitised") << QByteArray("    _2nd_pump_flow = 0x1010,");
-    QTest::newRow("sanitised") << QByteArray("    Pump_Speed = 0x1011,");
-    QTest::newRow("sanitised, longer") << QByteArray("    Pump_Speed_Max = 0x1012,");
-    QTest::newRow("data type") << QByteArray("  types = {\n    Mode = \"Integer\",\n");
-    QTest::newRow("extended data type") << QByteArray("    Position = \"Point\",\n");
-    QTest::newRow("name of an enum value") << QByteArray("  enumNames = {\n    Mode = {\n      [0] = \"Off\",\n"
-                                                         "      [-1] = \"Reverse\",\n");
-    QTest::newRow("name of a bit") << QByteArray("  bitNames = {\n    Alarms = {\n      [0] = \"Low\",\n"
-                                                 "      [7] = \"Door\",\n");
-    QTest::newRow("no keyword in Lua") << QByteArray("    default = 0x2001,");
-    QTest::newRow("keyword") << QByteArray("    end_ = 0x2002,");
-    QTest::newRow("returned") << QByteArray("}\n\nreturn M\n");
-}
-
-void TestWriterLua::lines()
-{
-    QFETCH(QByteArray, line);
-    const std::unique_ptr<Item> root = CodeSample::sample();
-    const QByteArray out = module(root.get());
-    QVERIFY2(out.contains(line), out.constData());
-}
 
 void TestWriterLua::loads_data()
 {

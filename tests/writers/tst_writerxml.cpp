@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "qrv16/item.h"
 #include "qrv16/parser.h"
+#include "tests/writers/codesample.h"
 #include "writers/writerxml.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <cstdio>
 #include <limits>
-#include <fcntl.h>
 #include <memory>
-#include <unistd.h>
 
 using namespace QRV16;
 
@@ -18,30 +15,10 @@ namespace {
 
 const QByteArray declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?> <!-- -*- nxml -*- -->";
 
-std::unique_ptr<Item> readTree(const QByteArray& document)
-{
-    Parser parser;
-    if (!parser.parse(document))
-        qFatal("%s", qPrintable(parser.formatError()));
-    return std::unique_ptr<Item>(parser.takeRoot());
-}
-
+// A tag, value or bit; `id` below 0 for none.
 Item* item(ItemType type, const QString& name, qint64 id = -1)
 {
-    ItemData d;
-    d.type = type;
-    d.name = name;
-    if (id >= 0) {
-        d.id = quint64(id);
-        d.hasId = true;
-    }
-    return new Item(d);
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
+    return CodeSample::item(type, name, quint64(id), id >= 0);
 }
 
 } // namespace
@@ -61,10 +38,8 @@ private Q_SLOTS:
     void textsStayReadable_data();
     void textsStayReadable();
     void demoRoundTripsByteForByte();
-    void fileReplacedInPlace();
     void failedWriteKeepsTarget();
     void openFailure();
-    void dashWritesStandardOutput();
 };
 
 void TestWriterXml::attributes_data()
@@ -166,10 +141,10 @@ void TestWriterXml::roundTrip_data()
 void TestWriterXml::roundTrip()
 {
     QFETCH(QByteArray, document);
-    const std::unique_ptr<Item> first = readTree(document);
+    const std::unique_ptr<Item> first = CodeSample::read(document);
     WriterXml w;
     const QByteArray written = w.encode(first.get());
-    const std::unique_ptr<Item> second = readTree(written);
+    const std::unique_ptr<Item> second = CodeSample::read(written);
     QVERIFY(*first == *second);
     QCOMPARE(w.encode(second.get()), written);
 }
@@ -197,12 +172,12 @@ void TestWriterXml::idsSurviveEveryDisplay()
     QFETCH(QString, enumDisplay);
     QFETCH(qlonglong, value);
     const std::unique_ptr<Item> first =
-        readTree("<qrv16><tag name=\"T\" id=\"0x1001\" display=\"" + tagDisplay.toUtf8() +
-                 "\"><enums><enum name=\"v\" id=\"" + QByteArray::number(value) + "\" display=\"" +
-                 enumDisplay.toUtf8() + "\"/></enums></tag></qrv16>");
+        CodeSample::read("<qrv16><tag name=\"T\" id=\"0x1001\" display=\"" + tagDisplay.toUtf8() +
+                         "\"><enums><enum name=\"v\" id=\"" + QByteArray::number(value) +
+                         "\" display=\"" + enumDisplay.toUtf8() + "\"/></enums></tag></qrv16>");
     WriterXml w;
     const QByteArray written = w.encode(first.get());
-    const std::unique_ptr<Item> second = readTree(written);
+    const std::unique_ptr<Item> second = CodeSample::read(written);
     const Item* e = second->child(0)->child(0)->child(0);
     QVERIFY(e->data().hasId);
     QCOMPARE(qlonglong(e->data().id), value);
@@ -254,42 +229,27 @@ void TestWriterXml::textsStayReadable()
 
 void TestWriterXml::demoRoundTripsByteForByte()
 {
-    const QByteArray demo = readFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
-    const std::unique_ptr<Item> root = readTree(demo);
+    const QByteArray demo =
+        CodeSample::readFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
+    const std::unique_ptr<Item> root = CodeSample::read(demo);
     QCOMPARE(WriterXml().encode(root.get()), demo);
-}
-
-void TestWriterXml::fileReplacedInPlace()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath("defs.qrvdef");
-    const std::unique_ptr<Item> one = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
-    const std::unique_ptr<Item> two = readTree("<qrv16><tag name=\"B\" id=\"2\"/></qrv16>");
-    WriterXml w;
-    QVERIFY(w.write(one.get(), path));
-    const QByteArray first = readFile(path);
-    QVERIFY(first.contains("name=\"A\""));
-    QVERIFY(!QFile::exists(path + ".bak"));
-    QVERIFY(w.write(two.get(), path));
-    QVERIFY(readFile(path).contains("name=\"B\""));
-    // Backups are the editor's business; the writer leaves nothing beside.
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"defs.qrvdef"});
 }
 
 void TestWriterXml::failedWriteKeepsTarget()
 {
     QTemporaryDir dir;
     const QString path = dir.filePath("defs.qrvdef");
-    const std::unique_ptr<Item> good = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
+    const std::unique_ptr<Item> good =
+        CodeSample::read("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
     WriterXml w;
     QVERIFY(w.write(good.get(), path));
-    const QByteArray before = readFile(path);
+    const QByteArray before = CodeSample::readFile(path);
     // A control character has no XML form, so this tree cannot be written.
-    const std::unique_ptr<Item> bad = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
+    const std::unique_ptr<Item> bad = CodeSample::read("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
     bad->child(0)->data().comment = QStringLiteral("bell \x07");
     QVERIFY(!w.write(bad.get(), path));
     QVERIFY(w.formatError().startsWith("Error writing " + path + ":\n  "));
-    QCOMPARE(readFile(path), before);
+    QCOMPARE(CodeSample::readFile(path), before);
     QVERIFY(!QFile::exists(path + ".tmp"));
     QVERIFY(!QFile::exists(path + ".bak"));
     // The next successful write reports no stale error.
@@ -299,35 +259,11 @@ void TestWriterXml::failedWriteKeepsTarget()
 
 void TestWriterXml::openFailure()
 {
-    const std::unique_ptr<Item> one = readTree("<qrv16/>");
+    const std::unique_ptr<Item> one = CodeSample::read("<qrv16/>");
     WriterXml w;
     QVERIFY(!w.write(one.get(), "/nonexistent/dir/defs.qrvdef"));
     QCOMPARE(w.formatError(), QString("Failed to open output file /nonexistent/dir/defs.qrvdef."));
     QVERIFY(w.encode(nullptr).isEmpty());
-}
-
-void TestWriterXml::dashWritesStandardOutput()
-{
-    QTemporaryDir dir;
-    QVERIFY(QDir::setCurrent(dir.path()));
-    const QString captured = dir.filePath("stdout.txt");
-    const std::unique_ptr<Item> root = readTree("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
-
-    std::fflush(stdout);
-    const int saved = dup(STDOUT_FILENO);
-    const int fd = ::open(QFile::encodeName(captured).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    QVERIFY(saved >= 0 && fd >= 0);
-    dup2(fd, STDOUT_FILENO);
-    ::close(fd);
-    WriterXml w;
-    const bool ok = w.write(root.get(), "-");
-    std::fflush(stdout);
-    dup2(saved, STDOUT_FILENO);
-    ::close(saved);
-
-    QVERIFY(ok);
-    QVERIFY(!QFile::exists(dir.filePath("-")));
-    QCOMPARE(readFile(captured), WriterXml().encode(root.get()));
 }
 
 QTEST_APPLESS_MAIN(TestWriterXml)
