@@ -322,6 +322,12 @@ void TestMainWindow::arguments()
     QCOMPARE(b, bookmarks);
     QCOMPARE(a, answers);
     QCOMPARE(s, sequences);
+    // Without places for the automation's files, their options are skipped.
+    QString d2;
+    QString b2;
+    MainWindow::parseArguments(args, &d2, &b2);
+    QCOMPARE(d2, definitions);
+    QCOMPARE(b2, bookmarks);
 }
 
 // The toggles' defaults and keys are the display options' own; here they

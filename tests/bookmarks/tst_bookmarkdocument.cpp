@@ -116,9 +116,11 @@ void TestBookmarkDocument::onlyASuccessfulSaveCleansTheList()
     QVERIFY(writeFile(path, bookmarkFile));
     BookmarkDocument document;
     QVERIFY(document.load(path));
+    QSignalSpy modified(&document, &Document::modifiedChanged);
     auto* action = new QAction(QStringLiteral("Second"));
     action->setData(QStringLiteral("PumpId=2"));
     document.list()->addAction(action);
+    QCOMPARE(modified.count(), 1);
     // A backup that cannot be removed: a directory with something in it.
     QVERIFY(QDir(m_dir.path()).mkpath(QStringLiteral("saved.qrvbm.bak/inside")));
     QString error;
@@ -130,6 +132,8 @@ void TestBookmarkDocument::onlyASuccessfulSaveCleansTheList()
     QVERIFY(QDir(path + QStringLiteral(".bak")).removeRecursively());
     QVERIFY(document.save(path, &error));
     QVERIFY(!document.isModified());
+    QCOMPARE(modified.count(), 2);
+    QCOMPARE(modified.at(1).at(0).toBool(), false);
     QVERIFY(readFile(path).contains("PumpId=2"));
 }
 

@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QDialogButtonBox>
 #include <QDir>
+#include <QDockWidget>
 #include <QFile>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -92,6 +93,7 @@ private Q_SLOTS:
     void initTestCase();
     void init();
     void cleanup();
+    void undoHistoryToggles();
     void openDemoAndEdit();
     void initializeFallsBack();
     void brokenFileIsReported();
@@ -142,6 +144,18 @@ void TestEditorWindow::cleanup()
     for (QWidget* w : QApplication::topLevelWidgets())
         if (qobject_cast<QPlainTextEdit*>(w))
             delete w;
+}
+
+void TestEditorWindow::undoHistoryToggles()
+{
+    EditorWindow& w = *m_window;
+    auto* undoDock = w.findChild<QDockWidget*>("UndoDock");
+    QVERIFY(undoDock);
+    w.show();
+    action(&w, "m_act_undo_history")->trigger();
+    QVERIFY(undoDock->isVisible());
+    action(&w, "m_act_undo_history")->trigger();
+    QVERIFY(!undoDock->isVisible());
 }
 
 void TestEditorWindow::openDemoAndEdit()
