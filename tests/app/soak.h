@@ -11,18 +11,18 @@
 // texts, the file dialogs, the channels' links and the files on disk.
 
 #include "app/mainwindow.h"
-#include "trace/widgets/tracelogging.h"
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
 #include "files/logrecord.h"
+#include "tests/app/windowdriver.h"
+#include "tests/support/freeport.h"
+#include "tests/support/stallmeter.h"
 #include "trace/channel.h"
 #include "trace/tracemodel.h"
-#include "tests/app/windowdriver.h"
-#include "tests/support/stallmeter.h"
+#include "trace/widgets/tracelogging.h"
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QTcpServer>
 #include <QTimer>
 
 #include <algorithm>
@@ -84,13 +84,9 @@ public:
             return QStringLiteral("no sequences");
 
         // A free port for channel 2 to listen on.
-        quint16 port = 0;
-        {
-            QTcpServer probe;
-            if (!probe.listen(QHostAddress::LocalHost))
-                return probe.errorString();
-            port = probe.serverPort();
-        }
+        const quint16 port = freePort();
+        if (!port)
+            return QStringLiteral("no free port");
         ConnectionSettings server;
         server.setMode(ConnectionSettings::ServerMode);
         server.setServerAddress(QStringLiteral("127.0.0.1"));

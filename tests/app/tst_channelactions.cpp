@@ -47,36 +47,30 @@ void TestChannelActions::init()
     QSettings().clear();
 }
 
+// Saved toolbars find the actions by these names.
 void TestChannelActions::namedForTheirChannel_data()
 {
     QTest::addColumn<int>("number");
     QTest::addColumn<QStringList>("names");
-    QTest::addColumn<QStringList>("texts");
     QTest::newRow("channel 1") << 1
-                               << QStringList{"m_act_connection1", "m_act_connect1", "m_act_ssl1", "m_act_disturb1"}
-                               << QStringList{"Connection &1", "Connect 1", "SSL Information", "Disturb Channel 1"};
+                               << QStringList{"m_act_connection1", "m_act_connect1", "m_act_ssl1",
+                                              "m_act_disturb1"};
     QTest::newRow("channel 2") << 2
-                               << QStringList{"m_act_connection2", "m_act_connect2", "m_act_ssl2", "m_act_disturb2"}
-                               << QStringList{"Connection &2", "Connect 2", "SSL Information", "Disturb Channel 2"};
+                               << QStringList{"m_act_connection2", "m_act_connect2", "m_act_ssl2",
+                                              "m_act_disturb2"};
 }
 
 void TestChannelActions::namedForTheirChannel()
 {
     QFETCH(int, number);
     QFETCH(QStringList, names);
-    QFETCH(QStringList, texts);
     QWidget window;
     Channel channel(number);
     ChannelActions actions(&channel, &window);
     const QList<QAction*> all{actions.settingsAction(), actions.connectAction(), actions.sslAction(),
                               actions.disturbAction()};
-    for (int i = 0; i < all.size(); ++i) {
-        QCOMPARE(all.at(i)->objectName(), names.at(i));
-        QCOMPARE(all.at(i)->text(), texts.at(i));
+    for (int i = 0; i < all.size(); ++i)
         QCOMPARE(window.findChild<QAction*>(names.at(i)), all.at(i));
-    }
-    QCOMPARE(actions.disturbAction()->toolTip(), QStringLiteral("Generates DTR+RTS pulses on channel %1").arg(number));
-    QCOMPARE(actions.connectAction()->toolTip(), QStringLiteral("Open/close connection %1").arg(number));
 }
 
 void TestChannelActions::stateIcons_data()

@@ -10,13 +10,13 @@
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
 #include "qrv16/types.h"
+#include "tests/support/flood.h"
+#include "tests/support/freeport.h"
+#include "tests/support/stallmeter.h"
 #include "trace/channel.h"
 #include "trace/tracemodel.h"
-#include "tests/support/flood.h"
-#include "tests/support/stallmeter.h"
 
 #include <QStandardPaths>
-#include <QTcpServer>
 #include <QtTest>
 
 using korvtest::actionNamed;
@@ -70,12 +70,8 @@ void TestHostilePeer::floodedWindowStaysBoundedAndLive()
             toggle->trigger();
     }
 
-    quint16 port = 0;
-    {
-        QTcpServer probe;
-        QVERIFY(probe.listen(QHostAddress::LocalHost));
-        port = probe.serverPort();
-    }
+    const quint16 port = korvtest::freePort();
+    QVERIFY(port);
     ConnectionSettings server;
     server.setMode(ConnectionSettings::ServerMode);
     server.setServerAddress(QStringLiteral("127.0.0.1"));

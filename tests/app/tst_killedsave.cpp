@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Saves killed half-way: this program runs itself again as a child that
 // saves a large file of each kind through its document, and kills the child
-// in the middle. Whenever it dies, the file is one whole version, the one
-// before or the one being saved, and the backup is one whole earlier
-// version. The kill comes at each step of a save that touches a file (the
-// child traced one system call at a time) and at moments a busy machine
-// makes up (when the ".tmp" shows, when the backup is replaced, a few
-// milliseconds into a save).
+// before each system call of the save that touches a file (the child traced
+// one call at a time). Whenever it dies, the file is one whole version, the
+// one before or the one being saved, and the backup is one whole earlier
+// version. Every moment of a save is one of these steps, so a kill at any
+// other time leaves one of the states seen here.
 
 #include "automation/autoanswer.h"
 #include "automation/widgets/answerdocument.h"
@@ -18,8 +17,6 @@
 #include "tests/support/files.h"
 
 #include <QApplication>
-#include <QDeadlineTimer>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QUndoStack>
 #include <QtTest>
@@ -28,7 +25,6 @@
 #include <fcntl.h>
 #include <memory>
 #include <sys/ptrace.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -110,39 +106,22 @@ QString sourcePath(const QString& dir, int version)
     return dir + QStringLiteral("/source%1").arg(version);
 }
 
-// The child: loads each version's source and saves them in turn to the
-// target, from version `first` on. Traced, it stops itself before and after
-// one save; otherwise it saves on until it is killed and says "start N" and
-// "done N" around each save.
+// The child: loads version `first`'s source and saves it to the target,
+// stopping itself before and after the save.
 int saveChild(const QStringList& arguments)
 {
-    const int kind = arguments.at(2).toInt();
-    const QString dir = arguments.at(3);
+    Saver saver(arguments.at(2).toInt());
     const QString target = arguments.at(4);
-    const int first = arguments.at(5).toInt();
-    const bool traced = arguments.at(6) == QLatin1String("traced");
-    std::vector<std::unique_ptr<Saver>> savers;
-    // Traced, it saves one version only.
-    for (int v = 0; v < Versions; ++v) {
-        savers.push_back(std::make_unique<Saver>(kind));
-        if ((!traced || v == first) && !savers.back()->load(sourcePath(dir, v)))
-            return 2;
-    }
+    if (!saver.load(sourcePath(arguments.at(3), arguments.at(5).toInt())))
+        return 2;
     QString error;
-    for (int v = first;; v = (v + 1) % Versions) {
-        if (traced)
-            ::raise(SIGSTOP);
-        else
-            std::printf("start %d\n", v), std::fflush(stdout);
-        if (!savers[v]->save(target, &error)) {
-            std::fprintf(stderr, "%s\n", qPrintable(error));
-            return 3;
-        }
-        if (traced)
-            ::raise(SIGSTOP);
-        else
-            std::printf("done %d\n", v), std::fflush(stdout);
+    ::raise(SIGSTOP);
+    if (!saver.save(target, &error)) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        return 3;
     }
+    ::raise(SIGSTOP);
+    return 0;
 }
 
 // Whether a system call changes a file or a folder, so that a kill before
@@ -169,20 +148,6 @@ bool changesFiles(const __ptrace_syscall_info& info)
     return std::find(std::begin(calls), std::end(calls), call) != std::end(calls);
 }
 
-struct Stat
-{
-    ino_t inode = 0;
-    bool exists = false;
-};
-
-Stat statOf(const QString& path)
-{
-    struct stat s{};
-    if (::stat(QFile::encodeName(path).constData(), &s) != 0)
-        return {};
-    return {s.st_ino, true};
-}
-
 } // namespace
 
 class TestKilledSave : public QObject
@@ -194,8 +159,6 @@ private Q_SLOTS:
     void init();
     void killedAtEachStep_data();
     void killedAtEachStep();
-    void killedAtAnyMoment_data();
-    void killedAtAnyMoment();
 
 private:
     // The version the target is now; fails when it is none whole, or the
@@ -285,8 +248,7 @@ bool TestKilledSave::killAtStep(int first, int step, QString* call)
                                       QByteArray::number(m_kind),
                                       QFile::encodeName(m_dir->path()),
                                       QFile::encodeName(m_target),
-                                      QByteArray::number(first),
-                                      "traced"};
+                                      QByteArray::number(first)};
     std::vector<char*> argv;
     for (const QByteArray& a : arguments)
         argv.push_back(const_cast<char*>(a.constData()));
@@ -369,72 +331,6 @@ void TestKilledSave::killedAtEachStep()
     // The open, the write and the renames at least.
     QVERIFY2(steps >= 4, qPrintable(QString::number(steps)));
     qInfo("%s: killed at each of %d steps", kinds[m_kind], steps);
-}
-
-void TestKilledSave::killedAtAnyMoment_data()
-{
-    QTest::addColumn<int>("kind");
-    QTest::addColumn<QString>("moment");
-    for (int k = 0; k < Kinds; ++k)
-        for (const char* moment : {"tmp", "backup", "ms"})
-            QTest::addRow("%s when %s", kinds[k], moment) << k << QString::fromLatin1(moment);
-}
-
-void TestKilledSave::killedAtAnyMoment()
-{
-    QFETCH(QString, moment);
-    const QString temporary = m_target + QStringLiteral(".tmp");
-    const QString backup = m_target + QStringLiteral(".bak");
-    int version = Versions - 1;
-    for (int round = 0; round < 2; ++round) {
-        const int next = (version + 1) % Versions;
-        QFile::remove(temporary);
-        const Stat backupBefore = statOf(backup);
-        QProcess child;
-        child.start(QCoreApplication::applicationFilePath(),
-                    {QStringLiteral("save-child"), QString::number(m_kind), m_dir->path(), m_target,
-                     QString::number(next), QStringLiteral("loop")});
-        QVERIFY(child.waitForStarted());
-        // A guard against a child that hangs, not a time the test measures.
-        const QDeadlineTimer guard(120000);
-        QByteArray said;
-        const auto saves = [&] {
-            said += child.readAllStandardOutput();
-            return said.count("start ");
-        };
-        while (saves() < 1 + round % 2 && !guard.hasExpired() && child.state() == QProcess::Running)
-            child.waitForReadyRead(100);
-        if (moment == QLatin1String("tmp")) {
-            while (!QFile::exists(temporary) && !guard.hasExpired() && child.state() == QProcess::Running)
-                QThread::yieldCurrentThread();
-        } else if (moment == QLatin1String("backup")) {
-            while (statOf(backup).inode == backupBefore.inode && !guard.hasExpired() &&
-                   child.state() == QProcess::Running)
-                QThread::yieldCurrentThread();
-        } else {
-            QThread::usleep(500 + round * 1500);
-        }
-        QVERIFY2(child.state() == QProcess::Running, child.readAllStandardError().constData());
-        QVERIFY(!guard.hasExpired());
-        ::kill(pid_t(child.processId()), SIGKILL);
-        QVERIFY(child.waitForFinished());
-        said += child.readAllStandardOutput();
-
-        // The last save begun and the last one done.
-        const QList<QByteArray> lines = said.split('\n');
-        int started = -1, done = -1;
-        for (const QByteArray& line : lines) {
-            if (line.startsWith("start "))
-                started = line.mid(6).toInt();
-            else if (line.startsWith("done "))
-                done = line.mid(5).toInt();
-        }
-        QVERIFY(started >= 0);
-        const int previous = done >= 0 ? done : version;
-        judge(QStringLiteral("%1 in round %2").arg(moment).arg(round), {previous, started}, &version);
-        if (QTest::currentTestFailed())
-            return;
-    }
 }
 
 int main(int argc, char** argv)

@@ -2,7 +2,6 @@
 #include "automation/answerparser.h"
 #include "automation/answerwriter.h"
 
-#include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -38,8 +37,6 @@ class TestAnswerFile : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void roundTrip();
-    void saveKeepsBackup();
-    void saveFailsCleanly();
     void readsRule_data();
     void readsRule();
     void warnings_data();
@@ -72,32 +69,6 @@ void TestAnswerFile::roundTrip()
     control.answer = QStringLiteral("A\x01" "B");
     QVERIFY(parser.parse(writer.encode({control})));
     QCOMPARE(parser.rules().first().answer, QStringLiteral("AB"));
-}
-
-void TestAnswerFile::saveKeepsBackup()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("a.qrvans"));
-    AnswerWriter writer;
-    const AnswerRule one = make(QStringLiteral("one"), QStringLiteral("GetStatus"), QStringLiteral("X"), 1, 0, 0, 0, true);
-    AnswerRule two = one;
-    two.name = QStringLiteral("two");
-    QVERIFY(writer.save({one}, path));
-    QVERIFY(writer.save({two}, path));
-    QVERIFY(!QFile::exists(path + QStringLiteral(".tmp")));
-    AnswerParser parser;
-    QVERIFY(parser.parse(path));
-    QCOMPARE(parser.rules(), QVector<AnswerRule>{two});
-    QVERIFY(parser.parse(path + QStringLiteral(".bak")));
-    QCOMPARE(parser.rules(), QVector<AnswerRule>{one});
-}
-
-void TestAnswerFile::saveFailsCleanly()
-{
-    QTemporaryDir dir;
-    AnswerWriter writer;
-    QVERIFY(!writer.save({}, dir.filePath(QStringLiteral("no/such/dir/a.qrvans"))));
-    QVERIFY(writer.errorString().contains(QStringLiteral("a.qrvans.tmp")));
 }
 
 void TestAnswerFile::readsRule_data()

@@ -4,22 +4,12 @@
 #include "qrv16/item.h"
 #include "qrv16/parser.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/support/definitions.h"
 #include "tests/support/files.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
-
-namespace {
-
-const char pumps[] = R"(<?xml version="1.0" encoding="UTF-8"?>
-<qrv16>
-  <tag name="GetStatus" id="0xD001"/>
-  <tag name="PumpId" id="0x1001"/>
-</qrv16>
-)";
-
-} // namespace
 
 class TestDefinitionsInUse : public QObject
 {
@@ -44,7 +34,7 @@ void TestDefinitionsInUse::initTestCase()
 void TestDefinitionsInUse::loadAnnouncesTheNewTable()
 {
     const QString path = m_dir.filePath(QStringLiteral("pumps.qrvdef"));
-    QVERIFY(writeFile(path, pumps));
+    QVERIFY(writeFile(path, pumpDefinitions));
     Definitions definitions;
     QVERIFY(!definitions.tags());
     QVERIFY(!definitions.root());
@@ -70,7 +60,7 @@ void TestDefinitionsInUse::unreadableFileKeepsWhatIsInUse()
 {
     QFETCH(QByteArray, content);
     const QString good = m_dir.filePath(QStringLiteral("good.qrvdef"));
-    QVERIFY(writeFile(good, pumps));
+    QVERIFY(writeFile(good, pumpDefinitions));
     const QString bad = m_dir.filePath(QStringLiteral("bad.qrvdef"));
     QFile::remove(bad);
     if (!content.isNull())
@@ -96,7 +86,7 @@ void TestDefinitionsInUse::unreadableFileKeepsWhatIsInUse()
 void TestDefinitionsInUse::editedTreeIsTakenOver()
 {
     const QString path = m_dir.filePath(QStringLiteral("edited.qrvdef"));
-    QVERIFY(writeFile(path, pumps));
+    QVERIFY(writeFile(path, pumpDefinitions));
     Definitions definitions;
     QVERIFY(definitions.load(path));
     const QRV16::TagDataLut* old = definitions.tags();

@@ -2,7 +2,6 @@
 #include "automation/sequenceparser.h"
 #include "automation/sequencewriter.h"
 
-#include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -37,8 +36,6 @@ class TestSequenceFile : public QObject
     Q_OBJECT
 private Q_SLOTS:
     void roundTrip();
-    void saveKeepsBackup();
-    void saveFailsCleanly();
     void readsStep_data();
     void readsStep();
     void readsSequenceAttributes();
@@ -78,31 +75,6 @@ void TestSequenceFile::roundTrip()
     control.steps.first().text = QStringLiteral("A\x01" "B");
     QVERIFY(parser.parse(writer.encode({control})));
     QCOMPARE(parser.sequences().first().steps.first().text, QStringLiteral("AB"));
-}
-
-void TestSequenceFile::saveKeepsBackup()
-{
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("a.qrvseq"));
-    SequenceWriter writer;
-    const Sequence one = make(QStringLiteral("one"), false, {SequenceStep::wait(1)});
-    const Sequence two = make(QStringLiteral("two"), false, {SequenceStep::wait(2)});
-    QVERIFY(writer.save({one}, path));
-    QVERIFY(writer.save({two}, path));
-    QVERIFY(!QFile::exists(path + QStringLiteral(".tmp")));
-    SequenceParser parser;
-    QVERIFY(parser.parse(path));
-    QCOMPARE(parser.sequences(), QVector<Sequence>{two});
-    QVERIFY(parser.parse(path + QStringLiteral(".bak")));
-    QCOMPARE(parser.sequences(), QVector<Sequence>{one});
-}
-
-void TestSequenceFile::saveFailsCleanly()
-{
-    QTemporaryDir dir;
-    SequenceWriter writer;
-    QVERIFY(!writer.save({}, dir.filePath(QStringLiteral("no/such/dir/a.qrvseq"))));
-    QVERIFY(writer.errorString().contains(QStringLiteral("a.qrvseq.tmp")));
 }
 
 void TestSequenceFile::readsStep_data()

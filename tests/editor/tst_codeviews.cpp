@@ -42,7 +42,6 @@ private Q_SLOTS:
     void highlighting_data();
     void highlighting();
     void blockCommentAcrossBlocks();
-    void keywordFormatIsBold();
     void rowTreeViewSelection();
     void rowTreeViewSubtrees();
 };
@@ -118,15 +117,6 @@ void TestCodeViews::blockCommentAcrossBlocks()
     h.rehighlightBlock(doc.firstBlock());
     QCOMPARE(doc.firstBlock().userState(), 0);
     QCOMPARE(kindAt(h, doc.firstBlock().next(), 6), Keyword);
-}
-
-void TestCodeViews::keywordFormatIsBold()
-{
-    QTextDocument doc;
-    HighlighterLua lua(&doc);
-    QCOMPARE(lua.keywordFormat().fontWeight(), int(QFont::Bold));
-    QVERIFY(lua.singleLineCommentFormat() != lua.keywordFormat());
-    QVERIFY(lua.singleLineCommentFormat() != lua.multiLineCommentFormat());
 }
 
 void TestCodeViews::rowTreeViewSelection()

@@ -43,12 +43,12 @@ class TestEditorDocument : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void savesWithABackup();
+    void saveCleansAndFollowsTheFile();
     void failedSaveLosesNothing_data();
     void failedSaveLosesNothing();
 };
 
-void TestEditorDocument::savesWithABackup()
+void TestEditorDocument::saveCleansAndFollowsTheFile()
 {
     QTemporaryDir dir;
     const QString path = dir.filePath("defs.qrvdef");
@@ -69,7 +69,6 @@ void TestEditorDocument::savesWithABackup()
     QVERIFY(!f.document.isModified());
     QCOMPARE(modified.size(), 1);
     QCOMPARE(modified.at(0).at(0).toBool(), false);
-    // The backup beside it is the editor window's test.
     std::unique_ptr<Item> onDisk(TreeText::read(readFile(path)));
     QVERIFY(onDisk);
     QCOMPARE(TreeText::shape(onDisk.get()), QString("R(T:State=4097)"));

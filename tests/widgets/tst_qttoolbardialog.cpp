@@ -119,8 +119,8 @@ private Q_SLOTS:
     void showsCategoriesAndToolBars();
     void editsWaitForApply_data();
     void editsWaitForApply();
-    void buttonsFollowTheChoice_data();
-    void buttonsFollowTheChoice();
+    void buttonsThatWouldDoNothingAreOff_data();
+    void buttonsThatWouldDoNothingAreOff();
     void actionDeletedWhileOpen();
     void deletedWithAnOpenTitleEditor();
 };
@@ -253,49 +253,31 @@ void TestQtToolBarDialog::editsWaitForApply()
     }
 }
 
-void TestQtToolBarDialog::buttonsFollowTheChoice_data()
+// Buttons that the edits click are enabled where they are clicked (click()
+// checks); here the ones that must not be.
+void TestQtToolBarDialog::buttonsThatWouldDoNothingAreOff_data()
 {
-    QTest::addColumn<QStringList>("initial");
     QTest::addColumn<QStringList>("steps");
     QTest::addColumn<QString>("button");
-    QTest::addColumn<bool>("enabled");
 
     QTest::newRow("no add for an action already on the toolbar")
-        << QStringList{} << QStringList{"choose:OPEN"} << "Add to the toolbar" << false;
-    QTest::newRow("add for an action not on the toolbar")
-        << QStringList{} << QStringList{"choose:FIND"} << "Add to the toolbar" << true;
-    QTest::newRow("add for a separator already on the toolbar")
-        << QStringList{} << QStringList{"choose:Separator"} << "Add to the toolbar" << true;
-    QTest::newRow("no up for the first row")
-        << QStringList{} << QStringList{"row:0"} << "Move up" << false;
-    QTest::newRow("no down for the last row")
-        << QStringList{} << QStringList{"row:3"} << "Move down" << false;
-    QTest::newRow("no remove without a row")
-        << QStringList{} << QStringList{} << "Remove from the toolbar" << false;
-    QTest::newRow("default toolbars are not removed")
-        << QStringList{} << QStringList{} << "Remove" << false;
-    QTest::newRow("default toolbars are not renamed")
-        << QStringList{} << QStringList{} << "Rename" << false;
-    QTest::newRow("user toolbars are removed")
-        << QStringList{"+Old="} << QStringList{"toolbar:Old"} << "Remove" << true;
+        << QStringList{"choose:OPEN"} << "Add to the toolbar";
+    QTest::newRow("no up for the first row") << QStringList{"row:0"} << "Move up";
+    QTest::newRow("no down for the last row") << QStringList{"row:3"} << "Move down";
+    QTest::newRow("no remove without a row") << QStringList{} << "Remove from the toolbar";
+    QTest::newRow("default toolbars are not removed") << QStringList{} << "Remove";
+    QTest::newRow("default toolbars are not renamed") << QStringList{} << "Rename";
     QTest::newRow("nothing to restore on an unchanged toolbar")
-        << QStringList{} << QStringList{} << "Restore default" << false;
-    QTest::newRow("a changed default toolbar can be restored")
-        << QStringList{"file=open"} << QStringList{} << "Restore default" << true;
-    QTest::newRow("nothing to apply") << QStringList{} << QStringList{} << "Apply" << false;
-    QTest::newRow("an edit to apply")
-        << QStringList{} << QStringList{"row:0", "down"} << "Apply" << true;
+        << QStringList{} << "Restore default";
+    QTest::newRow("nothing to apply") << QStringList{} << "Apply";
 }
 
-void TestQtToolBarDialog::buttonsFollowTheChoice()
+void TestQtToolBarDialog::buttonsThatWouldDoNothingAreOff()
 {
-    QFETCH(QStringList, initial);
     QFETCH(QStringList, steps);
     QFETCH(QString, button);
-    QFETCH(bool, enabled);
 
     Window w;
-    w.apply(initial);
     QtToolBarDialog dialog(&w.window);
     dialog.setToolBarManager(&w.manager);
     dialog.show();
@@ -307,7 +289,7 @@ void TestQtToolBarDialog::buttonsFollowTheChoice()
     }
     QPushButton* target = ::button(dialog, button);
     QVERIFY(target);
-    QCOMPARE(target->isEnabled(), enabled);
+    QVERIFY(!target->isEnabled());
 }
 
 void TestQtToolBarDialog::actionDeletedWhileOpen()

@@ -30,7 +30,6 @@ class TestAnswerDialog : public QObject
 private Q_SLOTS:
     void initTestCase() { m_tags = demoTags(); }
     void init();
-    void rulesRoundTrip();
     void addRemoveReorder();
     void editedCells();
     void testPattern_data();
@@ -76,14 +75,9 @@ QPushButton* TestAnswerDialog::button(const QString& text) const
     return nullptr;
 }
 
-void TestAnswerDialog::rulesRoundTrip()
-{
-    QCOMPARE(m_table->rowCount(), 4);
-    QCOMPARE(m_dialog->rules(), m_rules);
-}
-
 void TestAnswerDialog::addRemoveReorder()
 {
+    QCOMPARE(m_dialog->rules(), m_rules);
     m_table->setCurrentCell(0, AnswerDialog::NameColumn);
     QVERIFY(!button(QStringLiteral("Up"))->isEnabled());
     QTest::mouseClick(button(QStringLiteral("Down")), Qt::LeftButton);

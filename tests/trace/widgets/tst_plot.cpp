@@ -66,7 +66,6 @@ private Q_SLOTS:
     void deletedAndClearedLinesTakeTheirPoints();
     void csvExport();
     void exportReportsFailure();
-    void dockDrawsTwoTags();
     void dockDrawsOneCurvePerStream_data();
     void dockDrawsOneCurvePerStream();
     void everyTypeDrawsStacked();
@@ -293,49 +292,6 @@ void TestPlot::exportReportsFailure()
     QVERIFY(!QImage(png).isNull());
 }
 
-void TestPlot::dockDrawsTwoTags()
-{
-    for (int i = 0; i < 40; ++i)
-        add(QStringLiteral("Reply=(Temperature=%1 PumpMode=%2)")
-                .arg(600 + int(150 * std::sin(i / 6.0)))
-                .arg(i % 13 < 5 ? QStringLiteral("Off") : i % 13 < 10 ? QStringLiteral("Auto") : QStringLiteral("Service")),
-            i * 250);
-    PlotDock dock(m_model.get());
-    dock.setTags(m_tags.get());
-    dock.resize(900, 420);
-    QVERIFY(dock.addTag(0x1001));
-    QVERIFY(dock.addTag(0x1002));
-    QVERIFY(!dock.addTag(0x3001)); // a string
-    dock.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dock));
-    dock.redraw();
-    QCOMPARE(dock.views().size(), 1);
-    QList<QLineSeries*> curves = dock.curves();
-    QCOMPARE(curves.size(), 2);
-    // One axis each: the enum's with its names.
-    const auto axes = dock.views().first()->chart()->axes(Qt::Vertical);
-    QCOMPARE(axes.size(), 2);
-    auto* names = qobject_cast<QCategoryAxis*>(axes.at(1));
-    QVERIFY(names);
-    QCOMPARE(names->categoriesLabels(), (QStringList{"Off", "Auto", "Service"}));
-
-    // Few points: drawn as they are, the enum in steps.
-    QCOMPARE(curves.at(0)->count(), 40);
-    QCOMPARE(curves.at(0)->at(7).y(), double(600 + int(150 * std::sin(7 / 6.0))));
-    QCOMPARE(curves.at(0)->at(7).x(), double(start.addMSecs(7 * 250).toMSecsSinceEpoch()));
-    QCOMPARE(drawnY(curves.at(1)).left(23), QStringLiteral("0 0 0 0 0 0 1 1 1 1 1 1"));
-
-    dock.setStacked(true);
-    QCOMPARE(dock.views().size(), 2);
-    QCOMPARE(dock.curves().size(), 2);
-    QCOMPARE(dock.curves().at(0)->count(), 40);
-
-    // Closed, it collects nothing more.
-    dock.close();
-    QCOMPARE(dock.plotter()->seriesCount(), 0);
-    QVERIFY(dock.views().isEmpty());
-}
-
 void TestPlot::dockDrawsOneCurvePerStream_data()
 {
     QTest::addColumn<bool>("stacked");
@@ -353,6 +309,7 @@ void TestPlot::dockDrawsOneCurvePerStream()
     dock.setStacked(stacked);
     QVERIFY(dock.addTag(0x1001));
     QVERIFY(dock.addTag(0x1002));
+    QVERIFY(!dock.addTag(0x3001)); // a string
     dock.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dock));
     // Requests and their answers on both channels, arriving while plotted.
@@ -371,11 +328,15 @@ void TestPlot::dockDrawsOneCurvePerStream()
         names << line->name();
     QCOMPARE(names, (QStringList{"Temperature 1 received", "Temperature 1 sent", "Temperature 2 received",
                                  "Temperature 2 sent", "PumpMode 1 received", "PumpMode 2 received"}));
-    // Each stream has its own values: no answer among the requests.
+    // Each stream has its own values: no answer among the requests. Few
+    // points are drawn as they are, at their lines' times.
     QCOMPARE(dock.curves().at(1)->count(), 15);
     QCOMPARE(dock.curves().at(1)->at(0).y(), 0.0);
     QCOMPARE(dock.curves().at(0)->at(0).y(), 50.0);
     QCOMPARE(dock.curves().at(3)->at(0).y(), 101.0);
+    QCOMPARE(dock.curves().at(3)->at(1), QPointF(start.addMSecs(600).toMSecsSinceEpoch(), 103));
+    // Off, Service, Auto in steps, each ranked among Off, Auto, Service.
+    QCOMPARE(drawnY(dock.curves().at(4)).left(11), QStringLiteral("0 0 2 2 1 1"));
 
     // The streams of a tag share its one axis, one ranking of its enum.
     const QList<QChartView*> views = dock.views();
@@ -398,6 +359,11 @@ void TestPlot::dockDrawsOneCurvePerStream()
             colors.insert(qobject_cast<QLineSeries*>(series)->color().rgb());
         QCOMPARE(colors.size(), view->chart()->series().size());
     }
+
+    // Closed, it collects nothing more.
+    dock.close();
+    QCOMPARE(dock.plotter()->seriesCount(), 0);
+    QVERIFY(dock.views().isEmpty());
 }
 
 void TestPlot::everyTypeDrawsStacked()

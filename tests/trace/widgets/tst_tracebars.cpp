@@ -18,21 +18,6 @@
 
 namespace {
 
-const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
-<qrv16>
-  <tag name="GetStatusReply" id="0xE001"/>
-  <tag name="Pumps" id="0xC001"/>
-  <tag name="PumpId" id="0x1001"/>
-  <tag name="ResultCode" id="0x1006">
-    <enums>
-      <enum name="Ok" id="0"/>
-    </enums>
-  </tag>
-  <tag name="Running" id="0x2001"/>
-  <tag name="StationName" id="0x3001"/>
-</qrv16>
-)";
-
 QRV16::Message statusReply(const QString& station)
 {
     QRV16::Message m;
@@ -84,7 +69,7 @@ private:
 
 void TestTraceBars::initTestCase()
 {
-    m_tags = tagsOf(definitions);
+    m_tags = demoTags();
 }
 
 void TestTraceBars::init()

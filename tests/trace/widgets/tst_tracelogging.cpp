@@ -69,8 +69,7 @@ private Q_SLOTS:
 
     void logWritesRecords();
     void logSameFileKeepsItOtherFileIsReplaced();
-    void logFailureIsReported();
-    void failedLogStartKeepsTheRunningLog();
+    void failedLogStartIsSaidAndKeepsTheRunningLog();
     void replayLogDecodesAfresh();
     void replayHexDumpFeedsTheChannel();
     void replayDialogCancels();
@@ -146,10 +145,12 @@ void TestTraceLogging::logSameFileKeepsItOtherFileIsReplaced()
     QVERIFY(!readFile(first).contains("\"three\""));
 }
 
-void TestTraceLogging::logFailureIsReported()
+void TestTraceLogging::failedLogStartIsSaidAndKeepsTheRunningLog()
 {
+    const QString running = m_dir.filePath(QStringLiteral("running.csv"));
+    const QString bad = m_dir.filePath(QStringLiteral("no/such/dir/x.csv"));
     Logging log;
-    QVERIFY(!log.logging->startLog(m_dir.filePath(QStringLiteral("no/such/dir/x.csv"))));
+    QVERIFY(!log.logging->startLog(bad));
     QVERIFY(!log.logging->isLogging());
     QCOMPARE(log.model->lineCount(), 1);
     // Why, in the file system's words.
@@ -159,13 +160,8 @@ void TestTraceLogging::logFailureIsReported()
     QCOMPARE(log.model->index2item(log.model->index(0, 0))->color(), ColorError);
     QVERIFY(!log.logging->replayLog(m_dir.filePath(QStringLiteral("missing.csv"))));
     QVERIFY(log.logging->replayAction()->isEnabled());
-}
 
-void TestTraceLogging::failedLogStartKeepsTheRunningLog()
-{
-    const QString running = m_dir.filePath(QStringLiteral("running.csv"));
-    const QString bad = m_dir.filePath(QStringLiteral("no/such/dir/x.csv"));
-    Logging log;
+    // With a log running, a failed start keeps it.
     QVERIFY(log.logging->startLog(running));
     log.say(QStringLiteral("before"));
     log.model->clear();
