@@ -82,6 +82,10 @@ public:
     qint64 childWeight(int row) const;
     qint64 childrenWeight() const { return m_children ? m_children->weight : 0; }
     int row() const;
+    // Of an item without a parent that holds a trace line's element lines:
+    // the line's id (TraceLines).
+    void setLine(quint64 id) { m_sequence = qint64(id); }
+    quint64 line() const { return m_parent ? 0 : quint64(m_sequence); }
 
     // Take ownership of `child`.
     void appendChild(TraceItem* child);
