@@ -347,6 +347,8 @@ int TraceLines::find(quint64 id, int hint) const
         else
             hi = mid;
     }
+    if (lo < n && m_slots[size_t(lo)].id == id)
+        return lo;
     constexpr int Around = 256;
     for (int i = qMax(0, lo - Around); i < qMin(n, lo + Around); ++i) {
         if (m_slots[size_t(i)].id == id)
