@@ -12,9 +12,11 @@
 #include <limits>
 #include <memory>
 
-// One trace line and its child lines. A child's row is derived from its
-// sequence number and the parent's base, so finding it never searches the
-// parent's list and dropping lines from the front is O(1).
+// A trace line's element lines, built for the few lines a view opens or a
+// caller asks for (TraceModel keeps top-level lines in TraceLines). A
+// child's row is derived from its sequence number and the parent's base, so
+// finding it never searches the parent's list and dropping lines from the
+// front is O(1).
 class TraceItem
 {
 public:
