@@ -12,11 +12,11 @@ bool isTraffic(StyleColor color)
     return color >= ColorRawRx1 && color <= ColorMessageTx2;
 }
 
-int channelOf(const TraceItem* line)
+int channelOf(const TraceModel::Line& line)
 {
-    if (isTraffic(line->color()))
-        return line->color() >= ColorRawRx2 ? 2 : 1;
-    const QString& source = line->source();
+    if (isTraffic(line.color))
+        return line.color >= ColorRawRx2 ? 2 : 1;
+    const QString& source = line.source;
     if (source.startsWith(QLatin1Char('1')))
         return 1;
     if (source.startsWith(QLatin1Char('2')))
@@ -59,7 +59,7 @@ void TraceFilter::prepare(const Conditions& conditions)
     m_pending = conditions;
     m_verdicts.clear();
     m_scan->start(m_source, 0, 1, false, [this](int row) {
-        const qint8 verdict = passes(m_pending, m_source->index2item(m_source->index(row, 0))) ? 1 : 0;
+        const qint8 verdict = passes(m_pending, m_source->line(m_source->index(row, 0))) ? 1 : 0;
         if (size_t(row) >= m_verdicts.size())
             m_verdicts.resize(size_t(row) + 1, -1);
         m_verdicts[size_t(row)] = verdict;
@@ -129,16 +129,16 @@ bool TraceFilter::isActive() const
            (c.expression.isValid() && !c.expression.isEmpty());
 }
 
-bool TraceFilter::accepts(const TraceItem* line) const
+bool TraceFilter::accepts(const TraceModel::Line& line) const
 {
     return passes(m_conditions, line);
 }
 
-bool TraceFilter::passes(const Conditions& c, const TraceItem* line)
+bool TraceFilter::passes(const Conditions& c, const TraceModel::Line& line)
 {
-    if (!line)
+    if (!line.valid)
         return false;
-    const StyleColor color = line->color();
+    const StyleColor color = line.color;
     if (c.channel != 0 && channelOf(line) != c.channel)
         return false;
     if (c.direction != AnyDirection) {
@@ -148,10 +148,10 @@ bool TraceFilter::passes(const Conditions& c, const TraceItem* line)
     }
     if (c.kind != AnyKind && kindOf(color) != c.kind)
         return false;
-    if (!c.source.isEmpty() && !line->source().contains(c.source, Qt::CaseInsensitive))
+    if (!c.source.isEmpty() && !line.source.contains(c.source, Qt::CaseInsensitive))
         return false;
     if (c.expression.isValid() && !c.expression.isEmpty()) {
-        const TraceItem::MessageRange* range = line->message();
+        const TraceItem::MessageRange* range = line.hasMessage ? &line.message : nullptr;
         if (!range || !c.expression.matches(QRV16::Message(range->bytes), range->start, range->end))
             return false;
     }
@@ -164,7 +164,7 @@ bool TraceFilter::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParen
         return true;
     if (m_committing && size_t(sourceRow) < m_verdicts.size() && m_verdicts[size_t(sourceRow)] >= 0)
         return m_verdicts[size_t(sourceRow)] != 0;
-    return accepts(m_source->index2item(m_source->index(sourceRow, 0)));
+    return accepts(m_source->line(m_source->index(sourceRow, 0)));
 }
 
 bool TraceFilter::hasChildren(const QModelIndex& parent) const

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "trace/tracemodel.h"
+
 #include "qrv16/messageexpression.h"
 
 #include <QSortFilterProxyModel>
@@ -8,7 +10,6 @@
 #include <deque>
 
 class TraceModel;
-class TraceItem;
 class TraceScan;
 
 // The trace as the view shows it: only the lines that pass every condition
@@ -55,8 +56,8 @@ public:
     // its view shows the trace itself, so lines cost nothing here then.
     void setSuspended(bool suspended);
     bool isSuspended() const { return sourceModel() == nullptr; }
-    bool accepts(const TraceItem* line) const;
-    static bool passes(const Conditions& conditions, const TraceItem* line);
+    bool accepts(const TraceModel::Line& line) const;
+    static bool passes(const Conditions& conditions, const TraceModel::Line& line);
 
     // Element lines all pass: answered by the trace without building them.
     bool hasChildren(const QModelIndex& parent = QModelIndex()) const override;

@@ -12,9 +12,11 @@
 #include <limits>
 #include <memory>
 
-// One trace line and its child lines. A child's row is derived from its
-// sequence number and the parent's base, so finding it never searches the
-// parent's list and dropping lines from the front is O(1).
+// A trace line's element lines, built for the few lines a view opens or a
+// caller asks for (TraceModel keeps top-level lines in TraceLines). A
+// child's row is derived from its sequence number and the parent's base, so
+// finding it never searches the parent's list and dropping lines from the
+// front is O(1).
 class TraceItem
 {
 public:
@@ -82,6 +84,10 @@ public:
     qint64 childWeight(int row) const;
     qint64 childrenWeight() const { return m_children ? m_children->weight : 0; }
     int row() const;
+    // Of an item without a parent that holds a trace line's element lines:
+    // the line's id (TraceLines).
+    void setLine(quint64 id) { m_sequence = qint64(id); }
+    quint64 line() const { return m_parent ? 0 : quint64(m_sequence); }
 
     // Take ownership of `child`.
     void appendChild(TraceItem* child);

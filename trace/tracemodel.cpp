@@ -14,19 +14,36 @@
 
 namespace {
 
-TraceData rootData()
+// Indexes of top-level lines carry the line's id, odd so that it is told
+// from an element line's item address.
+quintptr topKey(quint64 id)
 {
-    return TraceData(QString(), ColorNone, QString(), QDateTime(), -1, -1);
+    return quintptr(id << 1) | 1;
+}
+
+bool isTopKey(quintptr key)
+{
+    return key & 1;
+}
+
+quint64 keyId(quintptr key)
+{
+    return quint64(key >> 1);
+}
+
+QDateTime stampTime(qint64 stamp)
+{
+    return stamp == TraceItem::NoStamp ? QDateTime() : QDateTime::fromMSecsSinceEpoch(stamp);
 }
 
 } // namespace
 
-TraceModel::TraceModel(QObject* parent)
-    : QAbstractItemModel(parent),
-      m_root(std::make_unique<TraceItem>(rootData())),
-      m_held(std::make_unique<TraceItem>(rootData()))
+QDateTime TraceModel::Line::time() const
 {
+    return stampTime(stamp);
 }
+
+TraceModel::TraceModel(QObject* parent) : QAbstractItemModel(parent) {}
 
 TraceModel::~TraceModel() = default;
 
@@ -44,65 +61,85 @@ QDateTime TraceModel::fillTime(const QDateTime& time, qint64* stamp) const
 QModelIndex TraceModel::append(const QString& source, const QString& text, StyleColor color,
                                QDateTime time)
 {
-    qint64 stamp = 0;
-    const QDateTime filled = fillTime(time, &stamp);
-    return append(new TraceItem(TraceData(source, color, text, filled, -1, -1), stamp));
+    TraceLines::Line line;
+    line.source = source;
+    line.text = text;
+    line.color = color;
+    fillTime(time, &line.stamp);
+    return insert(std::move(line), true);
 }
 
 QModelIndex TraceModel::append(const QString& source, const QRV16::Message& msg, StyleColor color,
                                QDateTime time, int src, int dst)
 {
-    TraceItem::MessageRange range;
-    // A received message shares the bytes of its read: lines arrive and go
-    // in order, so reads are kept whole only while their lines live.
-    range.bytes = msg.bytes();
-    // A long one is copied: sharing, it would keep a read buffer of its own
-    // alive, past what the byte limit counts.
-    if (range.bytes.size() >= 1024 && range.bytes.capacity() > 2 * range.bytes.size())
-        range.bytes = QByteArray(range.bytes.constData(), range.bytes.size());
-    range.end = msg.size();
-    range.decode = m_options.test(TraceOptions::Decode);
-    if (m_options.test(TraceOptions::HungarianNotation))
-        range.options |= QRV16::Hungarian;
-    qint64 stamp = 0;
-    const QDateTime filled = fillTime(time, &stamp);
+    TraceLines::Line line;
+    line.kind = TraceLines::Message;
+    line.source = source;
+    // Copied into the trace's arena: the read it came from goes.
+    line.bytes = msg.bytes();
+    line.color = color;
+    line.src = src;
+    line.dst = dst;
+    line.decode = m_options.test(TraceOptions::Decode);
+    line.hungarian = m_options.test(TraceOptions::HungarianNotation);
+    fillTime(time, &line.stamp);
     // The text is written when asked for: most lines are never shown.
-    auto* item = new TraceItem(TraceData(source, color, QString(), filled, src, dst), stamp);
-    item->setMessage(range);
-    return append(item);
+    return insert(std::move(line), true);
 }
 
 QModelIndex TraceModel::append(TraceItem* item)
 {
-    return insert(item, true);
+    if (!item)
+        return QModelIndex();
+    const std::unique_ptr<TraceItem> owned(item);
+    TraceLines::Line line;
+    line.source = item->source();
+    line.color = item->color();
+    line.stamp = item->stamp();
+    line.src = item->src();
+    line.dst = item->dst();
+    if (const TraceItem::MessageRange* range = item->message()) {
+        line.kind = TraceLines::Message;
+        line.bytes = range->bytes.mid(range->start, range->end - range->start);
+        line.decode = range->decode;
+        line.hungarian = range->options.testFlag(QRV16::Hungarian);
+    }
+    line.text = item->text();
+    const QModelIndex index = insert(line, true);
+    if (index.isValid() && line.kind == TraceLines::Message && item->hasStoredText())
+        setText(index, line.text);
+    return index;
 }
 
 QModelIndex TraceModel::appendUnannounced(const QString& source, const QString& text, StyleColor color)
 {
-    qint64 stamp = 0;
-    const QDateTime filled = fillTime(QDateTime(), &stamp);
-    return insert(new TraceItem(TraceData(source, color, text, filled, -1, -1), stamp), false);
+    TraceLines::Line line;
+    line.source = source;
+    line.text = text;
+    line.color = color;
+    fillTime(QDateTime(), &line.stamp);
+    return insert(std::move(line), false);
 }
 
 void TraceModel::announce(const QModelIndex& index)
 {
-    const TraceItem* item = index2item(index);
-    if (!item)
+    const Place at = place(index);
+    if (!at)
         return;
-    if (item->parent() == m_held.get())
-        m_heldAnnounced.insert(item);
+    if (at.part == &m_held)
+        m_heldAnnounced.insert(at.part->id(at.row));
     else
-        Q_EMIT appended(index.siblingAtColumn(0));
+        Q_EMIT appended(topIndex(at));
 }
 
-int TraceModel::sortedRow(const TraceItem* part, qint64 stamp) const
+int TraceModel::sortedRow(const TraceLines& part, qint64 stamp) const
 {
-    const int n = part->childCount();
+    const int n = part.size();
     int row = n;
     if (stamp != TraceItem::NoStamp) {
         const int lowest = qMax(n - ScanLines, 0);
         for (int i = n - 1; i >= lowest; --i) {
-            const qint64 other = part->child(i)->stamp();
+            const qint64 other = part.stamp(i);
             if (other == TraceItem::NoStamp || other <= stamp || other - stamp >= ScanMilliseconds)
                 break;
             row = i;
@@ -111,37 +148,35 @@ int TraceModel::sortedRow(const TraceItem* part, qint64 stamp) const
     return row;
 }
 
-QModelIndex TraceModel::insert(TraceItem* item, bool announce)
+QModelIndex TraceModel::insert(TraceLines::Line line, bool announce)
 {
-    if (!item)
-        return QModelIndex();
-    if (!m_replayOrigin.file.isEmpty())
-        item->setOrigin(m_replayOrigin);
+    if (!m_replayOrigin.file.isEmpty()) {
+        line.originFile = m_replayOrigin.file;
+        line.originLine = m_replayOrigin.line;
+    }
     if (m_block && !m_blockTurn)
-        return hold(item, announce);
-    TraceItem* root = m_root.get();
-    const int n = root->childCount();
-    const int row = sortedRow(root, item->stamp());
+        return hold(line, announce);
+    const int n = m_lines.size();
+    const int row = sortedRow(m_lines, line.stamp);
     // The next batch drops the lines over the limit from the top; a line
     // among them would only come and go.
-    if (row < n + 1 - m_limit) {
-        delete item;
+    if (row < n + 1 - m_limit)
         return QModelIndex();
-    }
 
+    quint64 id = 0;
     if (row < m_published) {
         // Sorted in among lines the views know: they must hear of it now.
         syncPersistent();
         beginInsertRows(QModelIndex(), row, row);
-        root->insertBefore(row, item);
+        id = m_lines.insert(row, line);
         ++m_published;
         m_originKnown = false;
         endInsertRows();
     } else {
-        root->insertBefore(row, item);
+        id = m_lines.insert(row, line);
         m_originKnown = false;
         // Held lines count on behind the others: theirs moved unannounced.
-        if (m_held->childCount() > 0)
+        if (m_held.size() > 0)
             m_persistentStale = true;
     }
     if (pendingCount() >= qMin(MaxPendingLines, m_limit))
@@ -149,51 +184,58 @@ QModelIndex TraceModel::insert(TraceItem* item, bool announce)
     else
         scheduleFlush();
 
-    const QModelIndex index = createIndex(item->row(), 0, item);
+    const int now = m_lines.find(id, row);
+    if (now < 0)
+        return QModelIndex();
+    const QModelIndex index = createIndex(now, 0, topKey(id));
     if (announce)
         Q_EMIT appended(index);
     return index;
 }
 
-QModelIndex TraceModel::hold(TraceItem* item, bool announce)
+QModelIndex TraceModel::hold(const TraceLines::Line& line, bool announce)
 {
-    TraceItem* held = m_held.get();
-    const int row = sortedRow(held, item->stamp());
-    if (row < held->childCount())
+    const int row = sortedRow(m_held, line.stamp);
+    if (row < m_held.size())
         m_persistentStale = true;
-    held->insertBefore(row, item);
+    const quint64 id = m_held.insert(row, line);
     if (announce)
-        m_heldAnnounced.insert(item);
+        m_heldAnnounced.insert(id);
     // Past the limit they would all go when the block ends.
-    if (held->childCount() > m_limit) {
-        if (held->child(0) == item) {
-            dropHeld(0);
-            return QModelIndex();
-        }
+    if (m_held.size() > m_limit) {
+        const bool self = m_held.id(0) == id;
         dropHeld(0);
+        if (self)
+            return QModelIndex();
     }
-    return createIndex(topRow(item), 0, item);
+    return topIndex(Place{&m_held, m_held.find(id, row)});
 }
 
 void TraceModel::dropHeld(int row)
 {
-    const TraceItem* line = m_held->child(row);
-    if (!line)
+    if (row < 0 || row >= m_held.size())
         return;
-    forgetPersistent(line);
-    m_heldAnnounced.remove(line);
-    m_held->remove(row);
+    const quint64 id = m_held.id(row);
+    forgetPersistent(id);
+    m_heldAnnounced.remove(id);
+    m_held.remove(row);
     m_persistentStale = true;
 }
 
-void TraceModel::forgetPersistent(const TraceItem* line)
+quint64 TraceModel::lineOf(const TraceItem* item) const
+{
+    while (item && item->parent())
+        item = item->parent();
+    return item ? item->line() : 0;
+}
+
+void TraceModel::forgetPersistent(quint64 line)
 {
     const QModelIndexList indexes = persistentIndexList();
     for (const QModelIndex& index : indexes) {
-        const TraceItem* item = index2item(index);
-        while (item && item != line && !isTopLevel(item))
-            item = item->parent();
-        if (item == line)
+        const quintptr key = index.internalId();
+        const quint64 id = isTopKey(key) ? keyId(key) : lineOf(static_cast<const TraceItem*>(index.internalPointer()));
+        if (id == line)
             changePersistentIndex(index, QModelIndex());
     }
 }
@@ -205,31 +247,73 @@ void TraceModel::syncPersistent()
     m_persistentStale = false;
     const QModelIndexList indexes = persistentIndexList();
     for (const QModelIndex& index : indexes) {
-        TraceItem* item = index2item(index);
-        if (!item || !isTopLevel(item))
+        const Place at = place(index);
+        if (!at)
             continue;
-        const int row = topRow(item);
+        const int row = topRow(at);
         if (row != index.row())
-            changePersistentIndex(index, createIndex(row, index.column(), item));
+            changePersistentIndex(index, createIndex(row, index.column(), index.internalId()));
     }
 }
 
-bool TraceModel::isTopLevel(const TraceItem* item) const
+int TraceModel::topRow(const Place& place) const
 {
-    return item && (item->parent() == m_root.get() || item->parent() == m_held.get());
+    return place.part == &m_held ? m_lines.size() + place.row : place.row;
 }
 
-int TraceModel::topRow(const TraceItem* item) const
+QModelIndex TraceModel::topIndex(const Place& place, int column) const
 {
-    return item->parent() == m_held.get() ? m_root->childCount() + item->row() : item->row();
+    if (!place)
+        return QModelIndex();
+    return createIndex(topRow(place), column, topKey(place.part->id(place.row)));
+}
+
+TraceModel::Place TraceModel::locate(quint64 id, int hint) const
+{
+    const int lines = m_lines.size();
+    // Held lines sit behind the others: a row past them points there.
+    if (m_held.size() > 0 && hint >= lines) {
+        const int row = m_held.find(id, hint - lines);
+        if (row >= 0)
+            return Place{&m_held, row};
+    }
+    int row = m_lines.find(id, hint);
+    if (row >= 0)
+        return Place{&m_lines, row};
+    if (m_held.size() > 0 && hint < lines) {
+        row = m_held.find(id, -1);
+        if (row >= 0)
+            return Place{&m_held, row};
+    }
+    return Place{};
+}
+
+TraceModel::Place TraceModel::place(const QModelIndex& index) const
+{
+    if (!index.isValid() || index.model() != this || !isTopKey(index.internalId()))
+        return Place{};
+    return locate(keyId(index.internalId()), index.row());
+}
+
+TraceItem* TraceModel::element(const QModelIndex& index) const
+{
+    if (!index.isValid() || index.model() != this || isTopKey(index.internalId()))
+        return nullptr;
+    return static_cast<TraceItem*>(index.internalPointer());
+}
+
+int TraceModel::rowOf(quint64 id) const
+{
+    const Place at = locate(id, -1);
+    return at ? topRow(at) : -1;
 }
 
 int TraceModel::linesAfter(const QModelIndex& line) const
 {
-    const TraceItem* item = index2item(line);
-    if (!isTopLevel(item))
+    const Place at = place(line);
+    if (!at)
         return -1;
-    return item->parent()->childCount() - 1 - item->row();
+    return at.part->size() - 1 - at.row;
 }
 
 void TraceModel::beginBlock()
@@ -244,20 +328,22 @@ void TraceModel::endBlock()
         return;
     m_block = false;
     m_blockTurn = false;
-    if (m_held->childCount() == 0)
+    if (m_held.isEmpty())
         return;
     // The block first, so that the limit counts the held lines as lines
     // that views have yet to hear of.
     flush();
-    const QList<TraceItem*> lines = m_held->takeChildren();
-    m_root->insertChildren(m_root->childCount(), lines);
+    const int first = m_lines.size();
+    const int count = m_held.size();
+    m_lines.insert(first, m_held.take(0, count));
     m_originKnown = false;
     syncPersistent();
-    QSet<const TraceItem*> announced;
+    QSet<quint64> announced;
     announced.swap(m_heldAnnounced);
-    for (TraceItem* line : lines) {
-        if (announced.contains(line))
-            Q_EMIT appended(createIndex(line->row(), 0, line));
+    for (int row = first; row < first + count && !announced.isEmpty(); ++row) {
+        const quint64 id = m_lines.id(row);
+        if (announced.remove(id))
+            Q_EMIT appended(createIndex(row, 0, topKey(id)));
     }
     if (pendingCount() >= qMin(MaxPendingLines, m_limit))
         flush();
@@ -292,25 +378,24 @@ void TraceModel::flush()
     if (m_flushTimer)
         m_flushTimer->stop();
     m_sinceFlush.start();
-    TraceItem* root = m_root.get();
     // Waiting lines never outnumber the limit, so the surplus is all known.
-    int surplus = qMax(0, qMin(root->childCount() - m_limit, m_published));
+    int surplus = qMax(0, qMin(m_lines.size() - m_limit, m_published));
     // Then the oldest known lines while the rest keep too much.
-    qint64 over = root->childrenWeight() - m_byteLimit;
+    qint64 over = m_lines.weight() - m_byteLimit;
     for (int i = 0; i < surplus; ++i)
-        over -= root->childWeight(i);
+        over -= m_lines.weight(i);
     while (over > 0 && surplus < m_published)
-        over -= root->childWeight(surplus++);
+        over -= m_lines.weight(surplus++);
     syncPersistent();
     if (surplus > 0) {
         beginRemoveRows(QModelIndex(), 0, surplus - 1);
-        root->removeFirst(surplus);
+        m_lines.remove(0, surplus);
         m_published -= surplus;
         m_originKnown = false;
         endRemoveRows();
     }
     const int first = m_published;
-    const int count = root->childCount() - first;
+    const int count = m_lines.size() - first;
     if (count <= 0)
         return;
     beginInsertRows(QModelIndex(), first, first + count - 1);
@@ -321,62 +406,95 @@ void TraceModel::flush()
         scheduleFlush();
 }
 
-bool TraceModel::isPublished(const TraceItem* item) const
+bool TraceModel::isPublished(const QModelIndex& index) const
 {
-    while (item && item->parent() && !isTopLevel(item))
-        item = item->parent();
-    return item && item->parent() == m_root.get() && item->row() < m_published;
+    if (const TraceItem* item = element(index)) {
+        const int row = m_lines.find(lineOf(item));
+        return row >= 0 && row < m_published;
+    }
+    const Place at = place(index);
+    return at.part == &m_lines && at.row < m_published;
 }
 
 QModelIndex TraceModel::appendSeparator()
 {
-    return append(new TraceItem(rootData()));
+    return insert(TraceLines::Line(), true);
 }
 
-void TraceModel::removeItem(TraceItem* parent, int row, int count)
+void TraceModel::removeTop(int row, int count)
+{
+    syncPersistent();
+    beginRemoveRows(QModelIndex(), row, row + count - 1);
+    m_lines.remove(row, count);
+    m_published -= count;
+    m_originKnown = false;
+    endRemoveRows();
+}
+
+void TraceModel::removeElements(TraceItem* parent, int row, int count)
 {
     syncPersistent();
     beginRemoveRows(item2index(parent), row, row + count - 1);
     parent->remove(row, count);
-    if (parent == m_root.get())
-        m_published -= count;
-    m_originKnown = false;
     endRemoveRows();
 }
 
 void TraceModel::remove(const QModelIndex& index)
 {
-    TraceItem* item = index2item(index);
-    if (!item)
+    if (TraceItem* item = element(index)) {
+        if (!isPublished(index))
+            flush();
+        removeElements(item->parent(), item->row(), 1);
         return;
-    if (item->parent() == m_held.get()) {
-        dropHeld(item->row());
+    }
+    Place at = place(index);
+    if (!at)
+        return;
+    if (at.part == &m_held) {
+        dropHeld(at.row);
         return;
     }
     // Views can only be told of removing a line they know.
-    if (!isPublished(item))
+    const quint64 id = m_lines.id(at.row);
+    if (at.row >= m_published) {
         flush();
-    removeItem(item->parent(), item->row(), 1);
+        at = locate(id, at.row);
+        if (!at || at.part != &m_lines)
+            return;
+    }
+    removeTop(at.row, 1);
 }
 
 bool TraceModel::removeRows(int row, int count, const QModelIndex& parent)
 {
     if (parent.isValid() && parent.model() != this)
         return false;
-    TraceItem* item = itemOrRoot(parent);
-    if (item != m_root.get() && !isPublished(item))
+    if (!parent.isValid()) {
+        if (row < 0 || count <= 0 || row + count > rowCount(parent))
+            return false;
+        removeTop(row, count);
+        return true;
+    }
+    if (!isPublished(parent))
         flush();
+    TraceItem* item = element(parent);
+    if (!item) {
+        const Place at = place(parent);
+        if (!at)
+            return false;
+        item = tree(at);
+    }
     if (row < 0 || count <= 0 || row + count > rowCount(parent))
         return false;
-    removeItem(item, row, count);
+    removeElements(item, row, count);
     return true;
 }
 
 void TraceModel::clear()
 {
     beginResetModel();
-    m_root = std::make_unique<TraceItem>(rootData());
-    m_held = std::make_unique<TraceItem>(rootData());
+    m_lines.clear();
+    m_held.clear();
     m_heldAnnounced.clear();
     m_persistentStale = false;
     m_published = 0;
@@ -389,32 +507,32 @@ void TraceModel::clear()
 TraceModel::Lines TraceModel::takeAll()
 {
     beginResetModel();
-    const QList<TraceItem*> taken = m_root->takeChildren();
+    Lines taken = m_lines.take(0, m_lines.size());
     m_published = 0;
     m_originKnown = false;
     m_persistentStale = false;
     if (m_flushTimer)
         m_flushTimer->stop();
     endResetModel();
-    Lines lines;
-    lines.reserve(size_t(taken.size()));
-    for (TraceItem* line : taken)
-        lines.emplace_back(line);
-    return lines;
+    return taken;
 }
 
-std::unique_ptr<TraceItem> TraceModel::take(const QModelIndex& line)
+TraceModel::Lines TraceModel::take(const QModelIndex& line)
 {
-    TraceItem* item = index2item(line);
-    if (!item || item->parent() != m_root.get())
-        return nullptr;
+    Place at = place(line);
+    if (!at || at.part != &m_lines)
+        return Lines();
     // Views can only be told of removing a line they know.
-    if (!isPublished(item))
+    if (at.row >= m_published) {
+        const quint64 id = m_lines.id(at.row);
         flush();
-    const int row = item->row();
+        at = locate(id, at.row);
+        if (!at || at.part != &m_lines)
+            return Lines();
+    }
     syncPersistent();
-    beginRemoveRows(QModelIndex(), row, row);
-    std::unique_ptr<TraceItem> taken(m_root->takeChild(row));
+    beginRemoveRows(QModelIndex(), at.row, at.row);
+    Lines taken = m_lines.take(at.row, 1);
     --m_published;
     m_originKnown = false;
     endRemoveRows();
@@ -423,21 +541,16 @@ std::unique_ptr<TraceItem> TraceModel::take(const QModelIndex& line)
 
 void TraceModel::restore(Lines lines, int row)
 {
-    QList<TraceItem*> items;
-    items.reserve(qsizetype(lines.size()));
-    for (std::unique_ptr<TraceItem>& line : lines) {
-        if (line)
-            items.append(line.release());
-    }
-    if (items.isEmpty())
+    if (lines.isEmpty())
         return;
+    const int count = lines.size();
     // Views know every line, so that the row is theirs.
     flush();
     row = qBound(0, row, m_published);
     syncPersistent();
-    beginInsertRows(QModelIndex(), row, row + int(items.size()) - 1);
-    m_root->insertChildren(row, items);
-    m_published += int(items.size());
+    beginInsertRows(QModelIndex(), row, row + count - 1);
+    m_lines.insert(row, std::move(lines));
+    m_published += count;
     m_originKnown = false;
     endInsertRows();
     if (lineCount() > m_limit)
@@ -446,10 +559,11 @@ void TraceModel::restore(Lines lines, int row)
 
 void TraceModel::count(const QModelIndex& index)
 {
-    TraceItem* item = index2item(index);
-    if (!item)
+    const Place at = place(index);
+    const TraceItem* item = element(index);
+    if (!at && !item)
         return;
-    const QString text = lineText(item);
+    const QString text = at ? lineText(at) : lineText(item);
     const qsizetype close = text.lastIndexOf(QLatin1Char(')'));
     const qsizetype open = close > 0 ? text.lastIndexOf(QLatin1Char('('), close - 1) : -1;
     QString counted;
@@ -468,16 +582,31 @@ void TraceModel::count(const QModelIndex& index)
     update(index, counted);
 }
 
+void TraceModel::setText(const QModelIndex& index, const QString& text)
+{
+    if (TraceItem* item = element(index)) {
+        item->setText(text);
+        return;
+    }
+    const Place at = place(index);
+    if (!at)
+        return;
+    at.part->setText(at.row, text);
+    if (TraceItem* stand = at.part->tree(at.row))
+        stand->setText(text);
+}
+
 void TraceModel::update(const QModelIndex& index, const QString& text)
 {
-    TraceItem* item = index2item(index);
-    if (!item)
+    const Place at = place(index);
+    TraceItem* item = element(index);
+    if (!at && !item)
         return;
-    item->setText(text);
-    if (!isPublished(item))
+    setText(index, text);
+    if (!isPublished(index))
         return;
-    const int row = item->row();
-    Q_EMIT dataChanged(createIndex(row, 0, item), createIndex(row, ColumnCount - 1, item));
+    const QModelIndex first = at ? topIndex(at) : createIndex(item->row(), 0, item);
+    Q_EMIT dataChanged(first, first.siblingAtColumn(ColumnCount - 1));
 }
 
 void TraceModel::setOptions(const TraceOptions& options)
@@ -532,7 +661,7 @@ void TraceModel::setLimit(int lines)
     flush();
     m_limit = qMax(lines, 1);
     flush();
-    const int heldSurplus = m_held->childCount() - m_limit;
+    const int heldSurplus = m_held.size() - m_limit;
     for (int i = 0; i < heldSurplus; ++i)
         dropHeld(0);
 }
@@ -549,8 +678,8 @@ qint64 TraceModel::origin() const
     if (!m_originKnown) {
         // Only separators come before the first timed line, so this stops early.
         m_origin = TraceItem::NoStamp;
-        for (int i = 0; i < m_root->childCount(); ++i) {
-            const qint64 stamp = m_root->child(i)->stamp();
+        for (int i = 0; i < m_lines.size(); ++i) {
+            const qint64 stamp = m_lines.stamp(i);
             if (stamp != TraceItem::NoStamp) {
                 m_origin = stamp;
                 break;
@@ -581,25 +710,115 @@ QString TraceModel::logData(const TraceData& data)
                              data.color, data.src, data.dst);
 }
 
-TraceItem* TraceModel::itemOrRoot(const QModelIndex& index) const
-{
-    if (!index.isValid() || index.model() != this)
-        return m_root.get();
-    return static_cast<TraceItem*>(index.internalPointer());
-}
-
 QModelIndex TraceModel::item2index(const TraceItem* item, int column) const
 {
-    if (!item || !item->parent())
+    if (!item)
         return QModelIndex();
-    return createIndex(topRow(item), column, const_cast<TraceItem*>(item));
+    // An item without a parent stands for its top-level line.
+    if (!item->parent()) {
+        const quint64 id = item->line();
+        const Place at = id ? locate(id, -1) : Place{};
+        return at && at.part->tree(at.row) == item ? topIndex(at, column) : QModelIndex();
+    }
+    return createIndex(item->row(), column, const_cast<TraceItem*>(item));
 }
 
 TraceItem* TraceModel::index2item(const QModelIndex& index) const
 {
-    if (!index.isValid() || index.model() != this)
-        return nullptr;
-    return static_cast<TraceItem*>(index.internalPointer());
+    if (TraceItem* item = element(index))
+        return item;
+    const Place at = place(index);
+    return at ? tree(at) : nullptr;
+}
+
+TraceItem::MessageRange TraceModel::messageOf(const Place& place) const
+{
+    const TraceLines::View v = place.part->view(place.row);
+    TraceItem::MessageRange range;
+    range.bytes = QByteArray::fromRawData(v.bytes.data(), v.bytes.size());
+    range.end = int(v.bytes.size());
+    range.decode = v.decode;
+    if (v.hungarian)
+        range.options |= QRV16::Hungarian;
+    range.note = place.part->note(place.row);
+    return range;
+}
+
+TraceItem* TraceModel::tree(const Place& place) const
+{
+    if (TraceItem* built = place.part->tree(place.row))
+        return built;
+    const TraceLines::View v = place.part->view(place.row);
+    auto item = std::make_unique<TraceItem>(TraceData(place.part->source(place.row), v.color,
+                                                      place.part->text(place.row), stampTime(v.stamp),
+                                                      v.src, v.dst),
+                                            v.stamp);
+    if (v.kind == TraceLines::Message) {
+        TraceItem::MessageRange range = messageOf(place);
+        // Its own copy: the item outlives moves of the line between stores.
+        range.bytes = QByteArray(range.bytes.constData(), range.bytes.size());
+        item->setMessage(range);
+    }
+    if (v.hasOrigin)
+        item->setOrigin(TraceItem::Origin{place.part->originFile(place.row), place.part->originLine(place.row)});
+    return place.part->setTree(place.row, std::move(item));
+}
+
+TraceModel::Line TraceModel::line(const QModelIndex& index) const
+{
+    Line line;
+    if (const TraceItem* item = element(index)) {
+        line.valid = true;
+        line.source = item->source();
+        line.color = item->color();
+        line.stamp = item->stamp();
+        line.src = item->src();
+        line.dst = item->dst();
+        if (const TraceItem::MessageRange* range = item->message()) {
+            line.hasMessage = true;
+            line.message = *range;
+        }
+        line.separator = !item->hasText() && !item->hasPendingChildren() && item->childCount() == 0;
+        return line;
+    }
+    const Place at = place(index);
+    if (!at)
+        return line;
+    const TraceLines::View v = at.part->view(at.row);
+    line.valid = true;
+    line.topLevel = true;
+    line.id = v.id;
+    line.source = at.part->source(at.row);
+    line.color = v.color;
+    line.stamp = v.stamp;
+    line.src = v.src;
+    line.dst = v.dst;
+    if (v.kind == TraceLines::Message) {
+        line.hasMessage = true;
+        line.message = messageOf(at);
+    }
+    line.separator = v.kind == TraceLines::Text && v.bytes.isEmpty() && !v.replaced;
+    return line;
+}
+
+QString TraceModel::lineText(const Place& place) const
+{
+    const TraceLines::View v = place.part->view(place.row);
+    if (v.replaced || v.kind == TraceLines::Text)
+        return place.part->text(place.row);
+    // A view asks for the same few lines again and again as it paints.
+    CachedText& cached = m_textCache[v.id % TextCacheSize];
+    const QRV16::TagDataLut* tags = v.decode ? m_tags : nullptr;
+    const QRV16::TextOptions options = v.hungarian ? QRV16::TextOptions(QRV16::Hungarian) : QRV16::TextOptions();
+    // Ids are never used again: the same id means the same bytes.
+    if (cached.id != v.id || cached.tags != tags || cached.options != options) {
+        const QRV16::MessageWriter writer(tags, options);
+        cached.text = writer.toText(QRV16::Message(QByteArray::fromRawData(v.bytes.data(), v.bytes.size())));
+        cached.id = v.id;
+        cached.tags = tags;
+        cached.options = options;
+    }
+    return cached.text;
 }
 
 QString TraceModel::lineText(const TraceItem* item) const
@@ -607,21 +826,8 @@ QString TraceModel::lineText(const TraceItem* item) const
     const TraceItem::MessageRange* range = item->message();
     if (item->hasStoredText() || !range)
         return item->text();
-    // A view asks for the same few lines again and again as it paints.
-    CachedText& cached = m_textCache[(quintptr(item) / alignof(TraceItem)) % TextCacheSize];
-    const QRV16::TagDataLut* tags = range->decode ? m_tags : nullptr;
-    // Holding the bytes keeps their address from being reused: the same
-    // address means the same bytes.
-    if (cached.bytes.constData() != range->bytes.constData() || cached.bytes.size() != range->bytes.size() ||
-        cached.tags != tags || cached.options != range->options) {
-        // Only whole messages keep no text: element lines are written once.
-        const QRV16::MessageWriter writer(tags, range->options);
-        cached.text = writer.toText(QRV16::Message(range->bytes));
-        cached.bytes = range->bytes;
-        cached.tags = tags;
-        cached.options = range->options;
-    }
-    return cached.text;
+    const QRV16::MessageWriter writer(range->decode ? m_tags : nullptr, range->options);
+    return writer.toText(QRV16::Message(range->bytes));
 }
 
 void TraceModel::populate(TraceItem* item) const
@@ -677,20 +883,27 @@ QModelIndex TraceModel::index(int row, int column, const QModelIndex& parent) co
         return QModelIndex();
     if (parent.isValid() && parent.model() != this)
         return QModelIndex();
-    // Waiting lines have indexes too, beyond rowCount(): the model keeps
-    // persistent indexes to them in step as lines come and go.
-    TraceItem* item = itemOrRoot(parent);
+    if (!parent.isValid()) {
+        // Waiting lines have indexes too, beyond rowCount(): the model keeps
+        // persistent indexes to them in step as lines come and go. Held
+        // lines count on behind the others.
+        if (row < m_lines.size())
+            return createIndex(row, column, topKey(m_lines.id(row)));
+        if (row - m_lines.size() < m_held.size())
+            return createIndex(row, column, topKey(m_held.id(row - m_lines.size())));
+        return QModelIndex();
+    }
+    TraceItem* item = index2item(parent);
+    if (!item)
+        return QModelIndex();
     populate(item);
     TraceItem* child = item->child(row);
-    // Held lines count on behind the others.
-    if (!child && item == m_root.get())
-        child = m_held->child(row - item->childCount());
     return child ? createIndex(row, column, child) : QModelIndex();
 }
 
 QModelIndex TraceModel::parent(const QModelIndex& index) const
 {
-    const TraceItem* item = index2item(index);
+    const TraceItem* item = element(index);
     if (!item)
         return QModelIndex();
     return item2index(item->parent());
@@ -700,9 +913,11 @@ int TraceModel::rowCount(const QModelIndex& parent) const
 {
     if (parent.column() > 0)
         return 0;
-    TraceItem* item = itemOrRoot(parent);
-    if (item == m_root.get())
+    if (!parent.isValid() || parent.model() != this)
         return m_published;
+    TraceItem* item = index2item(parent);
+    if (!item)
+        return 0;
     populate(item);
     return item->childCount();
 }
@@ -715,12 +930,17 @@ bool TraceModel::hasChildren(const QModelIndex& parent) const
         return m_published > 0;
     if (parent.model() != this)
         return false;
-    // A view asks this of every line it lays out: answered from the root's
-    // list when the line is a top-level one, without touching the line.
-    const TraceItem* root = m_root.get();
-    if (root->child(parent.row()) == parent.internalPointer())
-        return root->childHasChildren(parent.row());
-    return static_cast<const TraceItem*>(parent.internalPointer())->hasChildLines();
+    if (const TraceItem* item = element(parent))
+        return item->hasChildLines();
+    // A view asks this of every line it lays out: answered from the record,
+    // without building the line's element lines.
+    const Place at = place(parent);
+    if (!at)
+        return false;
+    if (const TraceItem* built = at.part->tree(at.row))
+        return built->hasChildLines();
+    const TraceLines::View v = at.part->view(at.row);
+    return v.kind == TraceLines::Message && !v.bytes.isEmpty();
 }
 
 int TraceModel::columnCount(const QModelIndex&) const
@@ -730,20 +950,91 @@ int TraceModel::columnCount(const QModelIndex&) const
 
 QVariant TraceModel::data(const QModelIndex& index, int role) const
 {
-    const TraceItem* item = index2item(index);
-    if (!item)
-        return QVariant();
+    if (const TraceItem* item = element(index))
+        return elementData(item, index.column(), role);
+    const Place at = place(index);
+    return at ? topData(at, index.column(), role) : QVariant();
+}
+
+QVariant TraceModel::topData(const Place& at, int column, int role) const
+{
+    const TraceLines::View v = at.part->view(at.row);
     switch (role) {
     case Qt::DisplayRole:
-        switch (index.column()) {
+        switch (column) {
         case TimeColumn:
-            if (!isTopLevel(item) || item->stamp() == TraceItem::NoStamp)
+            if (v.stamp == TraceItem::NoStamp)
                 return QString();
-            return timestamp(item->time());
+            return timestamp(stampTime(v.stamp));
+        case AddrColumn:
+            if (v.src < 0 && v.dst < 0)
+                return QString();
+            // A line with only a destination shows its source as -1 too.
+            return QString(QString::number(v.src) +
+                           (v.dst >= 0 ? QStringLiteral(" -> ") + QString::number(v.dst) : QString()));
+        case SourceColumn: return at.part->source(at.row);
+        case TextColumn: {
+            const QString text = lineText(at);
+            return AnsiText::hasEscapes(text) ? AnsiText::strip(text) : text;
+        }
+        }
+        return QVariant();
+    case AnsiTextRole:
+        if (column == TextColumn && (v.replaced || v.kind == TraceLines::Text)) {
+            const QString text = at.part->text(at.row);
+            if (AnsiText::hasEscapes(text))
+                return text;
+        }
+        return QVariant();
+    case Qt::ToolTipRole: {
+        QString origin;
+        if (v.hasOrigin) {
+            origin = tr("Replayed from %1, line %2")
+                         .arg(QDir::toNativeSeparators(at.part->originFile(at.row)))
+                         .arg(at.part->originLine(at.row));
+        }
+        if (v.kind != TraceLines::Message)
+            return tooltipData(origin, nullptr, column);
+        const TraceItem::MessageRange range = messageOf(at);
+        return tooltipData(origin, &range, column);
+    }
+    case Qt::FontRole: return fontData(v.hasOrigin, column);
+    case Qt::BackgroundRole:
+    case Qt::ForegroundRole: {
+        if (v.kind != TraceLines::Message || role != Qt::ForegroundRole || m_colorRules.empty())
+            return highlightData(v.color, nullptr, role);
+        const TraceItem::MessageRange range = messageOf(at);
+        return highlightData(v.color, &range, role);
+    }
+    case Qt::SizeHintRole: return QSize(32, m_rowHeight);
+    case LogRole:
+        return logData(TraceData(at.part->source(at.row), v.color, lineText(at), stampTime(v.stamp), v.src, v.dst));
+    case DirectionRole:
+        if (column != SourceColumn)
+            return QVariant();
+        return int(colorDirection(v.color));
+    case Qt::AccessibleTextRole:
+        if (column == SourceColumn) {
+            switch (colorDirection(v.color)) {
+            case Received: return tr("%1 received").arg(at.part->source(at.row));
+            case Sent: return tr("%1 sent").arg(at.part->source(at.row));
+            case NoDirection: break;
+            }
+        }
+        return QVariant();
+    }
+    return QVariant();
+}
+
+QVariant TraceModel::elementData(const TraceItem* item, int column, int role) const
+{
+    switch (role) {
+    case Qt::DisplayRole:
+        switch (column) {
+        case TimeColumn: return QString();
         case AddrColumn:
             if (item->src() < 0 && item->dst() < 0)
                 return QString();
-            // A line with only a destination shows its source as -1 too.
             return QString(QString::number(item->src()) +
                            (item->dst() >= 0 ? QStringLiteral(" -> ") + QString::number(item->dst())
                                              : QString()));
@@ -755,16 +1046,16 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
         }
         return QVariant();
     case AnsiTextRole:
-        if (index.column() == TextColumn && item->hasStoredText()) {
+        if (column == TextColumn && item->hasStoredText()) {
             const QString text = item->text();
             if (AnsiText::hasEscapes(text))
                 return text;
         }
         return QVariant();
-    case Qt::ToolTipRole: return tooltipData(item, index.column());
-    case Qt::FontRole: return fontData(item, index.column());
+    case Qt::ToolTipRole: return tooltipData(QString(), item->message(), column);
+    case Qt::FontRole: return fontData(false, column);
     case Qt::BackgroundRole:
-    case Qt::ForegroundRole: return highlightData(item, role);
+    case Qt::ForegroundRole: return highlightData(item->color(), nullptr, role);
     case Qt::SizeHintRole: return QSize(32, m_rowHeight);
     case LogRole: {
         TraceData data = item->data();
@@ -773,31 +1064,16 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const
         return logData(data);
     }
     case DirectionRole:
-        if (index.column() != SourceColumn)
-            return QVariant();
-        return int(isTopLevel(item) ? colorDirection(item->color()) : NoDirection);
-    case Qt::AccessibleTextRole:
-        if (index.column() == SourceColumn && isTopLevel(item)) {
-            switch (colorDirection(item->color())) {
-            case Received: return tr("%1 received").arg(item->source());
-            case Sent: return tr("%1 sent").arg(item->source());
-            case NoDirection: break;
-            }
-        }
-        return QVariant();
+        return column == SourceColumn ? QVariant(int(NoDirection)) : QVariant();
     }
     return QVariant();
 }
 
-QVariant TraceModel::tooltipData(const TraceItem* item, int column) const
+QVariant TraceModel::tooltipData(const QString& origin, const TraceItem::MessageRange* range, int column) const
 {
     QStringList parts;
-    if (const TraceItem::Origin* origin = item->origin()) {
-        parts << tr("Replayed from %1, line %2")
-                     .arg(QDir::toNativeSeparators(origin->file))
-                     .arg(origin->line);
-    }
-    const TraceItem::MessageRange* range = item->message();
+    if (!origin.isEmpty())
+        parts << origin;
     if (range && column == TextColumn) {
         const QRV16::Message message(range->bytes);
         QRV16::Message::Iterator it(&message, range->start, range->end);
@@ -812,25 +1088,23 @@ QVariant TraceModel::tooltipData(const TraceItem* item, int column) const
     return parts.join(QLatin1Char('\n'));
 }
 
-QVariant TraceModel::fontData(const TraceItem* item, int column) const
+QVariant TraceModel::fontData(bool replayed, int column) const
 {
     if (!m_style)
         return QVariant();
     QFont font = column == TextColumn ? m_style->codeFont() : m_style->textFont();
     // Replayed lines are set apart from live traffic at a glance.
-    if (item->origin())
+    if (replayed)
         font.setItalic(true);
     return font;
 }
 
-QVariant TraceModel::highlightData(const TraceItem* item, int role) const
+QVariant TraceModel::highlightData(StyleColor color, const TraceItem::MessageRange* range, int role) const
 {
-    const StyleColor color = item->color();
     if (!m_style || !StyleSettings::isValid(color))
         return QVariant();
     // Rules colour the text of whole messages, not their element lines.
-    const TraceItem::MessageRange* range = item->message();
-    if (role == Qt::ForegroundRole && range && isTopLevel(item) && !m_colorRules.empty()) {
+    if (role == Qt::ForegroundRole && range && !m_colorRules.empty()) {
         const QRV16::Message message(range->bytes);
         for (const CompiledRule& rule : m_colorRules) {
             if (rule.expression.matches(message, range->start, range->end))
@@ -857,14 +1131,22 @@ QVariant TraceModel::headerData(int section, Qt::Orientation orientation, int ro
 
 Qt::ItemFlags TraceModel::flags(const QModelIndex& index) const
 {
-    if (!index2item(index))
+    if (!element(index) && !place(index))
         return Qt::NoItemFlags;
     return Qt::ItemIsEnabled | Qt::ItemIsSelectable;
 }
 
 void TraceModel::setNote(const QModelIndex& index, const QString& note)
 {
-    TraceItem* item = index.isValid() ? index2item(index) : nullptr;
-    if (item && item->message())
-        item->message()->note = note;
+    if (TraceItem* item = element(index)) {
+        if (item->message())
+            item->message()->note = note;
+        return;
+    }
+    const Place at = place(index);
+    if (!at || at.part->kind(at.row) != TraceLines::Message)
+        return;
+    at.part->setNote(at.row, note);
+    if (TraceItem* built = at.part->tree(at.row))
+        built->message()->note = note;
 }

@@ -4,6 +4,7 @@
 #include "trace/stylesettings.h"
 #include "trace/tracedata.h"
 #include "trace/traceitem.h"
+#include "trace/tracelines.h"
 #include "trace/traceoptions.h"
 
 #include "qrv16/message.h"
@@ -27,6 +28,8 @@ class QTimer;
 // limit() of them, message lines with their decoded elements as child lines.
 // Every call a view makes is O(1) at any number of lines. Views learn of new
 // lines in batches (see flush()); appended() reports each line at once.
+// Top-level lines are records in a TraceLines store; element lines are
+// TraceItems built when asked for and dropped with their line.
 class TraceModel : public QAbstractItemModel
 {
     Q_OBJECT
@@ -64,9 +67,11 @@ public:
     // notation when that option is on.
     QModelIndex append(const QString& source, const QRV16::Message& msg, StyleColor color,
                        QDateTime time, int src = -1, int dst = -1);
-    // Takes ownership; returns the line's index, invalid when the line did
-    // not stay (null, or pushed out by the limit at once). The index is
-    // valid for data(), count() and update() before views know the row.
+    // Takes ownership of a line's data (not of child items: the trace
+    // writes those from the message); returns the line's index, invalid
+    // when the line did not stay (null, or pushed out by the limit at once).
+    // The index is valid for data(), count() and update() before views
+    // know the row.
     QModelIndex append(TraceItem* item);
     QModelIndex appendSeparator();
     // A status line that is still growing: appended() waits until
@@ -81,12 +86,12 @@ public:
 
     // Top-level lines handed out whole, with their child lines, so that
     // they can be put back.
-    using Lines = std::vector<std::unique_ptr<TraceItem>>;
+    using Lines = TraceLines;
     // The lines the views know and those waiting for them, in one reset;
     // held lines stay.
     Lines takeAll();
-    // Null for anything but a top-level line that is not held.
-    std::unique_ptr<TraceItem> take(const QModelIndex& line);
+    // Empty for anything but a top-level line that is not held.
+    Lines take(const QModelIndex& line);
     // Puts lines back from top-level row `row` on as they are, not sorted
     // by time and not announced again; the oldest go if the limit says so.
     void restore(Lines lines, int row);
@@ -102,7 +107,7 @@ public:
     // On while the replay itself appends: those lines form the block.
     void setBlockTurn(bool on) { m_blockTurn = on; }
     bool isBlockTurn() const { return m_blockTurn; }
-    int heldCount() const { return m_held->childCount(); }
+    int heldCount() const { return m_held.size(); }
     // Lines appended from now on were replayed from this line of this file:
     // their tool tip says so. An empty file ends that.
     void setReplayOrigin(const QString& file, qint64 line);
@@ -143,12 +148,12 @@ public:
     static constexpr qint64 DefaultByteLimit = qint64(256) << 20;
     qint64 byteLimit() const { return m_byteLimit; }
     void setByteLimit(qint64 bytes);
-    // What the lines keep, roughly (TraceItem::weight()).
-    qint64 lineBytes() const { return m_root->childrenWeight(); }
+    // What the lines keep, roughly (TraceLines::weight()).
+    qint64 lineBytes() const { return m_lines.weight(); }
     // All lines, those views do not know yet included.
-    int lineCount() const { return m_root->childCount(); }
+    int lineCount() const { return m_lines.size(); }
     // Lines waiting for the next batch.
-    int pendingCount() const { return m_root->childCount() - m_published; }
+    int pendingCount() const { return m_lines.size() - m_published; }
     // Tells views of the waiting lines now: drops the lines over the limit
     // in one removal and adds the new ones in one insertion.
     void flush();
@@ -158,8 +163,35 @@ public:
     // ms since the epoch, TraceItem::NoStamp without one.
     qint64 origin() const;
     static QString logData(const TraceData& data);
+    // A top-level line's item is built on first use, with its element
+    // lines, and stays with the line: for a few lines at a time. Whatever
+    // visits every line reads line() instead.
     QModelIndex item2index(const TraceItem* item, int column = 0) const;
     TraceItem* index2item(const QModelIndex& index) const;
+
+    // What a line is, without its text; read, not kept.
+    struct Line
+    {
+        bool valid = false;
+        bool topLevel = false;
+        quint64 id = 0; // of a top-level line; stays with it, never reused
+        QString source;
+        StyleColor color = ColorNone;
+        qint64 stamp = TraceItem::NoStamp;
+        int src = -1;
+        int dst = -1;
+        // A message line's or a nested element line's message. A top-level
+        // line's bytes are the trace's own: copy them to keep them.
+        bool hasMessage = false;
+        TraceItem::MessageRange message;
+        // Shows no text and has no element lines.
+        bool separator = false;
+        QDateTime time() const;
+    };
+    Line line(const QModelIndex& index) const;
+    // The row of the top-level line with this id, -1 when it is gone;
+    // held lines count on after the others.
+    int rowOf(quint64 id) const;
 
     QModelIndex index(int row, int column, const QModelIndex& parent = QModelIndex()) const override;
     QModelIndex parent(const QModelIndex& index) const override;
@@ -175,38 +207,60 @@ Q_SIGNALS:
     void appended(const QModelIndex& index);
 
 private:
-    QModelIndex insert(TraceItem* item, bool announce);
-    QModelIndex hold(TraceItem* item, bool announce);
+    // A top-level line, where it is now: in the lines or the held ones.
+    struct Place
+    {
+        TraceLines* part = nullptr;
+        int row = -1;
+        explicit operator bool() const { return part; }
+    };
+    QModelIndex insert(TraceLines::Line line, bool announce);
+    QModelIndex hold(const TraceLines::Line& line, bool announce);
     // Where a line of this time goes among the last lines of `part`.
-    int sortedRow(const TraceItem* part, qint64 stamp) const;
-    bool isTopLevel(const TraceItem* item) const;
+    int sortedRow(const TraceLines& part, qint64 stamp) const;
     // Of a top-level line: held lines count on after the others.
-    int topRow(const TraceItem* item) const;
+    int topRow(const Place& place) const;
+    QModelIndex topIndex(const Place& place, int column = 0) const;
+    Place locate(quint64 id, int hint) const;
+    // Of a top-level index; empty for element lines and foreign indexes.
+    Place place(const QModelIndex& index) const;
+    // Of an element line's index; null for top-level lines.
+    TraceItem* element(const QModelIndex& index) const;
+    // The top-level line an element line belongs to.
+    quint64 lineOf(const TraceItem* item) const;
+    // The line's element lines, built on first use.
+    TraceItem* tree(const Place& place) const;
     // Before views hear of rows coming or going: persistent indexes to held
     // lines get the rows that lines appended since have moved them to.
     void syncPersistent();
-    void forgetPersistent(const TraceItem* line);
+    void forgetPersistent(quint64 line);
     void dropHeld(int row);
-    TraceItem* itemOrRoot(const QModelIndex& index) const;
     // The line's time and its stamp; the current time costs one conversion
     // instead of two.
     QDateTime fillTime(const QDateTime& time, qint64* stamp) const;
     // The line's text: stored, or written from its message.
+    QString lineText(const Place& place) const;
     QString lineText(const TraceItem* item) const;
+    QVariant topData(const Place& place, int column, int role) const;
+    QVariant elementData(const TraceItem* item, int column, int role) const;
     void msg2item(TraceItem* parent) const;
     void populate(TraceItem* item) const;
-    QVariant tooltipData(const TraceItem* item, int column) const;
-    QVariant fontData(const TraceItem* item, int column) const;
-    QVariant highlightData(const TraceItem* item, int role) const;
+    QVariant tooltipData(const QString& origin, const TraceItem::MessageRange* range, int column) const;
+    QVariant fontData(bool replayed, int column) const;
+    QVariant highlightData(StyleColor color, const TraceItem::MessageRange* range, int role) const;
+    TraceItem::MessageRange messageOf(const Place& place) const;
     void compileColorRules();
-    void removeItem(TraceItem* parent, int row, int count);
+    void removeTop(int row, int count);
+    void removeElements(TraceItem* parent, int row, int count);
     void scheduleFlush();
-    bool isPublished(const TraceItem* item) const;
+    bool isPublished(const QModelIndex& index) const;
+    void setText(const QModelIndex& index, const QString& text);
 
-    std::unique_ptr<TraceItem> m_root;
+    // The lines; the first m_published are known to views.
+    mutable TraceLines m_lines;
     // The lines held while a block runs, in their order.
-    std::unique_ptr<TraceItem> m_held;
-    QSet<const TraceItem*> m_heldAnnounced;
+    mutable TraceLines m_held;
+    QSet<quint64> m_heldAnnounced;
     bool m_block = false;
     bool m_blockTurn = false;
     bool m_persistentStale = false;
@@ -226,15 +280,15 @@ private:
     };
     std::vector<CompiledRule> m_colorRules;
     int m_rowHeight = 32;
-    // Top-level lines that views know: the first m_published children of
-    // the root. The rest wait for flush().
+    // Top-level lines that views know: the first m_published of m_lines.
+    // The rest wait for flush().
     int m_published = 0;
     QTimer* m_flushTimer = nullptr; // Owned (child).
     QElapsedTimer m_sinceFlush;
-    // Texts of message lines lately asked for, by the line's address.
+    // Texts of message lines lately asked for, by the line's id.
     struct CachedText
     {
-        QByteArray bytes;
+        quint64 id = 0;
         const QRV16::TagDataLut* tags = nullptr;
         QRV16::TextOptions options;
         QString text;

@@ -47,23 +47,24 @@ int TracePcapngExport::write(const TraceModel* model, QIODevice* device, QString
     }
     int count = 0;
     for (int row = 0; row < model->lineCount(); ++row) {
-        const TraceItem* item = model->index2item(model->index(row, 0));
+        const QModelIndex index = model->index(row, 0);
+        const TraceModel::Line line = model->line(index);
         PcapngWriter::Packet packet;
-        if (!item || !classify(item->color(), &packet))
+        if (!line.valid || !classify(line.color, &packet))
             continue;
         if (packet.kind == PcapngWriter::MessageBytes) {
-            const TraceItem::MessageRange* range = item->message();
-            if (!range)
+            if (!line.hasMessage)
                 continue;
-            packet.data = range->bytes.mid(range->start, range->end - range->start);
+            const TraceItem::MessageRange& range = line.message;
+            packet.data = QByteArray(range.bytes.constData() + range.start, range.end - range.start);
         } else {
-            packet.data = QByteArray::fromHex(item->text().toLatin1());
+            packet.data = QByteArray::fromHex(index.siblingAtColumn(TraceModel::TextColumn).data().toString().toLatin1());
         }
-        packet.time = item->time();
-        if (item->src() >= 0)
-            packet.source = quint32(item->src());
-        if (item->dst() >= 0)
-            packet.destination = quint32(item->dst());
+        packet.time = line.time();
+        if (line.src >= 0)
+            packet.source = quint32(line.src);
+        if (line.dst >= 0)
+            packet.destination = quint32(line.dst);
         if (!writer.write(packet)) {
             *error = writer.errorString();
             return -1;

@@ -64,8 +64,9 @@ void TracePlotter::setTags(const QRV16::TagDataLut* tags)
 int TracePlotter::plottableTag(const TraceItem* line, const QRV16::TagDataLut* tags)
 {
     const TraceItem* parent = line ? line->parent() : nullptr;
+    // Only element lines have a parent item: it holds their message.
     const TraceItem::MessageRange* range = parent ? parent->message() : nullptr;
-    if (!range || !parent->parent())
+    if (!range)
         return -1;
     // Element lines are built one per readable element, in order.
     const QRV16::Message message(range->bytes);
@@ -347,30 +348,29 @@ void TracePlotter::collect(Tag& tag)
 {
     const int lines = m_model->lineCount();
     for (int row = 0; row < lines; ++row) {
-        const TraceItem* line = m_model->index2item(m_model->index(row, 0));
-        const TraceItem::MessageRange* range = line ? line->message() : nullptr;
+        const TraceModel::Line line = m_model->line(m_model->index(row, 0));
         bool created = false;
-        if (range)
-            addLine(tag, line, QRV16::Message(range->bytes), range->start, range->end, &created);
+        if (line.hasMessage)
+            addLine(tag, line, QRV16::Message(line.message.bytes), line.message.start, line.message.end, &created);
     }
 }
 
-bool TracePlotter::addLine(Tag& tag, const TraceItem* line, const QRV16::Message& message, int start, int end,
-                          bool* created)
+bool TracePlotter::addLine(Tag& tag, const TraceModel::Line& line, const QRV16::Message& message, int start,
+                          int end, bool* created)
 {
     Point p;
     if (!p.find(message, start, end, tag.tag, m_tags))
         return false;
-    p.time = line->stamp();
-    p.line = line;
+    p.time = line.stamp;
+    p.line = line.id;
     addPoint(tag, stream(tag, line, created), p);
     return true;
 }
 
-TracePlotter::Series& TracePlotter::stream(const Tag& tag, const TraceItem* line, bool* created)
+TracePlotter::Series& TracePlotter::stream(const Tag& tag, const TraceModel::Line& line, bool* created)
 {
-    const QString& channel = line->source();
-    const LineDirection direction = colorDirection(line->color());
+    const QString& channel = line.source;
+    const LineDirection direction = colorDirection(line.color);
     const int order = tagOrder(tag.tag);
     // Streams are few (a tag's channels and directions): a scan is cheap.
     size_t at = 0;
@@ -396,9 +396,9 @@ TracePlotter::Series& TracePlotter::stream(const Tag& tag, const TraceItem* line
 void TracePlotter::addPoint(Tag& tag, Series& series, const Point& point)
 {
     // A line sorted in among the last ones goes among their points.
-    const int row = point.line->row();
+    const int row = m_model->rowOf(point.line);
     size_t at = series.points.size();
-    while (at > series.first && series.points[at - 1].line->row() > row)
+    while (at > series.first && m_model->rowOf(series.points[at - 1].line) > row)
         --at;
     series.points.insert(series.points.begin() + qsizetype(at), point);
     const DataType type = QRV16::dataType(unsigned(tag.tag));
@@ -437,10 +437,12 @@ void TracePlotter::onAppended(const QModelIndex& index)
 {
     if (m_tagList.empty())
         return;
-    const TraceItem* line = m_model->index2item(index);
-    const TraceItem::MessageRange* range = line ? line->message() : nullptr;
-    if (!range || index.parent().isValid())
+    if (index.parent().isValid())
         return;
+    const TraceModel::Line line = m_model->line(index);
+    if (!line.hasMessage)
+        return;
+    const TraceItem::MessageRange* range = &line.message;
     const QRV16::Message message(range->bytes);
     bool created = false;
     for (Tag& tag : m_tagList) {
@@ -462,13 +464,13 @@ void TracePlotter::onRowsAboutToBeRemoved(const QModelIndex& parent, int first, 
             // The limit drops lines from the top: their points are in front.
             size_t count = 0;
             while (series.first + count < series.points.size() &&
-                   series.points[series.first + count].line->row() <= last)
+                   m_model->rowOf(series.points[series.first + count].line) <= last)
                 ++count;
             dropFront(series, count);
         } else {
             const auto begin = series.points.begin() + qsizetype(series.first);
             const auto gone = std::remove_if(begin, series.points.end(), [&](const Point& p) {
-                const int row = p.line->row();
+                const int row = m_model->rowOf(p.line);
                 if (row < first || row > last)
                     return false;
                 forget(series, p);

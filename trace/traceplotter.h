@@ -5,6 +5,7 @@
 #include "qrv16/plotvalue.h"
 #include "qrv16/types.h"
 #include "trace/stylecolor.h"
+#include "trace/tracemodel.h"
 
 #include <QObject>
 #include <QString>
@@ -37,7 +38,7 @@ public:
     struct Point : QRV16::PlotValue
     {
         qint64 time = 0;                 // the line's time, ms since the epoch
-        const TraceItem* line = nullptr; // Not owned; dropped with the line.
+        quint64 line = 0; // the top-level line's id (TraceModel::Line); dropped with it
     };
 
     explicit TracePlotter(TraceModel* model, QObject* parent = nullptr);
@@ -128,9 +129,9 @@ private:
     void onRowsAboutToBeRemoved(const QModelIndex& parent, int first, int last);
     void onAboutToBeReset();
     // True when the line holds the tag; `created` set when its stream is new.
-    bool addLine(Tag& tag, const TraceItem* line, const QRV16::Message& message, int start, int end,
+    bool addLine(Tag& tag, const TraceModel::Line& line, const QRV16::Message& message, int start, int end,
                  bool* created);
-    Series& stream(const Tag& tag, const TraceItem* line, bool* created);
+    Series& stream(const Tag& tag, const TraceModel::Line& line, bool* created);
     void addPoint(Tag& tag, Series& series, const Point& point);
     void dropFront(Series& series, size_t count);
     void forget(Series& series, const Point& point);

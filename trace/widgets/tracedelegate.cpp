@@ -59,8 +59,7 @@ void TraceDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     while (const auto* proxy = qobject_cast<const QAbstractProxyModel*>(line.model()))
         line = proxy->mapToSource(line);
     const auto* model = qobject_cast<const TraceModel*>(line.model());
-    const TraceItem* item = model ? model->index2item(line) : nullptr;
-    if (item && !item->hasText() && !item->hasPendingChildren() && item->childCount() == 0) {
+    if (model && model->line(line).separator) {
         paintRule(painter, option, index);
         return;
     }

@@ -87,10 +87,9 @@ void TraceUndo::removeLine(const QModelIndex& index)
         collectExpanded(shown, &entry.expanded);
     }
     entry.after = line.row() > 0 ? m_model->index2item(m_model->index(line.row() - 1, 0)) : nullptr;
-    std::unique_ptr<TraceItem> taken = m_model->take(line);
-    if (!taken)
+    entry.lines = m_model->take(line);
+    if (entry.lines.isEmpty())
         return;
-    entry.lines.push_back(std::move(taken));
     push(std::move(entry));
 }
 
@@ -99,10 +98,10 @@ void TraceUndo::push(Entry entry)
     m_entries.push_back(std::move(entry));
     size_t kept = 0;
     for (const Entry& e : m_entries)
-        kept += e.lines.size();
+        kept += size_t(e.lines.size());
     while (m_entries.size() > 1 &&
            (m_entries.size() > size_t(Depth) || kept > size_t(m_model->limit()))) {
-        kept -= m_entries.front().lines.size();
+        kept -= size_t(m_entries.front().lines.size());
         m_entries.erase(m_entries.begin());
     }
     update();

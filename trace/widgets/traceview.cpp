@@ -93,9 +93,8 @@ TraceView::TraceView(TraceModel* model, QWidget* parent)
         m_doubleClicked = index;
         // A traced message back into the entry line, to change and send again.
         const QModelIndex line = traceIndex(index);
-        const TraceItem* item = m_model->index2item(line);
         // The text as shown: a message line keeps none of its own.
-        if (item && item->message() && !index.parent().isValid())
+        if (m_model->line(line).hasMessage && !index.parent().isValid())
             Q_EMIT messageActivated(line.siblingAtColumn(TraceModel::TextColumn).data().toString());
     });
     watchSelection();
@@ -139,8 +138,10 @@ QModelIndex TraceView::traceIndex(const QModelIndex& viewIndex) const
 
 QRV16::Message TraceView::currentMessage() const
 {
-    const TraceItem* item = m_model->index2item(traceIndex(currentIndex()));
-    return item && item->message() ? QRV16::Message(item->message()->bytes) : QRV16::Message();
+    const TraceModel::Line line = m_model->line(traceIndex(currentIndex()));
+    // A copy: the trace's bytes go with its line.
+    return line.hasMessage ? QRV16::Message(QByteArray(line.message.bytes.constData(), line.message.bytes.size()))
+                           : QRV16::Message();
 }
 
 int TraceView::columnWidth(int column) const
@@ -1024,7 +1025,9 @@ void TraceView::clearAll()
 QMenu* TraceView::createContextMenu(const QModelIndex& index)
 {
     auto* menu = new QMenu(this);
-    const TraceItem* item = m_model->index2item(traceIndex(index));
+    const QModelIndex line = traceIndex(index);
+    // Only element lines plot: no item is built for a top-level line.
+    const TraceItem* item = line.parent().isValid() ? m_model->index2item(line) : nullptr;
     const int tag = TracePlotter::plottableTag(item, m_tags);
     if (tag >= 0) {
         const QString name = m_tags ? m_tags->tagName(unsigned(tag)) : QRV16::tag2hex(unsigned(tag));
