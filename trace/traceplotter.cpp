@@ -7,12 +7,18 @@
 #include "qrv16/tagdatalut.h"
 
 #include <QDateTime>
+#include <QTimer>
 
 #include <algorithm>
 
 namespace {
 
 using QRV16::DataType;
+
+// A slice of collecting leaves the event loop this often; the lines taken
+// at once when a tag is added cover a short trace whole.
+constexpr qint64 SliceMilliseconds = 20;
+constexpr int LinesAtOnce = 4096;
 
 bool secure(const QRV16::TagDataLut* tags, int tag)
 {
@@ -35,8 +41,12 @@ void appendQuoted(QByteArray& out, const QString& text)
 
 } // namespace
 
-TracePlotter::TracePlotter(TraceModel* model, QObject* parent) : QObject(parent), m_model(model)
+TracePlotter::TracePlotter(TraceModel* model, QObject* parent)
+    : QObject(parent), m_model(model), m_collectTimer(new QTimer(this))
 {
+    m_collectTimer->setInterval(0);
+    m_collectTimer->setSingleShot(true);
+    connect(m_collectTimer, &QTimer::timeout, this, &TracePlotter::collectSlice);
     connect(model, &TraceModel::appended, this, &TracePlotter::onAppended);
     connect(model, &TraceModel::rowsAboutToBeRemoved, this, &TracePlotter::onRowsAboutToBeRemoved);
     connect(model, &TraceModel::modelAboutToBeReset, this, &TracePlotter::onAboutToBeReset);
@@ -92,10 +102,21 @@ bool TracePlotter::addTag(int tag)
         return false;
     m_tagList.emplace_back();
     m_tagList.back().tag = tag;
-    collect(m_tagList.back());
+    m_tagList.back().cursor = 0;
+    QElapsedTimer clock;
+    clock.start();
+    if (!collect(m_tagList.back(), LinesAtOnce, clock))
+        m_collectTimer->start();
     ++m_revision;
     Q_EMIT tagsChanged();
+    if (!isCollecting())
+        Q_EMIT collectingFinished();
     return true;
+}
+
+bool TracePlotter::isCollecting() const
+{
+    return std::any_of(m_tagList.begin(), m_tagList.end(), [](const Tag& t) { return t.cursor >= 0; });
 }
 
 void TracePlotter::removeTag(int tag)
@@ -344,15 +365,42 @@ QByteArray TracePlotter::toCsv(bool relative, qint64 origin) const
     return out;
 }
 
-void TracePlotter::collect(Tag& tag)
+bool TracePlotter::collect(Tag& tag, int atLeast, const QElapsedTimer& clock)
 {
-    const int lines = m_model->lineCount();
-    for (int row = 0; row < lines; ++row) {
-        const TraceModel::Line line = m_model->line(m_model->index(row, 0));
-        bool created = false;
+    bool created = false;
+    int done = 0;
+    while (tag.cursor >= 0 && tag.cursor < m_model->lineCount()) {
+        // The clock is read every few hundred lines: it costs more than a line.
+        if (done >= atLeast && done % 256 == 0 && clock.elapsed() >= SliceMilliseconds)
+            break;
+        const TraceModel::Line line = m_model->line(m_model->index(tag.cursor, 0));
+        ++tag.cursor;
+        ++done;
         if (line.hasMessage)
             addLine(tag, line, QRV16::Message(line.message.bytes), line.message.start, line.message.end, &created);
     }
+    if (created)
+        Q_EMIT tagsChanged();
+    if (tag.cursor >= m_model->lineCount())
+        tag.cursor = -1;
+    return tag.cursor < 0;
+}
+
+void TracePlotter::collectSlice()
+{
+    QElapsedTimer clock;
+    clock.start();
+    bool done = true;
+    for (size_t i = 0; i < m_tagList.size(); ++i) {
+        if (m_tagList[i].cursor >= 0)
+            done = collect(m_tagList[i], 0, clock) && done;
+    }
+    ++m_revision;
+    if (!done) {
+        m_collectTimer->start();
+        return;
+    }
+    Q_EMIT collectingFinished();
 }
 
 bool TracePlotter::addLine(Tag& tag, const TraceModel::Line& line, const QRV16::Message& message, int start,
@@ -445,7 +493,15 @@ void TracePlotter::onAppended(const QModelIndex& index)
     const TraceItem::MessageRange* range = &line.message;
     const QRV16::Message message(range->bytes);
     bool created = false;
+    const int row = index.row();
     for (Tag& tag : m_tagList) {
+        if (tag.cursor >= 0) {
+            // Ahead of the scan: it will come to the line.
+            if (row >= tag.cursor)
+                continue;
+            // Sorted in behind it: the rows after it moved down by one.
+            ++tag.cursor;
+        }
         if (addLine(tag, line, message, range->start, range->end, &created))
             ++m_revision;
     }
@@ -458,6 +514,10 @@ void TracePlotter::onRowsAboutToBeRemoved(const QModelIndex& parent, int first, 
 {
     if (parent.isValid())
         return;
+    for (Tag& tag : m_tagList) {
+        if (tag.cursor > first)
+            tag.cursor = tag.cursor > last ? tag.cursor - (last - first + 1) : first;
+    }
     for (Series& series : m_series) {
         const size_t before = series.points.size() - series.first;
         if (first == 0) {
@@ -493,6 +553,8 @@ void TracePlotter::onAboutToBeReset()
     for (Tag& tag : m_tagList) {
         tag.seen.clear();
         tag.bitsSeen = 0;
+        if (tag.cursor > 0)
+            tag.cursor = 0;
     }
     ++m_revision;
 }

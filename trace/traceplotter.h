@@ -7,6 +7,7 @@
 #include "trace/stylecolor.h"
 #include "trace/tracemodel.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -16,6 +17,7 @@
 #include <vector>
 
 class QModelIndex;
+class QTimer;
 class TraceItem;
 class TraceModel;
 
@@ -51,8 +53,12 @@ public:
     // -1 for any other line.
     static int plottableTag(const TraceItem* line, const QRV16::TagDataLut* tags);
     // Collects the tag from every line of the trace; false when it is
-    // plotted already or cannot be plotted.
+    // plotted already or cannot be plotted. The first lines are collected at
+    // once, the rest of a long trace in slices of the event loop, oldest
+    // first, so that the window stays live; removing the tag stops it.
     bool addTag(int tag);
+    // Whether a tag is still being collected from the trace.
+    bool isCollecting() const;
     void removeTag(int tag);
     void clearTags();
     // In the order they were added.
@@ -106,6 +112,8 @@ public:
 Q_SIGNALS:
     // A tag or a stream came or went: the dock builds its charts again.
     void tagsChanged();
+    // Every tag added has been collected from the whole trace.
+    void collectingFinished();
 
 private:
     struct Tag
@@ -115,6 +123,8 @@ private:
         // (empty unless an enum); bits seen set.
         std::map<qint64, int> seen;
         quint64 bitsSeen = 0;
+        // The next row to collect from, -1 once the whole trace is in.
+        int cursor = -1;
     };
     struct Series
     {
@@ -135,7 +145,10 @@ private:
     void addPoint(Tag& tag, Series& series, const Point& point);
     void dropFront(Series& series, size_t count);
     void forget(Series& series, const Point& point);
-    void collect(Tag& tag);
+    // Collects rows from the tag's cursor on, at least `atLeast` of them,
+    // then until the slice's time is up; true when the trace is done.
+    bool collect(Tag& tag, int atLeast, const QElapsedTimer& clock);
+    void collectSlice();
     Tag* findTag(int tag);
     const Tag* findTag(int tag) const;
     int tagOrder(int tag) const;
@@ -146,4 +159,5 @@ private:
     std::vector<Tag> m_tagList;
     std::vector<Series> m_series;
     quint64 m_revision = 0;
+    QTimer* m_collectTimer; // Owned (child).
 };

@@ -6,6 +6,7 @@
 
 #include "trace/tracemodel.h"
 #include "trace/tracepcapngexport.h"
+#include "trace/traceplotter.h"
 
 #include "qrv16/item.h"
 #include "qrv16/message.h"
@@ -15,11 +16,13 @@
 #include "qrv16/types.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryFile>
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -223,6 +226,43 @@ void BM_PcapngExport(benchmark::State& state)
     state.counters["MB"] = double(size) / 1e6;
 }
 
+// A tag asked for in the plot collects its points from every line.
+void BM_PlotAddTag(benchmark::State& state)
+{
+    const Demo& d = demo();
+    const int lines = int(state.range(0));
+    const qint64 start = QDateTime(QDate(2026, 11, 22), QTime(8, 0)).toMSecsSinceEpoch();
+    TraceModel model;
+    model.setTags(d.lut.get());
+    model.setLimit(lines);
+    for (int i = 0; i < lines; ++i)
+        model.append(QStringLiteral("1"), d.typical, ColorMessageRx1, QDateTime::fromMSecsSinceEpoch(start + i), 1, 2);
+    model.flush();
+    qint64 longest = 0;
+    int slices = 0;
+    for (auto _ : state) {
+        TracePlotter plotter(&model);
+        plotter.setTags(d.lut.get());
+        QElapsedTimer slice;
+        slice.start();
+        if (!plotter.addTag(d.tag("WellLevel")))
+            state.SkipWithError("WellLevel cannot be plotted");
+        longest = std::max(longest, slice.nsecsElapsed());
+        // The rest comes in slices of the event loop.
+        while (plotter.isCollecting()) {
+            slice.restart();
+            QCoreApplication::processEvents();
+            longest = std::max(longest, slice.nsecsElapsed());
+            ++slices;
+        }
+        if (plotter.pointCount(0) != lines)
+            state.SkipWithError("points missing");
+    }
+    state.counters["lines/s"] = benchmark::Counter(double(state.iterations()) * lines, benchmark::Counter::kIsRate);
+    state.counters["longest_slice_ms"] = double(longest) / 1e6;
+    state.counters["slices"] = slices;
+}
+
 // The baseline: copying as many bytes as the capture holds.
 void BM_PcapngExportMemcpy(benchmark::State& state)
 {
@@ -244,6 +284,7 @@ BENCHMARK(BM_FullModelMemory)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_AppendInOrder)->Arg(1000)->Arg(100000)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_AppendOutOfOrder)->Arg(1000)->Arg(100000)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PcapngExport)->Arg(100000)->Arg(1000000)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PlotAddTag)->Arg(100000)->Arg(1000000)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PcapngExportMemcpy)->Arg(1000000)->Unit(benchmark::kMillisecond);
 KORV_BENCH_BESIDE("BM_PcapngExport/1000000/iterations:1", "BM_PcapngExport/100000/iterations:1")
 KORV_BENCH_BESIDE("BM_PcapngExport/1000000/iterations:1", "BM_PcapngExportMemcpy/1000000")

@@ -7,6 +7,7 @@
 #include "qrv16/tagdatalut.h"
 #include "tests/support/definitions.h"
 #include "tests/support/plotdefinitions.h"
+#include "tests/support/stallmeter.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -44,6 +45,7 @@ private Q_SLOTS:
     void streamsPerChannelAndDirection();
     void removingATagRemovesItsStreams();
     void csvNamesTheStreams();
+    void longTraceIsCollectedInSlices();
 
 private:
     // "1> Temperature=5" is a message channel 1 sent, "2<" one channel 2
@@ -85,6 +87,60 @@ void TestTracePlotter::add(const QString& line, int msec)
     QVERIFY2(!parser.hasError(), qPrintable(parser.errorMessage()));
     const StyleColor color = kind == QLatin1Char('>') ? ColorMessageTx1 : ColorMessageRx1;
     m_model->append(channel, message, channelColor(color, channel.toInt()), time);
+}
+
+// A tag added to a long trace is collected without holding the event loop,
+// and lines that come and go meanwhile end up as a fresh collection would
+// find them.
+void TestTracePlotter::longTraceIsCollectedInSlices()
+{
+    constexpr int Lines = 300000;
+    const int temperature = m_tags->tagNumber(QStringLiteral("Temperature"));
+    const auto append = [&](int value) {
+        QRV16::Message m;
+        m.beginMessage(0xE001);
+        m.appendInt(temperature, value);
+        m.endMessage();
+        m_model->append(QStringLiteral("1"), m, ColorMessageRx1, start.addMSecs(value));
+    };
+    m_model->setLimit(Lines);
+    for (int i = 0; i < Lines; ++i)
+        append(i);
+    m_model->flush();
+
+    TracePlotter plotter(m_model.get());
+    plotter.setTags(m_tags.get());
+    QSignalSpy finished(&plotter, &TracePlotter::collectingFinished);
+    korvtest::StallMeter meter;
+    QVERIFY(plotter.addTag(temperature));
+    // Meanwhile lines arrive and the oldest go.
+    for (int i = Lines; i < Lines + 10; ++i)
+        append(i);
+    m_model->setLimit(Lines - 1000);
+    QVERIFY(finished.count() == 1 || finished.wait(120000));
+    // A tick after the work, so that the meter has seen all of it.
+    const int ticks = meter.ticks;
+    QTRY_VERIFY_WITH_TIMEOUT(meter.ticks > ticks, 60000);
+    meter.stop();
+    QVERIFY(!plotter.isCollecting());
+    QVERIFY2(meter.longest < 150, qPrintable(QStringLiteral("%1 ms").arg(meter.longest)));
+
+    QCOMPARE(plotter.seriesCount(), 1);
+    TracePlotter fresh(m_model.get());
+    fresh.setTags(m_tags.get());
+    QVERIFY(fresh.addTag(temperature));
+    QVERIFY(finished.count() == 1);
+    QTRY_VERIFY_WITH_TIMEOUT(!fresh.isCollecting(), 120000);
+    QCOMPARE(plotter.pointCount(0), m_model->lineCount());
+    QCOMPARE(fresh.pointCount(0), m_model->lineCount());
+    for (int n = 0; n < plotter.pointCount(0); ++n) {
+        if (plotter.plainValue(0, 0, n) != fresh.plainValue(0, 0, n))
+            QFAIL(qPrintable(QStringLiteral("point %1: %2, a fresh collection has %3")
+                                 .arg(n)
+                                 .arg(plotter.plainValue(0, 0, n))
+                                 .arg(fresh.plainValue(0, 0, n))));
+    }
+    QCOMPARE(plotter.plainValue(0, 0, 0), 1010.0);
 }
 
 void TestTracePlotter::streamsPerChannelAndDirection_data()

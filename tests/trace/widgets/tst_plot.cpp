@@ -417,6 +417,8 @@ void TestPlot::manyPointsAreDecimated()
     dock.setTags(m_tags.get());
     dock.resize(700, 300);
     QVERIFY(dock.addTag(0x1001));
+    // A trace this long is collected partly in later turns of the event loop.
+    QTRY_VERIFY_WITH_TIMEOUT(!dock.plotter()->isCollecting(), 120000);
     dock.show();
     dock.redraw();
     QLineSeries* line = dock.curves().value(0);
