@@ -196,19 +196,26 @@ void BM_FullModelMemory(benchmark::State& state)
         double(MessageWriter(d.lut.get()).toText(d.typical).size());
 }
 
-// "Export..." as pcapng of a trace full of message lines, into a file.
-void BM_PcapngExport(benchmark::State& state)
+// A trace at its limit of typical message lines, received, or sent and
+// received in turn.
+void fill(TraceModel& model, int lines, bool bothDirections)
 {
     const Demo& d = demo();
-    const int lines = int(state.range(0));
     const qint64 start = QDateTime(QDate(2026, 11, 22), QTime(8, 0)).toMSecsSinceEpoch();
-    TraceModel model;
     model.setTags(d.lut.get());
     model.setLimit(lines);
     for (int i = 0; i < lines; ++i)
-        model.append(QStringLiteral("1"), d.typical, i % 2 ? ColorMessageRx1 : ColorMessageTx1,
+        model.append(QStringLiteral("1"), d.typical, bothDirections && i % 2 == 0 ? ColorMessageTx1 : ColorMessageRx1,
                      QDateTime::fromMSecsSinceEpoch(start + i), 1, 2);
     model.flush();
+}
+
+// "Export..." as pcapng of a trace full of message lines, into a file.
+void BM_PcapngExport(benchmark::State& state)
+{
+    const int lines = int(state.range(0));
+    TraceModel model;
+    fill(model, lines, true);
     qint64 size = 0;
     for (auto _ : state) {
         QTemporaryFile file;
@@ -231,13 +238,8 @@ void BM_PlotAddTag(benchmark::State& state)
 {
     const Demo& d = demo();
     const int lines = int(state.range(0));
-    const qint64 start = QDateTime(QDate(2026, 11, 22), QTime(8, 0)).toMSecsSinceEpoch();
     TraceModel model;
-    model.setTags(d.lut.get());
-    model.setLimit(lines);
-    for (int i = 0; i < lines; ++i)
-        model.append(QStringLiteral("1"), d.typical, ColorMessageRx1, QDateTime::fromMSecsSinceEpoch(start + i), 1, 2);
-    model.flush();
+    fill(model, lines, false);
     qint64 longest = 0;
     int slices = 0;
     for (auto _ : state) {
