@@ -10,17 +10,6 @@
 
 using namespace QRV16;
 
-namespace {
-
-QByteArray header(const Item* root, const QString& prefix)
-{
-    WriterHeader w;
-    w.setTexts({QString(), prefix});
-    return w.encode(root);
-}
-
-} // namespace
-
 class TestWriterHeader : public QObject
 {
     Q_OBJECT
