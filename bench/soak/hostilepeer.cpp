@@ -15,12 +15,13 @@
 #include "trace/tracemodel.h"
 #include "tests/app/windowdriver.h"
 #include "tests/support/flood.h"
+#include "tests/support/freeport.h"
+#include "tests/support/serversettings.h"
 #include "tests/support/stallmeter.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QStandardPaths>
-#include <QTcpServer>
 
 #include <algorithm>
 #include <cstdio>
@@ -54,19 +55,11 @@ int main(int argc, char** argv)
         if (toggle->isChecked() != on)
             toggle->trigger();
     }
-    quint16 port = 0;
-    {
-        QTcpServer probe;
-        if (!probe.listen(QHostAddress::LocalHost))
-            return 2;
-        port = probe.serverPort();
-    }
-    ConnectionSettings server;
-    server.setMode(ConnectionSettings::ServerMode);
-    server.setServerAddress(QStringLiteral("127.0.0.1"));
-    server.setServerPort(port);
+    const quint16 port = korvtest::freePort();
+    if (!port)
+        return 2;
     Connection* link = window.channel(1)->connection();
-    link->setSettings(server);
+    link->setSettings(korvtest::loopbackServer(port));
     link->connect();
     if (!korvtest::waitFor([link] { return link->isListening(); }, 30000))
         return 2;

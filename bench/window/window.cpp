@@ -27,6 +27,7 @@
 #include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
 #include "qrv16/types.h"
+#include "tests/support/serversettings.h"
 
 #include <QApplication>
 #include <QChartView>
@@ -148,11 +149,7 @@ struct Rig
             qFatal("messages: %s", qPrintable(parser.errorMessage()));
 
         Channel* channel = window->channel(1);
-        ConnectionSettings server;
-        server.setMode(ConnectionSettings::ServerMode);
-        server.setServerAddress(QStringLiteral("127.0.0.1"));
-        server.setServerPort(0);
-        channel->setSettings(server);
+        channel->setSettings(korvtest::loopbackServer());
         channel->connect();
         const auto* listener = qobject_cast<const QTcpServer*>(channel->connection()->connection());
         if (!listener || !listener->isListening())

@@ -16,6 +16,7 @@
 #include "files/logrecord.h"
 #include "tests/app/windowdriver.h"
 #include "tests/support/freeport.h"
+#include "tests/support/serversettings.h"
 #include "tests/support/stallmeter.h"
 #include "trace/channel.h"
 #include "trace/tracemodel.h"
@@ -87,12 +88,8 @@ public:
         const quint16 port = freePort();
         if (!port)
             return QStringLiteral("no free port");
-        ConnectionSettings server;
-        server.setMode(ConnectionSettings::ServerMode);
-        server.setServerAddress(QStringLiteral("127.0.0.1"));
-        server.setServerPort(port);
         Connection* two = m_window->channel(2)->connection();
-        two->setSettings(server);
+        two->setSettings(loopbackServer(port));
         two->connect();
         if (!waitFor([two] { return two->isListening(); }, 30000))
             return QStringLiteral("channel 2 does not listen");

@@ -12,6 +12,7 @@
 #include "qrv16/types.h"
 #include "tests/support/flood.h"
 #include "tests/support/freeport.h"
+#include "tests/support/serversettings.h"
 #include "tests/support/stallmeter.h"
 #include "trace/channel.h"
 #include "trace/tracemodel.h"
@@ -72,12 +73,8 @@ void TestHostilePeer::floodedWindowStaysBoundedAndLive()
 
     const quint16 port = korvtest::freePort();
     QVERIFY(port);
-    ConnectionSettings server;
-    server.setMode(ConnectionSettings::ServerMode);
-    server.setServerAddress(QStringLiteral("127.0.0.1"));
-    server.setServerPort(port);
     Connection* link = window.channel(1)->connection();
-    link->setSettings(server);
+    link->setSettings(korvtest::loopbackServer(port));
     link->connect();
     QTRY_VERIFY(link->isListening());
     qint64 received = 0;

@@ -6,6 +6,7 @@
 
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
+#include "tests/support/serversettings.h"
 #include "trace/channel.h"
 #include "trace/tracemodel.h"
 
@@ -19,11 +20,7 @@
 // Fails the calling test when the two do not meet.
 inline void connectLoopback(Channel* one, Channel* two)
 {
-    ConnectionSettings server;
-    server.setMode(ConnectionSettings::ServerMode);
-    server.setServerAddress(QStringLiteral("127.0.0.1"));
-    server.setServerPort(0);
-    one->setSettings(server);
+    one->setSettings(korvtest::loopbackServer());
     one->connect();
     const auto* listener = qobject_cast<const QTcpServer*>(one->connection()->connection());
     QVERIFY(listener && listener->isListening());
