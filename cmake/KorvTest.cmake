@@ -14,10 +14,11 @@ function(korv_add_test)
     # going on beside it, of this tree or another.
     set(home ${CMAKE_CURRENT_BINARY_DIR}/${T_NAME}.home)
     file(MAKE_DIRECTORY ${home})
-    # The XDG folders follow it, also where the machine sets them. The
+    # The XDG folders follow it, also where the machine sets them. Leaks
+    # inside system libraries are left to their owners (tests/lsan.supp). The
     # timeouts only stop a hang: a machine loaded several times over makes
     # the heaviest tests take minutes.
     set_tests_properties(${T_NAME} PROPERTIES
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${home};XDG_CONFIG_HOME=${home}/.config;XDG_DATA_HOME=${home}/.local/share;XDG_CACHE_HOME=${home}/.cache;XDG_STATE_HOME=${home}/.local/state;UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1;QTEST_FUNCTION_TIMEOUT=900000"
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;HOME=${home};XDG_CONFIG_HOME=${home}/.config;XDG_DATA_HOME=${home}/.local/share;XDG_CACHE_HOME=${home}/.cache;XDG_STATE_HOME=${home}/.local/state;UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/lsan.supp:print_suppressions=0;QTEST_FUNCTION_TIMEOUT=900000"
         TIMEOUT 900)
 endfunction()
