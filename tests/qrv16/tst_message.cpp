@@ -692,48 +692,21 @@ void TestMessage::getMessageCopiesElement()
 
 void TestMessage::convenienceReaders()
 {
+    // The readers by tag are the iterator's at find(tag), checked above; here
+    // the forms with no iterator test of their own.
     Message m;
     m.beginMessage(0xF010);
-    m.appendByteArray(0x0001, "raw");
-    m.appendString(0x3001, "text");
-    m.appendDateTime(0x6001, QDateTime(QDate(2024, 2, 29), QTime(23, 59, 59, 1)));
-    m.appendDate(0x4001, QDate(2024, 2, 29));
-    m.appendTime(0x5001, QTime(12, 0));
-    m.appendBool(0x2001, true);
-    m.appendInt(0x1001, -7);
-    m.appendInt64(0x1002, -7000000000ll);
-    m.appendBitArray(0x7001, bitsFrom("101"));
-    IPv4 ip(0x0A000001);
-    m.appendIPAddress(0x9001, ip);
     m.appendPair(0x8001, qMakePair(3, -4));
-    m.appendRect(0x8101, QRect(-5, 6, 7, 8));
-    m.appendSize(0x8201, QSize(100000, 2));
+    m.appendIPAddress(0x9001, IPv4(0x0A000001));
     m.appendIntList(0x0002, {1, 2, 3}, 2);
     m.endMessage();
     QVERIFY(m.isValid());
-
-    int size = 0;
-    const char* raw = m.getData(0x0001, &size);
-    QCOMPARE(QByteArray(raw, size), QByteArray("raw"));
-    QCOMPARE(m.getByteArray(0x0001), QByteArray("raw"));
-    QCOMPARE(m.getString(0x3001), QString("text"));
-    QCOMPARE(m.getDateTime(0x6001), QDateTime(QDate(2024, 2, 29), QTime(23, 59, 59, 1)));
-    QCOMPARE(m.getDate(0x4001), QDate(2024, 2, 29));
-    QCOMPARE(m.getTime(0x5001), QTime(12, 0));
-    QCOMPARE(m.getBool(0x2001), true);
-    QCOMPARE(m.getInt(0x1001), -7);
-    QCOMPARE(m.getInt64(0x1002), -7000000000ll);
-    QCOMPARE(m.getBitArray(0x7001).size(), 8);
-    QCOMPARE(m.getBitArray(0x7001).count(true), 2);
-    QCOMPARE(m.getIPAddress(0x9001), ip);
     QCOMPARE(m.getPair(0x8001), qMakePair(3, -4));
     QCOMPARE(m.getPoint(0x8001), QPoint(3, -4));
-    QCOMPARE(m.getRect(0x8101), QRect(-5, 6, 7, 8));
-    QCOMPARE(m.getSize(0x8201), QSize(100000, 2));
+    QCOMPARE(m.getIPAddress(0x9001), IPv4(0x0A000001));
     bool ok = false;
     QCOMPARE(m.getIntList(0x0002, &ok, 2), (QList<int>{1, 2, 3}));
     QVERIFY(ok);
-    QCOMPARE(m.get(0x1001), QVariant(-7));
     QVERIFY(!m.get(0x9001, &ok).isValid()); // addresses have no variant form
     QVERIFY(!ok);
     QVERIFY(!m.get(0x1234, &ok).isValid());
