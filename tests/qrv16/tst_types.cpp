@@ -13,8 +13,6 @@ private Q_SLOTS:
     void tagFacts();
     void setDataType_data();
     void setDataType();
-    void tagHex_data();
-    void tagHex();
     void formatNumber_data();
     void formatNumber();
     void identifiers_data();
@@ -92,23 +90,6 @@ void TestTypes::setDataType()
     QFETCH(uint, result);
     QCOMPARE(QRV16::setDataType(tag, DataType(type)), result);
     QCOMPARE(int(dataType(result)), type);
-}
-
-void TestTypes::tagHex_data()
-{
-    QTest::addColumn<uint>("tag");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("padded to four") << 0xd05u << "0x0D05";
-    QTest::newRow("zero") << 0u << "0x0000";
-    QTest::newRow("upper case") << 0xabcdu << "0xABCD";
-    QTest::newRow("longer is not cut") << 0x12345u << "0x12345";
-}
-
-void TestTypes::tagHex()
-{
-    QFETCH(uint, tag);
-    QFETCH(QString, text);
-    QCOMPARE(tag2hex(tag), text);
 }
 
 void TestTypes::formatNumber_data()
