@@ -500,9 +500,12 @@ void TestGenerators::compiles_data()
     QTest::addColumn<QString>("setting");
     QTest::addColumn<QByteArray>("checks");
     QTest::addColumn<QByteArray>("printed");
-    QTest::newRow("c sample") << "c"
-                              << "sample"
-                              << "T" << QByteArray(R"(
+    const auto row = [](const char* language, const char* definitions, const char* setting,
+                        const QByteArray& checks, const QByteArray& printed) {
+        QTest::addRow("%s %s", language, definitions)
+            << QString(language) << QString(definitions) << QString(setting) << checks << printed;
+    };
+    row("c", "sample", "T", R"(
 _Static_assert(T_TAG_Mode == 0x1002 && T_TYPE_Mode == QRV16DT_Integer, "tag code");
 _Static_assert(T_Mode_Off == 0 && T_Mode_Reverse == -1 && T_Mode_Auto == 2, "enum");
 _Static_assert(T_Mode_Lowest < 0 && T_Mode_Lowest == -9223372036854775807LL - 1, "lowest");
@@ -521,26 +524,23 @@ _Static_assert(QRV16DT_Integer == 1 && QRV16DT_Size == 0x82, "data types");
     printf("%s %s %s|%s|%s\n", T_tag_name(T_TAG_Mode), T_Mode_enum_name(T_Mode_Reverse),
            T_Alarms_bit_name(T_Alarms_BIT_Door), T_tag_name(0x4242) ? "?" : "none",
            T_Mode_enum_name(T_Mode_Lowest));
-)") << QByteArray("Mode Reverse Door|none|Lowest\n");
-    QTest::newRow("c demo") << "c"
-                            << "demo"
-                            << "PS4" << QByteArray(R"(
+)",
+        "Mode Reverse Door|none|Lowest\n");
+    row("c", "demo", "PS4", R"(
 _Static_assert(PS4_TAG_PumpMode == 0x1002 && PS4_PumpMode_Service == 3, "enum");
 _Static_assert(PS4_ResultCode_InternalError == 0x80 && PS4_EventCode_OperatorLogin == 0x100, "hex");
 _Static_assert(PS4_Alarms_MASK_MainsFailure == 0x100 && PS4_Valves_MASK_FlushValve == 8, "bits");
 _Static_assert(PS4_TAG_ScreenSize == 0x8201 && PS4_TYPE_ScreenSize == QRV16DT_Size, "extended");
     printf("%s %s %s\n", PS4_tag_name(PS4_TAG_PumpMode), PS4_PumpMode_enum_name(PS4_PumpMode_Service),
            PS4_Valves_bit_name(PS4_Valves_BIT_FlushValve));
-)") << QByteArray("PumpMode Service FlushValve\n");
-    QTest::newRow("c empty") << "c"
-                             << "empty"
-                             << "" << QByteArray(R"(
+)",
+        "PumpMode Service FlushValve\n");
+    row("c", "empty", "", R"(
     _Static_assert(QRV16DT_Binary == 0, "types");
     printf("%d\n", tag_name(1) == 0);
-)") << QByteArray("1\n");
-    QTest::newRow("c hostile, no prefix") << "c"
-                                          << "hostile"
-                                          << "" << QByteArray(R"(
+)",
+        "1\n");
+    row("c", "hostile", "", R"(
 _Static_assert(TAG_Tag == 0x1100 && TAG_class == 0x1106 && TAG_defined == 0x1108 && TAG_NULL == 0x1109, "keywords");
 _Static_assert(TAG_int == 0x110F, "keyword");
 _Static_assert(TAG_QRV16_DEFINITIONS_H == 0x1110 && TAG_QRV16DT_Binary == 0x1111, "own names");
@@ -552,10 +552,9 @@ _Static_assert(Both_Both == 2 && Both_MASK_Both == 8 && Both_class == 1, "names 
 _Static_assert(Both_Min == -9223372036854775807LL - 1, "lowest in hex display");
 _Static_assert(TYPE_Undefined == 0x0a && TYPE_Extended == 0x8f, "types without a name");
     printf("%s %s %s %s\n", tag_name(TAG_Gro_e), tag_name(0x1117), Both_enum_name(3), tag_name(0x1300));
-)") << QByteArray("Größe \"quoted\" \\ name A First\n");
-    QTest::newRow("cpp sample") << "cpp"
-                                << "sample"
-                                << "pumps::v1" << QByteArray(R"(
+)",
+        "Größe \"quoted\" \\ name A First\n");
+    row("cpp", "sample", "pumps::v1", R"(
     using namespace pumps::v1;
     static_assert(std::is_same_v<std::underlying_type_t<Mode>, std::int64_t>);
     static_assert(std::is_same_v<decltype(Tag::Mode), const std::uint16_t>);
@@ -575,32 +574,27 @@ _Static_assert(TYPE_Undefined == 0x0a && TYPE_Extended == 0x8f, "types without a
     CHECK(Type::GetStatus == DataType::Request && Type::Password == DataType::String);
     std::printf("%#x %lld %#llx\n", unsigned(Tag::Mode), static_cast<long long>(Mode::Reverse),
                 static_cast<unsigned long long>(Bits::Alarms::Door));
-)") << QByteArray("0x1002 -1 0x80\n");
-    QTest::newRow("cpp demo") << "cpp"
-                              << "demo"
-                              << "" << QByteArray(R"(
+)",
+        "0x1002 -1 0x80\n");
+    row("cpp", "demo", "", R"(
     using namespace Definitions;
     CHECK(Tag::PumpMode == 0x1002 && v(PumpMode::Service) == 3);
     CHECK(v(ResultCode::InternalError) == 0x80 && v(EventCode::OperatorLogin) == 0x100);
     CHECK(Bits::Alarms::MainsFailure == 0x100 && Bits::Valves::FlushValve == 8);
     CHECK(Tag::ScreenSize == 0x8201 && Type::ScreenSize == DataType::Size);
-)") << QByteArray();
-    QTest::newRow("cpp empty") << "cpp"
-                               << "empty"
-                               << "" << QByteArray() << QByteArray();
-    QTest::newRow("cpp hostile") << "cpp"
-                                 << "hostile"
-                                 << "" << QByteArray(R"(
+)",
+        "");
+    row("cpp", "empty", "", "", "");
+    row("cpp", "hostile", "", R"(
     using namespace Definitions;
     CHECK(Tag::Tag_ == 0x1100 && Tag::Bits_ == 0x1101 && Tag::class_ == 0x1106);
     CHECK(Tag::Gro_e == 0x1115 && Tag::file == 0x1116 && Tag::_9 == 0x1118);
     CHECK(v(Both::class_) == 1 && v(Both::A) == 3 && v(Both::Again) == 3 && v(Both::Min) == INT64_MIN);
     CHECK(Bits::Both::A == 1 && Bits::Both::B == 2 && Bits::Both::Both == 8);
     CHECK(Type::Undefined == DataType(10) && Type::Extended == DataType(0x8F));
-)") << QByteArray();
-    QTest::newRow("cpplut sample") << "cpplut"
-                                   << "sample"
-                                   << "pumps::tables" << QByteArray(R"(
+)",
+        "");
+    row("cpplut", "sample", "pumps::tables", R"(
     using namespace pumps::tables;
     CHECK(tagCount() == 11);
     const TagInfo* mode = tagByName("Mode");
@@ -623,10 +617,9 @@ _Static_assert(TYPE_Undefined == 0x0a && TYPE_Extended == 0x8f, "types without a
     CHECK(tagByName("_2nd_pump_flow")->code == 0x1010);
     CHECK(tagByName("Pump_Speed")->code == 0x1011 && tagByName("Pump_Speed_Max")->code == 0x1012);
     std::printf("%s %s %s\n", tagByCode(0x1002)->name, enumByValue(mode, -1)->name, bitByNumber(alarms, 7)->name);
-)" + lutConsistency) << QByteArray("Mode Reverse Door\n");
-    QTest::newRow("cpplut demo") << "cpplut"
-                                 << "demo"
-                                 << "" << QByteArray(R"(
+)" + lutConsistency,
+        "Mode Reverse Door\n");
+    row("cpplut", "demo", "", R"(
     using namespace Definitions;
     CHECK(tagCount() == 52);
     CHECK(enumByName(tagByName("PumpMode"), "Service")->value == 3);
@@ -634,16 +627,14 @@ _Static_assert(TYPE_Undefined == 0x0a && TYPE_Extended == 0x8f, "types without a
     CHECK(enumByValue(tagByCode(0x1006), 0xFF) == nullptr);
     CHECK(bitByName(tagByName("Alarms"), "MainsFailure")->bit == 8);
     CHECK(tagByName("Password")->secure && tagByCode(0x8201)->type == DataType::Size);
-)" + lutConsistency) << QByteArray();
-    QTest::newRow("cpplut empty") << "cpplut"
-                                  << "empty"
-                                  << "" << QByteArray(R"(
+)" + lutConsistency,
+        "");
+    row("cpplut", "empty", "", R"(
     using namespace Definitions;
     CHECK(tagCount() == 0 && tagByCode(0) == nullptr && tagByName("") == nullptr);
-)" + lutConsistency) << QByteArray();
-    QTest::newRow("cpplut hostile") << "cpplut"
-                                    << "hostile"
-                                    << "" << QByteArray(R"(
+)" + lutConsistency,
+        "");
+    row("cpplut", "hostile", "", R"(
     using namespace Definitions;
     CHECK(tagByName("class")->code == 0x1106 && tagByName("Tag")->code == 0x1100);
     CHECK(tagByName("Gro_e")->code == 0x1115 && tagByName("_9")->code == 0x1118);
@@ -656,10 +647,9 @@ _Static_assert(TYPE_Undefined == 0x0a && TYPE_Extended == 0x8f, "types without a
     CHECK(std::strcmp(enumByValue(both, 3)->name, "A") == 0 && enumByName(both, "Again")->value == 3);
     CHECK(std::strcmp(bitByNumber(both, 64)->name, "Beyond") == 0 && bitByName(both, "B")->bit == 1);
     CHECK(bitByName(both, "FarBeyond") == nullptr);
-)" + lutConsistency) << QByteArray();
-    QTest::newRow("lua sample") << "lua"
-                                << "sample"
-                                << "" << QByteArray(R"(
+)" + lutConsistency,
+        "");
+    row("lua", "sample", "", R"(
 check(M.tags.Mode == 0x1002 and M.names[0x1002] == "Mode", "tag")
 check(M.enums.Mode.Off == 0 and M.enums.Mode.Reverse == -1 and M.enums.Mode.Auto == 2, "enum")
 check(M.enums.Mode.Lowest == math.mininteger and math.type(M.enums.Mode.Lowest) == "integer", "lowest")
@@ -674,23 +664,20 @@ check(M.tags.default == 0x2001 and M.tags.end_ == 0x2002, "keyword")
 check(M.types.Mode == "Integer" and M.types.Position == "Point" and M.types.GetStatus == "Request", "types")
 check(M.enumNames.Mode[math.mininteger] == "Lowest" and M.enumNames.Result[0x80] == "Internal", "names")
 print(M.names[M.tags.Mode], M.enumNames.Mode[M.enums.Mode.Reverse], M.bitNames.Alarms[M.bits.Alarms.Door])
-)" + luaConsistency) << QByteArray("Mode\tReverse\tDoor\n");
-    QTest::newRow("lua demo") << "lua"
-                              << "demo"
-                              << "" << QByteArray(R"(
+)" + luaConsistency,
+        "Mode\tReverse\tDoor\n");
+    row("lua", "demo", "", R"(
 check(M.tags.PumpMode == 0x1002 and M.enums.PumpMode.Service == 3, "enum")
 check(M.enums.ResultCode.InternalError == 0x80 and M.enums.EventCode.OperatorLogin == 0x100, "hex")
 check(M.bits.Alarms.MainsFailure == 8 and M.bits.Valves.FlushValve == 3, "bits")
 check(M.names[0x8201] == "ScreenSize" and M.types.ScreenSize == "Size", "extended")
-)" + luaConsistency) << QByteArray();
-    QTest::newRow("lua empty") << "lua"
-                               << "empty"
-                               << "" << QByteArray(R"(
+)" + luaConsistency,
+        "");
+    row("lua", "empty", "", R"(
 check(next(M.tags) == nil and next(M.names) == nil, "nothing")
-)" + luaConsistency) << QByteArray();
-    QTest::newRow("lua hostile") << "lua"
-                                 << "hostile"
-                                 << "" << QByteArray(R"(
+)" + luaConsistency,
+        "");
+    row("lua", "hostile", "", R"(
 check(M.tags.end_ == 0x1107 and M.tags.local_ == 0x110C and M.tags.M == 0x110D, "keywords")
 check(M.tags.Gro_e == 0x1115 and M.tags._9 == 0x1118, "odd names")
 check(M.names[0x1300] == "First" and M.tags.Second == 0x1300, "one code twice")
@@ -698,31 +685,28 @@ check(M.enums.Both.A == 3 and M.enums.Both.Again == 3 and M.enums.Both.Min == ma
 check(M.enumNames.Both[3] == "A" and M.types.Undefined == 10 and M.types.Extended == 0x8F, "first name")
 check(M.bits.Both.end_ == 2 and M.bits.Both.Beyond == 64 and M.bits.Both.FarBeyond == nil, "bits")
 check(M.bits.Both.EnumAmongBits == nil and M.tags.TagInTag == nil and M.tags.EnumInRoot == nil, "misplaced")
-)" + luaConsistency) << QByteArray();
-    QTest::newRow("cs sample") << "cs"
-                               << "sample"
-                               << "Norvane.Pumps" << QByteArray(R"(
+)" + luaConsistency,
+        "");
+    row("cs", "sample", "Norvane.Pumps", R"(
         Console.WriteLine("{0} {1} {2} {3}", Tags.Mode.ToString("X4"), ModeValues.Reverse,
                           (long)ModeValues.Reverse, AlarmsBits.Door);
         Console.WriteLine("{0} {1} {2}", Types.Position, (long)ModeValues.Lowest == long.MinValue,
                           (ulong)AlarmsBits.Top == 1UL << 63);
-)") << QByteArray("1002 Reverse -1 Door\nPoint True True\n");
-    QTest::newRow("cs demo") << "cs"
-                             << "demo"
-                             << "" << QByteArray(R"(
+)",
+        "1002 Reverse -1 Door\nPoint True True\n");
+    row("cs", "demo", "", R"(
         Console.WriteLine("{0} {1}", PumpModeValues.Service, Types.ScreenSize);
-)") << QByteArray("Service Size\n");
-    QTest::newRow("cs empty") << "cs"
-                              << "empty"
-                              << "" << QByteArray(R"(
+)",
+        "Service Size\n");
+    row("cs", "empty", "", R"(
         Console.WriteLine(DataType.Binary);
-)") << QByteArray("Binary\n");
-    QTest::newRow("cs hostile") << "cs"
-                                << "hostile"
-                                << "" << QByteArray(R"(
+)",
+        "Binary\n");
+    row("cs", "hostile", "", R"(
         Console.WriteLine("{0} {1} {2}", Tags.class_.ToString("X4"), (long)BothValues.Min == long.MinValue,
                           BothBits.B);
-)") << QByteArray("1106 True B\n");
+)",
+        "1106 True B\n");
 }
 
 void TestGenerators::compiles()
