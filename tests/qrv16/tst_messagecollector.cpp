@@ -1,16 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include "textfixture.h"
+
 #include "qrv16/messagecollector.h"
 
-#include <QtTest>
-
 using namespace QRV16;
-
-namespace {
-QByteArray hex(const QString& text)
-{
-    return QByteArray::fromHex(text.toLatin1());
-}
-} // namespace
 
 class TestMessageCollector : public QObject
 {
@@ -63,7 +56,7 @@ void TestMessageCollector::chunks()
         if (chunk == QLatin1String("reset"))
             c.reset();
         else
-            c.append(hex(QString(chunk).remove(' ')));
+            c.append(hexBytes(QString(chunk).remove(' ')));
         while (c.hasMessage())
             got << QString::fromLatin1(c.nextMessage().bytes().toHex());
         QVERIFY(c.nextMessage().isEmpty());
@@ -80,7 +73,7 @@ void TestMessageCollector::rawPointerAppend()
     QCOMPARE(c.nextMessage().bytes(), QByteArray(bytes, 5));
     QCOMPARE(c.pending(), 2);
     c.append(bytes + 2, 3);
-    QCOMPARE(c.nextMessage().bytes(), hex("0300011009"));
+    QCOMPARE(c.nextMessage().bytes(), hexBytes("0300011009"));
 }
 
 void TestMessageCollector::manyMessagesInOneBuffer()
@@ -115,7 +108,7 @@ void TestMessageCollector::takenMessagesStayIntact()
 {
     // Messages taken out share the received chunk; writing to one of them,
     // to the chunk or to the collector must leave the others as they were.
-    QByteArray chunk = hex("0300011001 0400011002 03 0300011003 0300");
+    QByteArray chunk = hexBytes("0300011001 0400011002 03 0300011003 0300");
     MessageCollector c;
     c.append(chunk);
     Message first = c.nextMessage();
@@ -124,11 +117,11 @@ void TestMessageCollector::takenMessagesStayIntact()
     QVERIFY(!c.hasMessage());
     first.appendInt(0x1004, 0x7F);
     chunk[4] = 'X';
-    c.append(hex("011004"));
+    c.append(hexBytes("011004"));
     QVERIFY(c.hasMessage());
     const Message fourth = c.nextMessage();
     c.reset();
-    c.append(hex("0300011009"));
+    c.append(hexBytes("0300011009"));
     QCOMPARE(first.bytes().toHex(), QByteArray("0300011001030004107f"));
     QCOMPARE(second.bytes().toHex(), QByteArray("040001100203"));
     QCOMPARE(third.bytes().toHex(), QByteArray("0300011003"));
