@@ -18,7 +18,6 @@ private Q_SLOTS:
     void packet_data();
     void packet();
     void notWritable();
-    void writeBeforeBegin();
 };
 
 void TestPcapngWriter::sectionAndInterface()
@@ -146,6 +145,10 @@ void TestPcapngWriter::packet()
 
 void TestPcapngWriter::notWritable()
 {
+    PcapngWriter unstarted;
+    QVERIFY(!unstarted.write(PcapngWriter::Packet()));
+    QVERIFY(!unstarted.errorString().isEmpty());
+
     QBuffer buffer;
     buffer.open(QIODevice::ReadOnly);
     PcapngWriter writer;
@@ -153,13 +156,6 @@ void TestPcapngWriter::notWritable()
     QVERIFY(!writer.errorString().isEmpty());
     QVERIFY(!writer.begin(nullptr, QStringLiteral("test")));
     QVERIFY(!writer.write(PcapngWriter::Packet()));
-}
-
-void TestPcapngWriter::writeBeforeBegin()
-{
-    PcapngWriter writer;
-    QVERIFY(!writer.write(PcapngWriter::Packet()));
-    QVERIFY(!writer.errorString().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestPcapngWriter)
