@@ -40,8 +40,6 @@ class TestItem : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void parentTypes_data();
-    void parentTypes();
     void treeBuilding();
     void rowsFollowInsertAndRemove();
     void takeChildren_data();
@@ -57,37 +55,6 @@ private Q_SLOTS:
     void layoutItems();
     void displayInheritance();
 };
-
-void TestItem::parentTypes_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<int>("parent");
-    QTest::addColumn<int>("listed");
-    QTest::addColumn<bool>("definition");
-    QTest::addColumn<bool>("container");
-    QTest::newRow("invalid") << -1 << -1 << -1 << false << false;
-    QTest::newRow("root lists tags") << 0 << -1 << 1 << false << false;
-    QTest::newRow("tag in root lists nothing") << 1 << 0 << -1 << true << false;
-    QTest::newRow("enums in tag list enums") << 2 << 1 << 3 << false << true;
-    QTest::newRow("enum in enums") << 3 << 2 << -1 << true << false;
-    QTest::newRow("bits in tag list bits") << 4 << 1 << 5 << false << true;
-    QTest::newRow("bit in bits") << 5 << 4 << -1 << true << false;
-    QTest::newRow("beyond") << 6 << -1 << -1 << false << false;
-}
-
-void TestItem::parentTypes()
-{
-    QFETCH(int, type);
-    QFETCH(int, parent);
-    QFETCH(int, listed);
-    QFETCH(bool, definition);
-    QFETCH(bool, container);
-    QCOMPARE(int(matchingParentType(ItemType(type))), parent);
-    QCOMPARE(int(Item::matchingParentType(ItemType(type))), parent);
-    QCOMPARE(int(listedType(ItemType(type))), listed);
-    QCOMPARE(isDefinitionType(ItemType(type)), definition);
-    QCOMPARE(isContainerType(ItemType(type)), container);
-}
 
 void TestItem::treeBuilding()
 {
