@@ -179,6 +179,8 @@ void TestDefinitions::doctypeKeptOnRoot()
 
 void TestDefinitions::ids_data()
 {
+    // The padded and prefixed forms the writer writes are read back in its
+    // tests; these are the plain forms and the ones only people write.
     QTest::addColumn<QString>("display"); // of the tag
     QTest::addColumn<QString>("id");
     QTest::addColumn<qulonglong>("value");
@@ -186,13 +188,8 @@ void TestDefinitions::ids_data()
     QTest::newRow("octal") << "" << "032" << 26ull;
     QTest::newRow("decimal") << "" << "26" << 26ull;
     QTest::newRow("negative") << "" << "-1" << ~0ull;
-    QTest::newRow("largest unsigned") << "" << "18446744073709551615" << ~0ull;
-    QTest::newRow("written octal") << "" << "0o32" << 26ull;
-    QTest::newRow("written binary") << "" << "0y11010" << 26ull;
-    QTest::newRow("written padded negative") << "" << "00-5" << qulonglong(-5ll);
-    QTest::newRow("padded unsigned display reads decimal") << "4u" << "0010" << 10ull;
-    QTest::newRow("padded signed display reads decimal") << "3d" << "009" << 9ull;
-    QTest::newRow("padded signed negative") << "4d" << "00-5" << qulonglong(-5ll);
+    QTest::newRow("largest unsigned") << ""
+                                      << "18446744073709551615" << ~0ull;
     QTest::newRow("padded hex display keeps octal") << "4x" << "032" << 26ull;
     QTest::newRow("unpadded decimal display keeps octal") << "d" << "032" << 26ull;
     QTest::newRow("hex under padded decimal") << "4u" << "0x1A" << 26ull;
