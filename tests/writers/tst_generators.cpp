@@ -386,7 +386,7 @@ void TestGenerators::writesThroughTheFrame()
     QTemporaryDir dir;
     const QString path = dir.filePath(fileName);
     QVERIFY2(w->write(root.get(), path), qPrintable(w->formatError()));
-    QByteArray written = CodeSample::readFile(path);
+    QByteArray written = readFile(path);
     QByteArray encoded = w->encode(root.get());
     if (language == QLatin1String("c"))
         encoded.replace("QRV16_DEFINITIONS_H", guard.toLatin1());
@@ -394,7 +394,7 @@ void TestGenerators::writesThroughTheFrame()
     // Writing again replaces exactly the target: a generated file lies in a
     // source tree, where a backup or temporary beside it would be clutter.
     QVERIFY(w->write(root.get(), path));
-    QCOMPARE(CodeSample::readFile(path), written);
+    QCOMPARE(readFile(path), written);
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{fileName});
 }
 
@@ -723,7 +723,7 @@ void TestGenerators::compiles()
     QVERIFY(w->clashes().isEmpty());
     QTemporaryDir dir;
     const auto write = [&](const char* name, const QByteArray& bytes) {
-        QVERIFY(CodeSample::writeFile(dir.filePath(QLatin1String(name)), bytes));
+        QVERIFY(writeFile(dir.filePath(QLatin1String(name)), bytes));
     };
     // The commands in order; the last runs the checks.
     const QStringList strict = {"-Wall", "-Wextra", "-Werror"};

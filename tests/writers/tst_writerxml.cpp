@@ -223,8 +223,7 @@ void TestWriterXml::textsStayReadable()
 
 void TestWriterXml::demoRoundTripsByteForByte()
 {
-    const QByteArray demo =
-        CodeSample::readFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
+    const QByteArray demo = readFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef"));
     const std::unique_ptr<Item> root = CodeSample::read(demo);
     QCOMPARE(WriterXml().encode(root.get()), demo);
 }
@@ -237,13 +236,13 @@ void TestWriterXml::failedWriteKeepsTarget()
         CodeSample::read("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
     WriterXml w;
     QVERIFY(w.write(good.get(), path));
-    const QByteArray before = CodeSample::readFile(path);
+    const QByteArray before = readFile(path);
     // A control character has no XML form, so this tree cannot be written.
     const std::unique_ptr<Item> bad = CodeSample::read("<qrv16><tag name=\"A\" id=\"1\"/></qrv16>");
     bad->child(0)->data().comment = QStringLiteral("bell \x07");
     QVERIFY(!w.write(bad.get(), path));
     QVERIFY(w.formatError().startsWith("Error writing " + path + ":\n  "));
-    QCOMPARE(CodeSample::readFile(path), before);
+    QCOMPARE(readFile(path), before);
     QVERIFY(!QFile::exists(path + ".tmp"));
     QVERIFY(!QFile::exists(path + ".bak"));
     // The next successful write reports no stale error.
