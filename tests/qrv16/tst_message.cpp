@@ -26,38 +26,35 @@ QBitArray bitsFrom(const QString& pattern)
 // Appends one element of the given kind; the kinds name the typed appends.
 void appendKind(Message& m, const QString& kind, int tag, const QVariant& v)
 {
-    if (kind == "int")
-        m.appendInt(tag, v.toInt());
-    else if (kind == "int64")
-        m.appendInt64(tag, v.toLongLong());
-    else if (kind == "bool")
-        m.appendBool(tag, v.toBool());
-    else if (kind == "string")
-        m.appendString(tag, v.toString());
-    else if (kind == "binary")
-        m.appendByteArray(tag, v.toByteArray());
-    else if (kind == "date")
-        m.appendDate(tag, v.toDate());
-    else if (kind == "time")
-        m.appendTime(tag, v.toTime());
-    else if (kind == "datetime")
-        m.appendDateTime(tag, v.toDateTime(), Message::MillisecondsAuto);
-    else if (kind == "datetime-always")
-        m.appendDateTime(tag, v.toDateTime(), Message::MillisecondsAlways);
-    else if (kind == "bits")
-        m.appendBitArray(tag, v.toBitArray());
-    else if (kind == "ip") {
-        IPv4 a;
-        a.fromString(v.toString());
-        m.appendIPAddress(tag, a);
-    } else if (kind == "point")
-        m.appendPoint(tag, v.toPoint());
-    else if (kind == "size")
-        m.appendSize(tag, v.toSize());
-    else if (kind == "rect")
-        m.appendRect(tag, v.toRect());
+    using Append = void (*)(Message&, int, const QVariant&);
+    static const QHash<QString, Append> appends = {
+        {"int", [](Message& m, int t, const QVariant& v) { m.appendInt(t, v.toInt()); }},
+        {"int64", [](Message& m, int t, const QVariant& v) { m.appendInt64(t, v.toLongLong()); }},
+        {"bool", [](Message& m, int t, const QVariant& v) { m.appendBool(t, v.toBool()); }},
+        {"string", [](Message& m, int t, const QVariant& v) { m.appendString(t, v.toString()); }},
+        {"binary",
+         [](Message& m, int t, const QVariant& v) { m.appendByteArray(t, v.toByteArray()); }},
+        {"date", [](Message& m, int t, const QVariant& v) { m.appendDate(t, v.toDate()); }},
+        {"time", [](Message& m, int t, const QVariant& v) { m.appendTime(t, v.toTime()); }},
+        {"bits", [](Message& m, int t, const QVariant& v) { m.appendBitArray(t, v.toBitArray()); }},
+        {"point", [](Message& m, int t, const QVariant& v) { m.appendPoint(t, v.toPoint()); }},
+        {"size", [](Message& m, int t, const QVariant& v) { m.appendSize(t, v.toSize()); }},
+        {"rect", [](Message& m, int t, const QVariant& v) { m.appendRect(t, v.toRect()); }},
+        {"ip",
+         [](Message& m, int t, const QVariant& v) {
+             IPv4 a;
+             a.fromString(v.toString());
+             m.appendIPAddress(t, a);
+         }},
+    };
+    if (kind.startsWith("datetime"))
+        m.appendDateTime(tag, v.toDateTime(),
+                         kind == "datetime" ? Message::MillisecondsAuto
+                                            : Message::MillisecondsAlways);
     else if (kind.startsWith("list"))
         m.appendIntList(tag, v.value<QList<int>>(), kind.mid(4).toInt());
+    else if (const Append append = appends.value(kind))
+        append(m, tag, v);
     else
         qFatal("unknown kind %s", qPrintable(kind));
 }
@@ -66,51 +63,42 @@ void appendKind(Message& m, const QString& kind, int tag, const QVariant& v)
 // views that read in place.
 QVariant readKind(const Iterator& it, const QString& kind, bool* ok)
 {
-    if (kind == "int")
-        return it.getInt(ok);
-    if (kind == "int64")
-        return it.getInt64(ok);
-    if (kind == "bool")
-        return it.getBool(ok);
-    if (kind == "string")
-        return it.getString(ok);
-    if (kind == "binary")
-        return it.getByteArray(ok);
-    if (kind == "date")
-        return it.getDate(ok);
-    if (kind == "time")
-        return it.getTime(ok);
+    using Read = QVariant (*)(const Iterator&, bool*);
+    static const QHash<QString, Read> reads = {
+        {"int", [](const Iterator& i, bool* b) -> QVariant { return i.getInt(b); }},
+        {"int64", [](const Iterator& i, bool* b) -> QVariant { return i.getInt64(b); }},
+        {"bool", [](const Iterator& i, bool* b) -> QVariant { return i.getBool(b); }},
+        {"string", [](const Iterator& i, bool* b) -> QVariant { return i.getString(b); }},
+        {"binary", [](const Iterator& i, bool* b) -> QVariant { return i.getByteArray(b); }},
+        {"date", [](const Iterator& i, bool* b) -> QVariant { return i.getDate(b); }},
+        {"time", [](const Iterator& i, bool* b) -> QVariant { return i.getTime(b); }},
+        {"bits", [](const Iterator& i, bool* b) -> QVariant { return i.getBitArray(b); }},
+        {"ip", [](const Iterator& i, bool* b) -> QVariant { return i.getIPAddress(b).toString(); }},
+        {"point", [](const Iterator& i, bool* b) -> QVariant { return i.getPoint(b); }},
+        {"size", [](const Iterator& i, bool* b) -> QVariant { return i.getSize(b); }},
+        {"rect", [](const Iterator& i, bool* b) -> QVariant { return i.getRect(b); }},
+        {"variant", [](const Iterator& i, bool* b) -> QVariant { return i.get(b); }},
+        {"payload",
+         [](const Iterator& i, bool* b) -> QVariant { return i.getPayload(b).toByteArray(); }},
+        {"utf8",
+         [](const Iterator& i, bool* b) -> QVariant {
+             const QUtf8StringView text = i.getUtf8(b);
+             return QByteArray(text.data(), text.size());
+         }},
+        {"days", [](const Iterator& i, bool* b) -> QVariant { return qint64(i.getDays(b)); }},
+        {"msecs",
+         [](const Iterator& i, bool* b) -> QVariant { return qint64(i.getMSecsOfDay(b)); }},
+        {"epoch", [](const Iterator& i, bool* b) -> QVariant { return i.getEpochMSecs(b); }},
+        {"mask", [](const Iterator& i, bool* b) -> QVariant { return qint64(i.getBits(b)); }},
+    };
     if (kind.startsWith("datetime"))
         return it.getDateTime(ok);
-    if (kind == "bits")
-        return it.getBitArray(ok);
-    if (kind == "ip")
-        return it.getIPAddress(ok).toString();
-    if (kind == "point")
-        return it.getPoint(ok);
-    if (kind == "size")
-        return it.getSize(ok);
-    if (kind == "rect")
-        return it.getRect(ok);
-    if (kind == "variant")
-        return it.get(ok);
-    if (kind == "payload")
-        return it.getPayload(ok).toByteArray();
-    if (kind == "utf8") {
-        const QUtf8StringView text = it.getUtf8(ok);
-        return QByteArray(text.data(), text.size());
-    }
-    if (kind == "days")
-        return qint64(it.getDays(ok));
-    if (kind == "msecs")
-        return qint64(it.getMSecsOfDay(ok));
-    if (kind == "epoch")
-        return it.getEpochMSecs(ok);
-    if (kind == "mask")
-        return qint64(it.getBits(ok));
     if (kind.startsWith("list"))
         return QVariant::fromValue(it.getIntList(ok, kind.mid(4).toInt()));
-    qFatal("unknown kind %s", qPrintable(kind));
+    const Read read = reads.value(kind);
+    if (!read)
+        qFatal("unknown kind %s", qPrintable(kind));
+    return read(it, ok);
 }
 
 } // namespace
