@@ -237,10 +237,8 @@ void TestMessage::decode_data()
     QTest::addColumn<QString>("element");
     QTest::addColumn<bool>("ok");
     QTest::addColumn<QVariant>("value");
+    // Beside the encodings encode() reads back: short, long and odd payloads.
 
-    QTest::newRow("one byte FF is 255") << "int" << "03 00 01 10 FF" << true << QVariant(255);
-    QTest::newRow("four FF bytes are -1") << "int" << "06 00 01 10 FF FF FF FF" << true
-                                          << QVariant(-1);
     QTest::newRow("bytes past four ignored") << "int" << "08 00 01 10 01 00 00 00 99 99" << true
                                              << QVariant(1);
     QTest::newRow("empty int fails") << "int" << "02 00 01 10" << false << QVariant(0);
@@ -262,35 +260,19 @@ void TestMessage::decode_data()
     QTest::newRow("datetime nine bytes has no ms")
         << "datetime" << "0B 00 01 60 01 00 00 00 01 00 00 00 05" << true
         << QVariant(QDateTime(QDate(1990, 1, 2), QTime(0, 0, 1)));
-    QTest::newRow("datetime with ms")
-        << "datetime" << "0C 00 01 60 01 00 00 00 01 00 00 00 FA 00" << true
-        << QVariant(QDateTime(QDate(1990, 1, 2), QTime(0, 0, 1, 250)));
     QTest::newRow("datetime day zero is null but read")
         << "datetime" << "0A 00 01 60 00 00 00 00 01 00 00 00" << true << QVariant(QDateTime());
     QTest::newRow("datetime seven bytes fails")
         << "datetime" << "09 00 01 60 01 00 00 00 01 00 00" << false << QVariant(QDateTime());
     QTest::newRow("bits are eight per byte") << "bits" << "03 00 01 70 01" << true
                                              << QVariant(bitsFrom("10000000"));
-    QTest::newRow("empty bits") << "bits" << "02 00 01 70" << true << QVariant(QBitArray());
-    QTest::newRow("address") << "ip" << "06 00 01 90 0A 00 00 01" << true << QVariant("10.0.0.1");
     QTest::newRow("empty address is null") << "ip" << "02 00 01 90" << true
                                            << QVariant("0.0.0.0");
     QTest::newRow("three byte address fails") << "ip" << "05 00 01 90 0A 00 00" << false
                                               << QVariant("0.0.0.0");
-    QTest::newRow("narrow point sign extended") << "point" << "06 00 01 80 FF FF 02 00" << true
-                                                << QVariant(QPoint(-1, 2));
-    QTest::newRow("wide point") << "point" << "0A 00 01 80 40 9C 00 00 FF FF FF FF" << true
-                                << QVariant(QPoint(40000, -1));
     QTest::newRow("empty point") << "point" << "02 00 01 80" << true << QVariant(QPoint(0, 0));
     QTest::newRow("six byte point fails") << "point" << "08 00 01 80 01 00 02 00 03 00" << false
                                           << QVariant(QPoint(0, 0));
-    QTest::newRow("narrow size") << "size" << "06 00 01 82 02 00 03 00" << true
-                                 << QVariant(QSize(2, 3));
-    QTest::newRow("narrow rect") << "rect" << "0A 00 01 81 0A 00 14 00 0A 00 0A 00" << true
-                                 << QVariant(QRect(QPoint(10, 20), QPoint(19, 29)));
-    QTest::newRow("wide rect")
-        << "rect" << "12 00 01 81 FF FF FF FF 00 00 00 00 02 00 00 00 01 00 00 00" << true
-        << QVariant(QRect(-1, 0, 2, 1));
     QTest::newRow("empty rect is null") << "rect" << "02 00 01 81" << true << QVariant(QRect());
     QTest::newRow("rect ending at the int limit")
         << "rect" << "12 00 01 81 FF FF FF 7F 00 00 00 80 01 00 00 00 01 00 00 00" << true
@@ -318,10 +300,6 @@ void TestMessage::decode_data()
                                             << QVariant::fromValue(QList<int>());
     QTest::newRow("int list width 0 fails") << "list0" << "03 00 05 00 01" << false
                                             << QVariant::fromValue(QList<int>());
-    QTest::newRow("string") << "string"
-                            << "07 00 01 30 C3 A4 62 63 64" << true
-                            << QVariant(QString::fromUtf8("\xC3\xA4"
-                                                          "bcd"));
 
     // The views that read in place.
     // Day 1 (1990-01-02), 3661 s, 250 ms; then without milliseconds.
