@@ -249,11 +249,9 @@ void TestItem::layoutItems_data()
     QTest::addColumn<bool>("newline");
     QTest::addColumn<bool>("isComment");
     QTest::newRow("blank tag") << 1 << "" << false << "" << true << false;
-    QTest::newRow("blank enum") << 3 << "" << false << "" << true << false;
     QTest::newRow("blank bit") << 5 << "" << false << "" << true << false;
     QTest::newRow("empty container is no blank") << 2 << "" << false << "" << false << false;
     QTest::newRow("comment") << 1 << "" << false << "note" << false << true;
-    QTest::newRow("comment in bits") << 5 << "" << false << "note" << false << true;
     QTest::newRow("root comment is no comment item") << 0 << "" << false << "x" << false << false;
     QTest::newRow("named is a definition") << 1 << "A" << false << "" << false << false;
     QTest::newRow("numbered is a definition") << 3 << "" << true << "x" << false << false;

@@ -156,9 +156,7 @@ void TestTypes::days_data()
     QTest::newRow("epoch") << QDate(1990, 1, 1) << 0 << true << false;
     QTest::newRow("day after") << QDate(1990, 1, 2) << 1 << true << true;
     QTest::newRow("before epoch clamps") << QDate(1989, 12, 31) << 0 << true << false;
-    QTest::newRow("far before") << QDate(1066, 10, 14) << 0 << true << false;
     QTest::newRow("leap year") << QDate(1992, 3, 1) << 365 + 365 + 31 + 29 << true << true;
-    QTest::newRow("y2k") << QDate(2000, 1, 1) << 3652 << true << true;
     QTest::newRow("invalid is zero") << QDate() << 0 << true << true;
     QTest::newRow("negative is null") << QDate() << -5 << false << true;
     QTest::newRow("largest int") << QDate(5881600, 7, 11) << 2147483647 << false << true;

@@ -48,7 +48,6 @@ void TestWriterXml::attributes_data()
     QTest::addColumn<QString>("comment");
     QTest::addColumn<QByteArray>("element");
     QTest::newRow("plain") << 0 << 0 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\"/>");
-    QTest::newRow("hex") << 3 << 0 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"x\"/>");
     QTest::newRow("hex four") << 3 << 4 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"4x\"/>");
     QTest::newRow("binary is y") << 5 << 8 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"8y\"/>");
     QTest::newRow("signed") << 1 << 0 << false << "" << QByteArray("<tag name=\"T\" id=\"0x1001\" display=\"d\"/>");
