@@ -26,38 +26,35 @@ QBitArray bitsFrom(const QString& pattern)
 // Appends one element of the given kind; the kinds name the typed appends.
 void appendKind(Message& m, const QString& kind, int tag, const QVariant& v)
 {
-    if (kind == "int")
-        m.appendInt(tag, v.toInt());
-    else if (kind == "int64")
-        m.appendInt64(tag, v.toLongLong());
-    else if (kind == "bool")
-        m.appendBool(tag, v.toBool());
-    else if (kind == "string")
-        m.appendString(tag, v.toString());
-    else if (kind == "binary")
-        m.appendByteArray(tag, v.toByteArray());
-    else if (kind == "date")
-        m.appendDate(tag, v.toDate());
-    else if (kind == "time")
-        m.appendTime(tag, v.toTime());
-    else if (kind == "datetime")
-        m.appendDateTime(tag, v.toDateTime(), Message::MillisecondsAuto);
-    else if (kind == "datetime-always")
-        m.appendDateTime(tag, v.toDateTime(), Message::MillisecondsAlways);
-    else if (kind == "bits")
-        m.appendBitArray(tag, v.toBitArray());
-    else if (kind == "ip") {
-        IPv4 a;
-        a.fromString(v.toString());
-        m.appendIPAddress(tag, a);
-    } else if (kind == "point")
-        m.appendPoint(tag, v.toPoint());
-    else if (kind == "size")
-        m.appendSize(tag, v.toSize());
-    else if (kind == "rect")
-        m.appendRect(tag, v.toRect());
+    using Append = void (*)(Message&, int, const QVariant&);
+    static const QHash<QString, Append> appends = {
+        {"int", [](Message& m, int t, const QVariant& v) { m.appendInt(t, v.toInt()); }},
+        {"int64", [](Message& m, int t, const QVariant& v) { m.appendInt64(t, v.toLongLong()); }},
+        {"bool", [](Message& m, int t, const QVariant& v) { m.appendBool(t, v.toBool()); }},
+        {"string", [](Message& m, int t, const QVariant& v) { m.appendString(t, v.toString()); }},
+        {"binary",
+         [](Message& m, int t, const QVariant& v) { m.appendByteArray(t, v.toByteArray()); }},
+        {"date", [](Message& m, int t, const QVariant& v) { m.appendDate(t, v.toDate()); }},
+        {"time", [](Message& m, int t, const QVariant& v) { m.appendTime(t, v.toTime()); }},
+        {"bits", [](Message& m, int t, const QVariant& v) { m.appendBitArray(t, v.toBitArray()); }},
+        {"point", [](Message& m, int t, const QVariant& v) { m.appendPoint(t, v.toPoint()); }},
+        {"size", [](Message& m, int t, const QVariant& v) { m.appendSize(t, v.toSize()); }},
+        {"rect", [](Message& m, int t, const QVariant& v) { m.appendRect(t, v.toRect()); }},
+        {"ip",
+         [](Message& m, int t, const QVariant& v) {
+             IPv4 a;
+             a.fromString(v.toString());
+             m.appendIPAddress(t, a);
+         }},
+    };
+    if (kind.startsWith("datetime"))
+        m.appendDateTime(tag, v.toDateTime(),
+                         kind == "datetime" ? Message::MillisecondsAuto
+                                            : Message::MillisecondsAlways);
     else if (kind.startsWith("list"))
         m.appendIntList(tag, v.value<QList<int>>(), kind.mid(4).toInt());
+    else if (const Append append = appends.value(kind))
+        append(m, tag, v);
     else
         qFatal("unknown kind %s", qPrintable(kind));
 }
@@ -66,51 +63,42 @@ void appendKind(Message& m, const QString& kind, int tag, const QVariant& v)
 // views that read in place.
 QVariant readKind(const Iterator& it, const QString& kind, bool* ok)
 {
-    if (kind == "int")
-        return it.getInt(ok);
-    if (kind == "int64")
-        return it.getInt64(ok);
-    if (kind == "bool")
-        return it.getBool(ok);
-    if (kind == "string")
-        return it.getString(ok);
-    if (kind == "binary")
-        return it.getByteArray(ok);
-    if (kind == "date")
-        return it.getDate(ok);
-    if (kind == "time")
-        return it.getTime(ok);
+    using Read = QVariant (*)(const Iterator&, bool*);
+    static const QHash<QString, Read> reads = {
+        {"int", [](const Iterator& i, bool* b) -> QVariant { return i.getInt(b); }},
+        {"int64", [](const Iterator& i, bool* b) -> QVariant { return i.getInt64(b); }},
+        {"bool", [](const Iterator& i, bool* b) -> QVariant { return i.getBool(b); }},
+        {"string", [](const Iterator& i, bool* b) -> QVariant { return i.getString(b); }},
+        {"binary", [](const Iterator& i, bool* b) -> QVariant { return i.getByteArray(b); }},
+        {"date", [](const Iterator& i, bool* b) -> QVariant { return i.getDate(b); }},
+        {"time", [](const Iterator& i, bool* b) -> QVariant { return i.getTime(b); }},
+        {"bits", [](const Iterator& i, bool* b) -> QVariant { return i.getBitArray(b); }},
+        {"ip", [](const Iterator& i, bool* b) -> QVariant { return i.getIPAddress(b).toString(); }},
+        {"point", [](const Iterator& i, bool* b) -> QVariant { return i.getPoint(b); }},
+        {"size", [](const Iterator& i, bool* b) -> QVariant { return i.getSize(b); }},
+        {"rect", [](const Iterator& i, bool* b) -> QVariant { return i.getRect(b); }},
+        {"variant", [](const Iterator& i, bool* b) -> QVariant { return i.get(b); }},
+        {"payload",
+         [](const Iterator& i, bool* b) -> QVariant { return i.getPayload(b).toByteArray(); }},
+        {"utf8",
+         [](const Iterator& i, bool* b) -> QVariant {
+             const QUtf8StringView text = i.getUtf8(b);
+             return QByteArray(text.data(), text.size());
+         }},
+        {"days", [](const Iterator& i, bool* b) -> QVariant { return qint64(i.getDays(b)); }},
+        {"msecs",
+         [](const Iterator& i, bool* b) -> QVariant { return qint64(i.getMSecsOfDay(b)); }},
+        {"epoch", [](const Iterator& i, bool* b) -> QVariant { return i.getEpochMSecs(b); }},
+        {"mask", [](const Iterator& i, bool* b) -> QVariant { return qint64(i.getBits(b)); }},
+    };
     if (kind.startsWith("datetime"))
         return it.getDateTime(ok);
-    if (kind == "bits")
-        return it.getBitArray(ok);
-    if (kind == "ip")
-        return it.getIPAddress(ok).toString();
-    if (kind == "point")
-        return it.getPoint(ok);
-    if (kind == "size")
-        return it.getSize(ok);
-    if (kind == "rect")
-        return it.getRect(ok);
-    if (kind == "variant")
-        return it.get(ok);
-    if (kind == "payload")
-        return it.getPayload(ok).toByteArray();
-    if (kind == "utf8") {
-        const QUtf8StringView text = it.getUtf8(ok);
-        return QByteArray(text.data(), text.size());
-    }
-    if (kind == "days")
-        return qint64(it.getDays(ok));
-    if (kind == "msecs")
-        return qint64(it.getMSecsOfDay(ok));
-    if (kind == "epoch")
-        return it.getEpochMSecs(ok);
-    if (kind == "mask")
-        return qint64(it.getBits(ok));
     if (kind.startsWith("list"))
         return QVariant::fromValue(it.getIntList(ok, kind.mid(4).toInt()));
-    qFatal("unknown kind %s", qPrintable(kind));
+    const Read read = reads.value(kind);
+    if (!read)
+        qFatal("unknown kind %s", qPrintable(kind));
+    return read(it, ok);
 }
 
 } // namespace
@@ -136,7 +124,6 @@ private Q_SLOTS:
     void findOnlyDirectChildren();
     void getIteratorFailures_data();
     void getIteratorFailures();
-    void getMessageCopiesElement();
     void convenienceReaders();
     void hooks();
     void dateTimeAcrossZoneRules_data();
@@ -250,10 +237,8 @@ void TestMessage::decode_data()
     QTest::addColumn<QString>("element");
     QTest::addColumn<bool>("ok");
     QTest::addColumn<QVariant>("value");
+    // Beside the encodings encode() reads back: short, long and odd payloads.
 
-    QTest::newRow("one byte FF is 255") << "int" << "03 00 01 10 FF" << true << QVariant(255);
-    QTest::newRow("four FF bytes are -1") << "int" << "06 00 01 10 FF FF FF FF" << true
-                                          << QVariant(-1);
     QTest::newRow("bytes past four ignored") << "int" << "08 00 01 10 01 00 00 00 99 99" << true
                                              << QVariant(1);
     QTest::newRow("empty int fails") << "int" << "02 00 01 10" << false << QVariant(0);
@@ -275,35 +260,19 @@ void TestMessage::decode_data()
     QTest::newRow("datetime nine bytes has no ms")
         << "datetime" << "0B 00 01 60 01 00 00 00 01 00 00 00 05" << true
         << QVariant(QDateTime(QDate(1990, 1, 2), QTime(0, 0, 1)));
-    QTest::newRow("datetime with ms")
-        << "datetime" << "0C 00 01 60 01 00 00 00 01 00 00 00 FA 00" << true
-        << QVariant(QDateTime(QDate(1990, 1, 2), QTime(0, 0, 1, 250)));
     QTest::newRow("datetime day zero is null but read")
         << "datetime" << "0A 00 01 60 00 00 00 00 01 00 00 00" << true << QVariant(QDateTime());
     QTest::newRow("datetime seven bytes fails")
         << "datetime" << "09 00 01 60 01 00 00 00 01 00 00" << false << QVariant(QDateTime());
     QTest::newRow("bits are eight per byte") << "bits" << "03 00 01 70 01" << true
                                              << QVariant(bitsFrom("10000000"));
-    QTest::newRow("empty bits") << "bits" << "02 00 01 70" << true << QVariant(QBitArray());
-    QTest::newRow("address") << "ip" << "06 00 01 90 0A 00 00 01" << true << QVariant("10.0.0.1");
     QTest::newRow("empty address is null") << "ip" << "02 00 01 90" << true
                                            << QVariant("0.0.0.0");
     QTest::newRow("three byte address fails") << "ip" << "05 00 01 90 0A 00 00" << false
                                               << QVariant("0.0.0.0");
-    QTest::newRow("narrow point sign extended") << "point" << "06 00 01 80 FF FF 02 00" << true
-                                                << QVariant(QPoint(-1, 2));
-    QTest::newRow("wide point") << "point" << "0A 00 01 80 40 9C 00 00 FF FF FF FF" << true
-                                << QVariant(QPoint(40000, -1));
     QTest::newRow("empty point") << "point" << "02 00 01 80" << true << QVariant(QPoint(0, 0));
     QTest::newRow("six byte point fails") << "point" << "08 00 01 80 01 00 02 00 03 00" << false
                                           << QVariant(QPoint(0, 0));
-    QTest::newRow("narrow size") << "size" << "06 00 01 82 02 00 03 00" << true
-                                 << QVariant(QSize(2, 3));
-    QTest::newRow("narrow rect") << "rect" << "0A 00 01 81 0A 00 14 00 0A 00 0A 00" << true
-                                 << QVariant(QRect(QPoint(10, 20), QPoint(19, 29)));
-    QTest::newRow("wide rect")
-        << "rect" << "12 00 01 81 FF FF FF FF 00 00 00 00 02 00 00 00 01 00 00 00" << true
-        << QVariant(QRect(-1, 0, 2, 1));
     QTest::newRow("empty rect is null") << "rect" << "02 00 01 81" << true << QVariant(QRect());
     QTest::newRow("rect ending at the int limit")
         << "rect" << "12 00 01 81 FF FF FF 7F 00 00 00 80 01 00 00 00 01 00 00 00" << true
@@ -331,10 +300,6 @@ void TestMessage::decode_data()
                                             << QVariant::fromValue(QList<int>());
     QTest::newRow("int list width 0 fails") << "list0" << "03 00 05 00 01" << false
                                             << QVariant::fromValue(QList<int>());
-    QTest::newRow("string") << "string"
-                            << "07 00 01 30 C3 A4 62 63 64" << true
-                            << QVariant(QString::fromUtf8("\xC3\xA4"
-                                                          "bcd"));
 
     // The views that read in place.
     // Day 1 (1990-01-02), 3661 s, 250 ms; then without milliseconds.
@@ -523,6 +488,19 @@ void TestMessage::appendMessageForms()
     QVERIFY(ok);
     QCOMPARE(child, inner);
     QCOMPARE(Message(wrapped.getByteArray(0x0009)), inner);
+
+    // The copy is the element's own: growing it leaves the message alone.
+    Message copy = wrapped.iterator().getMessage(&ok);
+    QVERIFY(ok);
+    QCOMPARE(spacedHex(copy.bytes()), QString("0B 00 09 00 07 00 01 C0 03 00 01 10 07"));
+    QVERIFY(copy.isValid());
+    copy.appendInt(0x1001, 1);
+    QCOMPARE(wrapped.getByteArray(0x0009), inner.bytes());
+    Iterator end = wrapped.iterator();
+    while (!end.atEnd())
+        ++end;
+    QCOMPARE(end.getMessage(&ok), Message());
+    QVERIFY(!ok);
 }
 
 void TestMessage::validity_data()
@@ -670,70 +648,23 @@ void TestMessage::getIteratorFailures()
     QVERIFY(!got);
 }
 
-void TestMessage::getMessageCopiesElement()
-{
-    Message m;
-    m.beginMessage(0xF001);
-    m.appendString(0x3001, "pump");
-    m.endMessage();
-    bool ok = false;
-    Message copy = m.iterator().getMessage(&ok);
-    QVERIFY(ok);
-    QCOMPARE(spacedHex(copy.bytes()), QString("06 00 01 30 70 75 6D 70"));
-    QVERIFY(copy.isValid());
-    copy.appendInt(0x1001, 1);
-    QCOMPARE(m.getString(0x3001), QString("pump"));
-
-    Iterator end = m.iterator();
-    ++end;
-    QCOMPARE(end.getMessage(&ok), Message());
-    QVERIFY(!ok);
-}
-
 void TestMessage::convenienceReaders()
 {
+    // The readers by tag are the iterator's at find(tag), checked above; here
+    // the forms with no iterator test of their own.
     Message m;
     m.beginMessage(0xF010);
-    m.appendByteArray(0x0001, "raw");
-    m.appendString(0x3001, "text");
-    m.appendDateTime(0x6001, QDateTime(QDate(2024, 2, 29), QTime(23, 59, 59, 1)));
-    m.appendDate(0x4001, QDate(2024, 2, 29));
-    m.appendTime(0x5001, QTime(12, 0));
-    m.appendBool(0x2001, true);
-    m.appendInt(0x1001, -7);
-    m.appendInt64(0x1002, -7000000000ll);
-    m.appendBitArray(0x7001, bitsFrom("101"));
-    IPv4 ip(0x0A000001);
-    m.appendIPAddress(0x9001, ip);
     m.appendPair(0x8001, qMakePair(3, -4));
-    m.appendRect(0x8101, QRect(-5, 6, 7, 8));
-    m.appendSize(0x8201, QSize(100000, 2));
+    m.appendIPAddress(0x9001, IPv4(0x0A000001));
     m.appendIntList(0x0002, {1, 2, 3}, 2);
     m.endMessage();
     QVERIFY(m.isValid());
-
-    int size = 0;
-    const char* raw = m.getData(0x0001, &size);
-    QCOMPARE(QByteArray(raw, size), QByteArray("raw"));
-    QCOMPARE(m.getByteArray(0x0001), QByteArray("raw"));
-    QCOMPARE(m.getString(0x3001), QString("text"));
-    QCOMPARE(m.getDateTime(0x6001), QDateTime(QDate(2024, 2, 29), QTime(23, 59, 59, 1)));
-    QCOMPARE(m.getDate(0x4001), QDate(2024, 2, 29));
-    QCOMPARE(m.getTime(0x5001), QTime(12, 0));
-    QCOMPARE(m.getBool(0x2001), true);
-    QCOMPARE(m.getInt(0x1001), -7);
-    QCOMPARE(m.getInt64(0x1002), -7000000000ll);
-    QCOMPARE(m.getBitArray(0x7001).size(), 8);
-    QCOMPARE(m.getBitArray(0x7001).count(true), 2);
-    QCOMPARE(m.getIPAddress(0x9001), ip);
     QCOMPARE(m.getPair(0x8001), qMakePair(3, -4));
     QCOMPARE(m.getPoint(0x8001), QPoint(3, -4));
-    QCOMPARE(m.getRect(0x8101), QRect(-5, 6, 7, 8));
-    QCOMPARE(m.getSize(0x8201), QSize(100000, 2));
+    QCOMPARE(m.getIPAddress(0x9001), IPv4(0x0A000001));
     bool ok = false;
     QCOMPARE(m.getIntList(0x0002, &ok, 2), (QList<int>{1, 2, 3}));
     QVERIFY(ok);
-    QCOMPARE(m.get(0x1001), QVariant(-7));
     QVERIFY(!m.get(0x9001, &ok).isValid()); // addresses have no variant form
     QVERIFY(!ok);
     QVERIFY(!m.get(0x1234, &ok).isValid());

@@ -1,16 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include "textfixture.h"
+
 #include "qrv16/messagecollector.h"
 
-#include <QtTest>
-
 using namespace QRV16;
-
-namespace {
-QByteArray hex(const QString& text)
-{
-    return QByteArray::fromHex(text.toLatin1());
-}
-} // namespace
 
 class TestMessageCollector : public QObject
 {
@@ -19,15 +12,15 @@ private Q_SLOTS:
     void chunks_data();
     void chunks();
     void rawPointerAppend();
-    void reset();
     void manyMessagesInOneBuffer();
     void takenMessagesStayIntact();
 };
 
 void TestMessageCollector::chunks_data()
 {
-    // Chunks fed in order (separated by '|'); after each chunk every ready
-    // message is taken out. Expected: the messages, then what is left pending.
+    // Chunks fed in order (separated by '|', "reset" resets the collector);
+    // after each chunk every ready message is taken out. Expected: the
+    // messages, then what is left pending.
     QTest::addColumn<QString>("chunks");
     QTest::addColumn<QStringList>("messages");
     QTest::addColumn<int>("pending");
@@ -48,6 +41,8 @@ void TestMessageCollector::chunks_data()
     QTest::newRow("nothing") << "" << QStringList{} << 0;
     QTest::newRow("a false length holds up what follows")
         << "00FF|0300011001" << QStringList{} << 7;
+    QTest::newRow("reset drops a false length")
+        << "FFFF0110|reset|0300011007" << QStringList{"0300011007"} << 0;
 }
 
 void TestMessageCollector::chunks()
@@ -58,7 +53,10 @@ void TestMessageCollector::chunks()
     MessageCollector c;
     QStringList got;
     for (const QString& chunk : chunks.split('|')) {
-        c.append(hex(QString(chunk).remove(' ')));
+        if (chunk == QLatin1String("reset"))
+            c.reset();
+        else
+            c.append(hexBytes(QString(chunk).remove(' ')));
         while (c.hasMessage())
             got << QString::fromLatin1(c.nextMessage().bytes().toHex());
         QVERIFY(c.nextMessage().isEmpty());
@@ -75,18 +73,7 @@ void TestMessageCollector::rawPointerAppend()
     QCOMPARE(c.nextMessage().bytes(), QByteArray(bytes, 5));
     QCOMPARE(c.pending(), 2);
     c.append(bytes + 2, 3);
-    QCOMPARE(c.nextMessage().bytes(), hex("0300011009"));
-}
-
-void TestMessageCollector::reset()
-{
-    MessageCollector c;
-    c.append(hex("FFFF0110"));
-    QVERIFY(!c.hasMessage());
-    c.reset();
-    QCOMPARE(c.pending(), 0);
-    c.append(hex("0300011007"));
-    QCOMPARE(c.nextMessage().bytes(), hex("0300011007"));
+    QCOMPARE(c.nextMessage().bytes(), hexBytes("0300011009"));
 }
 
 void TestMessageCollector::manyMessagesInOneBuffer()
@@ -121,7 +108,7 @@ void TestMessageCollector::takenMessagesStayIntact()
 {
     // Messages taken out share the received chunk; writing to one of them,
     // to the chunk or to the collector must leave the others as they were.
-    QByteArray chunk = hex("0300011001 0400011002 03 0300011003 0300");
+    QByteArray chunk = hexBytes("0300011001 0400011002 03 0300011003 0300");
     MessageCollector c;
     c.append(chunk);
     Message first = c.nextMessage();
@@ -130,11 +117,11 @@ void TestMessageCollector::takenMessagesStayIntact()
     QVERIFY(!c.hasMessage());
     first.appendInt(0x1004, 0x7F);
     chunk[4] = 'X';
-    c.append(hex("011004"));
+    c.append(hexBytes("011004"));
     QVERIFY(c.hasMessage());
     const Message fourth = c.nextMessage();
     c.reset();
-    c.append(hex("0300011009"));
+    c.append(hexBytes("0300011009"));
     QCOMPARE(first.bytes().toHex(), QByteArray("0300011001030004107f"));
     QCOMPARE(second.bytes().toHex(), QByteArray("040001100203"));
     QCOMPARE(third.bytes().toHex(), QByteArray("0300011003"));

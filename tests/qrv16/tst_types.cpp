@@ -13,8 +13,6 @@ private Q_SLOTS:
     void tagFacts();
     void setDataType_data();
     void setDataType();
-    void tagHex_data();
-    void tagHex();
     void formatNumber_data();
     void formatNumber();
     void identifiers_data();
@@ -42,15 +40,11 @@ void TestTypes::tagFacts_data()
     QTest::newRow("datetime") << 0x6123u << 6 << false << none << "DateTime";
     QTest::newRow("bitarray") << 0x7001u << 7 << false << none << "BitArray";
     QTest::newRow("ext point is the high byte") << 0x8012u << 0x80 << false << none << "Int64";
-    QTest::newRow("ext rect is the high byte") << 0x8123u << 0x81 << false << none << "Int64";
-    QTest::newRow("ext size") << 0x82FFu << 0x82 << false << none << "Int64";
     QTest::newRow("unused extended nibble") << 0x8F00u << 0x8F << false << none << "Int64";
     QTest::newRow("extended high") << 0x8FFFu << 0x8F << false << none << "Int64";
     QTest::newRow("network address") << 0x9123u << 9 << false << none << "IPAddress";
     QTest::newRow("nibble 10 has no name") << 0xA123u << 10 << false << none << QString();
-    QTest::newRow("nibble 11 has no name") << 0xB123u << 11 << false << none << QString();
     QTest::newRow("list") << 0xC000u << 12 << true << none << "List";
-    QTest::newRow("request 0xD123") << 0xD123u << 13 << true << 0xE123u << "Request";
     QTest::newRow("request 0xD001") << 0xD001u << 13 << true << 0xE001u << "Request";
     QTest::newRow("request 0xDFFF") << 0xDFFFu << 13 << true << 0xEFFFu << "Request";
     QTest::newRow("answer has none") << 0xE001u << 14 << true << none << "Answer";
@@ -92,23 +86,6 @@ void TestTypes::setDataType()
     QFETCH(uint, result);
     QCOMPARE(QRV16::setDataType(tag, DataType(type)), result);
     QCOMPARE(int(dataType(result)), type);
-}
-
-void TestTypes::tagHex_data()
-{
-    QTest::addColumn<uint>("tag");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("padded to four") << 0xd05u << "0x0D05";
-    QTest::newRow("zero") << 0u << "0x0000";
-    QTest::newRow("upper case") << 0xabcdu << "0xABCD";
-    QTest::newRow("longer is not cut") << 0x12345u << "0x12345";
-}
-
-void TestTypes::tagHex()
-{
-    QFETCH(uint, tag);
-    QFETCH(QString, text);
-    QCOMPARE(tag2hex(tag), text);
 }
 
 void TestTypes::formatNumber_data()
@@ -179,9 +156,7 @@ void TestTypes::days_data()
     QTest::newRow("epoch") << QDate(1990, 1, 1) << 0 << true << false;
     QTest::newRow("day after") << QDate(1990, 1, 2) << 1 << true << true;
     QTest::newRow("before epoch clamps") << QDate(1989, 12, 31) << 0 << true << false;
-    QTest::newRow("far before") << QDate(1066, 10, 14) << 0 << true << false;
     QTest::newRow("leap year") << QDate(1992, 3, 1) << 365 + 365 + 31 + 29 << true << true;
-    QTest::newRow("y2k") << QDate(2000, 1, 1) << 3652 << true << true;
     QTest::newRow("invalid is zero") << QDate() << 0 << true << true;
     QTest::newRow("negative is null") << QDate() << -5 << false << true;
     QTest::newRow("largest int") << QDate(5881600, 7, 11) << 2147483647 << false << true;

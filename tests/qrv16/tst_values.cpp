@@ -10,8 +10,6 @@ class TestValues : public QObject
 private Q_SLOTS:
     void ipv4FromString_data();
     void ipv4FromString();
-    void ipv4FailureKeepsOrClears();
-    void ipv4Binary();
     void netmask_data();
     void netmask();
     void decodeString_data();
@@ -47,44 +45,30 @@ void TestValues::ipv4FromString()
     QFETCH(QString, text);
     QFETCH(bool, ok);
     QFETCH(QString, dotted);
-    IPv4 a;
+    // On failure the QString form keeps the address, the C string form clears it.
+    IPv4 a(0x01020304);
     QCOMPARE(a.fromString(text), ok);
-    IPv4 b;
+    IPv4 b(0x01020304);
     QCOMPARE(b.fromString(text.toLatin1().constData()), ok);
-    if (ok) {
+    if (!ok) {
+        QCOMPARE(a.toString(), QStringLiteral("1.2.3.4"));
+        QCOMPARE(b.toInt(), 0u);
+    } else {
         QCOMPARE(a.toString(), dotted);
         QCOMPARE(b.toString(), dotted);
         IPv4 back;
         QVERIFY(back.fromString(a.toString()));
         QCOMPARE(back, a);
+        // Four bytes in network order, and back.
+        unsigned char bytes[4] = {};
+        a.toBinary(bytes);
+        QCOMPARE(bytes[0], a.toInt() >> 24);
+        QCOMPARE(bytes[3], a.toInt() & 0xFF);
+        QVERIFY(back.fromBinary(bytes));
+        QCOMPARE(back, a);
+        QVERIFY(!back.fromBinary(nullptr));
+        QCOMPARE(back, a);
     }
-}
-
-void TestValues::ipv4FailureKeepsOrClears()
-{
-    IPv4 fromQString(0x01020304);
-    QVERIFY(!fromQString.fromString(QStringLiteral("nonsense")));
-    QCOMPARE(fromQString.toString(), QStringLiteral("1.2.3.4"));
-
-    IPv4 fromCString(0x01020304);
-    QVERIFY(!fromCString.fromString("nonsense"));
-    QCOMPARE(fromCString.toInt(), 0u);
-}
-
-void TestValues::ipv4Binary()
-{
-    IPv4 a;
-    QVERIFY(a.fromString(QStringLiteral("192.168.1.20")));
-    unsigned char bytes[4] = {};
-    a.toBinary(bytes);
-    QCOMPARE(bytes[0], 192);
-    QCOMPARE(bytes[3], 20);
-    IPv4 b;
-    QVERIFY(b.fromBinary(bytes));
-    QCOMPARE(b, a);
-    IPv4 c(7);
-    QVERIFY(!c.fromBinary(nullptr));
-    QCOMPARE(c.toInt(), 7u);
 }
 
 void TestValues::netmask_data()
@@ -93,12 +77,10 @@ void TestValues::netmask_data()
     QTest::addColumn<QString>("mask");
     QTest::addColumn<int>("counted"); // what the mask counts, -1 for no netmask
     QTest::newRow("none") << 0 << "0.0.0.0" << -1;
-    QTest::newRow("one") << 1 << "128.0.0.0" << -1;
     QTest::newRow("too short to count") << 7 << "254.0.0.0" << -1;
     QTest::newRow("shortest counted") << 8 << "255.0.0.0" << 8;
     QTest::newRow("class c") << 24 << "255.255.255.0" << 24;
     QTest::newRow("odd") << 27 << "255.255.255.224" << 27;
-    QTest::newRow("thirty") << 30 << "255.255.255.252" << 30;
     QTest::newRow("all") << 32 << "255.255.255.255" << 32;
     QTest::newRow("too many clears") << 33 << "0.0.0.0" << -1;
     QTest::newRow("hole") << -1 << "255.0.255.0" << -1;

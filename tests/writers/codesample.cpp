@@ -3,7 +3,6 @@
 
 #include "qrv16/parser.h"
 
-#include <QFile>
 #include <QProcess>
 
 namespace CodeSample {
@@ -278,18 +277,6 @@ int main()
     return failures == 0 ? 0 : 1;
 }
 )";
-}
-
-bool writeFile(const QString& path, const QByteArray& bytes)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
 }
 
 } // namespace CodeSample

@@ -5,6 +5,7 @@
 // interpreters that prove the generated code right.
 
 #include "qrv16/item.h"
+#include "tests/support/files.h"
 
 #include <QByteArray>
 #include <QString>
@@ -55,7 +56,5 @@ QByteArray report(const Run& r, const QByteArray& generated);
 // A C++ program of `head` (its includes) and `checks`, each CHECK(x)
 // counted; it prints "<n> failed" last and fails if n is not 0.
 QByteArray checkProgram(const QByteArray& head, const QByteArray& checks);
-bool writeFile(const QString& path, const QByteArray& bytes);
-QByteArray readFile(const QString& path);
 
 } // namespace CodeSample
