@@ -208,17 +208,10 @@ void TestBookmarkFile::roundTrip()
     QVERIFY2(r.ok, qPrintable(r.error));
     QCOMPARE(r.warnings, QString());
     QCOMPARE(shape(back), shape(list));
+    // The shape holds every field but the icon's pixels.
     QCOMPARE(back.count(), list.count());
-    for (int i = 0; i < list.count(); ++i) {
-        const QAction* a = list.action(i);
-        const QAction* b = back.action(i);
-        QCOMPARE(b->text(), a->text());
-        QCOMPARE(b->toolTip(), a->toolTip());
-        QCOMPARE(BookmarkList::message(b), BookmarkList::message(a));
-        QCOMPARE(b->shortcut(), a->shortcut());
-        QCOMPARE(b->isSeparator(), a->isSeparator());
-        QCOMPARE(iconImage(b), iconImage(a));
-    }
+    for (int i = 0; i < list.count(); ++i)
+        QCOMPARE(iconImage(back.action(i)), iconImage(list.action(i)));
     // What was read is written again byte for byte.
     QCOMPARE(writer.encode(&back), first);
     QCOMPARE(writer.encode(&list), first);
