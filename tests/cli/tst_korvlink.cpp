@@ -198,7 +198,6 @@ private Q_SLOTS:
     void aNewPeerStartsAFreshMessage();
     void listenEndsCleanly_data();
     void listenEndsCleanly();
-    void listenCountNotReached();
     void listenPrintsHexAndTime();
     void exitCodes_data();
     void exitCodes();
@@ -398,13 +397,6 @@ void TestKorvLink::listenEndsCleanly()
     QVERIFY2(file.readAll().contains(",\"1\",\"0101=05\",7,,\n"), qPrintable(csv));
 }
 
-void TestKorvLink::listenCountNotReached()
-{
-    Background listen(words("listen --listen 127.0.0.1:0 --count 2 --for 0.5"));
-    QVERIFY(listen.port() > 0);
-    QCOMPARE(listen.stop(), 1);
-}
-
 void TestKorvLink::listenPrintsHexAndTime()
 {
     PtyCable cable;
@@ -473,6 +465,8 @@ void TestKorvLink::exitCodes_data()
     row("run, unknown sequence", words("run --listen 0 -d $demo --sequence Nightly $sequences"), 2,
         "no sequence \"Nightly\"");
     row("run, missing file", words("run --listen 0 $tty"), 1, "no-such-tty");
+    row("count not reached in time", words("listen --listen 127.0.0.1:0 --count 2 --for 0.5"), 1,
+        "Listening to");
     row("log cannot be written", words("listen --listen 0 --log $dir/no/such/dir.csv"), 1,
         "dir.csv");
 }
