@@ -229,13 +229,12 @@ void TestKorvLink::sendExpects_data()
     QTest::addColumn<QStringList>("expects");
     QTest::addColumn<int>("status");
 
-    const QStringList ok{QStringLiteral("GetStatusReply=(ResultCode=Ok)")};
-    const QStringList denied{QStringLiteral("GetStatusReply=(ResultCode=Denied)")};
-    const QStringList both{QStringLiteral("GetStatusReply=(Pumps=(PumpId=2))"),
-                           QStringLiteral("SetPumpModeReply=(PumpId=2 ResultCode=Denied)")};
-    const QStringList twice{QStringLiteral("GetStatusReply"), QStringLiteral("GetStatusReply")};
-    for (const QString& link : {QStringLiteral("tcp"), QStringLiteral("tls"), QStringLiteral("pty"),
-                                QStringLiteral("bis"), QStringLiteral("settings")}) {
+    const QStringList ok{"GetStatusReply=(ResultCode=Ok)"};
+    const QStringList denied{"GetStatusReply=(ResultCode=Denied)"};
+    const QStringList both{"GetStatusReply=(Pumps=(PumpId=2))",
+                           "SetPumpModeReply=(PumpId=2 ResultCode=Denied)"};
+    const QStringList twice{"GetStatusReply", "GetStatusReply"};
+    for (const QString& link : words("tcp tls pty bis settings")) {
         QTest::addRow("%s matched", qPrintable(link)) << link << ok << 0;
         QTest::addRow("%s not matched", qPrintable(link)) << link << denied << 1;
     }
@@ -286,10 +285,10 @@ void TestKorvLink::listenLogReplaysInTheWindow()
                       << csv << "--pcapng" << pcapng);
     const int port = listen.port();
     QVERIFY2(port > 0, listen.err().constData());
-    const QStringList texts{QStringLiteral("GetStatus=()"), QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Manual)"),
-                            QStringLiteral("Login=(Operator=\"j.lindqvist\")")};
-    const KorvRun sent = runKorv(withDefinitions(QStringList{QStringLiteral("send"), QStringLiteral("--tcp"),
-                                                             QStringLiteral("127.0.0.1:%1").arg(port)} + texts));
+    const QStringList texts{"GetStatus=()", "SetPumpMode=(PumpId=2 PumpMode=Manual)",
+                            "Login=(Operator=\"j.lindqvist\")"};
+    const KorvRun sent = runKorv(withDefinitions(
+        QStringList{"send", "--tcp", QStringLiteral("127.0.0.1:%1").arg(port)} + texts));
     QCOMPARE(sent.status, 0);
     QCOMPARE(listen.stop(), 0);
     QCOMPARE(QString::fromUtf8(listen.out()).split(QLatin1Char('\n'), Qt::SkipEmptyParts), texts);
@@ -312,10 +311,8 @@ void TestKorvLink::listenLogReplaysInTheWindow()
     QCOMPARE(shown, expected);
 
     // The capture holds the same messages, as the window exports them.
-    QFile file(pcapng);
-    QVERIFY(file.open(QIODevice::ReadOnly));
     QString error;
-    const QList<PcapngReader::Packet> packets = PcapngReader::readPackets(file.readAll(), &error);
+    const QList<PcapngReader::Packet> packets = PcapngReader::readPackets(readFile(pcapng), &error);
     QVERIFY2(error.isEmpty(), qPrintable(error));
     QCOMPARE(packets.size(), texts.size());
     QRV16::MessageParser messages(tags.get());
