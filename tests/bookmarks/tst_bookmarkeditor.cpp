@@ -92,9 +92,7 @@ void fill(BookmarkList& list)
     full->setData(QStringLiteral("GetStatus"));
     full->setShortcut(QKeySequence(QStringLiteral("Ctrl+1")));
     list.addAction(full);
-    auto* separator = new QAction;
-    separator->setSeparator(true);
-    list.addAction(separator);
+    list.addAction(separator());
     auto* plain = new QAction(QStringLiteral("Pump"));
     plain->setData(QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Auto)"));
     list.addAction(plain);
@@ -158,22 +156,17 @@ void TestBookmarkEditor::selectionFillsFields_data()
     QTest::addColumn<QString>("message");
     QTest::addColumn<QString>("shortcut");
 
-    QTest::newRow("full bookmark") << 0 << true << "Get status"
-                                   << "Asks the station"
-                                   << "GetStatus"
-                                   << "Ctrl+1";
-    QTest::newRow("separator") << 1 << false << ""
-                               << ""
-                               << ""
-                               << "";
-    QTest::newRow("no tool tip, no shortcut") << 2 << true << "Pump"
-                                              << ""
-                                              << "SetPumpMode=(PumpId=2 PumpMode=Auto)"
-                                              << "";
-    QTest::newRow("nothing selected") << -1 << false << ""
-                                      << ""
-                                      << ""
-                                      << "";
+    const auto row = [](const char* name, int row, bool enabled, const char* text,
+                        const char* toolTip, const char* message, const char* shortcut) {
+        QTest::newRow(name) << row << enabled << QString::fromLatin1(text)
+                            << QString::fromLatin1(toolTip) << QString::fromLatin1(message)
+                            << QString::fromLatin1(shortcut);
+    };
+    row("full bookmark", 0, true, "Get status", "Asks the station", "GetStatus", "Ctrl+1");
+    row("separator", 1, false, "", "", "", "");
+    row("no tool tip, no shortcut", 2, true, "Pump", "", "SetPumpMode=(PumpId=2 PumpMode=Auto)",
+        "");
+    row("nothing selected", -1, false, "", "", "", "");
 }
 
 void TestBookmarkEditor::selectionFillsFields()
@@ -252,22 +245,20 @@ void TestBookmarkEditor::messageChecked_data()
     QTest::addColumn<QString>("message");
     QTest::addColumn<QString>("error");
 
-    QTest::newRow("valid") << "SetPumpMode=(PumpId=2 PumpMode=Manual)"
-                           << "";
-    QTest::newRow("several messages") << "GetStatus\nReadLog=(FirstEntry=1 MaxEntries=2)"
-                                      << "";
-    QTest::newRow("unknown enum name") << "SetPumpMode=(PumpId=2 PumpMode=Fast)"
-                                       << "Line 1, column 32: Failed to decode value; "
-                                          "PumpMode has Off, Manual, Auto, Service";
-    QTest::newRow("number beyond 32 bits") << "SetPumpMode=(PumpId=4294967296)"
-                                           << "Line 1, column 21: Value out of range";
-    QTest::newRow("error on the second line") << "GetStatus\nSetPumpMode=(PumpId=x)"
-                                              << "Line 2, column 21: Failed to decode value";
-    QTest::newRow("unclosed") << "GetStatus=("
-                              << "Line 1, column 11: End of data looking for closing "
-                                 "parenthesis expected";
-    QTest::newRow("empty") << ""
-                           << "No message: this bookmark sends nothing.";
+    const auto row = [](const char* name, const char* message, const char* error) {
+        QTest::newRow(name) << QString::fromLatin1(message) << QString::fromLatin1(error);
+    };
+    row("valid", "SetPumpMode=(PumpId=2 PumpMode=Manual)", "");
+    row("several messages", "GetStatus\nReadLog=(FirstEntry=1 MaxEntries=2)", "");
+    row("unknown enum name", "SetPumpMode=(PumpId=2 PumpMode=Fast)",
+        "Line 1, column 32: Failed to decode value; PumpMode has Off, Manual, Auto, Service");
+    row("number beyond 32 bits", "SetPumpMode=(PumpId=4294967296)",
+        "Line 1, column 21: Value out of range");
+    row("error on the second line", "GetStatus\nSetPumpMode=(PumpId=x)",
+        "Line 2, column 21: Failed to decode value");
+    row("unclosed", "GetStatus=(",
+        "Line 1, column 11: End of data looking for closing parenthesis expected");
+    row("empty", "", "No message: this bookmark sends nothing.");
 }
 
 void TestBookmarkEditor::messageChecked()

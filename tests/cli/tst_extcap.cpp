@@ -119,8 +119,6 @@ class TestExtcap : public QObject
 
 private Q_SLOTS:
     void interfaces();
-    void linkTypes_data();
-    void linkTypes();
     void configHoldsLinkOptions_data();
     void configHoldsLinkOptions();
     void everyLinkOptionIsOffered();
@@ -137,6 +135,7 @@ private:
     QTemporaryDir m_dir;
 };
 
+// Each interface listed captures with the link type of the exported traces.
 void TestExtcap::interfaces()
 {
     const KorvRun r = runKorv({"--extcap-interfaces", "--extcap-version=4.0"});
@@ -151,28 +150,15 @@ void TestExtcap::interfaces()
         QCOMPARE(i.keyword, QStringLiteral("interface"));
         QVERIFY(i.fields.value(QStringLiteral("display")).contains(QLatin1String("QRV16")));
         names << i.fields.value(QStringLiteral("value"));
+        const QList<Sentence> dlts =
+            sentences(runKorv({"--extcap-dlts", "--extcap-interface", names.last()}).out);
+        QCOMPARE(dlts.size(), 1);
+        QCOMPARE(dlts.at(0).keyword, QStringLiteral("dlt"));
+        QCOMPARE(dlts.at(0).fields.value(QStringLiteral("number")).toInt(),
+                 int(QRV16::PcapngWriter::LinkType));
+        QCOMPARE(dlts.at(0).fields.value(QStringLiteral("name")), QStringLiteral("USER0"));
     }
     QCOMPARE(names, QStringList({"korv-serial", "korv-tcp", "korv-listen"}));
-}
-
-void TestExtcap::linkTypes_data()
-{
-    QTest::addColumn<QString>("iface");
-    QTest::newRow("serial") << "korv-serial";
-    QTest::newRow("tcp client") << "korv-tcp";
-    QTest::newRow("tcp server") << "korv-listen";
-}
-
-void TestExtcap::linkTypes()
-{
-    QFETCH(QString, iface);
-    const KorvRun r = runKorv({"--extcap-dlts", "--extcap-interface", iface});
-    QCOMPARE(r.status, 0);
-    const QList<Sentence> s = sentences(r.out);
-    QCOMPARE(s.size(), 1);
-    QCOMPARE(s.at(0).keyword, QStringLiteral("dlt"));
-    QCOMPARE(s.at(0).fields.value(QStringLiteral("number")).toInt(), int(QRV16::PcapngWriter::LinkType));
-    QCOMPARE(s.at(0).fields.value(QStringLiteral("name")), QStringLiteral("USER0"));
 }
 
 void TestExtcap::configHoldsLinkOptions_data()
@@ -267,31 +253,28 @@ void TestExtcap::badCalls_data()
 {
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("error");
-    QTest::newRow("unknown interface") << QStringList{"--extcap-dlts", "--extcap-interface", "eth0"}
-                                       << "no interface \"eth0\": korv offers korv-serial, korv-tcp and korv-listen";
-    QTest::newRow("no interface") << QStringList{"--extcap-config"} << "--extcap-interface is missing";
-    QTest::newRow("capture without fifo") << QStringList{"--capture", "--extcap-interface", "korv-tcp", "--tcp", "h:1"}
-                                          << "--capture needs --fifo";
-    QTest::newRow("link of another interface")
-        << QStringList{"--capture", "--extcap-interface", "korv-tcp", "--fifo", "/nonexistent/f", "--listen", "1"}
-        << "korv-tcp captures from --tcp";
-    QTest::newRow("bad link option")
-        << QStringList{"--capture", "--extcap-interface", "korv-serial", "--fifo", "/nonexistent/f", "--serial", "x",
-                       "--bis", "boss"}
-        << "--bis wants master, slave or trace, not \"boss\"";
-    QTest::newRow("unknown option") << QStringList{"--extcap-config", "--extcap-interface", "korv-tcp", "--frob"}
-                                    << "Unknown option 'frob'";
+    const auto row = [](const char* name, const char* line, const char* error) {
+        QTest::newRow(name) << QString::fromLatin1(line).split(QLatin1Char(' '))
+                            << QString::fromLatin1(error);
+    };
+    row("unknown interface", "--extcap-dlts --extcap-interface eth0",
+        "no interface \"eth0\": korv offers korv-serial, korv-tcp and korv-listen");
+    row("no interface", "--extcap-config", "--extcap-interface is missing");
+    row("capture without fifo", "--capture --extcap-interface korv-tcp --tcp h:1",
+        "--capture needs --fifo");
+    row("link of another interface",
+        "--capture --extcap-interface korv-tcp --fifo /nonexistent/f --listen 1",
+        "korv-tcp captures from --tcp");
+    row("bad link option",
+        "--capture --extcap-interface korv-serial --fifo /nonexistent/f --serial x --bis boss",
+        "--bis wants master, slave or trace, not \"boss\"");
+    row("unknown option", "--extcap-config --extcap-interface korv-tcp --frob",
+        "Unknown option 'frob'");
     // Refused before the link opens.
-    QTest::newRow("capture with a filter") << QStringList{"--capture",
-                                                          "--extcap-interface",
-                                                          "korv-tcp",
-                                                          "--extcap-capture-filter",
-                                                          "tcp",
-                                                          "--fifo",
-                                                          "/nonexistent/f",
-                                                          "--tcp",
-                                                          "127.0.0.1:1"}
-                                           << "capture filters are not supported";
+    row("capture with a filter",
+        "--capture --extcap-interface korv-tcp --extcap-capture-filter tcp --fifo /nonexistent/f "
+        "--tcp 127.0.0.1:1",
+        "capture filters are not supported");
 }
 
 void TestExtcap::badCalls()

@@ -7,6 +7,7 @@
 #include "qrv16/pcapngwriter.h"
 #include "tests/cli/korvrun.h"
 #include "tests/support/definitions.h"
+#include "tests/support/files.h"
 #include "tests/support/pcapngreader.h"
 #include "tests/support/pty.h"
 #include "tests/support/tracelines.h"
@@ -121,6 +122,16 @@ QStringList withDefinitions(QStringList args)
     return args << QStringLiteral("-d") << demoDefinitions;
 }
 
+// `line` split at blanks; $demo, $rules and $sequences are the examples.
+QStringList words(const QString& line)
+{
+    QStringList args = line.split(QLatin1Char(' '));
+    args.replaceInStrings(QStringLiteral("$rules"), pumpAnswers);
+    args.replaceInStrings(QStringLiteral("$sequences"), pumpSequences);
+    args.replaceInStrings(QStringLiteral("$demo"), demoDefinitions);
+    return args;
+}
+
 // korv answer as the controller on channel 2 with `rules`, over "tcp",
 // "tls", "pty", "bis" (the controller is slave 5) or "settings" (a stored
 // channel of the window's reaches it); and the link options of a korv that
@@ -187,7 +198,6 @@ private Q_SLOTS:
     void aNewPeerStartsAFreshMessage();
     void listenEndsCleanly_data();
     void listenEndsCleanly();
-    void listenCountNotReached();
     void listenPrintsHexAndTime();
     void exitCodes_data();
     void exitCodes();
@@ -219,13 +229,12 @@ void TestKorvLink::sendExpects_data()
     QTest::addColumn<QStringList>("expects");
     QTest::addColumn<int>("status");
 
-    const QStringList ok{QStringLiteral("GetStatusReply=(ResultCode=Ok)")};
-    const QStringList denied{QStringLiteral("GetStatusReply=(ResultCode=Denied)")};
-    const QStringList both{QStringLiteral("GetStatusReply=(Pumps=(PumpId=2))"),
-                           QStringLiteral("SetPumpModeReply=(PumpId=2 ResultCode=Denied)")};
-    const QStringList twice{QStringLiteral("GetStatusReply"), QStringLiteral("GetStatusReply")};
-    for (const QString& link : {QStringLiteral("tcp"), QStringLiteral("tls"), QStringLiteral("pty"),
-                                QStringLiteral("bis"), QStringLiteral("settings")}) {
+    const QStringList ok{"GetStatusReply=(ResultCode=Ok)"};
+    const QStringList denied{"GetStatusReply=(ResultCode=Denied)"};
+    const QStringList both{"GetStatusReply=(Pumps=(PumpId=2))",
+                           "SetPumpModeReply=(PumpId=2 ResultCode=Denied)"};
+    const QStringList twice{"GetStatusReply", "GetStatusReply"};
+    for (const QString& link : words("tcp tls pty bis settings")) {
         QTest::addRow("%s matched", qPrintable(link)) << link << ok << 0;
         QTest::addRow("%s not matched", qPrintable(link)) << link << denied << 1;
     }
@@ -272,16 +281,14 @@ void TestKorvLink::listenLogReplaysInTheWindow()
 {
     const QString csv = m_dir.filePath(QStringLiteral("listen.csv"));
     const QString pcapng = m_dir.filePath(QStringLiteral("listen.pcapng"));
-    Background listen(withDefinitions({QStringLiteral("listen"), QStringLiteral("--listen"),
-                                       QStringLiteral("127.0.0.1:0"), QStringLiteral("--count"),
-                                       QStringLiteral("3"), QStringLiteral("--log"), csv,
-                                       QStringLiteral("--pcapng"), pcapng}));
+    Background listen(words("listen -d $demo --listen 127.0.0.1:0 --count 3 --log")
+                      << csv << "--pcapng" << pcapng);
     const int port = listen.port();
     QVERIFY2(port > 0, listen.err().constData());
-    const QStringList texts{QStringLiteral("GetStatus=()"), QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Manual)"),
-                            QStringLiteral("Login=(Operator=\"j.lindqvist\")")};
-    const KorvRun sent = runKorv(withDefinitions(QStringList{QStringLiteral("send"), QStringLiteral("--tcp"),
-                                                             QStringLiteral("127.0.0.1:%1").arg(port)} + texts));
+    const QStringList texts{"GetStatus=()", "SetPumpMode=(PumpId=2 PumpMode=Manual)",
+                            "Login=(Operator=\"j.lindqvist\")"};
+    const KorvRun sent = runKorv(withDefinitions(
+        QStringList{"send", "--tcp", QStringLiteral("127.0.0.1:%1").arg(port)} + texts));
     QCOMPARE(sent.status, 0);
     QCOMPARE(listen.stop(), 0);
     QCOMPARE(QString::fromUtf8(listen.out()).split(QLatin1Char('\n'), Qt::SkipEmptyParts), texts);
@@ -304,10 +311,8 @@ void TestKorvLink::listenLogReplaysInTheWindow()
     QCOMPARE(shown, expected);
 
     // The capture holds the same messages, as the window exports them.
-    QFile file(pcapng);
-    QVERIFY(file.open(QIODevice::ReadOnly));
     QString error;
-    const QList<PcapngReader::Packet> packets = PcapngReader::readPackets(file.readAll(), &error);
+    const QList<PcapngReader::Packet> packets = PcapngReader::readPackets(readFile(pcapng), &error);
     QVERIFY2(error.isEmpty(), qPrintable(error));
     QCOMPARE(packets.size(), texts.size());
     QRV16::MessageParser messages(tags.get());
@@ -322,9 +327,8 @@ void TestKorvLink::listenLogReplaysInTheWindow()
 void TestKorvLink::aNewPeerStartsAFreshMessage_data()
 {
     QTest::addColumn<QStringList>("command");
-    QTest::newRow("listen") << QStringList{QStringLiteral("listen")};
-    QTest::newRow("answer") << QStringList{QStringLiteral("answer"), QStringLiteral("--channel"),
-                                           QStringLiteral("2"), pumpAnswers};
+    QTest::newRow("listen") << QStringList{"listen"};
+    QTest::newRow("answer") << words("answer --channel 2 $rules");
 }
 
 // A client that goes with half a message sent leaves nothing behind for
@@ -332,7 +336,8 @@ void TestKorvLink::aNewPeerStartsAFreshMessage_data()
 void TestKorvLink::aNewPeerStartsAFreshMessage()
 {
     QFETCH(QStringList, command);
-    Background korv(withDefinitions(command << QStringLiteral("--listen") << QStringLiteral("127.0.0.1:0")));
+    Background korv(withDefinitions(command << "--listen"
+                                            << "127.0.0.1:0"));
     const int port = korv.port();
     QVERIFY2(port > 0, korv.err().constData());
 
@@ -376,11 +381,9 @@ void TestKorvLink::listenEndsCleanly()
     PtyCable cable;
     QVERIFY(cable.isValid());
     const QString csv = m_dir.filePath(QStringLiteral("end%1.csv").arg(signal));
-    Background listen({QStringLiteral("listen"), QStringLiteral("--serial"), cable.a(),
-                       QStringLiteral("--log"), csv},
-                      signal == 0);
+    Background listen({"listen", "--serial", cable.a(), "--log", csv}, signal == 0);
     QVERIFY2(!listen.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), listen.err().constData());
-    QCOMPARE(runKorv({QStringLiteral("send"), QStringLiteral("--serial"), cable.b(), QStringLiteral("0101=5")}).status, 0);
+    QCOMPARE(runKorv({"send", "--serial", cable.b(), "0101=5"}).status, 0);
     if (signal)
         QVERIFY2(!listen.waitFor(QStringLiteral("(0101=05)"), true).isNull(),
                  listen.err().constData());
@@ -391,28 +394,19 @@ void TestKorvLink::listenEndsCleanly()
     QVERIFY2(file.readAll().contains(",\"1\",\"0101=05\",7,,\n"), qPrintable(csv));
 }
 
-void TestKorvLink::listenCountNotReached()
-{
-    Background listen({QStringLiteral("listen"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"),
-                       QStringLiteral("--count"), QStringLiteral("2"), QStringLiteral("--for"), QStringLiteral("0.5")});
-    QVERIFY(listen.port() > 0);
-    QCOMPARE(listen.stop(), 1);
-}
-
 void TestKorvLink::listenPrintsHexAndTime()
 {
     PtyCable cable;
     QVERIFY(cable.isValid());
-    Background listen({QStringLiteral("listen"), QStringLiteral("--serial"), cable.a(), QStringLiteral("--count"),
-                       QStringLiteral("2"), QStringLiteral("--hex"), QStringLiteral("--time")});
+    Background listen({"listen", "--serial", cable.a(), "--count", "2", "--hex", "--time"});
     QVERIFY2(!listen.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(), listen.err().constData());
     const QDateTime before = QDateTime::currentDateTime().addMSecs(-1);
-    QCOMPARE(runKorv({QStringLiteral("send"), QStringLiteral("--serial"), cable.b(), QStringLiteral("0101=5 0102=300")}).status, 0);
+    QCOMPARE(runKorv({"send", "--serial", cable.b(), "0101=5 0102=300"}).status, 0);
     QCOMPARE(listen.stop(), 0);
     const QStringList printed = QString::fromUtf8(listen.out()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QCOMPARE(printed.size(), 2);
     // As encode writes them.
-    const KorvRun encoded = runKorv({QStringLiteral("encode"), QStringLiteral("0101=5 0102=300")});
+    const KorvRun encoded = runKorv({"encode", "0101=5 0102=300"});
     const QStringList hex = QString::fromLatin1(encoded.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     QCOMPARE(hex.size(), 2);
     for (int i = 0; i < 2; ++i) {
@@ -428,20 +422,11 @@ void TestKorvLink::exitCodes_data()
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<int>("status");
     QTest::addColumn<QByteArray>("message");
-    // In `line`, $tty is a device that does not exist, $rules and $sequences
-    // the examples.
-    const auto words = [this](const char* line) {
-        QStringList args = QString::fromLatin1(line).split(QLatin1Char(' '));
+    // $tty is a device that does not exist.
+    const auto row = [this](const char* name, QStringList args, int status, const char* message) {
         args.replaceInStrings(QStringLiteral("$tty"),
                               m_dir.filePath(QStringLiteral("no-such-tty")));
-        args.replaceInStrings(QStringLiteral("$rules"), pumpAnswers);
-        args.replaceInStrings(QStringLiteral("$sequences"), pumpSequences);
-        args.replaceInStrings(QStringLiteral("$demo"), demoDefinitions);
         args.replaceInStrings(QStringLiteral("$dir"), m_dir.path());
-        return args;
-    };
-    const auto row = [](const char* name, const QStringList& args, int status,
-                        const char* message) {
         QTest::newRow(name) << args << status << QByteArray(message);
     };
     const char* unopened = "cannot open the link";
@@ -477,6 +462,8 @@ void TestKorvLink::exitCodes_data()
     row("run, unknown sequence", words("run --listen 0 -d $demo --sequence Nightly $sequences"), 2,
         "no sequence \"Nightly\"");
     row("run, missing file", words("run --listen 0 $tty"), 1, "no-such-tty");
+    row("count not reached in time", words("listen --listen 127.0.0.1:0 --count 2 --for 0.5"), 1,
+        "Listening to");
     row("log cannot be written", words("listen --listen 0 --log $dir/no/such/dir.csv"), 1,
         "dir.csv");
 }
@@ -520,15 +507,12 @@ void TestKorvLink::runWritesJUnit()
 
     QString rules = pumpAnswers;
     if (!lockout) {
-        QFile original(pumpAnswers);
-        QVERIFY(original.open(QIODevice::ReadOnly));
-        QByteArray text = original.readAll();
+        QByteArray text = readFile(pumpAnswers);
         QVERIFY(text.contains("<name>Pump 2 locked out</name>"));
         text.replace("<rule channel=\"2\" delay=\"20\">\n    <name>Pump 2 locked out</name>",
                      "<rule channel=\"2\" delay=\"20\" enabled=\"false\">\n    <name>Pump 2 locked out</name>");
         rules = m_dir.filePath(QStringLiteral("no-lockout.qrvans"));
-        QFile edited(rules);
-        QVERIFY(edited.open(QIODevice::WriteOnly) && edited.write(text) == text.size());
+        QVERIFY(writeFile(rules, text));
     }
     Controller controller(link, rules);
     Background& answer = *controller.answer;
@@ -570,9 +554,7 @@ void TestKorvLink::runWritesJUnit()
 void TestKorvLink::runInterruptedKeepsItsReport()
 {
     const QString sequences = m_dir.filePath(QStringLiteral("long.qrvseq"));
-    QFile file(sequences);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+    QVERIFY(writeFile(sequences, R"(<?xml version="1.0" encoding="UTF-8"?>
 <qrvsequences>
   <sequence name="Long">
     <send channel="1">0101=1</send>
@@ -581,27 +563,23 @@ void TestKorvLink::runInterruptedKeepsItsReport()
     <expect channel="1" within="100">*</expect>
   </sequence>
 </qrvsequences>
-)");
-    file.close();
+)"));
     // The far end echoes: an answer rule for anything.
     const QString rules = m_dir.filePath(QStringLiteral("echo.qrvans"));
-    QFile echo(rules);
-    QVERIFY(echo.open(QIODevice::WriteOnly));
-    echo.write(R"(<?xml version="1.0" encoding="UTF-8"?>
+    QVERIFY(writeFile(rules, R"(<?xml version="1.0" encoding="UTF-8"?>
 <qrvanswers><rule><name>Echo</name><when>0101</when><answer>0101=1</answer></rule></qrvanswers>
-)");
-    echo.close();
-    Background answer({QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0"), rules});
+)"));
+    Background answer({"answer", "--listen", "127.0.0.1:0", rules});
     const int port = answer.port();
     QVERIFY2(port > 0, answer.err().constData());
     const QString junit = m_dir.filePath(QStringLiteral("interrupted.xml"));
-    Background run({QStringLiteral("run"), QStringLiteral("--tcp"), QStringLiteral("127.0.0.1:%1").arg(port),
-                    QStringLiteral("--junit"), junit, sequences});
+    Background run(
+        {"run", "--tcp", QStringLiteral("127.0.0.1:%1").arg(port), "--junit", junit, sequences});
     QVERIFY2(!run.waitFor(QStringLiteral("(PASS step 2)"), true).isNull(), run.err().constData());
     QCOMPARE(run.stop(SIGINT), 1);
     QCOMPARE(answer.stop(SIGINT), 0);
     const JUnit report = readJUnit(junit);
-    QCOMPARE(report.cases, (QStringList{QStringLiteral("step 2: 0101|passed|"), QStringLiteral("step 4: *|skipped|")}));
+    QCOMPARE(report.cases, (QStringList{"step 2: 0101|passed|", "step 4: *|skipped|"}));
 }
 
 void TestKorvLink::tlsFailureIsALinkFailure_data()
@@ -613,13 +591,14 @@ void TestKorvLink::tlsFailureIsALinkFailure_data()
 
     // Failed handshakes end at once; the time-out is only for a loaded machine.
     QTest::newRow("test certificate not trusted")
-        << QStringList{QStringLiteral("--tls")} << QStringList{QStringLiteral("--tls"), QStringLiteral("--verify"), QStringLiteral("verify")}
+        << QStringList{"--tls"} << words("--tls --verify verify")
         << QByteArray("cannot open the link") << QStringLiteral("30000");
-    QTest::newRow("server without TLS") << QStringList() << QStringList{QStringLiteral("--tls")}
-                                        << QByteArray("the link was not up within 1000 ms") << QStringLiteral("1000");
-    QTest::newRow("unreadable key") << QStringList{QStringLiteral("--tls")}
-                                    << QStringList{QStringLiteral("--tls"), QStringLiteral("--key"), QStringLiteral("/nonexistent.key")}
-                                    << QByteArray("Load private key: FAIL") << QStringLiteral("30000");
+    QTest::newRow("server without TLS")
+        << QStringList() << QStringList{"--tls"} << QByteArray("the link was not up within 1000 ms")
+        << QStringLiteral("1000");
+    QTest::newRow("unreadable key")
+        << QStringList{"--tls"} << words("--tls --key /nonexistent.key")
+        << QByteArray("Load private key: FAIL") << QStringLiteral("30000");
 }
 
 void TestKorvLink::tlsFailureIsALinkFailure()
@@ -628,14 +607,12 @@ void TestKorvLink::tlsFailureIsALinkFailure()
     QFETCH(QStringList, client);
     QFETCH(QByteArray, message);
     QFETCH(QString, timeout);
-    Background answer(QStringList{QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")}
-                      + server + QStringList{pumpAnswers});
+    Background answer(words("answer --listen 127.0.0.1:0 $rules") + server);
     const int port = answer.port();
     QVERIFY2(port > 0, answer.err().constData());
-    const KorvRun run = runKorv(QStringList{QStringLiteral("send"), QStringLiteral("--tcp"),
-                                            QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("--timeout"),
-                                            timeout}
-                                + client + QStringList{QStringLiteral("0101=1")});
+    const QString to = QStringLiteral("127.0.0.1:%1").arg(port);
+    const KorvRun run =
+        runKorv(QStringList{"send", "--tcp", to, "--timeout", timeout} + client << "0101=1");
     QCOMPARE(run.status, 3);
     QVERIFY2(run.err.contains(message), run.err.constData());
     QCOMPARE(answer.stop(SIGTERM), 0);
@@ -670,12 +647,8 @@ void TestKorvLink::answerWarnsWhenNoRuleIsForItsChannel()
     QFETCH(QByteArray, rules);
     QFETCH(QString, warning);
     const QString path = m_dir.filePath(QStringLiteral("channels.qrvans"));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(rules);
-    file.close();
-    Background answer(QStringList{QStringLiteral("answer"), QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")}
-                      + options + QStringList{path});
+    QVERIFY(writeFile(path, rules));
+    Background answer(words("answer --listen 127.0.0.1:0") + options << path);
     QVERIFY2(answer.port() > 0, answer.err().constData());
     const QString err = QString::fromLocal8Bit(answer.err());
     if (warning.isEmpty())

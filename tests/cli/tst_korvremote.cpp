@@ -26,7 +26,7 @@ QByteArray readAtLeast(const Pty& line, qsizetype want, int msecs = 20000)
 // The bytes of messages as korv encodes them.
 QByteArray encoded(const QString& text)
 {
-    const KorvRun run = runKorv({QStringLiteral("encode"), text});
+    const KorvRun run = runKorv({"encode", text});
     QByteArray bytes;
     for (const QByteArray& line : run.out.split('\n'))
         bytes += QByteArray::fromHex(line);
@@ -55,7 +55,7 @@ void TestKorvRemote::sendReachesTheDevice()
     const QString text = QStringLiteral("0101=5 1103=-1 0103=-1");
     const QByteArray bytes = encoded(text);
     QVERIFY(bytes.contains('\xff'));
-    const KorvRun run = runKorv({QStringLiteral("send"), QStringLiteral("--serial"), server.url(), text});
+    const KorvRun run = runKorv({"send", "--serial", server.url(), text});
     QVERIFY2(run.status == 0, run.err.constData());
     QVERIFY2(run.err.contains(QStringLiteral("Port %1 opened").arg(server.url()).toUtf8()), run.err.constData());
     QCOMPARE(readAtLeast(line, bytes.size()).toHex(' '), bytes.toHex(' '));
@@ -69,10 +69,8 @@ void TestKorvRemote::listenHearsTheDeviceAtItsSpeedAndFraming()
     QVERIFY(line.isValid());
     Ser2Net server(QStringLiteral("serialdev,%1,9600n81,local").arg(line.path()));
     QVERIFY2(server.start(), qPrintable(server.output()));
-    Background listen({QStringLiteral("listen"), QStringLiteral("--serial"), server.url(),
-                       QStringLiteral("--count"), QStringLiteral("1"), QStringLiteral("--hex"),
-                       QStringLiteral("--baud"), QStringLiteral("57600"),
-                       QStringLiteral("--framing"), QStringLiteral("8N2")});
+    Background listen({"listen", "--serial", server.url(), "--count", "1", "--hex", "--baud",
+                       "57600", "--framing", "8N2"});
     QVERIFY2(!listen.waitFor(QStringLiteral("(Port .* opened)")).isEmpty(),
              listen.err().constData());
     // The device runs as asked while the link is up.

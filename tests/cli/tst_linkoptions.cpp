@@ -93,81 +93,77 @@ void TestLinkOptions::makesSettings_data()
     QTest::addColumn<QStringList>("args");
     QTest::addColumn<QString>("expected");
 
-    const auto row = [](const char* name, const QString& args, const QString& expected) {
-        QTest::newRow(name) << args.split(QLatin1Char(' ')) << expected;
+    const auto row = [](const char* name, const char* args, const char* expected) {
+        QTest::newRow(name) << QString::fromLatin1(args).split(QLatin1Char(' '))
+                            << QString::fromLatin1(expected);
     };
-    row("tcp by name", QStringLiteral("--tcp plc.local:10001"), QStringLiteral("client plc.local:10001"));
-    row("tcp to IPv6 in brackets", QStringLiteral("--tcp [::1]:80"), QStringLiteral("client ::1:80"));
-    row("listen on every address", QStringLiteral("--listen 7000"), QStringLiteral("server :7000"));
-    row("listen on one address, any port", QStringLiteral("--listen 127.0.0.1:0"), QStringLiteral("server 127.0.0.1:0"));
-    row("serial defaults", QStringLiteral("--serial ttyUSB0"), QStringLiteral("serial ttyUSB0 9600 hs0"));
-    row("serial speed and handshake", QStringLiteral("--serial /dev/ttyS1 --baud 115200 --handshake XON"),
-        QStringLiteral("serial /dev/ttyS1 115200 hs2"));
-    row("bis slave", QStringLiteral("--serial ttyUSB0 --bis slave --src 0x10"),
-        QStringLiteral("serial ttyUSB0 9600 hs0 bis2 16>-1 x5 1000ms"));
+    row("tcp by name", "--tcp plc.local:10001", "client plc.local:10001");
+    row("tcp to IPv6 in brackets", "--tcp [::1]:80", "client ::1:80");
+    row("listen on every address", "--listen 7000", "server :7000");
+    row("listen on one address, any port", "--listen 127.0.0.1:0", "server 127.0.0.1:0");
+    row("serial defaults", "--serial ttyUSB0", "serial ttyUSB0 9600 hs0");
+    row("serial speed and handshake", "--serial /dev/ttyS1 --baud 115200 --handshake XON",
+        "serial /dev/ttyS1 115200 hs2");
+    row("bis slave", "--serial ttyUSB0 --bis slave --src 0x10",
+        "serial ttyUSB0 9600 hs0 bis2 16>-1 x5 1000ms");
     row("bis master with tries and time-out",
-        QStringLiteral("--serial ttyUSB0 --bis master --dst 5 --tries 3 --bis-timeout 250"),
-        QStringLiteral("serial ttyUSB0 9600 hs0 bis1 -1>5 x3 250ms"));
-    row("tls with the test certificate", QStringLiteral("--tcp h:1 --tls"),
-        QStringLiteral("client h:1 tls key= cert= ca= verify0"));
+        "--serial ttyUSB0 --bis master --dst 5 --tries 3 --bis-timeout 250",
+        "serial ttyUSB0 9600 hs0 bis1 -1>5 x3 250ms");
+    row("tls with the test certificate", "--tcp h:1 --tls",
+        "client h:1 tls key= cert= ca= verify0");
     row("tls with files and verification",
-        QStringLiteral("--listen 443 --tls --key k.pem --cert c.pem --ca cas --verify verify"),
-        QStringLiteral("server :443 tls key=k.pem cert=c.pem ca=cas verify2"));
-    row("tls, peer asked for", QStringLiteral("--tcp h:1 --tls --verify optional"),
-        QStringLiteral("client h:1 tls key= cert= ca= verify1"));
-    row("listen with tls, peer asked for", QStringLiteral("--listen 7000 --tls --verify optional"),
-        QStringLiteral("server :7000 tls key= cert= ca= verify1"));
-    row("bis trace at the least time-out",
-        QStringLiteral("--serial ttyUSB0 --bis trace --bis-timeout 10"),
-        QStringLiteral("serial ttyUSB0 9600 hs0 bis3 -1>-1 x5 10ms"));
-    row("handshake in lower case, a free rate",
-        QStringLiteral("--serial ttyUSB0 --handshake xon --baud 921600"),
-        QStringLiteral("serial ttyUSB0 921600 hs2"));
+        "--listen 443 --tls --key k.pem --cert c.pem --ca cas --verify verify",
+        "server :443 tls key=k.pem cert=c.pem ca=cas verify2");
+    row("tls, peer asked for", "--tcp h:1 --tls --verify optional",
+        "client h:1 tls key= cert= ca= verify1");
+    row("listen with tls, peer asked for", "--listen 7000 --tls --verify optional",
+        "server :7000 tls key= cert= ca= verify1");
+    row("bis trace at the least time-out", "--serial ttyUSB0 --bis trace --bis-timeout 10",
+        "serial ttyUSB0 9600 hs0 bis3 -1>-1 x5 10ms");
+    row("handshake in lower case, a free rate", "--serial ttyUSB0 --handshake xon --baud 921600",
+        "serial ttyUSB0 921600 hs2");
     // A command reports a lost link instead of reconnecting as the window does.
-    row("stored channel", QStringLiteral("--settings Connection2"),
-        QStringLiteral("serial ttyUSB3 57600 hs0 bis1 -1>9 x5 1000ms"));
-    row("stored channel, changed for this run", QStringLiteral("--settings Connection2 --baud 9600 --dst 4"),
-        QStringLiteral("serial ttyUSB3 9600 hs0 bis1 -1>4 x5 1000ms"));
-    row("stored channel disabled", QStringLiteral("--settings Connection1"),
-        QStringLiteral("error: the link of \"Connection1\" is disabled"));
-    row("no such stored channel", QStringLiteral("--settings Connection7"),
-        QStringLiteral("error: no stored settings \"Connection7\""));
-    row("tcp port zero", QStringLiteral("--tcp h:0"), QStringLiteral("error: --tcp wants HOST:PORT, not \"h:0\""));
-    row("tcp without host", QStringLiteral("--tcp :80"), QStringLiteral("error: --tcp wants HOST:PORT, not \":80\""));
-    row("speed not a number", QStringLiteral("--serial x --baud fast"),
-        QStringLiteral("error: --baud wants a speed, not \"fast\""));
-    row("too many tries", QStringLiteral("--serial x --bis master --tries 101"),
-        QStringLiteral("error: --tries wants 1 to 100, not \"101\""));
-    row("time-out below the least", QStringLiteral("--serial x --bis master --bis-timeout 5"),
-        QStringLiteral("error: --bis-timeout wants 10 ms or more, not \"5\""));
-    row("key without tls", QStringLiteral("--tcp h:1 --key k.pem"),
-        QStringLiteral("error: --key, --cert, --ca and --verify need --tls"));
-    row("framing as on the label", QStringLiteral("--serial ttyUSB0 --framing 7E1"),
-        QStringLiteral("serial ttyUSB0 9600 hs0 7E1"));
-    row("framing in lower case with dashes", QStringLiteral("--serial ttyUSB0 --framing 8-o-2"),
-        QStringLiteral("serial ttyUSB0 9600 hs0 8O2"));
-    row("framing in long forms", QStringLiteral("--serial x --data-bits 7 --parity even --stop-bits 2"),
-        QStringLiteral("serial x 9600 hs0 7E2"));
-    row("a long form changes one part", QStringLiteral("--serial x --framing 7E1 --parity mark"),
-        QStringLiteral("serial x 9600 hs0 7M1"));
-    row("remote port", QStringLiteral("--serial rfc2217://rack4:7001 --baud 115200 --framing 8E1"),
-        QStringLiteral("serial rfc2217://rack4:7001 115200 hs0 8E1"));
-    row("stored remote port with its framing", QStringLiteral("--settings Connection3"),
-        QStringLiteral("serial rfc2217://rack4:7001 9600 hs0 7E1"));
-    row("stored framing changed for this run", QStringLiteral("--settings Connection3 --stop-bits 2"),
-        QStringLiteral("serial rfc2217://rack4:7001 9600 hs0 7E2"));
-    row("framing out of range", QStringLiteral("--serial x --framing 9N1"),
-        QStringLiteral("error: --framing wants data bits, parity and stop bits such as 8N1 or 7E2, not \"9N1\""));
-    row("parity by letter is the label's", QStringLiteral("--serial x --parity e"),
-        QStringLiteral("error: --parity wants none, even, odd, mark or space, not \"e\""));
-    row("four data bits", QStringLiteral("--serial x --data-bits 4"),
-        QStringLiteral("error: --data-bits wants 5 to 8, not \"4\""));
-    row("three stop bits", QStringLiteral("--serial x --stop-bits 3"),
-        QStringLiteral("error: --stop-bits wants 1 or 2, not \"3\""));
-    row("framing on a TCP link", QStringLiteral("--tcp h:1 --framing 8E1"),
-        QStringLiteral("error: --baud, --handshake, the framing and --bis need a serial link"));
-    row("remote port without its number", QStringLiteral("--serial rfc2217://rack4"),
-        QStringLiteral("error: --serial wants rfc2217://HOST:PORT for a remote port, not \"rfc2217://rack4\""));
+    row("stored channel", "--settings Connection2", "serial ttyUSB3 57600 hs0 bis1 -1>9 x5 1000ms");
+    row("stored channel, changed for this run", "--settings Connection2 --baud 9600 --dst 4",
+        "serial ttyUSB3 9600 hs0 bis1 -1>4 x5 1000ms");
+    row("stored channel disabled", "--settings Connection1",
+        "error: the link of \"Connection1\" is disabled");
+    row("no such stored channel", "--settings Connection7",
+        "error: no stored settings \"Connection7\"");
+    row("tcp port zero", "--tcp h:0", "error: --tcp wants HOST:PORT, not \"h:0\"");
+    row("tcp without host", "--tcp :80", "error: --tcp wants HOST:PORT, not \":80\"");
+    row("speed not a number", "--serial x --baud fast",
+        "error: --baud wants a speed, not \"fast\"");
+    row("too many tries", "--serial x --bis master --tries 101",
+        "error: --tries wants 1 to 100, not \"101\"");
+    row("time-out below the least", "--serial x --bis master --bis-timeout 5",
+        "error: --bis-timeout wants 10 ms or more, not \"5\"");
+    row("key without tls", "--tcp h:1 --key k.pem",
+        "error: --key, --cert, --ca and --verify need --tls");
+    row("framing as on the label", "--serial ttyUSB0 --framing 7E1", "serial ttyUSB0 9600 hs0 7E1");
+    row("framing in lower case with dashes", "--serial ttyUSB0 --framing 8-o-2",
+        "serial ttyUSB0 9600 hs0 8O2");
+    row("framing in long forms", "--serial x --data-bits 7 --parity even --stop-bits 2",
+        "serial x 9600 hs0 7E2");
+    row("a long form changes one part", "--serial x --framing 7E1 --parity mark",
+        "serial x 9600 hs0 7M1");
+    row("remote port", "--serial rfc2217://rack4:7001 --baud 115200 --framing 8E1",
+        "serial rfc2217://rack4:7001 115200 hs0 8E1");
+    row("stored remote port with its framing", "--settings Connection3",
+        "serial rfc2217://rack4:7001 9600 hs0 7E1");
+    row("stored framing changed for this run", "--settings Connection3 --stop-bits 2",
+        "serial rfc2217://rack4:7001 9600 hs0 7E2");
+    row("framing out of range", "--serial x --framing 9N1",
+        "error: --framing wants data bits, parity and stop bits such as 8N1 or 7E2, not \"9N1\"");
+    row("parity by letter is the label's", "--serial x --parity e",
+        "error: --parity wants none, even, odd, mark or space, not \"e\"");
+    row("four data bits", "--serial x --data-bits 4", "error: --data-bits wants 5 to 8, not \"4\"");
+    row("three stop bits", "--serial x --stop-bits 3",
+        "error: --stop-bits wants 1 or 2, not \"3\"");
+    row("framing on a TCP link", "--tcp h:1 --framing 8E1",
+        "error: --baud, --handshake, the framing and --bis need a serial link");
+    row("remote port without its number", "--serial rfc2217://rack4",
+        "error: --serial wants rfc2217://HOST:PORT for a remote port, not \"rfc2217://rack4\"");
 }
 
 void TestLinkOptions::makesSettings()

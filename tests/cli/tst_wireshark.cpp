@@ -5,6 +5,7 @@
 #include "qrv16/parser.h"
 #include "qrv16/pcapngwriter.h"
 #include "qrv16/tagdatalut.h"
+#include "tests/support/files.h"
 
 #include <QFile>
 #include <QProcess>
@@ -139,9 +140,7 @@ void TestWireshark::initTestCase()
     m_lua = lua;
     int status = 0;
     QByteArray out = run(QStringLiteral(KORV_BINARY),
-                         {QStringLiteral("generate"), QStringLiteral("--lang"),
-                          QStringLiteral("wireshark"), QStringLiteral("-o"), lua, demo},
-                         &status);
+                         {"generate", "--lang", "wireshark", "-o", lua, demo}, &status);
     QVERIFY2(status == 0, out.constData());
 
     const QString capture = m_dir.filePath(QStringLiteral("trace.pcapng"));
@@ -155,10 +154,7 @@ void TestWireshark::initTestCase()
 
     // No preferences or plugins of the user running the test.
     qputenv("WIRESHARK_CONFIG_DIR", m_dir.path().toUtf8());
-    m_output = run(tshark, {QStringLiteral("-n"), QStringLiteral("-X"),
-                            QStringLiteral("lua_script:") + lua, QStringLiteral("-r"), capture,
-                            QStringLiteral("-V")},
-                   &status);
+    m_output = run(tshark, {"-n", "-X", "lua_script:" + lua, "-r", capture, "-V"}, &status);
     QVERIFY2(status == 0, m_output.constData());
     if (qEnvironmentVariableIsSet("KORV_SHOW_TSHARK"))
         qDebug().noquote() << m_output;
@@ -256,17 +252,12 @@ void TestWireshark::tcpStream()
         pcap += frame;
     }
     const QString capture = m_dir.filePath(QStringLiteral("tcp.pcap"));
-    QFile file(capture);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(pcap);
-    file.close();
-
+    QVERIFY(writeFile(capture, pcap));
     int status = 0;
-    const QByteArray out = run(m_tshark, {QStringLiteral("-n"), QStringLiteral("-X"),
-                                          QStringLiteral("lua_script:") + m_lua, QStringLiteral("-o"),
-                                          QStringLiteral("qrv16.tcp_port:10000"), QStringLiteral("-r"),
-                                          capture, QStringLiteral("-V")},
-                               &status);
+    const QByteArray out =
+        run(m_tshark,
+            {"-n", "-X", "lua_script:" + m_lua, "-o", "qrv16.tcp_port:10000", "-r", capture, "-V"},
+            &status);
     QVERIFY2(status == 0, out.constData());
     QCOMPARE(out.count("ResultCode = Denied (2)"), 3);
     QVERIFY2(!out.contains("Lua Error") && !out.contains("malformed"), out.constData());

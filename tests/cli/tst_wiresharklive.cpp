@@ -57,8 +57,8 @@ void TestWiresharkLive::initTestCase()
 
     m_lua = m_dir.filePath(QStringLiteral("qrv16.lua"));
     QProcess generate;
-    generate.start(QStringLiteral(KORV_BINARY), {QStringLiteral("generate"), QStringLiteral("--lang"),
-                                                 QStringLiteral("wireshark"), QStringLiteral("-o"), m_lua, demo});
+    generate.start(QStringLiteral(KORV_BINARY),
+                   {"generate", "--lang", "wireshark", "-o", m_lua, demo});
     QVERIFY(generate.waitForFinished(60000));
     QCOMPARE(generate.exitCode(), 0);
 }
@@ -67,7 +67,7 @@ void TestWiresharkLive::listsInterfaces()
 {
     QProcess tshark;
     tshark.setProcessEnvironment(m_env);
-    tshark.start(m_tshark, {QStringLiteral("-D")});
+    tshark.start(m_tshark, {"-D"});
     QVERIFY(tshark.waitForFinished(120000));
     QCOMPARE(tshark.exitCode(), 0);
     const QString out = QString::fromUtf8(tshark.readAllStandardOutput());
@@ -80,9 +80,9 @@ void TestWiresharkLive::listsInterfaces()
 void TestWiresharkLive::capturesLive()
 {
     const auto lut = demoTags();
-    const QStringList texts{QStringLiteral("GetStatus"), QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Auto)"),
-                            QStringLiteral("GetStatusReply=(ResultCode=Ok StationName=\"North well\")"),
-                            QStringLiteral("StatusReport=(WellLevel=85 Alarms=HighLevel)"), QStringLiteral("PumpId=7")};
+    const QStringList texts{"GetStatus", "SetPumpMode=(PumpId=2 PumpMode=Auto)",
+                            "GetStatusReply=(ResultCode=Ok StationName=\"North well\")",
+                            "StatusReport=(WellLevel=85 Alarms=HighLevel)", "PumpId=7"};
     QRV16::MessageParser messages(lut.get());
 
     QTcpServer server;
@@ -91,12 +91,11 @@ void TestWiresharkLive::capturesLive()
     tshark.setProcessEnvironment(m_env);
     QElapsedTimer clock;
     clock.start();
-    tshark.start(m_tshark, {QStringLiteral("-i"), QStringLiteral("korv-tcp"), QStringLiteral("-o"),
-                            QStringLiteral("extcap.korv_tcp.tcp:127.0.0.1:%1").arg(server.serverPort()),
-                            QStringLiteral("-c"), QString::number(texts.size()), QStringLiteral("-l"),
-                            QStringLiteral("-n"), QStringLiteral("-X"), QStringLiteral("lua_script:") + m_lua,
-                            QStringLiteral("-T"), QStringLiteral("fields"), QStringLiteral("-e"),
-                            QStringLiteral("_ws.col.Info")});
+    tshark.start(m_tshark,
+                 {"-i", "korv-tcp", "-o",
+                  QStringLiteral("extcap.korv_tcp.tcp:127.0.0.1:%1").arg(server.serverPort()), "-c",
+                  QString::number(texts.size()), "-l", "-n", "-X", "lua_script:" + m_lua, "-T",
+                  "fields", "-e", "_ws.col.Info"});
     QVERIFY2(server.waitForNewConnection(120000), tshark.readAllStandardError().constData());
     const qint64 connected = clock.elapsed();
     QTcpSocket* peer = server.nextPendingConnection();

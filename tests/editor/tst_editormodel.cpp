@@ -98,9 +98,8 @@ private Q_SLOTS:
     void flags();
     void icons_data();
     void icons();
-    void tagTooltips_data();
-    void tagTooltips();
-    void layoutRows();
+    void cells_data();
+    void cells();
     void setData_data();
     void setData();
     void undoTexts_data();
@@ -121,7 +120,6 @@ private Q_SLOTS:
     void collisions();
     void negativeValueIsOneQuantity();
     void replaceAndClear();
-    void setTagsForgetsHistory();
 };
 
 void TestEditorModel::init()
@@ -152,6 +150,8 @@ void TestEditorModel::flags()
     QFETCH(int, flags);
     Fixture f;
     QCOMPARE(int(f.model.flags(f.at(path))), flags);
+    // Only a comment is set in italics.
+    QCOMPARE(f.at(path).data(Qt::FontRole).value<QFont>().italic(), path == "0");
 }
 
 void TestEditorModel::icons_data()
@@ -190,32 +190,32 @@ void TestEditorModel::icons()
     QCOMPARE(f.at(path, 1).data(Qt::DecorationRole), QVariant());
 }
 
-void TestEditorModel::tagTooltips_data()
+void TestEditorModel::cells_data()
 {
+    QTest::addColumn<QString>("path");
     QTest::addColumn<int>("column");
-    QTest::addColumn<QString>("tip");
-    QTest::newRow("name column names the type") << 0 << "Integer";
-    QTest::newRow("code column names the type") << 1 << "Integer";
-    QTest::newRow("comment column does not") << 2 << "";
+    QTest::addColumn<int>("role");
+    QTest::addColumn<QString>("text");
+    const int shown = Qt::DisplayRole;
+    const int tip = Qt::ToolTipRole;
+    QTest::newRow("a comment shows its text") << "0" << 0 << shown << "head";
+    QTest::newRow("a blank line shows nothing") << "2" << 0 << shown << "";
+    QTest::newRow("a tag code in hex") << "1" << 1 << shown << "0x1001";
+    QTest::newRow("a value as its tag displays it") << "1/0/1" << 1 << shown << "0x1";
+    QTest::newRow("the comment column") << "3" << 2 << shown << "c";
+    QTest::newRow("name column tip names the type") << "1" << 0 << tip << "Integer";
+    QTest::newRow("code column tip names the type") << "1" << 1 << tip << "Integer";
+    QTest::newRow("comment column has no tip") << "1" << 2 << tip << "";
 }
 
-void TestEditorModel::tagTooltips()
+void TestEditorModel::cells()
 {
+    QFETCH(QString, path);
     QFETCH(int, column);
-    QFETCH(QString, tip);
+    QFETCH(int, role);
+    QFETCH(QString, text);
     Fixture f;
-    QCOMPARE(f.at("1", column).data(Qt::ToolTipRole).toString(), tip);
-}
-
-void TestEditorModel::layoutRows()
-{
-    Fixture f;
-    QCOMPARE(f.at("0").data().toString(), QString("head"));
-    QVERIFY(f.at("0").data(Qt::FontRole).value<QFont>().italic());
-    QCOMPARE(f.at("2").data().toString(), QString());
-    QCOMPARE(f.at("1", 1).data().toString(), QString("0x1001"));
-    QCOMPARE(f.at("1/0/1", 1).data().toString(), QString("0x1"));
-    QCOMPARE(f.at("3", 2).data().toString(), QString("c"));
+    QCOMPARE(f.at(path, column).data(role).toString(), text);
 }
 
 void TestEditorModel::setData_data()
@@ -464,30 +464,19 @@ void TestEditorModel::paste_data()
     QByteArray deepKnown = "<qrv16>";
     for (int i = 0; i < 5000; ++i)
         deepKnown += "<enums>";
-    QTest::newRow("truncated") << "1" << QByteArray("<qrv16><tag name=\"A\" id=\"0x11") << ""
-                               << "";
-    QTest::newRow("deep nesting of tags") << "1" << deep << ""
-                                          << "";
-    QTest::newRow("deep nesting of containers") << "1" << deepKnown << ""
-                                                << "";
-    QTest::newRow("wrong root") << "1" << QByteArray("<html><tag name=\"A\" id=\"1\"/></html>")
-                                << ""
-                                << "";
-    QTest::newRow("not xml") << "1" << QByteArray("Mode=3") << ""
-                             << "";
-    QTest::newRow("empty") << "1" << QByteArray() << ""
-                           << "";
-    QTest::newRow("tag code out of range")
-        << "1" << QByteArray("<qrv16><tag name=\"A\" id=\"0x10000\"/></qrv16>") << ""
-        << "";
-    QTest::newRow("a value with no tag to go to")
-        << "" << QByteArray("<qrv16><enum name=\"X\" id=\"1\"/></qrv16>") << ""
-        << "";
-    QTest::newRow("a root in the root")
-        << "1" << QByteArray("<qrv16><qrv16><tag name=\"A\"/></qrv16></qrv16>") << ""
-        << "";
-    QTest::newRow("nothing but a blank") << "1" << QByteArray("<qrv16>\n\n</qrv16>") << ""
-                                         << "";
+    const auto refused = [](const char* name, const char* path, const QByteArray& xml) {
+        QTest::newRow(name) << QString::fromLatin1(path) << xml << QString() << QString();
+    };
+    refused("truncated", "1", "<qrv16><tag name=\"A\" id=\"0x11");
+    refused("deep nesting of tags", "1", deep);
+    refused("deep nesting of containers", "1", deepKnown);
+    refused("wrong root", "1", "<html><tag name=\"A\" id=\"1\"/></html>");
+    refused("not xml", "1", "Mode=3");
+    refused("empty", "1", QByteArray());
+    refused("tag code out of range", "1", "<qrv16><tag name=\"A\" id=\"0x10000\"/></qrv16>");
+    refused("a value with no tag to go to", "", "<qrv16><enum name=\"X\" id=\"1\"/></qrv16>");
+    refused("a root in the root", "1", "<qrv16><qrv16><tag name=\"A\"/></qrv16></qrv16>");
+    refused("nothing but a blank", "1", "<qrv16>\n\n</qrv16>");
     QTest::newRow("two tags are one entry Merge data")
         << "1" << QByteArray("<qrv16><tag name=\"A\" id=\"0x1101\"/><tag name=\"B\" id=\"0x1102\"/></qrv16>")
         << "Merge data"
@@ -638,18 +627,13 @@ void TestEditorModel::moveInsideTheTree_data()
     QTest::addColumn<QString>("onto");
     QTest::addColumn<QString>("undoText"); // empty: refused
     QTest::addColumn<QString>("shape");
-    QTest::newRow("a tag onto itself") << "1"
-                                       << "1"
-                                       << ""
-                                       << "";
-    QTest::newRow("a tag into its own enum list") << "1"
-                                                  << "1/0"
-                                                  << ""
-                                                  << "";
-    QTest::newRow("a tag onto its own enum") << "1"
-                                             << "1/0/1"
-                                             << ""
-                                             << "";
+    const auto refused = [](const char* name, const char* from, const char* onto) {
+        QTest::newRow(name) << QString::fromLatin1(from) << QString::fromLatin1(onto) << QString()
+                            << QString();
+    };
+    refused("a tag onto itself", "1", "1");
+    refused("a tag into its own enum list", "1", "1/0");
+    refused("a tag onto its own enum", "1", "1/0/1");
     QTest::newRow("a tag up behind another")
         << "4" << "1" << "Move tag"
         << "R(#head T:Mode=4097(E(e:Off=0 e:On=1)) T:Flags=28673(B(b:A=0)) _ T:Name=12289)";
@@ -793,13 +777,8 @@ void TestEditorModel::replaceAndClear()
     QCOMPARE(*f.model.root(), *original);
     f.stack.redo();
     QCOMPARE(f.model.rowCount(), 0);
-}
 
-void TestEditorModel::setTagsForgetsHistory()
-{
-    Fixture f;
-    QVERIFY(f.model.setData(f.at("1", 0), "Speed"));
-    QCOMPARE(f.stack.count(), 1);
+    // Set without undo, a tree takes the history along.
     f.model.setTags(TreeText::read(sample));
     QCOMPARE(f.stack.count(), 0);
     f.model.clear();

@@ -112,6 +112,13 @@ private Q_SLOTS:
     void clashIsAWarning();
 
 private:
+    // The window with the copy of the sample definitions open.
+    EditorWindow& opened()
+    {
+        m_window->initialize(m_path);
+        return *m_window;
+    }
+
     std::unique_ptr<QTemporaryDir> m_dir;
     QString m_path;
     std::unique_ptr<EditorWindow> m_window;
@@ -160,8 +167,7 @@ void TestEditorWindow::undoHistoryToggles()
 
 void TestEditorWindow::openDemoAndEdit()
 {
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     QCOMPARE(w.currentFile(), m_path);
     QCOMPARE(w.windowTitle(), QDir::toNativeSeparators(m_path) + " [QRV16 tag editor]");
     QVERIFY(w.undoStack()->isClean());
@@ -208,8 +214,7 @@ void TestEditorWindow::brokenFileIsReported()
 // The backups a save rotates are the save file's test.
 void TestEditorWindow::savesAreNoOutsideChange()
 {
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     QSignalSpy saved(&w, &EditorWindow::saved);
 
     QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpState"));
@@ -255,8 +260,7 @@ void TestEditorWindow::closeWithUnsavedChanges()
 {
     QFETCH(int, answer);
     QFETCH(bool, closed);
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));
     QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpState"));
@@ -276,8 +280,7 @@ void TestEditorWindow::closeWithUnsavedChanges()
 
 void TestEditorWindow::undoSelectsTheChangedRow()
 {
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     w.show();
     auto* view = w.findChild<RowTreeView*>("m_view");
     const QModelIndex busy = find(w.model(), "Busy");
@@ -300,8 +303,7 @@ void TestEditorWindow::undoSelectsTheChangedRow()
 
 void TestEditorWindow::clearAllThenUndo()
 {
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     std::unique_ptr<Item> before(w.model()->root()->clone());
     action(&w, "m_act_new")->trigger();
     QCOMPARE(w.model()->rowCount(), 0);
@@ -324,8 +326,7 @@ void TestEditorWindow::commentsSpanTheRow()
   </tag>
 </qrv16>
 )"));
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     auto* view = w.findChild<RowTreeView*>("m_view");
     const QModelIndex tag = w.model()->index(1, 0);
     const QModelIndex enums = w.model()->index(0, 0, tag);
@@ -367,8 +368,7 @@ void TestEditorWindow::insertIntoEmptyFile()
 
 void TestEditorWindow::itemDialogMakesOneChange()
 {
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     w.show();
     const QModelIndex pump = find(w.model(), "PumpMode");
     w.onDoubleClicked(pump);
@@ -384,8 +384,7 @@ void TestEditorWindow::itemDialogMakesOneChange()
 
 void TestEditorWindow::reloadAfterOutsideChange()
 {
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     w.show();
     QSignalSpy opened(&w, &EditorWindow::opened);
     auto* bar = w.findChild<FileChangedWidget*>("m_wdg_file_changed");
@@ -420,8 +419,7 @@ void TestEditorWindow::viewers()
     QFETCH(QString, name);
     QFETCH(QString, title);
     QFETCH(QString, highlighter);
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpChoice"));
     action(&w, qPrintable(name))->trigger();
     QPlainTextEdit* shown = viewer(title);
@@ -439,8 +437,7 @@ void TestEditorWindow::viewers()
 
 void TestEditorWindow::codeNamesFromSettings()
 {
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));
     QTimer::singleShot(0, &w, [] {
@@ -463,8 +460,7 @@ void TestEditorWindow::codeNamesFromSettings()
 
 void TestEditorWindow::clashIsAWarning()
 {
-    EditorWindow& w = *m_window;
-    w.initialize(m_path);
+    EditorWindow& w = opened();
     // A double name is allowed while editing; the code shown warns of it.
     QVERIFY(w.model()->setData(find(w.model(), "PumpMode"), "PumpId"));
     action(&w, "m_act_view_header")->trigger();

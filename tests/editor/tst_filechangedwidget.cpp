@@ -14,6 +14,19 @@ namespace {
 const QString changed = "The file defs.qrvdef has been changed outside this application. Do you want to reload?";
 const QString removed = "The file defs.qrvdef has been removed.";
 
+// A bar watching `path` in a shown window, and what it has said.
+struct Watched
+{
+    explicit Watched(const QString& path)
+    {
+        parent.show();
+        bar.watchFile(path);
+    }
+    QWidget parent;
+    FileChangedWidget bar{&parent};
+    QSignalSpy shown{&bar, &FileChangedWidget::messageShown};
+};
+
 } // namespace
 
 class TestFileChangedWidget : public QObject
@@ -42,55 +55,47 @@ void TestFileChangedWidget::init()
 
 void TestFileChangedWidget::replacedWithinASecondIsOneChange()
 {
-    QWidget parent;
-    FileChangedWidget bar(&parent);
-    parent.show();
-    QSignalSpy shown(&bar, &FileChangedWidget::messageShown);
-    bar.watchFile(m_path);
+    Watched w(m_path);
     const QString fresh = m_dir->filePath("fresh.tmp");
     QVERIFY(writeFile(fresh, "two"));
     QVERIFY(QFile::remove(m_path));
     QTest::qWait(100);
     QVERIFY(QFile::rename(fresh, m_path));
-    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(w.shown.size(), 1, 5000);
     QTest::qWait(4500);
-    QCOMPARE(shown.size(), 1);
-    QCOMPARE(shown.at(0).at(0).toString(), changed);
+    QCOMPARE(w.shown.size(), 1);
+    QCOMPARE(w.shown.at(0).at(0).toString(), changed);
 
     // The new file is watched in its turn.
     QVERIFY(writeFile(m_path, "three"));
-    bar.hide();
-    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, 5000);
+    w.bar.hide();
+    QTRY_COMPARE_WITH_TIMEOUT(w.shown.size(), 2, 5000);
 }
 
 void TestFileChangedWidget::deletedForGoodIsReportedAfterThreePolls()
 {
-    QWidget parent;
-    FileChangedWidget bar(&parent);
-    parent.show();
-    QSignalSpy shown(&bar, &FileChangedWidget::messageShown);
-    bar.watchFile(m_path);
+    Watched w(m_path);
     QElapsedTimer clock;
     clock.start();
     QVERIFY(QFile::remove(m_path));
-    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 8000);
+    QTRY_COMPARE_WITH_TIMEOUT(w.shown.size(), 1, 8000);
     QVERIFY2(clock.elapsed() >= 2500, qPrintable(QString::number(clock.elapsed())));
-    QCOMPARE(shown.at(0).at(0).toString(), removed);
+    QCOMPARE(w.shown.at(0).at(0).toString(), removed);
     // Said once: a bar that starts watching another file now has polled
     // three times when it speaks.
     const QString other = m_dir->filePath("other.qrvdef");
     QVERIFY(writeFile(other, "x"));
-    FileChangedWidget witness(&parent);
+    FileChangedWidget witness(&w.parent);
     QSignalSpy witnessed(&witness, &FileChangedWidget::messageShown);
     witness.watchFile(other);
     QVERIFY(QFile::remove(other));
     QTRY_COMPARE_WITH_TIMEOUT(witnessed.size(), 1, 8000);
-    QCOMPARE(shown.size(), 1);
+    QCOMPARE(w.shown.size(), 1);
 
     // Coming back later is still news.
     QVERIFY(writeFile(m_path, "back"));
-    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, 5000);
-    QCOMPARE(shown.at(1).at(0).toString(), changed);
+    QTRY_COMPARE_WITH_TIMEOUT(w.shown.size(), 2, 5000);
+    QCOMPARE(w.shown.at(1).at(0).toString(), changed);
 }
 
 void TestFileChangedWidget::buttons_data()
@@ -106,61 +111,53 @@ void TestFileChangedWidget::buttons()
 {
     QFETCH(QString, button);
     QFETCH(bool, stillWatching);
-    QWidget parent;
-    FileChangedWidget bar(&parent);
-    parent.show();
-    QSignalSpy shown(&bar, &FileChangedWidget::messageShown);
-    QSignalSpy reload(&bar, &FileChangedWidget::reloadClicked);
-    QSignalSpy ignore(&bar, &FileChangedWidget::ignoreClicked);
-    QSignalSpy close(&bar, &FileChangedWidget::closeClicked);
-    bar.watchFile(m_path);
+    Watched w(m_path);
+    QSignalSpy reload(&w.bar, &FileChangedWidget::reloadClicked);
+    QSignalSpy ignore(&w.bar, &FileChangedWidget::ignoreClicked);
+    QSignalSpy close(&w.bar, &FileChangedWidget::closeClicked);
     QVERIFY(writeFile(m_path, "two"));
-    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000);
-    QCOMPARE(shown.at(0).at(0).toString(), changed);
-    QCOMPARE(bar.messageText(), changed);
-    QVERIFY(bar.isVisible());
+    QTRY_COMPARE_WITH_TIMEOUT(w.shown.size(), 1, 5000);
+    QCOMPARE(w.shown.at(0).at(0).toString(), changed);
+    QCOMPARE(w.bar.messageText(), changed);
+    QVERIFY(w.bar.isVisible());
     // A second bar on the same file says when a report was due.
-    FileChangedWidget witness(&parent);
+    FileChangedWidget witness(&w.parent);
     QSignalSpy witnessed(&witness, &FileChangedWidget::messageShown);
     witness.watchFile(m_path);
 
-    bar.findChild<QPushButton*>(button)->click();
-    QVERIFY(bar.isHidden());
+    w.bar.findChild<QPushButton*>(button)->click();
+    QVERIFY(w.bar.isHidden());
     QCOMPARE(reload.size(), button == "m_pb_reload" ? 1 : 0);
     QCOMPARE(ignore.size(), button == "m_pb_ignore" ? 1 : 0);
     QCOMPARE(close.size(), button == "m_pb_close" ? 1 : 0);
-    QCOMPARE(bar.watchedFile(), stillWatching ? m_path : QString());
+    QCOMPARE(w.bar.watchedFile(), stillWatching ? m_path : QString());
 
     QVERIFY(writeFile(m_path, "three"));
     if (stillWatching) {
-        QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(w.shown.size(), 2, 5000);
     } else {
         QTRY_COMPARE_WITH_TIMEOUT(witnessed.size(), 1, 5000);
-        QCOMPARE(shown.size(), 1);
+        QCOMPARE(w.shown.size(), 1);
         QVERIFY(QFile::remove(m_path));
         QTRY_COMPARE_WITH_TIMEOUT(witnessed.size(), 2, 8000);
         QCOMPARE(witnessed.at(1).at(0).toString(), removed);
-        QCOMPARE(shown.size(), 1);
+        QCOMPARE(w.shown.size(), 1);
         // Watching again reports again.
         QVERIFY(writeFile(m_path, "four"));
-        bar.watchFile(m_path);
+        w.bar.watchFile(m_path);
         QVERIFY(writeFile(m_path, "five"));
-        QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(w.shown.size(), 2, 5000);
     }
 }
 
 void TestFileChangedWidget::sameFileKeepsItsWatch()
 {
-    QWidget parent;
-    FileChangedWidget bar(&parent);
-    parent.show();
-    QSignalSpy shown(&bar, &FileChangedWidget::messageShown);
-    bar.watchFile(m_path);
+    Watched w(m_path);
     QVERIFY(QFile::remove(m_path));
     QTest::qWait(1200); // one poll has run
-    bar.watchFile(m_path); // the same path: the running poll goes on
-    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 5000);
-    QCOMPARE(shown.at(0).at(0).toString(), removed);
+    w.bar.watchFile(m_path); // the same path: the running poll goes on
+    QTRY_COMPARE_WITH_TIMEOUT(w.shown.size(), 1, 5000);
+    QCOMPARE(w.shown.at(0).at(0).toString(), removed);
 }
 
 QTEST_MAIN(TestFileChangedWidget)
