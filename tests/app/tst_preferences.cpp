@@ -41,8 +41,6 @@ private Q_SLOTS:
     void storedTraceLimit();
     void traceLimitAppliesAtOnceAndIsKept_data();
     void traceLimitAppliesAtOnceAndIsKept();
-    void dialogSetsTheTraceLimit_data();
-    void dialogSetsTheTraceLimit();
     void windowSaysWhatItClamped();
 };
 
@@ -95,23 +93,45 @@ void TestPreferences::storedTraceLimit()
 void TestPreferences::traceLimitAppliesAtOnceAndIsKept_data()
 {
     QTest::addColumn<int>("set");
+    QTest::addColumn<QString>("dialog"); // how the dialog is left, if set there
     QTest::addColumn<int>("limit");
-    QTest::newRow("lowered") << 2000 << 2000;
-    QTest::newRow("lowered below the range") << 10 << 1000;
-    QTest::newRow("raised") << 20000 << 20000;
-    QTest::newRow("raised above the range") << 2000000000 << 10000000;
+    QTest::newRow("lowered") << 2000 << QString() << 2000;
+    QTest::newRow("lowered below the range") << 10 << QString() << 1000;
+    QTest::newRow("raised") << 20000 << QString() << 20000;
+    QTest::newRow("raised above the range") << 2000000000 << QString() << 10000000;
+    QTest::newRow("lowered in the dialog") << 1500 << "OK" << 1500;
+    QTest::newRow("the dialog cancelled") << 1500 << "Cancel" << 100000;
 }
 
 void TestPreferences::traceLimitAppliesAtOnceAndIsKept()
 {
     QFETCH(int, set);
+    QFETCH(QString, dialog);
     QFETCH(int, limit);
     TraceModel model;
-    Preferences preferences(&model, nullptr);
+    QWidget parent;
+    Preferences preferences(&model, &parent);
     fill(&model, 5000);
     QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
 
-    preferences.setTraceLimit(set);
+    if (dialog.isEmpty()) {
+        preferences.setTraceLimit(set);
+    } else {
+        // The dialog shows the limit in use.
+        int shown = 0;
+        QTimer::singleShot(0, this, [&] {
+            auto* box = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            auto* spin = box ? box->findChild<QSpinBox*>() : nullptr;
+            if (spin) {
+                shown = spin->value();
+                spin->setValue(set);
+            }
+            if (box)
+                box->done(dialog == QLatin1String("OK") ? QDialog::Accepted : QDialog::Rejected);
+        });
+        preferences.action()->trigger();
+        QCOMPARE(shown, 100000);
+    }
     QCOMPARE(preferences.traceLimit(), limit);
     const int kept = qMin(5000, limit);
     QCOMPARE(model.rowCount(), kept);
@@ -123,42 +143,6 @@ void TestPreferences::traceLimitAppliesAtOnceAndIsKept()
     QCOMPARE(restarted.traceLimit(), limit);
     QCOMPARE(next.limit(), limit);
     QVERIFY(restarted.warnings().isEmpty());
-}
-
-void TestPreferences::dialogSetsTheTraceLimit_data()
-{
-    QTest::addColumn<bool>("accept");
-    QTest::newRow("accepted") << true;
-    QTest::newRow("cancelled") << false;
-}
-
-void TestPreferences::dialogSetsTheTraceLimit()
-{
-    QFETCH(bool, accept);
-    TraceModel model;
-    QWidget parent;
-    Preferences preferences(&model, &parent);
-    fill(&model, 3000);
-    bool shown = false;
-    QTimer::singleShot(0, this, [&] {
-        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        auto* spin = dialog ? dialog->findChild<QSpinBox*>() : nullptr;
-        if (!spin) {
-            if (dialog)
-                dialog->reject();
-            return;
-        }
-        shown = spin->value() == 100000;
-        spin->setValue(1500);
-        if (accept)
-            dialog->accept();
-        else
-            dialog->reject();
-    });
-    preferences.action()->trigger();
-    QVERIFY(shown);
-    QCOMPARE(preferences.traceLimit(), accept ? 1500 : 100000);
-    QCOMPARE(model.rowCount(), accept ? 1500 : 3000);
 }
 
 // A limit clamped at start is said in the trace, as other settings are.
