@@ -35,8 +35,7 @@ private Q_SLOTS:
     void linkNamesThePortOrPeer();
     void peerShowsOpenAndBytesAreCountedExactly();
     void failedAttemptIsAnError();
-    void logFileIsShownUntilLoggingStops();
-    void replayShowsItsProgress();
+    void logAndReplayAreShownWhileTheyRun();
 
 private:
     QTemporaryDir m_dir;
@@ -176,7 +175,9 @@ void TestLinkStatusBar::failedAttemptIsAnError()
              qPrintable(label->toolTip()));
 }
 
-void TestLinkStatusBar::logFileIsShownUntilLoggingStops()
+// The log's file is shown while it is written, a replay's progress while
+// it runs.
+void TestLinkStatusBar::logAndReplayAreShownWhileTheyRun()
 {
     QWidget window;
     TraceModel model;
@@ -196,17 +197,9 @@ void TestLinkStatusBar::logFileIsShownUntilLoggingStops()
     logging.stopLog();
     QVERIFY(log->isHidden());
     QVERIFY(log->fullText().isEmpty());
-}
 
-void TestLinkStatusBar::replayShowsItsProgress()
-{
-    const QString path = m_dir.filePath(QStringLiteral("long.csv"));
-    QVERIFY(writeFile(path, QByteArray("2011-03-04T10:20:30.045,\"Main\",\"x\",1,,\n").repeated(5000)));
-    QWidget window;
-    TraceModel model;
-    TraceLogging logging(&model, &window);
-    LinkStatusBar bar;
-    bar.setLogging(&logging);
+    const QString replayed = m_dir.filePath(QStringLiteral("long.csv"));
+    QVERIFY(writeFile(replayed, QByteArray("2011-03-04T10:20:30.045,\"Main\",\"x\",1,,\n").repeated(5000)));
     QLabel* replay = bar.replayLabel();
     QVERIFY(replay->isHidden());
     // As each step of the replay is announced, after the bar has heard it.
@@ -214,7 +207,7 @@ void TestLinkStatusBar::replayShowsItsProgress()
     connect(logging.replayer(), &Replayer::progress, this,
             [&] { shown << (replay->isHidden() ? QString() : replay->text()); });
     QSignalSpy finished(logging.replayer(), &Replayer::finished);
-    QVERIFY(logging.replayLog(path));
+    QVERIFY(logging.replayLog(replayed));
     QVERIFY(finished.wait(120000));
     QVERIFY(!shown.isEmpty());
     for (const QString& text : std::as_const(shown))

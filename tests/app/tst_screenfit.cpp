@@ -58,9 +58,7 @@ private Q_SLOTS:
     void dialogsFitTheScreen_data();
     void dialogsFitTheScreen();
     void shortDialogIsNotCut();
-    void sizeOfTheUsersOwnIsKept();
-    void mainWindowKeepsAUsableSize();
-    void firstStartFitsTheScreen();
+    void mainWindowFitsAndKeepsAUsableSize();
 };
 
 void TestScreenFit::initTestCase()
@@ -124,38 +122,25 @@ void TestScreenFit::dialogsFitTheScreen()
     }
 }
 
+// A short dialog is not cut, at its own size or at one the user gave it.
 void TestScreenFit::shortDialogIsNotCut()
 {
-    std::unique_ptr<QDialog> dialog(formDialog(2));
-    dialog->show();
-    QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
-    auto* area = dialog->findChild<ScreenFitArea*>();
-    QVERIFY(area);
-    QCOMPARE(area->verticalScrollBar()->maximum(), 0);
-    QVERIFY(area->viewport()->height() >= area->widget()->sizeHint().height());
+    for (const QSize& size : {QSize(), QSize(350, 260)}) {
+        std::unique_ptr<QDialog> dialog(formDialog(2));
+        if (size.isValid())
+            dialog->resize(size);
+        dialog->show();
+        QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
+        if (size.isValid())
+            QCOMPARE(dialog->size(), size);
+        auto* area = dialog->findChild<ScreenFitArea*>();
+        QVERIFY(area);
+        QCOMPARE(area->verticalScrollBar()->maximum(), 0);
+        QVERIFY(area->viewport()->height() >= area->widget()->sizeHint().height());
+    }
 }
 
-void TestScreenFit::sizeOfTheUsersOwnIsKept()
-{
-    std::unique_ptr<QDialog> dialog(formDialog(3));
-    dialog->resize(350, 260);
-    dialog->show();
-    QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
-    QCOMPARE(dialog->size(), QSize(350, 260));
-}
-
-void TestScreenFit::mainWindowKeepsAUsableSize()
-{
-    MainWindow window;
-    window.resize(200, 150);
-    QVERIFY2(window.width() >= 600 && window.height() >= 380,
-             qPrintable(QStringLiteral("%1 x %2").arg(window.width()).arg(window.height())));
-    // Still within a laptop's screen at twice the scale: 1600 x 1000
-    // pixels are 800 x 500 logical ones, less a title bar.
-    QVERIFY(window.minimumSize().width() <= 800 && window.minimumSize().height() <= 460);
-}
-
-void TestScreenFit::firstStartFitsTheScreen()
+void TestScreenFit::mainWindowFitsAndKeepsAUsableSize()
 {
     QSettings().clear();
     MainWindow window;
@@ -167,6 +152,12 @@ void TestScreenFit::firstStartFitsTheScreen()
                             .arg(window.height())
                             .arg(screen.width())
                             .arg(screen.height())));
+    window.resize(200, 150);
+    QVERIFY2(window.width() >= 600 && window.height() >= 380,
+             qPrintable(QStringLiteral("%1 x %2").arg(window.width()).arg(window.height())));
+    // Still within a laptop's screen at twice the scale: 1600 x 1000
+    // pixels are 800 x 500 logical ones, less a title bar.
+    QVERIFY(window.minimumSize().width() <= 800 && window.minimumSize().height() <= 460);
 }
 
 int main(int argc, char** argv)
