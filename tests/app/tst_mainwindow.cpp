@@ -179,7 +179,6 @@ private Q_SLOTS:
     void messageSplitsLines();
     void goButtonsSelectTheTarget();
     void definitionsLoadAndFailureReachTheTrace();
-    void definitionsFromSettingsAtStart();
     void bookmarksLoadActivateAndFail();
     void closeWithUnsavedBookmarks_data();
     void closeWithUnsavedBookmarks();
@@ -270,59 +269,37 @@ std::unique_ptr<MainWindow> TestMainWindow::entryWindow(const QString& definitio
 void TestMainWindow::arguments_data()
 {
     QTest::addColumn<QStringList>("args");
-    QTest::addColumn<QString>("definitions");
-    QTest::addColumn<QString>("bookmarks");
-    QTest::addColumn<QString>("answers");
-    QTest::addColumn<QString>("sequences");
-    const QString none;
-    QTest::newRow("nothing") << QStringList() << none << none << none << none;
+    QTest::addColumn<QStringList>("files"); // definitions, bookmarks, answers, sequences
+    QTest::newRow("nothing") << QStringList() << QStringList(4);
     QTest::newRow("short forms") << QStringList{"-d", "a.qrvdef", "-b", "b.qrvbm", "-a", "p.qrvans", "-s", "x.qrvseq"}
-                                 << "a.qrvdef"
-                                 << "b.qrvbm"
-                                 << "p.qrvans"
-                                 << "x.qrvseq";
+                                 << QStringList{"a.qrvdef", "b.qrvbm", "p.qrvans", "x.qrvseq"};
     QTest::newRow("long forms") << QStringList{"--bookmarks", "b.qrvbm",  "--definitions", "a.qrvdef",
                                                "--answers",   "p.qrvans", "--sequences",   "z.qrvseq"}
-                                << "a.qrvdef"
-                                << "b.qrvbm"
-                                << "p.qrvans"
-                                << "z.qrvseq";
+                                << QStringList{"a.qrvdef", "b.qrvbm", "p.qrvans", "z.qrvseq"};
     QTest::newRow("the last occurrence wins") << QStringList{"-d", "first.qrvdef", "--definitions", "second.qrvdef"}
-                                              << "second.qrvdef" << none << none << none;
+                                              << QStringList{"second.qrvdef", "", "", ""};
     QTest::newRow("the last answers win over other options between")
-        << QStringList{"--answers", "a", "-b", "b", "--answers", "c"} << none << "b"
-        << "c" << none;
+        << QStringList{"--answers", "a", "-b", "b", "--answers", "c"} << QStringList{"", "b", "c", ""};
     QTest::newRow("an option standing last is ignored")
-        << QStringList{"-b", "b.qrvbm", "-d"} << none << "b.qrvbm" << none << none;
-    QTest::newRow("answers standing last are ignored") << QStringList{"-a"} << none << none << none << none;
+        << QStringList{"-b", "b.qrvbm", "-d"} << QStringList{"", "b.qrvbm", "", ""};
+    QTest::newRow("answers standing last are ignored") << QStringList{"-a"} << QStringList(4);
     QTest::newRow("other arguments are skipped")
-        << QStringList{"-style", "fusion", "-d", "a.qrvdef", "extra"} << "a.qrvdef" << none << none << none;
+        << QStringList{"-style", "fusion", "-d", "a.qrvdef", "extra"} << QStringList{"a.qrvdef", "", "", ""};
     QTest::newRow("a value that looks like an option is still a value")
-        << QStringList{"-d", "-b", "x"} << "-b" << none << none << none;
+        << QStringList{"-d", "-b", "x"} << QStringList{"-b", "", "", ""};
 }
 
 void TestMainWindow::arguments()
 {
     QFETCH(QStringList, args);
-    QFETCH(QString, definitions);
-    QFETCH(QString, bookmarks);
-    QFETCH(QString, answers);
-    QFETCH(QString, sequences);
-    QString d;
-    QString b;
-    QString a;
-    QString s;
-    MainWindow::parseArguments(args, &d, &b, &a, &s);
-    QCOMPARE(d, definitions);
-    QCOMPARE(b, bookmarks);
-    QCOMPARE(a, answers);
-    QCOMPARE(s, sequences);
+    QFETCH(QStringList, files);
+    QStringList found(4);
+    MainWindow::parseArguments(args, &found[0], &found[1], &found[2], &found[3]);
+    QCOMPARE(found, files);
     // Without places for the automation's files, their options are skipped.
-    QString d2;
-    QString b2;
-    MainWindow::parseArguments(args, &d2, &b2);
-    QCOMPARE(d2, definitions);
-    QCOMPARE(b2, bookmarks);
+    QStringList two(2);
+    MainWindow::parseArguments(args, &two[0], &two[1]);
+    QCOMPARE(two, files.mid(0, 2));
 }
 
 // The toggles' defaults and keys are the display options' own; here they
@@ -404,15 +381,21 @@ void TestMainWindow::goButtonsSelectTheTarget()
     QCOMPARE(window->targetChannel(), window->channel(1));
 }
 
+// The stored definitions load a moment after the window is up; a file
+// loaded or refused says so in the trace.
 void TestMainWindow::definitionsLoadAndFailureReachTheTrace()
 {
-    auto window = makeWindow();
-    window->traceModel()->clear();
-    QVERIFY(window->loadDefinitionFile(m_defs));
-    QVERIFY(window->tags());
+    QSettings().setValue(QStringLiteral("MainWindow/LastDefinitionsPath"), m_defs);
+    // Channels as configured (not at all): the start-up tries to connect them.
+    auto window = std::make_unique<MainWindow>();
+    QCOMPARE(window->definitionsActions()->path(), m_defs);
+    QVERIFY(!window->tags());
+    QTRY_VERIFY(window->tags());
     QCOMPARE(window->tags()->tagNumber(QStringLiteral("PumpId")), 0x1001);
-    QVERIFY(
-        lines(*window->traceModel()).constLast().startsWith(QStringLiteral("Definitions|Loaded definitions from ")));
+    const QStringList shown = lines(*window->traceModel());
+    QVERIFY(shown.contains(QStringLiteral("1 Con|Not configured")));
+    QVERIFY(shown.contains(QStringLiteral("2 Con|Not configured")));
+    QVERIFY(shown.contains(QStringLiteral("Definitions|Loaded definitions from ") + QDir::toNativeSeparators(m_defs)));
 
     const QString broken = m_dir.filePath(QStringLiteral("broken.qrvdef"));
     QVERIFY(writeFile(broken, "<qrv16><tag name=\"X\" id=\"zz\"/></qrv16>"));
@@ -423,20 +406,6 @@ void TestMainWindow::definitionsLoadAndFailureReachTheTrace()
     const TraceItem* line = window->traceModel()->index2item(window->traceModel()->index(last, 0));
     QCOMPARE(line->source(), QStringLiteral("Definitions"));
     QCOMPARE(line->color(), ColorError);
-}
-
-void TestMainWindow::definitionsFromSettingsAtStart()
-{
-    QSettings().setValue(QStringLiteral("MainWindow/LastDefinitionsPath"), m_defs);
-    // Channels as configured (not at all): the start-up tries to connect them.
-    auto window = std::make_unique<MainWindow>();
-    QCOMPARE(window->definitionsActions()->path(), m_defs);
-    QVERIFY(!window->tags());
-    // Loaded a moment after the window is up.
-    QTRY_VERIFY(window->tags());
-    const QStringList shown = lines(*window->traceModel());
-    QVERIFY(shown.contains(QStringLiteral("1 Con|Not configured")));
-    QVERIFY(shown.contains(QStringLiteral("2 Con|Not configured")));
 }
 
 void TestMainWindow::bookmarksLoadActivateAndFail()
