@@ -129,37 +129,27 @@ void TestQtToolBarManager::defaultToolBarsBringTheirActions()
 void TestQtToolBarManager::setToolBarActionsChangesTheToolBar_data()
 {
     QTest::addColumn<QString>("toolBar");
-    QTest::addColumn<QString>("actions");
-    QTest::addColumn<QString>("expected");
     QTest::addColumn<int>("signals");
+    QTest::addColumn<QString>("actions");
+    QTest::addColumn<QString>("expected"); // null: the actions as given
 
-    QTest::newRow("reordered") << "file"
-                               << "quit,-,save,open"
-                               << "quit,-,save,open" << 1;
-    QTest::newRow("separators anywhere") << "view"
-                                         << "-,zoomIn,-,-,zoomOut,-"
-                                         << "-,zoomIn,-,-,zoomOut,-" << 1;
-    QTest::newRow("emptied") << "file"
-                             << ""
-                             << "" << 1;
-    QTest::newRow("an action of another category") << "view"
-                                                   << "zoomIn,find"
-                                                   << "zoomIn,find" << 1;
-    QTest::newRow("an action twice is kept once") << "view"
-                                                  << "zoomOut,zoomIn,zoomOut"
-                                                  << "zoomOut,zoomIn" << 1;
-    QTest::newRow("the same content changes nothing") << "file"
-                                                      << "open,save,-,quit"
-                                                      << "open,save,-,quit" << 0;
+    QTest::newRow("reordered") << "file" << 1 << "quit,-,save,open" << QString();
+    QTest::newRow("separators anywhere") << "view" << 1 << "-,zoomIn,-,-,zoomOut,-" << QString();
+    QTest::newRow("emptied") << "file" << 1 << "" << QString();
+    QTest::newRow("an action of another category") << "view" << 1 << "zoomIn,find" << QString();
+    QTest::newRow("an action twice is kept once") << "view" << 1 << "zoomOut,zoomIn,zoomOut"
+                                                  << "zoomOut,zoomIn";
+    QTest::newRow("the same content changes nothing") << "file" << 0 << "open,save,-,quit" << QString();
 }
 
 void TestQtToolBarManager::setToolBarActionsChangesTheToolBar()
 {
     QFETCH(QString, toolBar);
+    QFETCH(int, signals);
     QFETCH(QString, actions);
     QFETCH(QString, expected);
-    QFETCH(int, signals);
-
+    if (expected.isNull())
+        expected = actions;
     Window w;
     QToolBar* target = w.toolBar(toolBar);
     QVERIFY(target);
@@ -168,14 +158,11 @@ void TestQtToolBarManager::setToolBarActionsChangesTheToolBar()
     w.manager.setToolBarActions(target, w.parse(actions));
     QCOMPARE(spy.count(), signals);
 
-    QStringList real;
-    for (QAction* action : target->actions())
-        real << (action->isSeparator() ? QStringLiteral("-") : action->objectName());
-    QCOMPARE(real.join(QLatin1Char(',')), expected);
+    const int index = toolBar == QLatin1String("file") ? 0 : 1;
+    QCOMPARE(w.describe().at(index), toolBar + QLatin1Char('=') + expected);
     QCOMPARE(names(w.manager.toolBarActions(target)).join(QLatin1Char(',')), expected);
     // The other toolbar is left alone.
-    const int other = toolBar == QLatin1String("file") ? 1 : 0;
-    QCOMPARE(w.describe().at(other), before.at(other));
+    QCOMPARE(w.describe().at(1 - index), before.at(1 - index));
 }
 
 void TestQtToolBarManager::userToolBars_data()
