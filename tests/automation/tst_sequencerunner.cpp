@@ -111,11 +111,11 @@ private Q_SLOTS:
     void stepsRunInTurn();
     void stepErrors_data();
     void stepErrors();
-    void stopEndsAtOnce_data();
     void stopEndsAtOnce();
     void pauseHoldsTheClock();
     void pauseDuringExpectSeesWhatArrived();
     void shortWaitsKeepTheLoopFree();
+    void restartStopsTheRunBefore();
     void busyPortKeepsBoundedBacklog();
     void tableReplacedDuringRun();
     void slotsMayPauseOnResults_data();
@@ -372,45 +372,26 @@ void TestSequenceRunner::stepErrors()
     QVERIFY(m_one->sent.isEmpty());
 }
 
-void TestSequenceRunner::stopEndsAtOnce_data()
-{
-    QTest::addColumn<bool>("restart");
-    QTest::newRow("stopped") << false;
-    QTest::newRow("another sequence started instead") << true;
-}
-
-// A run ended in the middle of a wait ends at once, with nothing left to
-// happen; a start meanwhile runs the new sequence.
 void TestSequenceRunner::stopEndsAtOnce()
 {
-    QFETCH(bool, restart);
     QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
-    Sequence second = make({SequenceStep::send(1, QStringLiteral("GetStatus"))});
-    second.name = QStringLiteral("second");
     m_runner->start(make({SequenceStep::wait(2000), SequenceStep::send(1, QStringLiteral("GetStatus"))}));
-    m_clock->after(50, [&] {
+    m_clock->after(50, [this] {
         QCOMPARE(m_runner->state(), SequenceRunner::Running);
         QCOMPARE(m_runner->currentStep(), 0);
-        if (restart)
-            m_runner->start(second);
-        else
-            m_runner->stop();
+        m_runner->stop();
     });
     QVERIFY(m_clock->runUntil([&] { return !finished.isEmpty(); }));
     QCOMPARE(finished.size(), 1);
-    QVERIFY(finished.first().at(0).value<SequenceRunner::Summary>().stopped);
+    const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
+    QVERIFY(summary.stopped);
     QVERIFY(finished.first().at(1).toString().endsWith(QStringLiteral(", stopped")));
-    if (restart) {
-        QVERIFY(m_clock->runUntil([&] { return finished.size() == 2; }));
-        const auto summary = finished.at(1).at(0).value<SequenceRunner::Summary>();
-        QCOMPARE(summary.name, QStringLiteral("second"));
-        QVERIFY(summary.passed());
-    }
     QCOMPARE(m_runner->state(), SequenceRunner::Idle);
     QCOMPARE(m_runner->currentStep(), -1);
+    // Nothing is left to happen.
     QVERIFY(m_clock->idle());
-    QCOMPARE(m_one->sent.size(), restart ? 1 : 0);
-    QCOMPARE(finished.size(), restart ? 2 : 1);
+    QVERIFY(m_one->sent.isEmpty());
+    QCOMPARE(finished.size(), 1);
 }
 
 void TestSequenceRunner::pauseHoldsTheClock()
@@ -476,6 +457,24 @@ void TestSequenceRunner::shortWaitsKeepTheLoopFree()
              qPrintable(QStringLiteral("%1 of %2").arg(r.summary.durationMs).arg(r.wallMs)));
     QVERIFY(meter.ticks > 0);
     QVERIFY2(meter.longest < 50, qPrintable(QString::number(meter.longest)));
+}
+
+void TestSequenceRunner::restartStopsTheRunBefore()
+{
+    QSignalSpy finished(m_runner.get(), &SequenceRunner::finished);
+    m_runner->start(make({SequenceStep::wait(5000)}));
+    QVERIFY(m_clock->step()); // the wait begins
+    QCOMPARE(m_runner->currentStep(), 0);
+    Sequence second = make({SequenceStep::send(1, QStringLiteral("GetStatus"))});
+    second.name = QStringLiteral("second");
+    m_runner->start(second);
+    QCOMPARE(finished.size(), 1);
+    QVERIFY(finished.first().at(0).value<SequenceRunner::Summary>().stopped);
+    QVERIFY(m_clock->runUntil([&] { return finished.size() == 2; }));
+    const auto summary = finished.at(1).at(0).value<SequenceRunner::Summary>();
+    QCOMPARE(summary.name, QStringLiteral("second"));
+    QVERIFY(summary.passed());
+    QCOMPARE(m_one->sent.size(), 1);
 }
 
 void TestSequenceRunner::busyPortKeepsBoundedBacklog()
