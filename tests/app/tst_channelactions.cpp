@@ -9,7 +9,6 @@
 #include <QLabel>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QTreeWidget>
 #include <QtTest>
 
 namespace {

@@ -40,7 +40,6 @@
 #include <QComboBox>
 #include <QDir>
 #include <QDockWidget>
-#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>

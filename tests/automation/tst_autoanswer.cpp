@@ -5,7 +5,6 @@
 #include "tests/support/definitions.h"
 #include "tests/support/loopback.h"
 
-#include <QAbstractItemModelTester>
 #include <QElapsedTimer>
 #include <QSettings>
 #include <QSignalSpy>

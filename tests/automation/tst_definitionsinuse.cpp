@@ -7,7 +7,6 @@
 #include "tests/support/definitions.h"
 #include "tests/support/files.h"
 
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 

@@ -6,14 +6,11 @@
 #include "widgets/qttoolbarmanager.h"
 #include "tests/widgets/toolbarwindow.h"
 
-#include <QAction>
 #include <QApplication>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QMainWindow>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QToolBar>
 #include <QTreeWidget>
 #include <QtTest>
 

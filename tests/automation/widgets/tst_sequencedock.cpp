@@ -10,7 +10,6 @@
 #include "tests/support/sequencesteps.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QComboBox>
 #include <QDragEnterEvent>
 #include <QLabel>
