@@ -101,13 +101,9 @@ void TestScreenFit::dialogsFitTheScreen()
     QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
     const QRect screen = dialog->screen()->availableGeometry();
     const QRect frame = dialog->frameGeometry();
-    QVERIFY2(screen.contains(frame), qPrintable(QStringLiteral("%1 x %2 at %3, %4 on %5 x %6")
-                                                    .arg(frame.width())
-                                                    .arg(frame.height())
-                                                    .arg(frame.x())
-                                                    .arg(frame.y())
-                                                    .arg(screen.width())
-                                                    .arg(screen.height())));
+    QString shown;
+    QDebug(&shown) << frame << "on" << screen;
+    QVERIFY2(screen.contains(frame), qPrintable(shown));
     auto* buttons = dialog->findChild<QDialogButtonBox*>();
     QVERIFY(buttons && buttons->isVisible());
     const QRect placed(buttons->mapTo(dialog.get(), QPoint(0, 0)), buttons->size());
@@ -146,12 +142,9 @@ void TestScreenFit::mainWindowFitsAndKeepsAUsableSize()
     MainWindow window;
     const QRect screen = window.screen()->availableGeometry();
     // No saved place yet: the status bar at the bottom must be in sight.
-    QVERIFY2(window.width() <= screen.width() && window.height() <= screen.height(),
-             qPrintable(QStringLiteral("%1 x %2 on %3 x %4")
-                            .arg(window.width())
-                            .arg(window.height())
-                            .arg(screen.width())
-                            .arg(screen.height())));
+    QString shown;
+    QDebug(&shown) << window.size() << "on" << screen.size();
+    QVERIFY2(window.width() <= screen.width() && window.height() <= screen.height(), qPrintable(shown));
     window.resize(200, 150);
     QVERIFY2(window.width() >= 600 && window.height() >= 380,
              qPrintable(QStringLiteral("%1 x %2").arg(window.width()).arg(window.height())));
