@@ -293,60 +293,57 @@ void TestAutomationFiles::answerWarnings()
 
 void TestAutomationFiles::sequenceWarnings_data()
 {
-    QTest::addColumn<QByteArray>("xml");
+    QTest::addColumn<QByteArray>("xml");  // in the file's root element
     QTest::addColumn<QString>("warning"); // a part of the first warning
     QTest::addColumn<int>("line");
     QTest::addColumn<SequenceStep>("step"); // the step kept, if any
 
     const SequenceStep none = SequenceStep::stop();
     QTest::newRow("unknown element at the top")
-        << sequences("<x/>" + sequence("<stop/>")) << "Unexpected element <x>" << 3 << none;
-    QTest::newRow("unknown step") << sequences(sequence("<jump/><stop/>")) << "Unexpected element <jump>" << 3 << none;
-    QTest::newRow("element inside wait") << sequences(sequence("<wait ms=\"1\"><x/></wait>"))
-                                         << "Unexpected element <x>" << 3 << SequenceStep::wait(1);
-    QTest::newRow("stray text in sequence") << sequences(sequence("text<stop/>")) << "haracters" << 3 << none;
-    QTest::newRow("text in stop") << sequences(sequence("<stop>x</stop>")) << "haracters" << 3 << none;
+        << QByteArray("<x/>" + sequence("<stop/>")) << "Unexpected element <x>" << 3 << none;
+    QTest::newRow("unknown step") << sequence("<jump/><stop/>") << "Unexpected element <jump>" << 3 << none;
+    QTest::newRow("element inside wait") << sequence("<wait ms=\"1\"><x/></wait>") << "Unexpected element <x>" << 3
+                                         << SequenceStep::wait(1);
+    QTest::newRow("stray text in sequence") << sequence("text<stop/>") << "haracters" << 3 << none;
+    QTest::newRow("text in stop") << sequence("<stop>x</stop>") << "haracters" << 3 << none;
     QTest::newRow("unknown sequence attribute")
-        << sequences("<sequence name=\"s\" colour=\"red\"><stop/></sequence>") << "colour" << 3 << none;
-    QTest::newRow("bad continue") << sequences("<sequence name=\"s\" continue=\"yes\"><stop/></sequence>")
+        << QByteArray("<sequence name=\"s\" colour=\"red\"><stop/></sequence>") << "colour" << 3 << none;
+    QTest::newRow("bad continue") << QByteArray("<sequence name=\"s\" continue=\"yes\"><stop/></sequence>")
                                   << "continue=\"yes\"" << 3 << none;
-    QTest::newRow("no name") << sequences("<sequence><stop/></sequence>") << "called \"Sequence 1\"" << 3 << none;
-    QTest::newRow("empty name") << sequences("<sequence name=\" \"><stop/></sequence>") << "without name" << 3 << none;
-    QTest::newRow("two sequences of one name") << sequences(sequence("<stop/>") + "\n<sequence name=\"s\"/>")
+    QTest::newRow("no name") << QByteArray("<sequence><stop/></sequence>") << "called \"Sequence 1\"" << 3 << none;
+    QTest::newRow("empty name") << QByteArray("<sequence name=\" \"><stop/></sequence>") << "without name" << 3 << none;
+    QTest::newRow("two sequences of one name") << sequence("<stop/>") + "\n<sequence name=\"s\"/>"
                                                << "Another sequence is called \"s\"" << 4 << none;
-    QTest::newRow("send without channel") << sequences(sequence("<send>A</send>")) << "without channel" << 3
-                                          << SequenceStep::send(1, QStringLiteral("A"));
-    QTest::newRow("send on channel 3") << sequences(sequence("<send channel=\"3\">A</send>")) << "channel=\"3\"" << 3
+    QTest::newRow("send without channel")
+        << sequence("<send>A</send>") << "without channel" << 3 << SequenceStep::send(1, QStringLiteral("A"));
+    QTest::newRow("send on channel 3") << sequence("<send channel=\"3\">A</send>") << "channel=\"3\"" << 3
                                        << SequenceStep::send(1, QStringLiteral("A"));
-    QTest::newRow("empty send") << sequences(sequence("<send channel=\"2\"></send>")) << "Empty <send>" << 3
+    QTest::newRow("empty send") << sequence("<send channel=\"2\"></send>") << "Empty <send>" << 3
                                 << SequenceStep::send(2, QString());
     QTest::newRow("unknown send attribute")
-        << sequences(sequence("<send channel=\"2\" ms=\"4\">A</send>")) << "Unknown attribute ms of <send>" << 3
+        << sequence("<send channel=\"2\" ms=\"4\">A</send>") << "Unknown attribute ms of <send>" << 3
         << SequenceStep::send(2, QStringLiteral("A"));
     QTest::newRow("expect without within")
-        << sequences(sequence("<expect channel=\"1\">R</expect>")) << "without within=\"ms\" takes 1000 ms" << 3
+        << sequence("<expect channel=\"1\">R</expect>") << "without within=\"ms\" takes 1000 ms" << 3
         << SequenceStep::expect(1, QStringLiteral("R"), 1000);
     QTest::newRow("expect within negative")
-        << sequences(sequence("<expect channel=\"1\" within=\"-5\">R</expect>")) << "within=\"-5\"" << 3
+        << sequence("<expect channel=\"1\" within=\"-5\">R</expect>") << "within=\"-5\"" << 3
         << SequenceStep::expect(1, QStringLiteral("R"), 1000);
-    QTest::newRow("empty expect") << sequences(sequence("\n<expect channel=\"1\" within=\"5\"/>")) << "Empty <expect>"
-                                  << 4 << SequenceStep::expect(1, QString(), 5);
-    QTest::newRow("wait without ms") << sequences(sequence("<wait/>")) << "without ms=\"ms\" takes 0 ms" << 3
+    QTest::newRow("empty expect") << sequence("\n<expect channel=\"1\" within=\"5\"/>") << "Empty <expect>" << 4
+                                  << SequenceStep::expect(1, QString(), 5);
+    QTest::newRow("wait without ms") << sequence("<wait/>") << "without ms=\"ms\" takes 0 ms" << 3
                                      << SequenceStep::wait(0);
-    QTest::newRow("wait too long") << sequences(sequence("<wait ms=\"99999999999\"/>")) << "ms=\"99999999999\"" << 3
+    QTest::newRow("wait too long") << sequence("<wait ms=\"99999999999\"/>") << "ms=\"99999999999\"" << 3
                                    << SequenceStep::wait(0);
-    QTest::newRow("wait not a number") << sequences(sequence("<wait ms=\"1s\"/>")) << "ms=\"1s\"" << 3
-                                       << SequenceStep::wait(0);
-    QTest::newRow("wait with channel") << sequences(sequence("<wait channel=\"1\" ms=\"3\"/>"))
+    QTest::newRow("wait not a number") << sequence("<wait ms=\"1s\"/>") << "ms=\"1s\"" << 3 << SequenceStep::wait(0);
+    QTest::newRow("wait with channel") << sequence("<wait channel=\"1\" ms=\"3\"/>")
                                        << "Unknown attribute channel of <wait>" << 3 << SequenceStep::wait(3);
-    QTest::newRow("repeat without times")
-        << sequences(sequence("<repeat/><end/>")) << "runs once" << 3 << SequenceStep::repeat(1);
-    QTest::newRow("repeat too often") << sequences(sequence("<repeat times=\"1000001\"/><end/>")) << "times=\"1000001\""
-                                      << 3 << SequenceStep::repeat(1);
-    QTest::newRow("repeat without end") << sequences(sequence("<repeat times=\"2\"/>\n")) << "without <end>" << 4
+    QTest::newRow("repeat without times") << sequence("<repeat/><end/>") << "runs once" << 3 << SequenceStep::repeat(1);
+    QTest::newRow("repeat too often") << sequence("<repeat times=\"1000001\"/><end/>") << "times=\"1000001\"" << 3
+                                      << SequenceStep::repeat(1);
+    QTest::newRow("repeat without end") << sequence("<repeat times=\"2\"/>\n") << "without <end>" << 4
                                         << SequenceStep::repeat(2);
-    QTest::newRow("end without repeat") << sequences(sequence("<end/>")) << "<end> without <repeat>" << 3
-                                        << SequenceStep::end();
+    QTest::newRow("end without repeat") << sequence("<end/>") << "<end> without <repeat>" << 3 << SequenceStep::end();
 }
 
 void TestAutomationFiles::sequenceWarnings()
@@ -356,7 +353,7 @@ void TestAutomationFiles::sequenceWarnings()
     QFETCH(int, line);
     QFETCH(SequenceStep, step);
     SequenceParser parser;
-    QVERIFY2(parser.parse(xml), qPrintable(parser.formatError()));
+    QVERIFY2(parser.parse(sequences(xml)), qPrintable(parser.formatError()));
     const QString warnings = parser.warnings();
     QCOMPARE(warnings.count(QStringLiteral("Warning: ")), 1);
     QVERIFY2(warnings.contains(warning), qPrintable(warnings));
