@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: MIT
+// What the window keeps in its settings: the display toggles and the trace
+// limit, each applied at once and read back by the next start.
+#include "app/displayoptions.h"
 #include "app/mainwindow.h"
 #include "app/preferences.h"
 #include "trace/tracemodel.h"
@@ -29,7 +32,7 @@ QString text(const TraceModel& model, int row)
 
 } // namespace
 
-class TestPreferences : public QObject
+class TestWindowSettings : public QObject
 {
     Q_OBJECT
 
@@ -37,6 +40,8 @@ private Q_SLOTS:
     void initTestCase();
     void init();
 
+    void toggles_data();
+    void toggles();
     void storedTraceLimit_data();
     void storedTraceLimit();
     void traceLimitAppliesAtOnceAndIsKept_data();
@@ -44,17 +49,77 @@ private Q_SLOTS:
     void windowSaysWhatItClamped();
 };
 
-void TestPreferences::initTestCase()
+void TestWindowSettings::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
 }
 
-void TestPreferences::init()
+void TestWindowSettings::init()
 {
     QSettings().clear();
 }
 
-void TestPreferences::storedTraceLimit_data()
+void TestWindowSettings::toggles_data()
+{
+    QTest::addColumn<int>("flag");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("key"); // empty: never kept
+    QTest::addColumn<bool>("firstStart");
+    QTest::newRow("auto scroll") << int(TraceOptions::AutoScroll) << "m_act_autoscroll"
+                                 << "MainWindow/AutoScroll" << true;
+    QTest::newRow("relative time") << int(TraceOptions::RelativeTime) << "m_act_reltime"
+                                   << "MainWindow/TraceRelTime" << false;
+    QTest::newRow("Hungarian notation") << int(TraceOptions::HungarianNotation) << "m_act_hungarian"
+                                        << "MainWindow/HungarianNotation" << false;
+    QTest::newRow("raw bytes") << int(TraceOptions::TraceRaw) << "m_act_trace_raw"
+                               << "MainWindow/TraceRaw" << false;
+    QTest::newRow("message bytes") << int(TraceOptions::TraceMessageBytes) << "m_act_trace_msg"
+                                   << "MainWindow/TraceMessage" << false;
+    QTest::newRow("decoded messages") << int(TraceOptions::Decode) << "m_act_trace_lut"
+                                      << "MainWindow/TraceLut" << true;
+    QTest::newRow("hide duplicates") << int(TraceOptions::HideDuplicates) << "m_act_hide_dup"
+                                     << "MainWindow/HideDup" << false;
+    QTest::newRow("linked channels") << int(TraceOptions::LinkChannels) << "m_act_link"
+                                     << "MainWindow/LinkChannels" << true;
+    QTest::newRow("pause is never kept") << int(TraceOptions::Pause) << "m_act_pause" << QString() << false;
+}
+
+// A first start shows the default; a toggle is announced and, but for the
+// pause, read back by the next start.
+void TestWindowSettings::toggles()
+{
+    QFETCH(int, flag);
+    QFETCH(QString, name);
+    QFETCH(QString, key);
+    QFETCH(bool, firstStart);
+    const auto which = TraceOptions::Flag(flag);
+    {
+        DisplayOptions display;
+        const TraceOptions before = display.options();
+        QAction* action = display.action(which);
+        QCOMPARE(action->objectName(), name);
+        QVERIFY(action->isCheckable());
+        QCOMPARE(action->isChecked(), firstStart);
+        QCOMPARE(display.options().test(which), firstStart);
+        QCOMPARE(display.findChild<QAction*>(name), action);
+
+        QSignalSpy changed(&display, &DisplayOptions::optionsChanged);
+        action->toggle();
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(changed.at(0).at(0).value<TraceOptions>().test(which), !firstStart);
+        QVERIFY(display.options() == before.with(which, !firstStart));
+        // Every option is saved when one changes, the pause never.
+        QCOMPARE(QSettings().allKeys().size(), key.isEmpty() ? 0 : TraceOptions::FlagCount - 1);
+        if (!key.isEmpty())
+            QCOMPARE(QSettings().value(key).toBool(), !firstStart);
+    }
+    DisplayOptions next;
+    const bool kept = !key.isEmpty();
+    QCOMPARE(next.action(which)->isChecked(), kept ? !firstStart : firstStart);
+    QCOMPARE(next.options().test(which), kept ? !firstStart : firstStart);
+}
+
+void TestWindowSettings::storedTraceLimit_data()
 {
     QTest::addColumn<QVariant>("stored"); // invalid: absent
     QTest::addColumn<int>("limit");
@@ -70,7 +135,7 @@ void TestPreferences::storedTraceLimit_data()
     QTest::newRow("not a number") << QVariant(QStringLiteral("lots")) << 100000 << true;
 }
 
-void TestPreferences::storedTraceLimit()
+void TestWindowSettings::storedTraceLimit()
 {
     QFETCH(QVariant, stored);
     QFETCH(int, limit);
@@ -84,13 +149,13 @@ void TestPreferences::storedTraceLimit()
     QCOMPARE(preferences.warnings().size(), warns ? 1 : 0);
     if (warns) {
         const QString warning = preferences.warnings().constFirst();
-        QVERIFY2(warning.contains(QStringLiteral("MainWindow/TraceLimit")) &&
-                     warning.contains(stored.toString()) && warning.contains(QString::number(limit)),
+        QVERIFY2(warning.contains(QStringLiteral("MainWindow/TraceLimit")) && warning.contains(stored.toString()) &&
+                     warning.contains(QString::number(limit)),
                  qPrintable(warning));
     }
 }
 
-void TestPreferences::traceLimitAppliesAtOnceAndIsKept_data()
+void TestWindowSettings::traceLimitAppliesAtOnceAndIsKept_data()
 {
     QTest::addColumn<int>("set");
     QTest::addColumn<QString>("dialog"); // how the dialog is left, if set there
@@ -103,7 +168,7 @@ void TestPreferences::traceLimitAppliesAtOnceAndIsKept_data()
     QTest::newRow("the dialog cancelled") << 1500 << "Cancel" << 100000;
 }
 
-void TestPreferences::traceLimitAppliesAtOnceAndIsKept()
+void TestWindowSettings::traceLimitAppliesAtOnceAndIsKept()
 {
     QFETCH(int, set);
     QFETCH(QString, dialog);
@@ -146,7 +211,7 @@ void TestPreferences::traceLimitAppliesAtOnceAndIsKept()
 }
 
 // A limit clamped at start is said in the trace, as other settings are.
-void TestPreferences::windowSaysWhatItClamped()
+void TestWindowSettings::windowSaysWhatItClamped()
 {
     QSettings().setValue(QStringLiteral("MainWindow/TraceLimit"), 12);
     MainWindow window;
@@ -162,5 +227,5 @@ void TestPreferences::windowSaysWhatItClamped()
     QVERIFY(!actions.constFirst()->associatedObjects().isEmpty());
 }
 
-QTEST_MAIN(TestPreferences)
-#include "tst_preferences.moc"
+QTEST_MAIN(TestWindowSettings)
+#include "tst_windowsettings.moc"
