@@ -1,16 +1,21 @@
 // SPDX-License-Identifier: MIT
+// What the window shows of its channels: each channel's actions with their
+// state, and the status bar's links, counts, log and replay.
+#include "app/channelactions.h"
 #include "app/linkstatusbar.h"
 
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
+#include "connection/widgets/certificatedialog.h"
 #include "libserial/serframing.h"
+#include "tests/support/files.h"
 #include "trace/channel.h"
 #include "trace/replayer.h"
 #include "trace/tracemodel.h"
 #include "trace/widgets/tracelogging.h"
 #include "widgets/elidedlabel.h"
-#include "tests/support/files.h"
 
+#include <QAction>
 #include <QDir>
 #include <QLabel>
 #include <QSettings>
@@ -23,7 +28,16 @@
 
 #include <memory>
 
-class TestLinkStatusBar : public QObject
+namespace {
+
+bool sameImage(const QIcon& icon, const QString& resource)
+{
+    return icon.pixmap(24).toImage() == QIcon(resource).pixmap(24).toImage();
+}
+
+} // namespace
+
+class TestChannelControls : public QObject
 {
     Q_OBJECT
 
@@ -31,6 +45,9 @@ private Q_SLOTS:
     void initTestCase();
     void init();
 
+    void stateIcons_data();
+    void stateIcons();
+    void sslInformationDialog();
     void linkNamesThePortOrPeer_data();
     void linkNamesThePortOrPeer();
     void peerShowsOpenAndBytesAreCountedExactly();
@@ -40,40 +57,117 @@ private:
     QTemporaryDir m_dir;
 };
 
-void TestLinkStatusBar::initTestCase()
+void TestChannelControls::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QVERIFY(m_dir.isValid());
 }
 
-void TestLinkStatusBar::init()
+void TestChannelControls::init()
 {
     QSettings().clear();
 }
 
-void TestLinkStatusBar::linkNamesThePortOrPeer_data()
+void TestChannelControls::stateIcons_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<bool>("ssl");
+    QTest::addColumn<bool>("active");
+    QTest::addColumn<QString>("connectIcon");
+    QTest::addColumn<QString>("sslTip");
+    QTest::newRow("client, closed, no TLS")
+        << 1 << int(ConnectionSettings::ClientMode) << false << false << QStringLiteral(":/icons/i24_disconnect1.png")
+        << QStringLiteral("Encryption disabled.");
+    QTest::newRow("server 2, closed, TLS configured")
+        << 2 << int(ConnectionSettings::ServerMode) << true << false
+        << QStringLiteral(":/icons/i24_server_disconnect2.png") << QStringLiteral("Encryption is NOT active.");
+    QTest::newRow("server 1, listening") << 1 << int(ConnectionSettings::ServerMode) << false << true
+                                         << QStringLiteral(":/icons/i24_server_connect1.png")
+                                         << QStringLiteral("Encryption disabled.");
+}
+
+void TestChannelControls::stateIcons()
+{
+    QFETCH(int, number);
+    QFETCH(int, mode);
+    QFETCH(bool, ssl);
+    QFETCH(bool, active);
+    QFETCH(QString, connectIcon);
+    QFETCH(QString, sslTip);
+    QWidget window;
+    Channel channel(number);
+    ChannelActions actions(&channel, &window);
+    // Saved toolbars find the actions by these names.
+    QCOMPARE(window.findChild<QAction*>(QStringLiteral("m_act_connection%1").arg(number)), actions.settingsAction());
+    QCOMPARE(window.findChild<QAction*>(QStringLiteral("m_act_connect%1").arg(number)), actions.connectAction());
+    QCOMPARE(window.findChild<QAction*>(QStringLiteral("m_act_ssl%1").arg(number)), actions.sslAction());
+    QCOMPARE(window.findChild<QAction*>(QStringLiteral("m_act_disturb%1").arg(number)), actions.disturbAction());
+    ConnectionSettings settings;
+    settings.setMode(mode);
+    settings.setServerAddress(QStringLiteral("127.0.0.1"));
+    settings.setServerPort(0);
+    settings.setSslEnabled(ssl);
+    channel.setSettings(settings);
+    actions.updateState();
+    if (active)
+        actions.connectAction()->trigger();
+    QCOMPARE(channel.connection()->isListening(), active);
+    QVERIFY(!QIcon(connectIcon).isNull());
+    QVERIFY(sameImage(actions.connectAction()->icon(), connectIcon));
+    QVERIFY(sameImage(actions.sslAction()->icon(), QStringLiteral(":/icons/i24_lock_open.png")));
+    QCOMPARE(actions.sslAction()->toolTip(), sslTip);
+    // A TCP link has no modem lines to pulse.
+    QVERIFY(!actions.disturbAction()->isEnabled());
+    if (active) {
+        // The same action takes the link down again.
+        actions.connectAction()->trigger();
+        QVERIFY(!channel.connection()->isListening());
+        QVERIFY(sameImage(actions.connectAction()->icon(), QStringLiteral(":/icons/i24_server_disconnect1.png")));
+    }
+}
+
+void TestChannelControls::sslInformationDialog()
+{
+    QWidget window;
+    Channel channel(2);
+    ChannelActions actions(&channel, &window);
+    actions.sslAction()->trigger();
+    auto* dialog = window.findChild<CertificateDialog*>();
+    QVERIFY(dialog);
+    // What the dialog shows of a session is its own test's.
+    QCOMPARE(dialog->windowTitle(), QStringLiteral("Channel 2 encryption information"));
+    QStringList labels;
+    for (QLabel* label : dialog->findChildren<QLabel*>())
+        labels << label->text();
+    QVERIFY(labels.join(QLatin1Char('\n')).contains(QLatin1String("Channel 2 at ")));
+    dialog->close();
+}
+
+void TestChannelControls::linkNamesThePortOrPeer_data()
 {
     QTest::addColumn<int>("mode");
     QTest::addColumn<QString>("where"); // serial port, or host:port
     QTest::addColumn<QString>("framing");
     QTest::addColumn<bool>("tls");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("local serial port") << int(ConnectionSettings::SerialMode) << "/dev/ttyUSB0" << "8E1" << false
-                                       << "ttyUSB0 115200 8E1";
-    QTest::newRow("remote serial port") << int(ConnectionSettings::SerialMode) << "rfc2217://rack4:7001" << "7O2"
-                                        << false << "rfc2217 rack4:7001 115200 7O2";
-    QTest::newRow("no port chosen") << int(ConnectionSettings::SerialMode) << "" << "8N1" << false
-                                    << "no port 115200 8N1";
-    QTest::newRow("client") << int(ConnectionSettings::ClientMode) << "10.0.0.5:10000" << "" << false
-                            << "client 10.0.0.5:10000";
-    QTest::newRow("client with TLS") << int(ConnectionSettings::ClientMode) << "rack4:443" << "" << true
-                                     << "client rack4:443 TLS";
-    QTest::newRow("server on every address") << int(ConnectionSettings::ServerMode) << ":10001" << "" << false
-                                             << "server :10001";
-    QTest::newRow("disabled") << int(ConnectionSettings::DisabledMode) << "" << "" << false << "not configured";
+    QTest::newRow("local serial port") << int(ConnectionSettings::SerialMode) << "/dev/ttyUSB0"
+                                       << "8E1" << false << "ttyUSB0 115200 8E1";
+    QTest::newRow("remote serial port") << int(ConnectionSettings::SerialMode) << "rfc2217://rack4:7001"
+                                        << "7O2" << false << "rfc2217 rack4:7001 115200 7O2";
+    QTest::newRow("no port chosen") << int(ConnectionSettings::SerialMode) << ""
+                                    << "8N1" << false << "no port 115200 8N1";
+    QTest::newRow("client") << int(ConnectionSettings::ClientMode) << "10.0.0.5:10000"
+                            << "" << false << "client 10.0.0.5:10000";
+    QTest::newRow("client with TLS") << int(ConnectionSettings::ClientMode) << "rack4:443"
+                                     << "" << true << "client rack4:443 TLS";
+    QTest::newRow("server on every address") << int(ConnectionSettings::ServerMode) << ":10001"
+                                             << "" << false << "server :10001";
+    QTest::newRow("disabled") << int(ConnectionSettings::DisabledMode) << ""
+                              << "" << false << "not configured";
 }
 
-void TestLinkStatusBar::linkNamesThePortOrPeer()
+void TestChannelControls::linkNamesThePortOrPeer()
 {
     QFETCH(int, mode);
     QFETCH(QString, where);
@@ -99,7 +193,7 @@ void TestLinkStatusBar::linkNamesThePortOrPeer()
 
 // A peer that connects shows as open; every byte each way is counted, and
 // none twice; an attempt that fails shows as an error.
-void TestLinkStatusBar::peerShowsOpenAndBytesAreCountedExactly()
+void TestChannelControls::peerShowsOpenAndBytesAreCountedExactly()
 {
     QTcpServer peer;
     QVERIFY(peer.listen(QHostAddress::LocalHost));
@@ -138,8 +232,8 @@ void TestLinkStatusBar::peerShowsOpenAndBytesAreCountedExactly()
     QTRY_VERIFY_WITH_TIMEOUT((arrived += far->readAll(), arrived.size() == out.size()), 10000);
     QTRY_COMPARE_WITH_TIMEOUT(channel.connection()->bytesReceived(), qint64(sent.size()), 10000);
     QCOMPARE(channel.connection()->bytesSent(), qint64(out.size()));
-    const QString counts = QStringLiteral("in %1, out %2").arg(QLocale().toString(sent.size()),
-                                                               QLocale().toString(out.size()));
+    const QString counts =
+        QStringLiteral("in %1, out %2").arg(QLocale().toString(sent.size()), QLocale().toString(out.size()));
     QTRY_VERIFY_WITH_TIMEOUT(label->text().endsWith(counts), 5000);
     QVERIFY(label->toolTip().contains(QStringLiteral("Received: %1 bytes").arg(QLocale().toString(sent.size()))));
 
@@ -161,7 +255,7 @@ void TestLinkStatusBar::peerShowsOpenAndBytesAreCountedExactly()
 
 // The log's file is shown while it is written, a replay's progress while
 // it runs.
-void TestLinkStatusBar::logAndReplayAreShownWhileTheyRun()
+void TestChannelControls::logAndReplayAreShownWhileTheyRun()
 {
     QWidget window;
     TraceModel model;
@@ -200,5 +294,5 @@ void TestLinkStatusBar::logAndReplayAreShownWhileTheyRun()
     QVERIFY(replay->isHidden());
 }
 
-QTEST_MAIN(TestLinkStatusBar)
-#include "tst_linkstatusbar.moc"
+QTEST_MAIN(TestChannelControls)
+#include "tst_channelcontrols.moc"
