@@ -248,7 +248,6 @@ private Q_SLOTS:
     void removedActionsLeaveEveryToolBar();
     void stateRoundTrip_data();
     void stateRoundTrip();
-    void stateKeepsTheToolBarArea();
     void unknownNamesAreSkipped_data();
     void unknownNamesAreSkipped();
     void badStatesAreRefused_data();
@@ -479,6 +478,9 @@ void TestQtToolBars::stateRoundTrip()
 
     Window source;
     source.apply(layout);
+    // The last user toolbar on the left, where it comes back.
+    if (source.manager.toolBars().size() > 2)
+        source.window.addToolBar(Qt::LeftToolBarArea, source.manager.toolBars().constLast());
     const QStringList expected = source.describe();
     const QByteArray state = source.manager.saveState();
 
@@ -492,7 +494,7 @@ void TestQtToolBars::stateRoundTrip()
         QToolBar* restored = target.manager.toolBars().at(i);
         QCOMPARE(restored->objectName(), source.manager.toolBars().at(i)->objectName());
         QCOMPARE(restored->parent(), &target.window);
-        QVERIFY(target.window.toolBarArea(restored) != Qt::NoToolBarArea);
+        QCOMPARE(target.window.toolBarArea(restored), source.window.toolBarArea(source.manager.toolBars().at(i)));
     }
 
     // Restoring again changes nothing, and the state reads the same.
@@ -506,19 +508,6 @@ void TestQtToolBars::stateRoundTrip()
     source.apply({QStringLiteral("file=find"), QStringLiteral("+Later=open")});
     QVERIFY(source.manager.restoreState(state));
     QCOMPARE(source.describe(), expected);
-}
-
-void TestQtToolBars::stateKeepsTheToolBarArea()
-{
-    Window source;
-    QToolBar* side = source.manager.createToolBar(QStringLiteral("Side"));
-    source.window.addToolBar(Qt::LeftToolBarArea, side);
-    source.manager.setToolBarActions(side, source.parse(QStringLiteral("open")));
-    Window target;
-    QVERIFY(target.manager.restoreState(source.manager.saveState()));
-    QToolBar* restored = target.toolBar(QStringLiteral("Side"));
-    QVERIFY(restored);
-    QCOMPARE(target.window.toolBarArea(restored), Qt::LeftToolBarArea);
 }
 
 void TestQtToolBars::unknownNamesAreSkipped_data()
