@@ -176,7 +176,6 @@ private Q_SLOTS:
     void firstStartDefaults();
     void messageSplitsLines_data();
     void messageSplitsLines();
-    void goButtonsSelectTheTarget();
     void definitionsLoadAndFailureReachTheTrace();
     void bookmarksLoadActivateAndFail();
     void everyCommandCanBeReached();
@@ -198,7 +197,7 @@ private Q_SLOTS:
     void windowRunsTheDemo();
     void sendsTheTextAsTyped_data();
     void sendsTheTextAsTyped();
-    void historyStaysInTheDropDown();
+    void entryKeepsHistoryAndTarget();
     void namesOnlyWhenAskedAndTakenWhenChosen();
 
 private:
@@ -352,29 +351,6 @@ void TestMainWindow::messageSplitsLines()
     const int last = window->traceModel()->lineCount() - 1;
     QCOMPARE(window->traceModel()->index2item(window->traceModel()->index(last, 0))->color(), ColorError);
     QCOMPARE(lines(*window->traceModel()).constLast(), QStringLiteral("Log|bad"));
-}
-
-// What is typed goes to the target by Return and into a sequence step;
-// each button sends and makes its channel the target, kept for next time.
-void TestMainWindow::goButtonsSelectTheTarget()
-{
-    {
-        auto window = makeWindow();
-        QComboBox* entry = this->entry(window.get());
-        entry->setEditText(QStringLiteral("1001=5"));
-        window->findChild<QPushButton*>(QStringLiteral("m_pb_go2"))->click();
-        QCOMPARE(window->targetChannel(), window->channel(2));
-        QCOMPARE(lines(*window->traceModel()), QStringList{"2|1001=5"});
-        QTest::keyClick(entry, Qt::Key_Return);
-        QCOMPARE(lines(*window->traceModel()), (QStringList{"2|1001=5", "2|1001=5"}));
-        action(window->sequenceDock(), "m_act_sequence_add_entry")->trigger();
-        QCOMPARE(stepTexts(*window->sequenceDock()), QStringList{"Send on 2: 1001=5"});
-    }
-    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TargetChannel")).toInt(), 2);
-    auto window = makeWindow();
-    QCOMPARE(window->targetChannel(), window->channel(2));
-    window->findChild<QPushButton*>(QStringLiteral("m_pb_go1"))->click();
-    QCOMPARE(window->targetChannel(), window->channel(1));
 }
 
 // The stored definitions load a moment after the window is up; a file
@@ -1042,7 +1018,10 @@ void TestMainWindow::sendsTheTextAsTyped()
     QVERIFY(m_sent[1 - target].isEmpty());
 }
 
-void TestMainWindow::historyStaysInTheDropDown()
+// What is sent goes into a history the next start offers again, into a
+// sequence step, and to the target by Return; each button sends and makes
+// its channel the target, kept for next time too.
+void TestMainWindow::entryKeepsHistoryAndTarget()
 {
     {
         auto window = entryWindow();
@@ -1055,16 +1034,25 @@ void TestMainWindow::historyStaysInTheDropDown()
         QCOMPARE(combo->currentText(), QStringLiteral("PumpId=1"));
         QTest::keyClick(combo, Qt::Key_Down);
         QCOMPARE(combo->currentText(), QStringLiteral("PumpId=2"));
+        window->findChild<QPushButton*>(QStringLiteral("m_pb_go2"))->click();
+        QCOMPARE(window->targetChannel(), window->channel(2));
         QTest::keyClick(combo, Qt::Key_Return);
+        QCOMPARE(lines(*window->traceModel()).mid(3), (QStringList{"2|PumpId=2", "2|PumpId=2"}));
+        action(window->sequenceDock(), "m_act_sequence_add_entry")->trigger();
+        QCOMPARE(stepTexts(*window->sequenceDock()), QStringList{"Send on 2: PumpId=2"});
     }
     QCOMPARE(QSettings().value(QStringLiteral("MainWindow/History")).toStringList(),
              (QStringList{"PumpId=1", "PumpId=2"}));
     QCOMPARE(QSettings().value(QStringLiteral("MainWindow/HistoryIndex")).toInt(), 1);
+    QCOMPARE(QSettings().value(QStringLiteral("MainWindow/TargetChannel")).toInt(), 2);
     auto window = entryWindow();
     QComboBox* combo = entry(window.get());
+    QCOMPARE(window->targetChannel(), window->channel(2));
     QCOMPARE(combo->currentText(), QStringLiteral("PumpId=2"));
     QTest::keyClick(combo, Qt::Key_Up);
     QCOMPARE(combo->currentText(), QStringLiteral("PumpId=1"));
+    window->findChild<QPushButton*>(QStringLiteral("m_pb_go1"))->click();
+    QCOMPARE(window->targetChannel(), window->channel(1));
 }
 
 void TestMainWindow::namesOnlyWhenAskedAndTakenWhenChosen()
