@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include "automation/answerparser.h"
 #include "automation/autoanswer.h"
-#include "trace/channel.h"
-#include "trace/tracemodel.h"
+#include "automation/sequenceparser.h"
+#include "automation/sequencerunner.h"
+#include "bookmarks/bookmarklist.h"
+#include "bookmarks/bookmarkparser.h"
+#include "qrv16/messageparser.h"
 #include "tests/support/definitions.h"
 #include "tests/support/loopback.h"
+#include "trace/channel.h"
+#include "trace/tracemodel.h"
 
-#include <QAbstractItemModelTester>
+#include <QAction>
 #include <QElapsedTimer>
 #include <QSettings>
 #include <QSignalSpy>
@@ -15,6 +21,9 @@
 Q_DECLARE_METATYPE(AnswerRule)
 
 namespace {
+
+const QString answersPath = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvans");
+const QString sequencesPath = QStringLiteral(KORV_SOURCE_DIR "/examples/pump-station.qrvseq");
 
 AnswerRule rule(const QString& when, const QString& answer, int channel = AnswerRule::AnyChannel, int delay = 0)
 {
@@ -29,7 +38,9 @@ AnswerRule rule(const QString& when, const QString& answer, int channel = Answer
 } // namespace
 
 // Channel 1 listens, channel 2 connects to it: what one sends, the other
-// receives, as a controller and its tester would.
+// receives, as a controller and its tester would. The demo's simulated
+// controller, examples/pump-station.qrvans, answers the requests of
+// examples/demo.qrvbm and the sequences of examples/pump-station.qrvseq.
 class TestAutoAnswer : public QObject
 {
     Q_OBJECT
@@ -42,13 +53,14 @@ private Q_SLOTS:
     void answersWhatItShould_data();
     void answersWhatItShould();
     void newRulesCountAfresh();
-    void engineOffSendsNothing();
     void periodic();
     void answersOfReplacedRulesStayUnsent_data();
     void answersOfReplacedRulesStayUnsent();
     void badAnswerIsReported();
     void answerBeyond32BitsIsRefused();
-    void toolTipMarksAutomaticLines();
+    void answersEveryBookmarkedRequest();
+    void sequencesAgainstTheStation_data();
+    void sequencesAgainstTheStation();
 
 private:
     // Lines of one source whose text starts with `prefix`.
@@ -56,6 +68,9 @@ private:
     // True once whatever the engine sends, within `msecs`, for what was
     // sent so far has arrived: markers sent each way after it follow it.
     bool settle(int msecs);
+    // The engine answers on channel 2 as the demo's simulated controller
+    // does, with the rule called `ruleOff` switched off.
+    void station(const QString& ruleOff = QString());
 
     std::unique_ptr<QRV16::TagDataLut> m_tags;
     std::unique_ptr<LoopbackPair> m_pair;
@@ -123,6 +138,28 @@ bool TestAutoAnswer::settle(int msecs)
     return exchanged(2);
 }
 
+void TestAutoAnswer::station(const QString& ruleOff)
+{
+    AnswerParser parser;
+    QVERIFY2(parser.parse(answersPath), qPrintable(parser.formatError()));
+    QCOMPARE(parser.warnings(), QString());
+    QVERIFY(parser.rules().size() >= 6);
+    QVector<AnswerRule> rules = parser.rules();
+    bool found = ruleOff.isEmpty();
+    for (AnswerRule& rule : rules) {
+        if (rule.name == ruleOff) {
+            rule.enabled = false;
+            found = true;
+        }
+    }
+    QVERIFY(found);
+    // Every answer reads, the periodic report's too: rules that do not are
+    // said as they are set.
+    QSignalSpy problems(m_auto.get(), &AutoAnswer::message);
+    m_auto->setRules(rules);
+    QCOMPARE(problems.count(), 0);
+}
+
 void TestAutoAnswer::answersWithinTheDelay_data()
 {
     QTest::addColumn<int>("delay");
@@ -133,7 +170,9 @@ void TestAutoAnswer::answersWithinTheDelay_data()
 void TestAutoAnswer::answersWithinTheDelay()
 {
     QFETCH(int, delay);
-    m_auto->setRules({rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Ok)"), 2, delay)});
+    AnswerRule named = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Ok)"), 2, delay);
+    named.name = QStringLiteral("status");
+    m_auto->setRules({named});
     QElapsedTimer clock;
     clock.start();
     QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
@@ -143,6 +182,17 @@ void TestAutoAnswer::answersWithinTheDelay()
     QVERIFY2(elapsed < delay + 1000, qPrintable(QString::number(elapsed)));
     QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply=(ResultCode=Ok)")), 1);
     QCOMPARE(m_auto->fired(0), 1);
+    // The answer's line says who sent it; no other line does.
+    for (int row = 0; row < m_pair->model.lineCount(); ++row) {
+        const QString source = m_pair->model.index(row, TraceModel::SourceColumn).data().toString();
+        const QString tip = m_pair->model.index(row, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
+        const bool automatic = source == QLatin1String("2") && m_pair->model.index(row, TraceModel::TextColumn)
+                                                                   .data()
+                                                                   .toString()
+                                                                   .startsWith(QLatin1String("GetStatusReply"));
+        QVERIFY2(tip.startsWith(QStringLiteral("Sent automatically by answer rule \"status\"\n")) == automatic,
+                 qPrintable(source + QLatin1Char('|') + tip));
+    }
 }
 
 void TestAutoAnswer::answersWhatItShould_data()
@@ -231,18 +281,6 @@ void TestAutoAnswer::newRulesCountAfresh()
     QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 2);
 }
 
-// The whole engine off: nothing, not even answers already waiting.
-void TestAutoAnswer::engineOffSendsNothing()
-{
-    m_auto->setRules({rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2, 100)});
-    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
-    QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("Login")), 1);
-    m_auto->setEnabled(false);
-    QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
-    QVERIFY(settle(100));
-    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 0);
-}
-
 void TestAutoAnswer::periodic()
 {
     AnswerRule report;
@@ -258,27 +296,33 @@ void TestAutoAnswer::periodic()
 
 void TestAutoAnswer::answersOfReplacedRulesStayUnsent_data()
 {
-    QTest::addColumn<bool>("keepSwitchedOff");
-    QTest::newRow("rules replaced") << false;
-    QTest::newRow("rule switched off") << true;
+    QTest::addColumn<QString>("change");
+    QTest::newRow("rules replaced") << "replace";
+    QTest::newRow("rule switched off") << "rule off";
+    QTest::newRow("engine switched off: nothing at all") << "engine off";
 }
 
 // An answer waiting for its delay belongs to the rules of its time.
 void TestAutoAnswer::answersOfReplacedRulesStayUnsent()
 {
-    QFETCH(bool, keepSwitchedOff);
+    QFETCH(QString, change);
     AnswerRule status = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply=(ResultCode=Ok)"), 2, 200);
-    m_auto->setRules({status});
+    // It answers later than the old one would have.
+    const AnswerRule login = rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2, 400);
+    m_auto->setRules({status, login});
     QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
     QTRY_COMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatus=")), 1);
     QCOMPARE(m_auto->fired(0), 1);
 
-    // The new rule answers later than the old one would have.
-    const AnswerRule login = rule(QStringLiteral("Login"), QStringLiteral("LoginReply"), 2, 400);
     status.enabled = false;
-    m_auto->setRules(keepSwitchedOff ? QVector<AnswerRule>{status, login} : QVector<AnswerRule>{login});
+    if (change == QLatin1String("engine off"))
+        m_auto->setEnabled(false);
+    else
+        m_auto->setRules(change == QLatin1String("rule off") ? QVector<AnswerRule>{status, login}
+                                                             : QVector<AnswerRule>{login});
     QVERIFY(m_pair->one.sendMessage(QStringLiteral("Login")));
-    QTRY_COMPARE_WITH_TIMEOUT(count(QStringLiteral("1"), QStringLiteral("LoginReply")), 1, 10000);
+    QVERIFY(settle(login.delay));
+    QCOMPARE(count(QStringLiteral("1"), QStringLiteral("LoginReply")), change == QLatin1String("engine off") ? 0 : 1);
     QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 0);
     QCOMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 0);
 }
@@ -328,21 +372,104 @@ void TestAutoAnswer::answerBeyond32BitsIsRefused()
     QCOMPARE(count(QStringLiteral("2"), QStringLiteral("GetStatusReply")), 0);
 }
 
-void TestAutoAnswer::toolTipMarksAutomaticLines()
+void TestAutoAnswer::answersEveryBookmarkedRequest()
 {
-    AnswerRule named = rule(QStringLiteral("GetStatus"), QStringLiteral("GetStatusReply"), 2);
-    named.name = QStringLiteral("status");
-    m_auto->setRules({named});
-    QVERIFY(m_pair->one.sendMessage(QStringLiteral("GetStatus")));
-    QTRY_COMPARE(count(QStringLiteral("1"), QStringLiteral("GetStatusReply")), 1);
-    for (int row = 0; row < m_pair->model.lineCount(); ++row) {
-        const QString source = m_pair->model.index(row, TraceModel::SourceColumn).data().toString();
-        const QString tip = m_pair->model.index(row, TraceModel::TextColumn).data(Qt::ToolTipRole).toString();
-        const bool automatic = source == QLatin1String("2") &&
-                               m_pair->model.index(row, TraceModel::TextColumn).data().toString().startsWith(
-                                   QLatin1String("GetStatusReply"));
-        QVERIFY2(tip.startsWith(QStringLiteral("Sent automatically by answer rule \"status\"\n")) == automatic,
-                 qPrintable(source + QLatin1Char('|') + tip));
+    station();
+    if (QTest::currentTestFailed())
+        return;
+    Channel& one = m_pair->one;
+    QSignalSpy problems(m_auto.get(), &AutoAnswer::message);
+
+    QList<QRV16::Message> replies;
+    connect(&one, &Channel::received, this, [&replies](const QRV16::Message& m) { replies.append(m); });
+
+    BookmarkList bookmarks;
+    BookmarkParser reader(&bookmarks);
+    QVERIFY(reader.parse(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvbm")));
+    QRV16::MessageParser notation(m_tags.get());
+    int requests = 0;
+    const QRV16::Message sentinel = notation.parse(QStringLiteral("Login=(Operator=\"sentinel\")"));
+    for (const QAction* action : bookmarks.actions()) {
+        for (const QRV16::Message& request : notation.parseList(BookmarkList::message(action))) {
+            const QString name = m_tags->tagName(request.tag());
+            // Requests have a reply tag; the station's own messages do not.
+            if (m_tags->tagNumber(name + QStringLiteral("Reply")) < 0)
+                continue;
+            ++requests;
+            replies.clear();
+            one.sendMessage(request);
+            QTRY_VERIFY2(!replies.isEmpty(), qPrintable(name));
+            // One answer only, however many rules match: any other would
+            // come before the answer to a login, the slowest rule.
+            one.sendMessage(sentinel);
+            QTRY_VERIFY2(replies.size() >= 2 &&
+                             QRV16::MessagePattern(QStringLiteral("LoginReply=(Operator=\"sentinel\")"), m_tags.get())
+                                 .matches(replies.last()),
+                         qPrintable(name));
+            QCOMPARE(replies.size(), 2);
+            QCOMPARE(m_tags->tagName(replies.first().tag()), name + QStringLiteral("Reply"));
+            const bool locked =
+                QRV16::MessagePattern(QStringLiteral("SetPumpMode=(PumpId=2 PumpMode=Service)"), m_tags.get())
+                    .matches(request);
+            const QRV16::MessagePattern verdict(
+                name + (locked ? QStringLiteral("Reply=(ResultCode=Denied)") : QStringLiteral("Reply=(ResultCode=Ok)")),
+                m_tags.get());
+            QVERIFY2(verdict.matches(replies.first()), qPrintable(replies.first().toText(m_tags.get())));
+        }
+    }
+    QVERIFY(requests >= 8);
+    QCOMPARE(problems.count(), 0);
+}
+
+void TestAutoAnswer::sequencesAgainstTheStation_data()
+{
+    QTest::addColumn<int>("sequence");
+    QTest::addColumn<QString>("ruleOff");
+    QTest::addColumn<int>("passes");
+    QTest::addColumn<int>("fails");
+    QTest::addColumn<QString>("arrived"); // part of the first failure's text
+
+    // The acceptance sequence green and without the lockout is the
+    // window's test.
+    QTest::newRow("without status nothing comes") << 0 << "Status" << 0 << 1 << "nothing within 500 ms";
+    QTest::newRow("second runs green") << 1 << QString() << 2 << 0 << QString();
+    QTest::newRow("second goes on after the clock fails") << 1 << "Clock" << 1 << 1 << "nothing within 500 ms";
+}
+
+// Green as shipped, red with an answer rule switched off.
+void TestAutoAnswer::sequencesAgainstTheStation()
+{
+    QFETCH(int, sequence);
+    QFETCH(QString, ruleOff);
+    QFETCH(int, passes);
+    QFETCH(int, fails);
+    QFETCH(QString, arrived);
+
+    station(ruleOff);
+    if (QTest::currentTestFailed())
+        return;
+    SequenceParser sequences;
+    QVERIFY2(sequences.parse(sequencesPath), qPrintable(sequences.formatError()));
+    QCOMPARE(sequences.warnings(), QString());
+    QCOMPARE(sequences.sequences().size(), 2);
+    SequenceRunner runner;
+    runner.setPorts(&m_pair->one, &m_pair->two);
+    runner.setTags(m_tags.get());
+    QSignalSpy results(&runner, &SequenceRunner::expectFinished);
+    QSignalSpy problems(&runner, &SequenceRunner::message);
+    QSignalSpy finished(&runner, &SequenceRunner::finished);
+    runner.start(sequences.sequences().at(sequence));
+    QVERIFY(finished.wait(10000));
+    const auto summary = finished.first().at(0).value<SequenceRunner::Summary>();
+    QCOMPARE(problems.count(), 0);
+    QCOMPARE(summary.passes, passes);
+    QCOMPARE(summary.fails, fails);
+    QCOMPARE(summary.passed(), fails == 0);
+    for (const QList<QVariant>& result : results) {
+        if (!result.at(1).toBool()) {
+            QVERIFY2(result.at(3).toString().contains(arrived), qPrintable(result.at(3).toString()));
+            break;
+        }
     }
 }
 

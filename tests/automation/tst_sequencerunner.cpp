@@ -107,10 +107,8 @@ private Q_SLOTS:
     void waitsTakeTheirTime();
     void expects_data();
     void expects();
-    void failureEndsRunUnlessContinued_data();
-    void failureEndsRunUnlessContinued();
-    void repeats_data();
-    void repeats();
+    void stepsRunInTurn_data();
+    void stepsRunInTurn();
     void stepErrors_data();
     void stepErrors();
     void stopEndsAtOnce();
@@ -291,58 +289,48 @@ void TestSequenceRunner::expects()
     QCOMPARE(m_one->notes.first(), QStringLiteral("Sent by sequence \"test\", step 1"));
 }
 
-void TestSequenceRunner::failureEndsRunUnlessContinued_data()
-{
-    QTest::addColumn<bool>("continueOnFail");
-    QTest::newRow("a failed expect ends the run") << false;
-    QTest::newRow("the sequence goes on after a failure") << true;
-}
-
-void TestSequenceRunner::failureEndsRunUnlessContinued()
-{
-    QFETCH(bool, continueOnFail);
-    answer(5, QStringLiteral("GetStatusReply=(ResultCode=Ok)"));
-    const Run r = run(make({SequenceStep::send(1, QStringLiteral("GetStatus")),
-                            SequenceStep::expect(1, QStringLiteral("SetPumpModeReply"), 50),
-                            SequenceStep::send(1, QStringLiteral("GetStatus")),
-                            SequenceStep::expect(1, QStringLiteral("GetStatusReply"), 200)},
-                           continueOnFail));
-    QCOMPARE(m_one->sent.size(), continueOnFail ? 2 : 1);
-    QCOMPARE(r.summary.fails, 1);
-    QCOMPARE(r.summary.passes, continueOnFail ? 1 : 0);
-    QCOMPARE(r.summary.steps, continueOnFail ? 4 : 2);
-    QVERIFY(!r.summary.stopped);
-    QVERIFY(!r.summary.passed());
-}
-
-void TestSequenceRunner::repeats_data()
+void TestSequenceRunner::stepsRunInTurn_data()
 {
     QTest::addColumn<Sequence>("sequence");
     QTest::addColumn<int>("sends");
+    QTest::addColumn<int>("passes");
+    QTest::addColumn<int>("fails");
+    QTest::addColumn<int>("steps"); // sends, waits, expects and stops run
     const SequenceStep send = SequenceStep::send(1, QStringLiteral("GetStatus"));
     const SequenceStep expect = SequenceStep::expect(1, QStringLiteral("GetStatusReply"), 200);
-    QTest::newRow("three times") << make({SequenceStep::repeat(3), send, expect, SequenceStep::end()}) << 3;
-    QTest::newRow("nested two by three")
-        << make({SequenceStep::repeat(2), send, SequenceStep::repeat(3), send, SequenceStep::end(),
-                 SequenceStep::end()})
-        << 8;
+    const SequenceStep failing = SequenceStep::expect(1, QStringLiteral("SetPumpModeReply"), 50);
+    QTest::newRow("three times") << make({SequenceStep::repeat(3), send, expect, SequenceStep::end()}) << 3 << 3 << 0
+                                 << 6;
+    QTest::newRow("nested two by three") << make({SequenceStep::repeat(2), send, SequenceStep::repeat(3), send,
+                                                  SequenceStep::end(), SequenceStep::end()})
+                                         << 8 << 0 << 0 << 8;
     QTest::newRow("zero times skips the block")
-        << make({SequenceStep::repeat(0), send, SequenceStep::end(), send}) << 1;
-    QTest::newRow("open repeat runs to the end") << make({send, SequenceStep::repeat(4), send}) << 5;
-    QTest::newRow("stray end does nothing") << make({send, SequenceStep::end(), send}) << 2;
+        << make({SequenceStep::repeat(0), send, SequenceStep::end(), send}) << 1 << 0 << 0 << 1;
+    QTest::newRow("open repeat runs to the end") << make({send, SequenceStep::repeat(4), send}) << 5 << 0 << 0 << 5;
+    QTest::newRow("stray end does nothing") << make({send, SequenceStep::end(), send}) << 2 << 0 << 0 << 2;
     QTest::newRow("stop inside a repeat ends the run")
-        << make({SequenceStep::repeat(5), send, SequenceStep::stop(), SequenceStep::end(), send}) << 1;
+        << make({SequenceStep::repeat(5), send, SequenceStep::stop(), SequenceStep::end(), send}) << 1 << 0 << 0 << 2;
+    QTest::newRow("a failed expect ends the run") << make({send, failing, send, expect}) << 1 << 0 << 1 << 2;
+    QTest::newRow("the sequence goes on after a failure")
+        << make({send, failing, send, expect}, true) << 2 << 1 << 1 << 4;
 }
 
-void TestSequenceRunner::repeats()
+void TestSequenceRunner::stepsRunInTurn()
 {
     QFETCH(Sequence, sequence);
     QFETCH(int, sends);
+    QFETCH(int, passes);
+    QFETCH(int, fails);
+    QFETCH(int, steps);
     answer(1, QStringLiteral("GetStatusReply=(ResultCode=Ok)"));
     const Run r = run(sequence);
     QCOMPARE(m_one->sent.size(), sends);
-    QCOMPARE(r.summary.fails, 0);
+    QCOMPARE(r.summary.passes, passes);
+    QCOMPARE(r.summary.fails, fails);
     QCOMPARE(r.summary.errors, 0);
+    QCOMPARE(r.summary.steps, steps);
+    QVERIFY(!r.summary.stopped);
+    QCOMPARE(r.summary.passed(), fails == 0);
 }
 
 void TestSequenceRunner::stepErrors_data()
