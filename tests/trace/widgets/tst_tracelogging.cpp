@@ -159,6 +159,9 @@ void TestTraceLogging::failedLogStartIsSaidAndKeepsTheRunningLog()
              qPrintable(lines(*log.model).constFirst()));
     QCOMPARE(log.model->index2item(log.model->index(0, 0))->color(), ColorError);
     QVERIFY(!log.logging->replayLog(m_dir.filePath(QStringLiteral("missing.csv"))));
+    QCOMPARE(log.model->lineCount(), 2);
+    QCOMPARE(log.model->index2item(log.model->index(1, 0))->color(), ColorError);
+    QVERIFY(!log.logging->replayer()->isRunning());
     QVERIFY(log.logging->replayAction()->isEnabled());
 
     // With a log running, a failed start keeps it.
@@ -259,10 +262,26 @@ void TestTraceLogging::replayDialogCancels()
     dialog->findChild<QPushButton*>()->click();
     QCOMPARE(finished.count(), 1);
     QCOMPARE(finished.at(0).at(0).toBool(), false);
+    QVERIFY(!log.logging->replayer()->isRunning());
     QVERIFY(play->isEnabled());
     QVERIFY(log.logging->replayHexAction()->isEnabled());
     QTRY_VERIFY(!log.window.findChild<QProgressDialog*>(QStringLiteral("m_dlg_replay")));
-    QVERIFY(lines(*log.model).filter(QStringLiteral("Log|Replay cancelled after")).size() == 1);
+    const qint64 done = log.logging->replayer()->done();
+    QVERIFY(done < 300000);
+    const QStringList shown = lines(*log.model);
+    QCOMPARE(shown.mid(shown.size() - 2),
+             (QStringList{QStringLiteral("Log|Replay cancelled after %1 of 300000 lines").arg(done),
+                          "|"}));
+
+    // Nothing of the cancelled replay follows the next one's.
+    const QString small = m_dir.filePath(QStringLiteral("small.csv"));
+    QVERIFY(
+        writeFile(small, QByteArray("2011-03-04T10:20:30.045,\"Main\",\"y\",1,,\n").repeated(3)));
+    QVERIFY(log.logging->replayLog(small));
+    QVERIFY(finished.wait(20000));
+    const QStringList next = lines(*log.model).mid(shown.size());
+    QCOMPARE(next.size(), 2 + 3 + 1);
+    QCOMPARE(next.mid(2), (QStringList{"Main|y", "Main|y", "Main|y", "|"}));
 }
 
 // Lines that arrive while a log replays are placed after the replayed
