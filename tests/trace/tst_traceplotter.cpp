@@ -44,7 +44,6 @@ private Q_SLOTS:
     void streamsPerChannelAndDirection_data();
     void streamsPerChannelAndDirection();
     void removingATagRemovesItsStreams();
-    void csvNamesTheStreams();
     void longTraceIsCollectedInSlices();
 
 private:
@@ -247,27 +246,6 @@ void TestTracePlotter::removingATagRemovesItsStreams()
     plotter.clearTags();
     QCOMPARE(plotter.seriesCount(), 0);
     QVERIFY(plotter.tags().isEmpty());
-}
-
-void TestTracePlotter::csvNamesTheStreams()
-{
-    add(QStringLiteral("1> Where=[1, 2]"), 0);
-    add(QStringLiteral("1< Where=[3, 4] Flags=Ready"), 500);
-    add(QStringLiteral("2< Where=[5, 6]"), 1000);
-    TracePlotter plotter(m_model.get());
-    plotter.setTags(m_tags.get());
-    QVERIFY(plotter.addTag(0x8001));
-    QVERIFY(plotter.addTag(0x7001));
-    QCOMPARE(QString::fromUtf8(plotter.toCsv(true, start.toMSecsSinceEpoch())),
-             QStringLiteral("Time,Series,Value,Name\n"
-                            "0.500,\"Where.x 1 received\",3,\n"
-                            "0.500,\"Where.y 1 received\",4,\n"
-                            "0.000,\"Where.x 1 sent\",1,\n"
-                            "0.000,\"Where.y 1 sent\",2,\n"
-                            "1.000,\"Where.x 2 received\",5,\n"
-                            "1.000,\"Where.y 2 received\",6,\n"
-                            "0.500,\"Flags.Ready 1 received\",1,\"set\"\n"
-                            "0.500,\"Flags.Fault 1 received\",0,\"clear\"\n"));
 }
 
 QTEST_MAIN(TestTracePlotter)

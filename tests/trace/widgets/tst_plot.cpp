@@ -215,10 +215,6 @@ void TestPlot::extendsAsLinesArrive()
     add(QStringLiteral("Reply=(Temperature=4)"), 2000);
     QCOMPARE(plain(plotter, 0, 0), QStringLiteral("1 3 2 4"));
     QCOMPARE(plotter.point(0, 1).time, start.addMSecs(500).toMSecsSinceEpoch());
-    // Without a tag nothing is kept.
-    plotter.removeTag(0x1001);
-    QCOMPARE(plotter.seriesCount(), 0);
-    add(QStringLiteral("Reply=(Temperature=5)"), 3000);
 }
 
 // How lines leaving at the limit take their points and levels along is the
