@@ -13,15 +13,6 @@ namespace {
 
 const QDateTime base(QDate(2011, 3, 4), QTime(10, 20, 30));
 
-// Lines ten seconds apart: never sorted in before one another.
-void add(TraceModel* model, const QStringList& texts)
-{
-    static int seconds = 0;
-    for (const QString& text : texts)
-        model->append(QStringLiteral("Main"), text, ColorText, base.addSecs(seconds += 10));
-    model->flush();
-}
-
 // The top-level line whose text is `text`.
 QModelIndex lineOf(const TraceModel& model, const QString& text)
 {
@@ -32,12 +23,12 @@ QModelIndex lineOf(const TraceModel& model, const QString& text)
     return QModelIndex();
 }
 
-QStringList texts(const TraceModel& model)
+QString texts(const TraceModel& model)
 {
     QStringList out;
     for (const QString& line : lines(model))
         out << line.section(QLatin1Char('|'), 1);
-    return out;
+    return out.join(QLatin1Char(' '));
 }
 
 } // namespace
@@ -47,96 +38,76 @@ class TestTraceUndo : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
-    void deletesComeBackNewestFirst();
-    void lineBeforeLeavesByTheLimit();
-    void clearedFromOutsideForgetsTheHistory();
-    void keepsTheLastRemovals();
-
-private:
-    std::unique_ptr<TraceModel> m_model;
-    std::unique_ptr<QAbstractItemModelTester> m_tester;
-    std::unique_ptr<QTreeView> m_view;
-    std::unique_ptr<TraceUndo> m_undo;
+    void removalsComeBack_data();
+    void removalsComeBack();
 };
 
-void TestTraceUndo::init()
+// Steps: "+a b" adds lines, "-a" deletes one, "clear" clears all through the
+// history, "outside" clears the trace behind its back, "limit N", "undo";
+// "=a b" is the trace then, "undo on" or "undo off" whether undo is offered.
+void TestTraceUndo::removalsComeBack_data()
 {
-    m_model = std::make_unique<TraceModel>();
-    m_tester = std::make_unique<QAbstractItemModelTester>(m_model.get(),
-                                                          QAbstractItemModelTester::FailureReportingMode::QtTest);
-    m_view = std::make_unique<QTreeView>();
-    m_view->setModel(m_model.get());
-    m_undo = std::make_unique<TraceUndo>(m_model.get(), m_view.get());
-}
+    QTest::addColumn<QStringList>("steps");
 
-void TestTraceUndo::cleanup()
-{
-    m_undo.reset();
-    m_view.reset();
-    m_tester.reset();
-    m_model.reset();
-}
+    QTest::newRow("deletes come back newest first") << QStringList{
+        "+a b c d", "-b", "-c", "=a d", "undo", "=a c d", "undo", "=a b c d", "undo off"};
+    // The line that a deleted one followed is gone: the deleted one comes
+    // back at the top, where the limit has the last word.
+    QTest::newRow("the line before left by the limit")
+        << QStringList{"limit 4", "+a b c d", "-c",         "-a",   "+e f g",      "=d e f g",
+                       "limit 6", "undo",     "=a d e f g", "undo", "=c a d e f g"};
+    QTest::newRow("clearing from outside forgets the history")
+        << QStringList{"+a b", "clear", "undo on", "+c", "outside", "undo off", "undo", "="};
 
-void TestTraceUndo::deletesComeBackNewestFirst()
-{
-    add(m_model.get(), {"a", "b", "c", "d"});
-    m_undo->removeLine(lineOf(*m_model, QStringLiteral("b")));
-    m_undo->removeLine(lineOf(*m_model, QStringLiteral("c")));
-    QCOMPARE(texts(*m_model), (QStringList{"a", "d"}));
-    m_undo->action()->trigger();
-    QCOMPARE(texts(*m_model), (QStringList{"a", "c", "d"}));
-    m_undo->action()->trigger();
-    QCOMPARE(texts(*m_model), (QStringList{"a", "b", "c", "d"}));
-    QVERIFY(!m_undo->action()->isEnabled());
-}
-
-// The line that a deleted one followed is gone: the deleted one comes back
-// at the top, where the limit has the last word.
-void TestTraceUndo::lineBeforeLeavesByTheLimit()
-{
-    m_model->setLimit(4);
-    add(m_model.get(), {"a", "b", "c", "d"});
-    m_undo->removeLine(lineOf(*m_model, QStringLiteral("c")));
-    m_undo->removeLine(lineOf(*m_model, QStringLiteral("a")));
-    add(m_model.get(), {"e", "f", "g"});
-    QCOMPARE(texts(*m_model), (QStringList{"d", "e", "f", "g"}));
-    m_model->setLimit(6);
-    m_undo->action()->trigger();
-    QCOMPARE(texts(*m_model), (QStringList{"a", "d", "e", "f", "g"}));
-    m_undo->action()->trigger();
-    QCOMPARE(texts(*m_model), (QStringList{"c", "a", "d", "e", "f", "g"}));
-}
-
-void TestTraceUndo::clearedFromOutsideForgetsTheHistory()
-{
-    add(m_model.get(), {"a", "b"});
-    m_undo->clearAll();
-    QVERIFY(m_undo->action()->isEnabled());
-    add(m_model.get(), {"c"});
-    m_model->clear();
-    QVERIFY(!m_undo->action()->isEnabled());
-    m_undo->action()->trigger();
-    QCOMPARE(m_model->lineCount(), 0);
-}
-
-void TestTraceUndo::keepsTheLastRemovals()
-{
     QStringList all;
-    for (int i = 0; i < TraceUndo::Depth + 5; ++i)
+    QStringList steps;
+    for (int i = 0; i < TraceUndo::Depth + 5; ++i) {
         all << QString::number(i);
-    add(m_model.get(), all);
-    for (const QString& text : std::as_const(all))
-        m_undo->removeLine(lineOf(*m_model, text));
-    QCOMPARE(m_model->lineCount(), 0);
-    int undone = 0;
-    while (m_undo->canUndo()) {
-        m_undo->undo();
-        ++undone;
+        steps << QStringLiteral("-%1").arg(i);
     }
-    QCOMPARE(undone, int(TraceUndo::Depth));
-    QCOMPARE(texts(*m_model), all.mid(5));
+    steps.prepend(QLatin1Char('+') + all.join(QLatin1Char(' ')));
+    steps << QStringLiteral("=");
+    for (int i = 0; i < TraceUndo::Depth; ++i)
+        steps << QStringLiteral("undo");
+    steps << QStringLiteral("undo off") << QLatin1Char('=') + all.mid(5).join(QLatin1Char(' '));
+    QTest::newRow("only the last removals are kept") << steps;
+}
+
+void TestTraceUndo::removalsComeBack()
+{
+    QFETCH(QStringList, steps);
+    TraceModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::QtTest);
+    QTreeView view;
+    view.setModel(&model);
+    TraceUndo history(&model, &view);
+    int seconds = 0;
+    for (const QString& step : std::as_const(steps)) {
+        const QString rest = step.mid(1);
+        if (step.startsWith(QLatin1Char('+'))) {
+            // Ten seconds apart: never sorted in before one another.
+            for (const QString& text : rest.split(QLatin1Char(' ')))
+                model.append(QStringLiteral("Main"), text, ColorText, base.addSecs(seconds += 10));
+            model.flush();
+        } else if (step.startsWith(QLatin1Char('-'))) {
+            const QModelIndex line = lineOf(model, rest);
+            QVERIFY2(line.isValid(), qPrintable(step));
+            history.removeLine(line);
+        } else if (step.startsWith(QLatin1Char('='))) {
+            QCOMPARE(texts(model), rest);
+        } else if (step.startsWith(QLatin1String("limit "))) {
+            model.setLimit(step.mid(6).toInt());
+        } else if (step == QLatin1String("clear")) {
+            history.clearAll();
+        } else if (step == QLatin1String("outside")) {
+            model.clear();
+        } else if (step == QLatin1String("undo")) {
+            history.action()->trigger();
+        } else {
+            QCOMPARE(history.action()->isEnabled(), step == QLatin1String("undo on"));
+            QCOMPARE(history.canUndo(), step == QLatin1String("undo on"));
+        }
+    }
 }
 
 QTEST_MAIN(TestTraceUndo)
