@@ -62,7 +62,6 @@ private Q_SLOTS:
     void elementLinesAlwaysShow();
     void arrivingLinesAreTested();
     void linesLeaveAtTheLimit();
-    void clearingKeepsTheCurrentLine();
     void suspendedFilterFollowsNothing();
 
 private:
@@ -207,20 +206,6 @@ void TestTraceFilter::linesLeaveAtTheLimit()
     QCOMPARE(m_filter->index(4, TraceModel::TextColumn).data().toString(), QStringLiteral("line 23"));
     m_filter->clear();
     QCOMPARE(m_filter->rowCount(), 10);
-}
-
-void TestTraceFilter::clearingKeepsTheCurrentLine()
-{
-    // A view's current line, as its selection model keeps it.
-    QItemSelectionModel view(m_filter.get());
-    TraceFilter::Conditions c;
-    c.kind = TraceFilter::MessageKind;
-    m_filter->setConditions(c);
-    view.setCurrentIndex(m_filter->index(1, 0), QItemSelectionModel::NoUpdate);
-    QCOMPARE(m_filter->mapToSource(view.currentIndex()).row(), 3);
-    m_filter->clear();
-    QCOMPARE(view.currentIndex().row(), 3);
-    QCOMPARE(view.currentIndex().siblingAtColumn(TraceModel::SourceColumn).data().toString(), QStringLiteral("2"));
 }
 
 void TestTraceFilter::suspendedFilterFollowsNothing()

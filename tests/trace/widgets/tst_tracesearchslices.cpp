@@ -5,23 +5,18 @@
 #include "trace/widgets/traceview.h"
 
 #include "qrv16/messageparser.h"
-#include "qrv16/tagdatalut.h"
+#include "tests/support/stallmeter.h"
+#include "tests/support/tracewindow.h"
 #include "trace/tracefilter.h"
 #include "trace/tracemodel.h"
 #include "trace/widgets/filterbar.h"
 #include "trace/widgets/findbar.h"
-#include "trace/widgets/tracesearch.h"
-#include "tests/support/definitions.h"
-#include "tests/support/stallmeter.h"
 
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
 #include <QStandardPaths>
-#include <QVBoxLayout>
 #include <QtTest>
-
-#include <memory>
 
 namespace {
 
@@ -31,23 +26,10 @@ constexpr int Pumps = 100;
 // A slice is 20 ms; the bound leaves room for a slow, shared machine.
 constexpr qint64 MaxStallMs = 150;
 
-struct Trace
+struct Trace : TraceWindow
 {
-    Trace()
-        : tags(tagsOf(QByteArray(pumpDefinitions)))
+    Trace() : TraceWindow(pumpDefinitions, Lines)
     {
-        model = new TraceModel(&frame);
-        model->setTags(tags.get());
-        model->setLimit(Lines);
-        view = new TraceView(model, &frame);
-        view->setTags(tags.get());
-        search = new TraceSearch(view, &frame);
-        search->setTags(tags.get());
-        auto* layout = new QVBoxLayout(&frame);
-        layout->addWidget(view, 1);
-        layout->addWidget(search->findBar());
-        layout->addWidget(search->filterBar());
-        frame.resize(900, 500);
         QRV16::MessageParser parser(tags.get());
         for (int pump = 0; pump < Pumps; ++pump)
             messages.push_back(parser.parse(QStringLiteral("GetStatus=(PumpId=%1 StationName=\"s%1\")").arg(pump)));
@@ -56,28 +38,20 @@ struct Trace
     bool fill()
     {
         for (int i = 0; i < Lines; ++i)
-            send(i % Pumps);
+            sendPump(i % Pumps);
         model->flush();
-        frame.show();
-        return QTest::qWaitForWindowExposed(&frame);
+        return show();
     }
 
-    void send(int pump) { model->append(QStringLiteral("1"), messages[size_t(pump)], ColorMessageRx1, QDateTime()); }
+    void sendPump(int pump)
+    {
+        model->append(QStringLiteral("1"), messages[size_t(pump)], ColorMessageRx1, QDateTime());
+    }
 
     FindBar* findBar() const { return search->findBar(); }
     FilterBar* filterBar() const { return search->filterBar(); }
 
-    QString currentText() const
-    {
-        return view->currentIndex().siblingAtColumn(TraceModel::TextColumn).data().toString();
-    }
-
-    std::unique_ptr<QRV16::TagDataLut> tags;
     std::vector<QRV16::Message> messages;
-    QWidget frame;
-    TraceModel* model;
-    TraceView* view;
-    TraceSearch* search;
 };
 
 } // namespace
@@ -116,7 +90,8 @@ void TestTraceSearchSlices::findShowsTheNextMatchWithoutStalling()
     meter.stop();
     // The element line that matches, in its message opened for it.
     QModelIndex line = trace.view->currentIndex();
-    QCOMPARE(trace.currentText(), QStringLiteral("StationName = \"s0\""));
+    QCOMPARE(TraceWindow::textOf(trace.view->currentIndex()),
+             QStringLiteral("StationName = \"s0\""));
     while (line.parent().isValid())
         line = line.parent();
     QCOMPARE(line.row(), 150100);
@@ -140,9 +115,9 @@ void TestTraceSearchSlices::filterAppliesWithoutStalling()
     QVERIFY(trace.filterBar()->isBusy());
     QVERIFY(trace.filterBar()->findChild<QPushButton*>(QStringLiteral("m_pb_stop"))->isVisible());
     // Pump 7 twice more, at the end, while the oldest three lines go.
-    trace.send(7);
-    trace.send(1);
-    trace.send(7);
+    trace.sendPump(7);
+    trace.sendPump(1);
+    trace.sendPump(7);
     trace.model->flush();
     QTRY_VERIFY_WITH_TIMEOUT(!trace.filterBar()->isBusy(), 120000);
     meter.stop();

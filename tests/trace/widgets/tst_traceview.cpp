@@ -3,14 +3,15 @@
 
 #include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
-#include "trace/traceitem.h"
-#include "trace/tracefilter.h"
-#include "trace/tracemodel.h"
-#include "trace/widgets/filterbar.h"
-#include "trace/widgets/tracesearch.h"
 #include "tests/support/definitions.h"
 #include "tests/support/plotdefinitions.h"
 #include "tests/support/tracelines.h"
+#include "tests/support/tracewindow.h"
+#include "trace/tracefilter.h"
+#include "trace/traceitem.h"
+#include "trace/tracemodel.h"
+#include "trace/widgets/filterbar.h"
+#include "trace/widgets/tracesearch.h"
 
 #include <QAction>
 #include <QApplication>
@@ -21,71 +22,7 @@
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
-#include <QVBoxLayout>
 #include <QtTest>
-
-#include <memory>
-
-namespace {
-
-// A trace as a window shows it: the view with the filter bar under it.
-struct Trace
-{
-    explicit Trace(const QByteArray& xml = pumpDefinitions)
-        : tags(tagsOf(xml))
-    {
-        model = new TraceModel(&frame);
-        model->setTags(tags.get());
-        view = new TraceView(model, &frame);
-        view->setTags(tags.get());
-        search = new TraceSearch(view, &frame);
-        search->setTags(tags.get());
-        auto* layout = new QVBoxLayout(&frame);
-        layout->addWidget(view, 1);
-        layout->addWidget(search->filterBar());
-        frame.resize(800, 400);
-    }
-
-    bool show()
-    {
-        frame.show();
-        return QTest::qWaitForWindowExposed(&frame);
-    }
-
-    void send(const QString& notation, const QString& source = QStringLiteral("1"))
-    {
-        QRV16::MessageParser parser(tags.get());
-        const QRV16::Message message = parser.parse(notation);
-        QVERIFY2(!parser.hasError(), qPrintable(parser.errorMessage()));
-        model->append(source, message, ColorMessageTx1, QDateTime());
-    }
-
-    // Adds `count` status lines and waits until the view has them.
-    bool addLines(int count, StyleColor color = ColorText)
-    {
-        for (int i = 0; i < count; ++i)
-            model->append(QStringLiteral("Main"), QStringLiteral("line %1").arg(model->lineCount()), color);
-        // Lines reach the view in batches; a busy machine may take a while.
-        if (!QTest::qWaitFor([this] { return model->rowCount() == model->lineCount(); }, 30000))
-            return false;
-        QCoreApplication::processEvents();
-        return true;
-    }
-
-    // The text of the line at the top of the view.
-    QString topText() const
-    {
-        return view->indexAt(QPoint(5, 5)).siblingAtColumn(TraceModel::TextColumn).data().toString();
-    }
-
-    std::unique_ptr<QRV16::TagDataLut> tags;
-    QWidget frame;
-    TraceModel* model;
-    TraceView* view;
-    TraceSearch* search;
-};
-
-} // namespace
 
 class TestTraceView : public QObject
 {
@@ -100,7 +37,6 @@ private Q_SLOTS:
     void copyTellsSentFromReceived_data();
     void copyTellsSentFromReceived();
     void autoScrollFollowsLikeATerminal();
-    void clickedLineStaysCurrentWhileTrafficFlows();
     void filterKeepsWhatTheUserLooksAt();
     void clearingTheFilterKeepsTheView();
     void undoBringsBackWhatWasRemoved_data();
@@ -123,7 +59,7 @@ void TestTraceView::init()
 
 void TestTraceView::deleteLineRemovesTheWholeMessage()
 {
-    Trace trace;
+    TraceWindow trace;
     trace.send(QStringLiteral("D001=(1001=1 3001=x)"));
     trace.model->append(QStringLiteral("Main"), QStringLiteral("after"), ColorText);
     trace.model->flush();
@@ -142,7 +78,7 @@ void TestTraceView::deleteLineRemovesTheWholeMessage()
 
 void TestTraceView::copySelectedLines()
 {
-    Trace trace;
+    TraceWindow trace;
     trace.model->append(QStringLiteral("Main"), QStringLiteral("first"), ColorText);
     trace.send(QStringLiteral("GetStatus=(PumpId=4)"), QStringLiteral("2"));
     trace.model->append(QStringLiteral("Main"), QStringLiteral("last"), ColorText);
@@ -188,7 +124,7 @@ void TestTraceView::copyTellsSentFromReceived()
     QFETCH(int, color);
     QFETCH(QString, shown);
     QFETCH(QString, accessible);
-    Trace trace;
+    TraceWindow trace;
     QRV16::MessageParser parser(trace.tags.get());
     trace.model->append(source, parser.parse(QStringLiteral("GetStatus=(PumpId=4)")), StyleColor(color),
                         QDateTime());
@@ -212,7 +148,7 @@ void TestTraceView::copyTellsSentFromReceived()
 
 void TestTraceView::autoScrollFollowsLikeATerminal()
 {
-    Trace trace;
+    TraceWindow trace;
     QVERIFY(trace.show());
     TraceView* view = trace.view;
     QScrollBar* bar = view->verticalScrollBar();
@@ -234,12 +170,23 @@ void TestTraceView::autoScrollFollowsLikeATerminal()
     QVERIFY(trace.addLines(50));
     QCOMPARE(bar->value(), bar->maximum());
 
-    // A click stops it; End resumes it.
+    // A click stops it and keeps that line current while lines arrive; End
+    // resumes it.
     const QModelIndex clicked = view->indexAt(QPoint(5, view->viewport()->height() / 2));
+    const QString text = clicked.siblingAtColumn(TraceModel::TextColumn).data().toString();
     QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(clicked).center());
     QVERIFY(!view->isFollowing());
     QVERIFY(trace.addLines(50));
     QVERIFY(bar->value() < bar->maximum());
+    QCOMPARE(view->currentIndex().siblingAtColumn(TraceModel::TextColumn).data().toString(), text);
+    const QModelIndexList selected = view->selectionModel()->selectedRows(TraceModel::TextColumn);
+    QCOMPARE(selected.size(), 1);
+    QCOMPARE(selected.constFirst().data().toString(), text);
+    // Delete acts on that line, not on the newest.
+    const QString newest = lines(*trace.model).constLast();
+    view->deleteAction()->trigger();
+    QVERIFY(!lines(*trace.model).contains(QStringLiteral("Main|") + text));
+    QCOMPARE(lines(*trace.model).constLast(), newest);
     view->setFocus();
     QTest::keyClick(view, Qt::Key_End);
     QVERIFY(trace.addLines(50));
@@ -251,34 +198,11 @@ void TestTraceView::autoScrollFollowsLikeATerminal()
     QVERIFY(bar->value() < bar->maximum());
 }
 
-void TestTraceView::clickedLineStaysCurrentWhileTrafficFlows()
-{
-    Trace trace;
-    QVERIFY(trace.show());
-    TraceView* view = trace.view;
-    QVERIFY(trace.addLines(100));
-
-    const QModelIndex clicked = view->indexAt(QPoint(5, view->viewport()->height() / 2));
-    const QString text = clicked.siblingAtColumn(TraceModel::TextColumn).data().toString();
-    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(clicked).center());
-    QVERIFY(trace.addLines(100));
-
-    QCOMPARE(view->currentIndex().siblingAtColumn(TraceModel::TextColumn).data().toString(), text);
-    const QModelIndexList selected = view->selectionModel()->selectedRows(TraceModel::TextColumn);
-    QCOMPARE(selected.size(), 1);
-    QCOMPARE(selected.constFirst().data().toString(), text);
-    // Delete acts on that line, not on the newest.
-    view->deleteAction()->trigger();
-    const QStringList shown = lines(*trace.model);
-    QVERIFY(!shown.contains(QStringLiteral("Main|") + text));
-    QCOMPARE(shown.constLast(), QStringLiteral("Main|line 199"));
-}
-
 // Without a filter the view shows the trace itself; setting and clearing one
 // keeps the current line, the selection and the expanded messages.
 void TestTraceView::filterKeepsWhatTheUserLooksAt()
 {
-    Trace trace;
+    TraceWindow trace;
     QVERIFY(trace.show());
     TraceView* view = trace.view;
     TraceModel* model = trace.model;
@@ -326,7 +250,7 @@ void TestTraceView::filterKeepsWhatTheUserLooksAt()
 // is cleared, and when it is set.
 void TestTraceView::clearingTheFilterKeepsTheView()
 {
-    Trace trace;
+    TraceWindow trace;
     QVERIFY(trace.show());
     TraceView* view = trace.view;
     for (int i = 0; i < 150; ++i) {
@@ -362,7 +286,7 @@ void TestTraceView::undoBringsBackWhatWasRemoved_data()
 void TestTraceView::undoBringsBackWhatWasRemoved()
 {
     QFETCH(bool, clearAll);
-    Trace trace;
+    TraceWindow trace;
     QVERIFY(trace.show());
     TraceView* view = trace.view;
     TraceModel* model = trace.model;
@@ -422,7 +346,7 @@ void TestTraceView::doubleClickedMessageGoesToTheEntryLine()
     QFETCH(int, row);
     QFETCH(bool, element);
     QFETCH(QString, expected);
-    Trace trace;
+    TraceWindow trace;
     QVERIFY(trace.show());
     trace.model->append(QStringLiteral("Main"), QStringLiteral("status"), ColorText);
     trace.send(QStringLiteral("GetStatus=(PumpId=4)"));
@@ -472,7 +396,7 @@ void TestTraceView::contextMenuPlotsNumericElementsOnly()
     QFETCH(int, element);
     QFETCH(QString, entry);
 
-    Trace trace{QByteArray(plotDefinitions)};
+    TraceWindow trace{QByteArray(plotDefinitions)};
     trace.model->append(QStringLiteral("1"), QStringLiteral("connected"), ColorText);
     trace.send(QStringLiteral("Reply=(Temperature=1 PumpMode=Auto Running=true Name=x Key=3 Day=2024-03-01 "
                               "Clock=06:00:00 Stamp=2024-03-01T06:00:00 Flags=Ready Where=[1, 2] "
