@@ -102,13 +102,11 @@ private Q_SLOTS:
     void connectionTextsAndDisturbance();
     void loopbackConversation();
     void settingsAreKeptInTheChannelsGroup();
-    void linkRelaysToTheOtherChannel_data();
-    void linkRelaysToTheOtherChannel();
     void storedValuesOutOfRangeAreReported();
     void rawPrinterFromTheSettings_data();
     void rawPrinterFromTheSettings();
-    void replayReachesOnlyTheTrace_data();
-    void replayReachesOnlyTheTrace();
+    void onlyLiveBytesAreRelayedAndHeard_data();
+    void onlyLiveBytesAreRelayedAndHeard();
     void replayNeverTransmits_data();
     void replayNeverTransmits();
 
@@ -486,45 +484,6 @@ void TestChannel::settingsAreKeptInTheChannelsGroup()
     QCOMPARE(one.settings().serverPort(), ConnectionSettings().serverPort());
 }
 
-void TestChannel::linkRelaysToTheOtherChannel_data()
-{
-    QTest::addColumn<bool>("linked");
-    QTest::addColumn<bool>("paused");
-    QTest::newRow("linked") << true << false;
-    QTest::newRow("linked while paused") << true << true;
-    QTest::newRow("not linked") << false << false;
-}
-
-void TestChannel::linkRelaysToTheOtherChannel()
-{
-    QFETCH(bool, linked);
-    QFETCH(bool, paused);
-    LinkedPeer link(m_model.get());
-    if (QTest::currentTestFailed())
-        return;
-    Channel& other = link.other;
-    QTcpSocket* far = link.far.get();
-    m_channel->setLinkedChannel(&other);
-    setOption(TraceOptions::LinkChannels, linked);
-    setOption(TraceOptions::Pause, paused);
-    const QByteArray bytes = bytesOf(QStringLiteral("1001=6"), nullptr);
-    m_channel->receive(-1, -1, bytes.left(2));
-    m_channel->receive(-1, -1, bytes.mid(2));
-    QByteArray arrived;
-    if (linked) {
-        QTRY_COMPARE(arrived += far->readAll(), bytes);
-    } else {
-        // Anything relayed would arrive before what the channel sends next.
-        QVERIFY(other.sendMessage(QStringLiteral("1001=7")));
-        const QByteArray own = bytesOf(QStringLiteral("1001=7"), nullptr);
-        QTRY_VERIFY((arrived += far->readAll()).size() >= own.size());
-        QCOMPARE(arrived, own);
-    }
-    // Relayed bytes are not traced as sent on the other channel.
-    QCOMPARE(lines(*m_model).filter(QStringLiteral("2|")),
-             linked ? QStringList() : QStringList{QStringLiteral("2|PumpId=7")});
-}
-
 void TestChannel::storedValuesOutOfRangeAreReported()
 {
     QSettings().setValue(QStringLiteral("Connection2/BiSTimeout"), 0);
@@ -611,51 +570,59 @@ void TestChannel::rawPrinterFromTheSettings()
     QCOMPARE(restored.rawPrinter(), printer);
 }
 
-void TestChannel::replayReachesOnlyTheTrace_data()
+void TestChannel::onlyLiveBytesAreRelayedAndHeard_data()
 {
+    QTest::addColumn<bool>("linked");
     QTest::addColumn<bool>("paused");
-    QTest::newRow("live display") << false;
-    QTest::newRow("paused display") << true;
+    QTest::newRow("linked") << true << false;
+    QTest::newRow("linked while paused") << true << true;
+    QTest::newRow("not linked") << false << false;
 }
 
-// Replayed bytes are traced, and neither relayed to the linked channel's
-// peer nor offered to whoever listens for received messages (automatic
-// answers, a sequence's expects).
-void TestChannel::replayReachesOnlyTheTrace()
+// Live bytes go on to the linked channel's peer, paused display or not.
+// Replayed bytes are traced, at the time recorded, and neither relayed nor
+// offered to whoever listens for received messages (automatic answers, a
+// sequence's expects).
+void TestChannel::onlyLiveBytesAreRelayedAndHeard()
 {
+    QFETCH(bool, linked);
     QFETCH(bool, paused);
     LinkedPeer link(m_model.get());
     if (QTest::currentTestFailed())
         return;
-    QTcpSocket* far = link.far.get();
     m_channel->setLinkedChannel(&link.other);
-    setOption(TraceOptions::LinkChannels, true);
-    setOption(TraceOptions::Pause, paused);
+    setOption(TraceOptions::LinkChannels, linked);
     QSignalSpy received(m_channel.get(), &MessagePort::received);
     m_model->clear();
 
-    const QByteArray replayed = bytesOf(QStringLiteral("1001=6"), nullptr);
     // Half a live message is waiting when the replay comes.
     const QByteArray live = bytesOf(QStringLiteral("1001=7"), nullptr);
-    setOption(TraceOptions::Pause, false);
     m_channel->receive(-1, -1, live.left(2));
     setOption(TraceOptions::Pause, paused);
     const QDateTime recorded(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
-    m_channel->replay(recorded, replayed);
+    m_channel->replay(recorded, bytesOf(QStringLiteral("1001=6"), nullptr));
     QCOMPARE(lines(*m_model), QStringList{QStringLiteral("1|PumpId=6")});
     QCOMPARE(received.count(), 0);
-    // At the time recorded, and only that line.
     QCOMPARE(m_model->index2item(m_model->index(0, 0))->time(), recorded);
     QVERIFY(!m_model->replayTime().isValid());
 
-    setOption(TraceOptions::Pause, false);
     m_channel->receive(-1, -1, live.mid(2));
-    QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("1|PumpId=6"), QStringLiteral("1|PumpId=7")}));
-    QCOMPARE(received.count(), 1);
-    QVERIFY(m_model->index2item(m_model->index(1, 0))->time() > recorded);
+    const QStringList shown{QStringLiteral("1|PumpId=6"), QStringLiteral("1|PumpId=7")};
+    QCOMPARE(lines(*m_model), shown.mid(0, paused ? 1 : 2));
+    QCOMPARE(received.count(), paused ? 0 : 1);
+    if (!paused)
+        QVERIFY(m_model->index2item(m_model->index(1, 0))->time() > recorded);
+
+    // Anything relayed arrives before what the other channel sends next, and
+    // is not traced as sent there.
+    QVERIFY(link.other.sendMessage(QStringLiteral("1001=8")));
+    const QByteArray expected =
+        (linked ? live : QByteArray()) + bytesOf(QStringLiteral("1001=8"), nullptr);
     QByteArray arrived;
-    QTRY_VERIFY((arrived += far->readAll()).size() >= live.size());
-    QCOMPARE(arrived.toHex(' '), live.toHex(' '));
+    QTRY_VERIFY((arrived += link.far->readAll()).size() >= expected.size());
+    QCOMPARE(arrived.toHex(' '), expected.toHex(' '));
+    QCOMPARE(lines(*m_model).filter(QStringLiteral("2|")),
+             QStringList{QStringLiteral("2|PumpId=8")});
 }
 
 void TestChannel::replayNeverTransmits_data()
