@@ -32,7 +32,6 @@ private Q_SLOTS:
     void initTestCase();
     void init();
 
-    void deleteLineRemovesTheWholeMessage();
     void copySelectedLines();
     void copyTellsSentFromReceived_data();
     void copyTellsSentFromReceived();
@@ -55,25 +54,6 @@ void TestTraceView::initTestCase()
 void TestTraceView::init()
 {
     QSettings().clear();
-}
-
-void TestTraceView::deleteLineRemovesTheWholeMessage()
-{
-    TraceWindow trace;
-    trace.send(QStringLiteral("D001=(1001=1 3001=x)"));
-    trace.model->append(QStringLiteral("Main"), QStringLiteral("after"), ColorText);
-    trace.model->flush();
-    // The line, its request element, the request's second element.
-    const QAbstractItemModel* shown = trace.view->model();
-    const QModelIndex line = shown->index(0, 0);
-    const QModelIndex child = shown->index(1, 0, shown->index(0, 0, line));
-    QVERIFY(child.isValid());
-    trace.view->setCurrentIndex(child);
-    trace.view->deleteLine();
-    QCOMPARE(lines(*trace.model), QStringList{"Main|after"});
-    trace.view->setCurrentIndex(QModelIndex());
-    trace.view->deleteLine();
-    QCOMPARE(trace.model->lineCount(), 1);
 }
 
 void TestTraceView::copySelectedLines()
@@ -276,16 +256,18 @@ void TestTraceView::clearingTheFilterKeepsTheView()
 
 void TestTraceView::undoBringsBackWhatWasRemoved_data()
 {
-    QTest::addColumn<bool>("clearAll");
-    QTest::newRow("clear all") << true;
-    QTest::newRow("delete line") << false;
+    QTest::addColumn<QString>("removal");
+    QTest::newRow("clear all") << "clear";
+    QTest::newRow("delete the line above an open message") << "above";
+    QTest::newRow("delete an open message from its element") << "element";
 }
 
 // F8 and Del take lines away; Undo (Ctrl+Z) puts them back as they were,
 // with the lines that came since below them.
 void TestTraceView::undoBringsBackWhatWasRemoved()
 {
-    QFETCH(bool, clearAll);
+    QFETCH(QString, removal);
+    const bool clearAll = removal == QLatin1String("clear");
     TraceWindow trace;
     QVERIFY(trace.show());
     TraceView* view = trace.view;
@@ -304,6 +286,10 @@ void TestTraceView::undoBringsBackWhatWasRemoved()
 
     QAction* undo = view->undoAction();
     QCOMPARE(undo->shortcut(), QKeySequence(QStringLiteral("Ctrl+Z")));
+    // With no current line, Del takes nothing.
+    view->setCurrentIndex(QModelIndex());
+    view->deleteAction()->trigger();
+    QCOMPARE(lines(*model), before);
     QVERIFY(!undo->isEnabled());
 
     QStringList expected = before;
@@ -312,9 +298,14 @@ void TestTraceView::undoBringsBackWhatWasRemoved()
         QCOMPARE(model->lineCount(), 0);
         QCOMPARE(cleared.count(), 1);
     } else {
-        view->setCurrentIndex(model->index(message - 1, 0));
+        // From an element's element, Del takes the whole message.
+        const int row = removal == QLatin1String("above") ? message - 1 : message;
+        const QModelIndex line = model->index(row, 0);
+        view->setCurrentIndex(row < message ? line : model->index(1, 0, model->index(0, 0, line)));
         view->deleteAction()->trigger();
-        QCOMPARE(lines(*model).size(), before.size() - 1);
+        QStringList rest = before;
+        rest.removeAt(row);
+        QCOMPARE(lines(*model), rest);
         QCOMPARE(cleared.count(), 0);
     }
     QVERIFY(undo->isEnabled());
