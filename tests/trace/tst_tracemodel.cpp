@@ -78,7 +78,6 @@ private Q_SLOTS:
 
     void insertionOrder_data();
     void insertionOrder();
-    void lineOutsideLimitIsNotAnnounced();
     void loweringTheLimitDropsTheOldestInOneRemoval_data();
     void loweringTheLimitDropsTheOldestInOneRemoval();
     void timeStamps_data();
@@ -89,7 +88,6 @@ private Q_SLOTS:
     void repeatCounting();
     void logRecord_data();
     void logRecord();
-    void separator();
     void lineTextKeptAsWritten_data();
     void lineTextKeptAsWritten();
     void messageLines_data();
@@ -107,7 +105,7 @@ private Q_SLOTS:
     void linesBetweenBatchesArriveTogether();
     void batchesAreFiftyMillisecondsApart();
     void waitingLineCanBeCountedAndRemoved();
-    void hasChildrenWithoutBuildingThem();
+    void separatorsAndChildLines();
     void liveLinesWaitBehindABlock();
     void heldLinesKeepTheirIndexes();
     void takenLinesComeBack_data();
@@ -127,7 +125,7 @@ void TestTraceModel::insertionOrder_data()
 {
     QTest::addColumn<QList<qint64>>("existing"); // ms after base, or Separator
     QTest::addColumn<qint64>("offset");
-    QTest::addColumn<int>("row");
+    QTest::addColumn<int>("row"); // -1: not kept
 
     QTest::newRow("1.5 s earlier goes before the last line") << QList<qint64>{0} << qint64(-1500) << 0;
     QTest::newRow("2.5 s earlier goes after the last line") << QList<qint64>{0} << qint64(-2500) << 1;
@@ -143,6 +141,9 @@ void TestTraceModel::insertionOrder_data()
     QTest::newRow("100 later lines are all passed") << QList<qint64>(100, 1000) << qint64(0) << 0;
     QTest::newRow("of 150 later lines only the last 100 are passed")
         << QList<qint64>(150, 1000) << qint64(0) << 50;
+    // With the trace at its limit of three lines.
+    QTest::newRow("the oldest of a full trace is neither kept nor announced")
+        << QList<qint64>{0, 1, 2} << qint64(-100) << -1;
 }
 
 void TestTraceModel::insertionOrder()
@@ -152,6 +153,8 @@ void TestTraceModel::insertionOrder()
     QFETCH(int, row);
 
     TraceModel model;
+    if (row < 0)
+        model.setLimit(existing.size());
     for (qint64 ms : existing) {
         if (ms == Separator)
             model.appendSeparator();
@@ -165,6 +168,14 @@ void TestTraceModel::insertionOrder()
     const QModelIndex index =
         model.append(QStringLiteral("1"), QStringLiteral("new"), ColorText, base.addMSecs(offset));
     model.flush();
+    if (row < 0) {
+        QVERIFY(!index.isValid());
+        QCOMPARE(appended.count(), 0);
+        QCOMPARE(inserted.count(), 0);
+        QCOMPARE(model.rowCount(), existing.size());
+        QCOMPARE(text(model, 0), QStringLiteral("old"));
+        return;
+    }
 
     QCOMPARE(index.row(), row);
     QCOMPARE(text(model, row), QStringLiteral("new"));
@@ -174,29 +185,6 @@ void TestTraceModel::insertionOrder()
     QCOMPARE(appended.count(), 1);
     QCOMPARE(appended.at(0).at(0).value<QModelIndex>(), index);
     QCOMPARE(layout.count(), 0);
-    QVERIFY(rowsConsistent(model));
-}
-
-void TestTraceModel::lineOutsideLimitIsNotAnnounced()
-{
-    TraceModel model;
-    model.setLimit(3);
-    for (int i = 0; i < 3; ++i)
-        model.append(QStringLiteral("1"), QString::number(i), ColorText, base.addMSecs(i));
-    model.flush();
-    QSignalSpy appended(&model, &TraceModel::appended);
-
-    // Sorted in before all three, it is the oldest and goes at once.
-    const QModelIndex index = model.append(QStringLiteral("1"), QStringLiteral("early"), ColorText,
-                                           base.addMSecs(-100));
-    QVERIFY(!index.isValid());
-    QCOMPARE(appended.count(), 0);
-    QCOMPARE(model.rowCount(), 3);
-    QCOMPARE(text(model, 0), QStringLiteral("0"));
-
-    model.setLimit(2);
-    QCOMPARE(model.rowCount(), 2);
-    QCOMPARE(text(model, 0), QStringLiteral("1"));
     QVERIFY(rowsConsistent(model));
 }
 
@@ -436,23 +424,6 @@ void TestTraceModel::lineTextKeptAsWritten()
     QCOMPARE(item.text(), text + QStringLiteral("\u00fc"));
     item.setText(text + QStringLiteral("z"));
     QCOMPARE(item.text(), text + QStringLiteral("z"));
-}
-
-void TestTraceModel::separator()
-{
-    TraceModel model;
-    StyleSettings style;
-    model.setStyle(&style);
-    model.append(QStringLiteral("1"), QStringLiteral("future"), ColorText, base.addDays(1));
-    const QModelIndex index = model.appendSeparator();
-    QCOMPARE(index.row(), 1);
-    for (int column = 0; column < TraceModel::ColumnCount; ++column)
-        QCOMPARE(index.siblingAtColumn(column).data().toString(), QString());
-    QCOMPARE(model.rowCount(index), 0);
-    QVERIFY(!index.data(Qt::ForegroundRole).isValid());
-    QVERIFY(!index.data(Qt::BackgroundRole).isValid());
-    QCOMPARE(index.data(TraceModel::LogRole).toString(), QStringLiteral(",,,,,\n"));
-    QCOMPARE(model.index2item(index)->color(), ColorNone);
 }
 
 void TestTraceModel::messageLines_data()
@@ -941,12 +912,22 @@ void TestTraceModel::waitingLineCanBeCountedAndRemoved()
     QVERIFY(rowsConsistent(model));
 }
 
-void TestTraceModel::hasChildrenWithoutBuildingThem()
+void TestTraceModel::separatorsAndChildLines()
 {
     TraceModel model;
     model.setTags(m_lut.get());
-    model.appendSeparator();
-    model.append(QStringLiteral("Main"), QStringLiteral("status"), ColorText, base);
+    StyleSettings style;
+    model.setStyle(&style);
+    model.append(QStringLiteral("Main"), QStringLiteral("status"), ColorText, base.addDays(1));
+    // A separator is never sorted in, and has no text, colours or time.
+    const QModelIndex separator = model.appendSeparator();
+    QCOMPARE(separator.row(), 1);
+    for (int column = 0; column < TraceModel::ColumnCount; ++column)
+        QCOMPARE(separator.siblingAtColumn(column).data().toString(), QString());
+    QVERIFY(!separator.data(Qt::ForegroundRole).isValid());
+    QVERIFY(!separator.data(Qt::BackgroundRole).isValid());
+    QCOMPARE(separator.data(TraceModel::LogRole).toString(), QStringLiteral(",,,,,\n"));
+    QCOMPARE(model.index2item(separator)->color(), ColorNone);
     model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base);
     model.append(QStringLiteral("1"), QRV16::Message(QByteArray()), ColorMessageRx1, base);
     TraceItem* plain = new TraceItem(TraceData(QStringLiteral("Main"), ColorText, QStringLiteral("x"), base));
