@@ -82,8 +82,6 @@ private Q_SLOTS:
     void loweringTheLimitDropsTheOldestInOneRemoval();
     void timeStamps_data();
     void timeStamps();
-    void addrColumn_data();
-    void addrColumn();
     void repeatCounting_data();
     void repeatCounting();
     void logRecord_data();
@@ -287,33 +285,6 @@ void TestTraceModel::timeStamps()
     QCOMPARE(model.index(0, TraceModel::TimeColumn).data().toString(), QString());
 }
 
-void TestTraceModel::addrColumn_data()
-{
-    QTest::addColumn<int>("src");
-    QTest::addColumn<int>("dst");
-    QTest::addColumn<QString>("expected");
-
-    QTest::newRow("source only") << 5 << -1 << "5";
-    QTest::newRow("no addresses") << -1 << -1 << "";
-    QTest::newRow("source and destination") << 5 << 7 << "5 -> 7";
-    QTest::newRow("address zero counts") << 0 << 0 << "0 -> 0";
-    QTest::newRow("destination only") << -1 << 3 << "-1 -> 3";
-}
-
-void TestTraceModel::addrColumn()
-{
-    QFETCH(int, src);
-    QFETCH(int, dst);
-    QFETCH(QString, expected);
-
-    TraceModel model;
-    const QModelIndex index =
-        model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, src, dst);
-    QCOMPARE(index.siblingAtColumn(TraceModel::AddrColumn).data().toString(), expected);
-    // Child lines have no addresses.
-    QCOMPARE(model.index(0, TraceModel::AddrColumn, index).data().toString(), QString());
-}
-
 void TestTraceModel::repeatCounting_data()
 {
     QTest::addColumn<QString>("original");
@@ -365,21 +336,45 @@ void TestTraceModel::logRecord_data()
     QTest::addColumn<int>("src");
     QTest::addColumn<int>("dst");
     QTest::addColumn<QString>("record");
+    QTest::addColumn<QString>("addr"); // as the column shows them
 
     QTest::newRow("a status line ends in two empty address fields")
-        << "Main" << "hello" << base << 1 << -1 << -1
-        << "2011-03-04T10:20:30.045,\"Main\",\"hello\",1,,\n";
+        << "Main"
+        << "hello" << base << 1 << -1 << -1 << "2011-03-04T10:20:30.045,\"Main\",\"hello\",1,,\n"
+        << "";
     QTest::newRow("quotes are doubled and commas kept")
-        << "1 Con" << "say \"hi\", bye" << base << 2 << -1 << -1
-        << "2011-03-04T10:20:30.045,\"1 Con\",\"say \"\"hi\"\", bye\",2,,\n";
+        << "1 Con"
+        << "say \"hi\", bye" << base << 2 << -1 << -1
+        << "2011-03-04T10:20:30.045,\"1 Con\",\"say \"\"hi\"\", bye\",2,,\n"
+        << "";
     QTest::newRow("empty source and text are written as nothing")
-        << "" << "" << base << 0 << -1 << -1 << "2011-03-04T10:20:30.045,,,0,,\n";
+        << ""
+        << "" << base << 0 << -1 << -1 << "2011-03-04T10:20:30.045,,,0,,\n"
+        << "";
     QTest::newRow("a negative colour is left empty")
-        << "" << "" << QDateTime() << -1 << -1 << -1 << ",,,,,\n";
-    QTest::newRow("bus addresses") << "2" << "x" << base << 7 << 5 << 0
-                                   << "2011-03-04T10:20:30.045,\"2\",\"x\",7,5,0\n";
+        << ""
+        << "" << QDateTime() << -1 << -1 << -1 << ",,,,,\n"
+        << "";
+    QTest::newRow("bus addresses")
+        << "2"
+        << "x" << base << 7 << 5 << 7 << "2011-03-04T10:20:30.045,\"2\",\"x\",7,5,7\n"
+        << "5 -> 7";
+    QTest::newRow("address zero counts")
+        << "2"
+        << "x" << base << 7 << 0 << 0 << "2011-03-04T10:20:30.045,\"2\",\"x\",7,0,0\n"
+        << "0 -> 0";
+    QTest::newRow("source address only")
+        << "2"
+        << "x" << base << 7 << 5 << -1 << "2011-03-04T10:20:30.045,\"2\",\"x\",7,5,\n"
+        << "5";
+    QTest::newRow("destination address only")
+        << "2"
+        << "x" << base << 7 << -1 << 3 << "2011-03-04T10:20:30.045,\"2\",\"x\",7,,3\n"
+        << "-1 -> 3";
     QTest::newRow("a line break stays inside the quotes")
-        << "Main" << "a\nb" << base << 1 << -1 << -1 << "2011-03-04T10:20:30.045,\"Main\",\"a\nb\",1,,\n";
+        << "Main"
+        << "a\nb" << base << 1 << -1 << -1 << "2011-03-04T10:20:30.045,\"Main\",\"a\nb\",1,,\n"
+        << "";
 }
 
 void TestTraceModel::logRecord()
@@ -391,6 +386,7 @@ void TestTraceModel::logRecord()
     QFETCH(int, src);
     QFETCH(int, dst);
     QFETCH(QString, record);
+    QFETCH(QString, addr);
 
     const TraceData data(source, StyleColor(color), text, time, src, dst);
     QCOMPARE(TraceModel::logData(data), record);
@@ -398,6 +394,7 @@ void TestTraceModel::logRecord()
     TraceModel model;
     const QModelIndex index = model.append(new TraceItem(data));
     QCOMPARE(index.data(TraceModel::LogRole).toString(), record);
+    QCOMPARE(index.siblingAtColumn(TraceModel::AddrColumn).data().toString(), addr);
 }
 
 void TestTraceModel::lineTextKeptAsWritten_data()
@@ -468,6 +465,7 @@ void TestTraceModel::messageLines()
     model.flush();
     QCOMPARE(index.siblingAtColumn(TraceModel::TextColumn).data().toString(), line);
     QCOMPARE(index.siblingAtColumn(TraceModel::SourceColumn).data().toString(), QStringLiteral("1"));
+    QCOMPARE(index.siblingAtColumn(TraceModel::AddrColumn).data().toString(), QStringLiteral("1 -> 2"));
     QCOMPARE(LogRecord::split(index.data(TraceModel::LogRole).toString()),
              (QStringList{"2011-03-04T10:20:30.045", "1", line, "7", "1", "2"}));
 
@@ -490,6 +488,7 @@ void TestTraceModel::messageLines()
     QCOMPARE(first.data().toString(), QString());
     QCOMPARE(model.index2item(first)->time(), base);
     QCOMPARE(model.index2item(first)->src(), -1);
+    QCOMPARE(first.siblingAtColumn(TraceModel::AddrColumn).data().toString(), QString());
     const QModelIndex pumps = model.index(1, 0, first);
     QCOMPARE(model.index(1, TraceModel::TextColumn, pumps).parent(), pumps);
     QCOMPARE(pumps.parent().parent(), index);
