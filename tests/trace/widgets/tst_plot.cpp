@@ -62,16 +62,14 @@ private Q_SLOTS:
     void cleanup();
     void seriesFollowTheTrace_data();
     void seriesFollowTheTrace();
-    void extendsAsLinesArrive();
-    void deletedAndClearedLinesTakeTheirPoints();
+    void pointsFollowTheLines();
     void exports();
     void dockDrawsOneCurvePerStream_data();
     void dockDrawsOneCurvePerStream();
     void everyTypeDrawsStacked();
     void manyPointsAreDecimated();
-    void zoomAndPan();
+    void zoomPanAndTimeAxis();
     void mouseZoomsAndPans();
-    void timeAxisFollowsTheTraceFlag();
 
 private:
     QModelIndex add(const QString& text, int msec = 0, StyleColor color = ColorMessageRx1);
@@ -196,12 +194,16 @@ void TestPlot::seriesFollowTheTrace()
     QCOMPARE(plotter.levelNames(0).join(QLatin1Char('|')), levels);
 }
 
-void TestPlot::extendsAsLinesArrive()
+// Points come and go with their lines: late lines are sorted in, deleted
+// and cleared lines take theirs along. Lines leaving at the limit are the
+// plotter's own test.
+void TestPlot::pointsFollowTheLines()
 {
     TracePlotter plotter(m_model.get());
     plotter.setTags(m_tags.get());
-    add(QStringLiteral("Reply=(Temperature=1)"), 0);
+    add(QStringLiteral("Reply=(Temperature=1 PumpMode=Auto)"), 0);
     QVERIFY(plotter.addTag(0x1001));
+    QVERIFY(plotter.addTag(0x1002));
     QCOMPARE(plotter.pointCount(0), 1);
     const quint64 before = plotter.revision();
     add(QStringLiteral("Reply=(Temperature=2)"), 1000);
@@ -214,29 +216,16 @@ void TestPlot::extendsAsLinesArrive()
     add(QStringLiteral("Reply=(Temperature=4)"), 2000);
     QCOMPARE(plain(plotter, 0, 0), QStringLiteral("1 3 2 4"));
     QCOMPARE(plotter.point(0, 1).time, start.addMSecs(500).toMSecsSinceEpoch());
-}
 
-// How lines leaving at the limit take their points and levels along is the
-// plotter's own test; here a line deleted by hand and a cleared trace.
-void TestPlot::deletedAndClearedLinesTakeTheirPoints()
-{
-    TracePlotter plotter(m_model.get());
-    plotter.setTags(m_tags.get());
-    QVERIFY(plotter.addTag(0x1002));
-    QVERIFY(plotter.addTag(0x1001));
-    for (int i = 0; i < 4; ++i)
-        add(QStringLiteral("Reply=(Temperature=%1 PumpMode=Auto)").arg(i + 7), i * 10);
     m_model->flush();
-    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("7 8 9 10"));
-
-    m_model->remove(m_model->index(2, 0));
-    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("7 8 10"));
+    m_model->remove(m_model->index(1, 0));
+    QCOMPARE(plain(plotter, 0, 0), QStringLiteral("1 2 4"));
     m_model->clear();
     QCOMPARE(plotter.pointCount(0), 0);
     QCOMPARE(plotter.pointCount(1), 0);
-    QCOMPARE(plotter.levelNames(0), QStringList());
-    add(QStringLiteral("Reply=(Temperature=12)"), 200);
-    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("12"));
+    QCOMPARE(plotter.levelNames(1), QStringList());
+    add(QStringLiteral("Reply=(Temperature=12)"), 3000);
+    QCOMPARE(plain(plotter, 0, 0), QStringLiteral("12"));
 }
 
 void TestPlot::exports()
@@ -428,7 +417,7 @@ void TestPlot::manyPointsAreDecimated()
     QCOMPARE(min, -90000.0);
 }
 
-void TestPlot::zoomAndPan()
+void TestPlot::zoomPanAndTimeAxis()
 {
     for (int i = 0; i <= 100; ++i)
         add(QStringLiteral("Reply=(Temperature=%1)").arg(i), i * 100);
@@ -462,6 +451,17 @@ void TestPlot::zoomAndPan()
     dock.resetZoom();
     QVERIFY(!dock.isZoomed());
     QCOMPARE(dock.rangeEnd(), t0 + 10100);
+
+    // With the trace's relative times, seconds from the first line.
+    QVERIFY(
+        qobject_cast<QDateTimeAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0)));
+    dock.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
+    auto* seconds =
+        qobject_cast<QValueAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0));
+    QVERIFY(seconds);
+    QCOMPARE(dock.curves().first()->at(1), QPointF(0.1, 1));
+    QCOMPARE(seconds->min(), 0.0);
+    QCOMPARE(seconds->max(), 10.1);
 }
 
 void TestPlot::mouseZoomsAndPans()
@@ -520,24 +520,6 @@ void TestPlot::mouseZoomsAndPans()
     QVERIFY(qAbs(dock.rangeEnd() - (t0 + 5000)) < 150);
     send(QEvent::MouseButtonRelease, area.center(), Qt::RightButton, Qt::NoButton);
     QVERIFY(qAbs(dock.rangeEnd() - dock.rangeStart() - 10000) < 300);
-}
-
-void TestPlot::timeAxisFollowsTheTraceFlag()
-{
-    add(QStringLiteral("Reply=(Temperature=1)"), 0);
-    add(QStringLiteral("Reply=(Temperature=2)"), 2500);
-    PlotDock dock(m_model.get());
-    dock.setTags(m_tags.get());
-    QVERIFY(dock.addTag(0x1001));
-    dock.redraw();
-    QVERIFY(qobject_cast<QDateTimeAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0)));
-
-    dock.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
-    auto* seconds = qobject_cast<QValueAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0));
-    QVERIFY(seconds);
-    QCOMPARE(dock.curves().first()->at(1), QPointF(2.5, 2));
-    QCOMPARE(seconds->min(), 0.0);
-    QCOMPARE(seconds->max(), 2.5);
 }
 
 QTEST_MAIN(TestPlot)
