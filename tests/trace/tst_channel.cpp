@@ -102,7 +102,6 @@ private Q_SLOTS:
     void connectionTextsAndDisturbance();
     void loopbackConversation();
     void settingsAreKeptInTheChannelsGroup();
-    void storedValuesOutOfRangeAreReported();
     void rawPrinterFromTheSettings_data();
     void rawPrinterFromTheSettings();
     void onlyLiveBytesAreRelayedAndHeard_data();
@@ -482,24 +481,20 @@ void TestChannel::settingsAreKeptInTheChannelsGroup()
     QCOMPARE(again.settings().serverPort(), 4711);
     Channel one(1);
     QCOMPARE(one.settings().serverPort(), ConnectionSettings().serverPort());
-}
 
-void TestChannel::storedValuesOutOfRangeAreReported()
-{
+    // Stored values out of range are said once, in the trace, and not used.
     QSettings().setValue(QStringLiteral("Connection2/BiSTimeout"), 0);
     QSettings().setValue(QStringLiteral("Connection2/SerialSpeed"), QStringLiteral("fast"));
-    Channel channel(2);
-    QCOMPARE(channel.settings().timeout(), 1000);
-    QCOMPARE(channel.settings().serialSpeed(), 9600);
+    Channel odd(2);
+    QCOMPARE(odd.settings().timeout(), 1000);
+    QCOMPARE(odd.settings().serialSpeed(), 9600);
     const int before = m_model->lineCount();
-    channel.setModel(m_model.get());
+    odd.setModel(m_model.get());
+    odd.setModel(m_model.get());
     QCOMPARE(lines(*m_model).mid(before),
              QStringList({QStringLiteral("2 Con|Settings Connection2/BiSTimeout: \"0\" is out of range, using 1000"),
                           QStringLiteral("2 Con|Settings Connection2/SerialSpeed: \"fast\" is out of range, using 9600")}));
     QCOMPARE(m_model->index2item(m_model->index(before, 0))->color(), ColorError);
-    // Said once, not again with the next trace.
-    channel.setModel(m_model.get());
-    QCOMPARE(m_model->lineCount(), before + 2);
 }
 
 void TestChannel::rawPrinterFromTheSettings_data()
