@@ -51,7 +51,6 @@ private Q_SLOTS:
 
     void badRecordsAreReportedOnce_data();
     void badRecordsAreReportedOnce();
-    void runsInSlicesWithProgress();
     void timesReplayAsLogged_data();
     void timesReplayAsLogged();
     void secondReplayWaits();
@@ -199,31 +198,6 @@ void TestReplayer::badRecordsAreReportedOnce()
     traced.removeIf(
         [](const QString& line) { return line.startsWith(QLatin1String("Log|Replay ")); });
     QCOMPARE(traced, shown);
-}
-
-void TestReplayer::runsInSlicesWithProgress()
-{
-    constexpr int Count = 10000;
-    // The tester walks the whole model on every batch: quadratic here.
-    m_tester.reset();
-    const QString path = m_dir.filePath(QStringLiteral("big.csv"));
-    QVERIFY(writeFile(path, manyRecords(Count)));
-    QSignalSpy progress(m_replayer.get(), &Replayer::progress);
-    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
-    QVERIFY(m_replayer->start(path, Replayer::LogFile));
-    // Nothing happens before the event loop turns ...
-    QCOMPARE(m_model->lineCount(), 2);
-    QVERIFY(finished.wait(60000));
-    QVERIFY(finished.at(0).at(0).toBool());
-    // ... and then it takes many turns, each reporting its progress.
-    QVERIFY2(progress.count() > 2, qPrintable(QString::number(progress.count())));
-    const QList<QVariant> last = progress.constLast();
-    QCOMPARE(last.at(0).toLongLong(), qint64(Count));
-    QCOMPARE(last.at(1).toLongLong(), qint64(Count));
-    QCOMPARE(m_model->lineCount(), Count + 3);
-    const QStringList shown = lines(*m_model);
-    for (int i = 0; i < Count; ++i)
-        QCOMPARE(shown.at(i + 2), QStringLiteral("1|PumpId=%1").arg(i));
 }
 
 void TestReplayer::timesReplayAsLogged_data()

@@ -304,10 +304,16 @@ void TestTraceLogging::liveLinesFollowTheReplayedBlock()
     connect(log.logging->replayer(), &Replayer::progress, &log.window, [&] {
         QTimer::singleShot(0, &log.window, [&] { log.say(QStringLiteral("live %1").arg(live++)); });
     });
+    QSignalSpy progress(log.logging->replayer(), &Replayer::progress);
     QSignalSpy finished(log.logging->replayer(), &Replayer::finished);
+    const int before = log.model->lineCount();
     QVERIFY(log.logging->replayLog(path));
+    // Nothing is replayed before the event loop turns, then it takes many
+    // turns, each saying how far it got.
+    QCOMPARE(log.model->lineCount(), before + 2);
     QVERIFY(finished.wait(240000));
     QVERIFY(finished.at(0).at(0).toBool());
+    QCOMPARE(progress.constLast(), (QVariantList{qint64(Count), qint64(Count)}));
     log.say(QStringLiteral("live end"));
     log.logging->stopLog();
     QVERIFY2(live > 1, qPrintable(QString::number(live)));
