@@ -553,7 +553,12 @@ void TestChannel::rawPrinterFromTheSettings()
     for (int row = 0; row < m_model->lineCount(); ++row) {
         const QModelIndex line = m_model->index(row, TraceModel::TextColumn);
         QVERIFY(!line.data(TraceModel::LogRole).toString().contains(QChar(0x1B)));
-        if (printer != ConnectionSettings::HexPrinter && source(*m_model, row) == QLatin1String("1 Raw"))
+        // The colours are kept apart from the text, for the painter only.
+        if (source(*m_model, row) != QLatin1String("1 Raw"))
+            continue;
+        QCOMPARE(line.data(TraceModel::AnsiTextRole).isValid(),
+                 printer != ConnectionSettings::HexPrinter);
+        if (printer != ConnectionSettings::HexPrinter)
             QVERIFY(AnsiText::hasEscapes(line.data(TraceModel::AnsiTextRole).toString()));
     }
     if (!raw.isEmpty())

@@ -52,34 +52,12 @@ class TestTraceDelegate : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void rolesCarryPlainText();
     void runsArePaintedInTheirColours_data();
     void runsArePaintedInTheirColours();
     void paletteReadsOnItsBackground();
     void separatorPainting_data();
     void separatorPainting();
 };
-
-void TestTraceDelegate::rolesCarryPlainText()
-{
-    TraceModel model;
-    QString colored;
-    AnsiText::append(colored, AnsiText::Marker, u"query");
-    colored += QStringLiteral(" | ");
-    AnsiText::append(colored, AnsiText::Good, u"CRC ok");
-    const QModelIndex line = model.append(QStringLiteral("1 Trace"), colored, ColorText, base)
-                                 .siblingAtColumn(TraceModel::TextColumn);
-    QCOMPARE(line.data().toString(), QStringLiteral("query | CRC ok"));
-    QCOMPARE(line.data(TraceModel::AnsiTextRole).toString(), colored);
-    const QString record = line.data(TraceModel::LogRole).toString();
-    QVERIFY(record.contains(QLatin1String("query | CRC ok")));
-    QVERIFY(!record.contains(QChar(0x1B)));
-
-    const QModelIndex plain = model.append(QStringLiteral("1"), QStringLiteral("plain"), ColorText, base)
-                                  .siblingAtColumn(TraceModel::TextColumn);
-    QVERIFY(!plain.data(TraceModel::AnsiTextRole).isValid());
-    QCOMPARE(plain.data().toString(), QStringLiteral("plain"));
-}
 
 void TestTraceDelegate::runsArePaintedInTheirColours_data()
 {
