@@ -32,7 +32,6 @@ private Q_SLOTS:
     void initTestCase();
     void init();
 
-    void copySelectedLines();
     void copyTellsSentFromReceived_data();
     void copyTellsSentFromReceived();
     void autoScrollFollowsLikeATerminal();
@@ -56,31 +55,6 @@ void TestTraceView::init()
     QSettings().clear();
 }
 
-void TestTraceView::copySelectedLines()
-{
-    TraceWindow trace;
-    trace.model->append(QStringLiteral("Main"), QStringLiteral("first"), ColorText);
-    trace.send(QStringLiteral("GetStatus=(PumpId=4)"), QStringLiteral("2"));
-    trace.model->append(QStringLiteral("Main"), QStringLiteral("last"), ColorText);
-    trace.model->flush();
-    const QAbstractItemModel* model = trace.view->model();
-    const QModelIndex request = model->index(0, 0, model->index(1, 0));
-    const QModelIndex pump = model->index(0, 0, request);
-    QItemSelectionModel* selection = trace.view->selectionModel();
-    selection->clearSelection();
-    // Selected out of order: copied in the order shown.
-    selection->select(model->index(2, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    selection->select(pump, QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    selection->select(model->index(0, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
-    trace.view->copyAction()->trigger();
-    const QStringList copied = QApplication::clipboard()->text().split(QLatin1Char('\n'));
-    QCOMPARE(copied.size(), 4);
-    QVERIFY(copied.at(0).endsWith(QStringLiteral("\t\tMain\tfirst")));
-    QCOMPARE(copied.at(1), QStringLiteral("    PumpId = 4"));
-    QVERIFY(copied.at(2).endsWith(QStringLiteral("\t\tMain\tlast")));
-    QVERIFY(copied.at(3).isEmpty());
-}
-
 void TestTraceView::copyTellsSentFromReceived_data()
 {
     QTest::addColumn<QString>("source");
@@ -96,8 +70,9 @@ void TestTraceView::copyTellsSentFromReceived_data()
     QTest::newRow("error line") << "1 Err" << int(ColorError) << "1 Err" << "";
 }
 
-// A sent and a received line differ in what is copied and read out, not
-// only in colour; the model's own text stays the channel.
+// Selected lines are copied in the order shown. A sent and a received line
+// differ in what is copied and read out, not only in colour; the model's
+// own text stays the channel.
 void TestTraceView::copyTellsSentFromReceived()
 {
     QFETCH(QString, source);
@@ -105,18 +80,31 @@ void TestTraceView::copyTellsSentFromReceived()
     QFETCH(QString, shown);
     QFETCH(QString, accessible);
     TraceWindow trace;
+    trace.status(QStringLiteral("first"));
     QRV16::MessageParser parser(trace.tags.get());
     trace.model->append(source, parser.parse(QStringLiteral("GetStatus=(PumpId=4)")), StyleColor(color),
                         QDateTime());
+    trace.status(QStringLiteral("last"));
     trace.model->flush();
-    const QModelIndex line = trace.view->model()->index(0, 0);
-    trace.view->selectionModel()->select(line, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
-    trace.view->copy();
-    const QStringList cells = QApplication::clipboard()->text().split(QLatin1Char('\n')).constFirst().split(
-        QLatin1Char('\t'));
+    const QAbstractItemModel* model = trace.view->model();
+    const QModelIndex line = model->index(1, 0);
+    const QModelIndex pump = model->index(0, 0, model->index(0, 0, line));
+    // Selected out of order: copied in the order shown.
+    trace.view->selectionModel()->clearSelection();
+    for (const QModelIndex& index : {model->index(2, 0), pump, line, model->index(0, 0)})
+        trace.view->selectionModel()->select(index, QItemSelectionModel::Select |
+                                                        QItemSelectionModel::Rows);
+    trace.view->copyAction()->trigger();
+    const QStringList copied = QApplication::clipboard()->text().split(QLatin1Char('\n'));
+    QCOMPARE(copied.size(), 5);
+    QVERIFY(copied.at(0).endsWith(QStringLiteral("\t\tMain\tfirst")));
+    const QStringList cells = copied.at(1).split(QLatin1Char('\t'));
     QCOMPARE(cells.size(), 4);
     QCOMPARE(cells.at(2), shown);
     QCOMPARE(cells.at(3), QStringLiteral("GetStatus=(PumpId=4)"));
+    QCOMPARE(copied.at(2), QStringLiteral("    PumpId = 4"));
+    QVERIFY(copied.at(3).endsWith(QStringLiteral("\t\tMain\tlast")));
+    QVERIFY(copied.at(4).isEmpty());
     const QModelIndex sourceCell = line.siblingAtColumn(TraceModel::SourceColumn);
     QCOMPARE(sourceCell.data().toString(), source);
     QCOMPARE(sourceCell.data(Qt::AccessibleTextRole).toString(), accessible);
