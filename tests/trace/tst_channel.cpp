@@ -24,15 +24,6 @@
 
 namespace {
 
-const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
-<qrv16>
-  <tag name="GetStatus" id="0xD001"/>
-  <tag name="GetStatusReply" id="0xE001"/>
-  <tag name="PumpId" id="0x1001"/>
-  <tag name="StationName" id="0x3001"/>
-</qrv16>
-)";
-
 QString text(const TraceModel& model, int row)
 {
     return model.index(row, TraceModel::TextColumn).data().toString();
@@ -127,7 +118,7 @@ void TestChannel::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QSettings().clear();
-    m_tags = tagsOf(definitions);
+    m_tags = tagsOf(pumpDefinitions);
 }
 
 void TestChannel::init()
@@ -264,16 +255,16 @@ void TestChannel::trafficIsTraced_data()
     QTest::addColumn<QStringList>("expected"); // "source|text", and "|src -> dst" if any
 
     const QString ping = QStringLiteral("tx GetStatus=()");
-    const QString answer = QStringLiteral("rx GetStatusReply=(PumpId=1)");
+    const QString answer = QStringLiteral("rx GetStatus=(PumpId=1)");
     QTest::newRow("three times the same gives one line with (3)")
         << QStringList{"duplicates", ping, ping, ping} << QStringList{"1|GetStatus=() (3)"};
     QTest::newRow("one line between still merges")
         << QStringList{"duplicates", ping, answer, ping}
-        << QStringList{"1|GetStatus=() (2)", "1|GetStatusReply=(PumpId=1)"};
+        << QStringList{"1|GetStatus=() (2)", "1|GetStatus=(PumpId=1)"};
     QTest::newRow("two lines between gives a line of its own")
-        << QStringList{"duplicates", ping, answer, "rx GetStatusReply=(PumpId=2)", ping}
-        << QStringList{"1|GetStatus=()", "1|GetStatusReply=(PumpId=1)",
-                       "1|GetStatusReply=(PumpId=2)", "1|GetStatus=()"};
+        << QStringList{"duplicates", ping, answer, "rx GetStatus=(PumpId=2)", ping}
+        << QStringList{"1|GetStatus=()", "1|GetStatus=(PumpId=1)", "1|GetStatus=(PumpId=2)",
+                       "1|GetStatus=()"};
     QTest::newRow("different messages are not merged")
         << QStringList{"duplicates", "tx 1001=1", "tx 1001=2"}
         << QStringList{"1|PumpId=1", "1|PumpId=2"};
@@ -456,8 +447,8 @@ void TestChannel::loopbackConversation()
 
     QVERIFY(client.sendMessage(QStringLiteral("GetStatus=(PumpId=3)")));
     QTRY_VERIFY(lines(*m_model).contains(QStringLiteral("1|GetStatus=(PumpId=3)")));
-    QVERIFY(m_channel->sendMessage(QStringLiteral("GetStatusReply=(StationName=north)")));
-    QTRY_VERIFY(lines(*m_model).contains(QStringLiteral("2|GetStatusReply=(StationName=\"north\")")));
+    QVERIFY(m_channel->sendMessage(QStringLiteral("GetStatus=(StationName=north)")));
+    QTRY_VERIFY(lines(*m_model).contains(QStringLiteral("2|GetStatus=(StationName=\"north\")")));
     const QStringList all = lines(*m_model);
     QVERIFY(all.contains(QStringLiteral("2|GetStatus=(PumpId=3)")));
     QVERIFY(all.contains(QStringLiteral("1 Con|Incoming connection from 127.0.0.1:%1")

@@ -22,12 +22,6 @@
 
 namespace {
 
-const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
-<qrv16>
-  <tag name="PumpId" id="0x1001"/>
-</qrv16>
-)";
-
 const char goodRecord[] = "2011-03-04T10:20:30.045,\"1\",\"PumpId=4\",7,,\n";
 
 QByteArray manyRecords(int count)
@@ -71,7 +65,7 @@ void TestReplayer::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QSettings().clear();
-    m_tags = tagsOf(definitions);
+    m_tags = tagsOf(pumpDefinitions);
 }
 
 void TestReplayer::init()
