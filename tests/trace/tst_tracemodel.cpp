@@ -19,22 +19,6 @@
 
 namespace {
 
-const char definitions[] = R"(<?xml version="1.0" encoding="UTF-8"?>
-<qrv16>
-  <tag name="GetStatusReply" id="0xE001"/>
-  <tag name="Pumps" id="0xC001"/>
-  <tag name="PumpId" id="0x1001"/>
-  <tag name="ResultCode" id="0x1006" display="2x">
-    <enums>
-      <enum name="Ok" id="0"/>
-    </enums>
-  </tag>
-  <tag name="Running" id="0x2001"/>
-  <tag name="StationName" id="0x3001"/>
-  <tag name="Password" id="0x3002" secure="true"/>
-</qrv16>
-)";
-
 const QDateTime base(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
 
 // A separator in a list of line times.
@@ -115,7 +99,7 @@ private:
 
 void TestTraceModel::initTestCase()
 {
-    m_lut = tagsOf(definitions);
+    m_lut = demoTags();
 }
 
 void TestTraceModel::insertionOrder_data()
@@ -507,7 +491,7 @@ void TestTraceModel::malformedMessageDoesNotCrash()
     model.setTags(m_lut.get());
     QRV16::Message secret;
     secret.beginMessage(0xC001);
-    secret.appendString(0x3002, QStringLiteral("hunter2"));
+    secret.appendString(0x3003, QStringLiteral("hunter2")); // Password
     secret.endMessage();
     const QList<QByteArray> inputs = {
         QByteArray(),
