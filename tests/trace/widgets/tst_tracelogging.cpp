@@ -68,8 +68,8 @@ private Q_SLOTS:
     void init();
 
     void logWritesRecords();
-    void logSameFileKeepsItOtherFileIsReplaced();
-    void failedLogStartIsSaidAndKeepsTheRunningLog();
+    void logStartWhileOneRuns();
+    void failedStartsAreSaid();
     void replayLogDecodesAfresh();
     void replayHexDumpFeedsTheChannel();
     void replayDialogCancels();
@@ -119,20 +119,33 @@ void TestTraceLogging::logWritesRecords()
     QCOMPARE(LogRecord::split(records.at(1)).value(2), QStringLiteral("say \"hi\", twice"));
 }
 
-void TestTraceLogging::logSameFileKeepsItOtherFileIsReplaced()
+// Starting the running log again, by another spelling, goes on with it; a
+// start that fails keeps it; another file is written afresh.
+void TestTraceLogging::logStartWhileOneRuns()
 {
     const QString first = m_dir.filePath(QStringLiteral("first.csv"));
     const QString second = m_dir.filePath(QStringLiteral("second.csv"));
+    const QString bad = m_dir.filePath(QStringLiteral("no/such/dir/x.csv"));
     QVERIFY(writeFile(second, "old content\n"));
     Logging log;
     QVERIFY(log.logging->startLog(first));
     log.say(QStringLiteral("one"));
-    // The same file by another spelling.
     QVERIFY(log.logging->startLog(m_dir.filePath(QStringLiteral("./first.csv"))));
+    log.model->clear();
+    QVERIFY(!log.logging->startLog(bad));
+    QVERIFY(log.logging->isLogging());
+    QVERIFY(!log.logging->startAction()->isEnabled());
+    const QStringList shown = lines(*log.model);
+    QCOMPARE(shown.size(), 1);
+    QVERIFY2(shown.constFirst().startsWith(QLatin1String("Log|")) &&
+                 shown.constFirst().contains(QDir::toNativeSeparators(bad)),
+             qPrintable(shown.constFirst()));
     log.say(QStringLiteral("two"));
     log.logging->writer()->flush();
     const QByteArray kept = readFile(first);
     QVERIFY(kept.contains("\"one\"") && kept.contains("\"two\""));
+    QVERIFY(!kept.contains("Stopped logging"));
+
     QVERIFY(log.logging->startLog(second));
     log.say(QStringLiteral("three"));
     log.logging->stopLog();
@@ -145,15 +158,13 @@ void TestTraceLogging::logSameFileKeepsItOtherFileIsReplaced()
     QVERIFY(!readFile(first).contains("\"three\""));
 }
 
-void TestTraceLogging::failedLogStartIsSaidAndKeepsTheRunningLog()
+// Without a log running: why, in the file system's words.
+void TestTraceLogging::failedStartsAreSaid()
 {
-    const QString running = m_dir.filePath(QStringLiteral("running.csv"));
-    const QString bad = m_dir.filePath(QStringLiteral("no/such/dir/x.csv"));
     Logging log;
-    QVERIFY(!log.logging->startLog(bad));
+    QVERIFY(!log.logging->startLog(m_dir.filePath(QStringLiteral("no/such/dir/x.csv"))));
     QVERIFY(!log.logging->isLogging());
     QCOMPARE(log.model->lineCount(), 1);
-    // Why, in the file system's words.
     QVERIFY2(lines(*log.model).constFirst().startsWith(QLatin1String("Log|Could not log to ")) &&
                  lines(*log.model).constFirst().endsWith(QLatin1String(": No such file or directory")),
              qPrintable(lines(*log.model).constFirst()));
@@ -163,25 +174,6 @@ void TestTraceLogging::failedLogStartIsSaidAndKeepsTheRunningLog()
     QCOMPARE(log.model->index2item(log.model->index(1, 0))->color(), ColorError);
     QVERIFY(!log.logging->replayer()->isRunning());
     QVERIFY(log.logging->replayAction()->isEnabled());
-
-    // With a log running, a failed start keeps it.
-    QVERIFY(log.logging->startLog(running));
-    log.say(QStringLiteral("before"));
-    log.model->clear();
-    QVERIFY(!log.logging->startLog(bad));
-    QVERIFY(log.logging->isLogging());
-    QVERIFY(!log.logging->startAction()->isEnabled());
-    const QStringList shown = lines(*log.model);
-    QCOMPARE(shown.size(), 1);
-    QVERIFY2(shown.constFirst().startsWith(QLatin1String("Log|")) &&
-                 shown.constFirst().contains(QDir::toNativeSeparators(bad)),
-             qPrintable(shown.constFirst()));
-    log.say(QStringLiteral("after"));
-    log.logging->writer()->flush();
-    const QByteArray kept = readFile(running);
-    QVERIFY(kept.contains("\"before\""));
-    QVERIFY(kept.contains("\"after\""));
-    QVERIFY(!kept.contains("Stopped logging"));
 }
 
 void TestTraceLogging::replayLogDecodesAfresh()
