@@ -18,7 +18,6 @@ private Q_SLOTS:
     void roundTrip_data();
     void roundTrip();
     void missingAndBadValuesKeepTheCurrentOnes();
-    void palette();
 };
 
 void TestStyleSettings::initTestCase()
@@ -118,6 +117,8 @@ void TestStyleSettings::roundTrip()
     restored.restoreFromSettings(settings, group);
     QVERIFY(restored == style);
     QCOMPARE(restored.colorRules(), style.colorRules());
+    QCOMPARE(restored.palette().color(QPalette::Base), style.color(ColorBackground));
+    QCOMPARE(restored.palette().color(QPalette::Text), style.color(ColorText));
     QCOMPARE(settings.group(), QString());
 }
 
@@ -138,16 +139,6 @@ void TestStyleSettings::missingAndBadValuesKeepTheCurrentOnes()
     StyleSettings empty;
     empty.restoreFromSettings(settings, QStringLiteral("Nothing/Here"));
     QVERIFY(empty == defaults);
-}
-
-void TestStyleSettings::palette()
-{
-    StyleSettings style;
-    style.setColor(ColorBackground, QColor(250, 250, 240));
-    style.setColor(ColorText, QColor(20, 20, 60));
-    const QPalette p = style.palette();
-    QCOMPARE(p.color(QPalette::Base), QColor(250, 250, 240));
-    QCOMPARE(p.color(QPalette::Text), QColor(20, 20, 60));
 }
 
 QTEST_MAIN(TestStyleSettings)

@@ -22,11 +22,6 @@ Q_DECLARE_METATYPE(StyleSettings)
 
 namespace {
 
-QString plain(QString text)
-{
-    return text.remove(QLatin1Char('&'));
-}
-
 // The field that a label names inside the group box of that title.
 QWidget* field(const QWidget& dialog, const QString& group, const QString& label)
 {
@@ -44,7 +39,7 @@ QWidget* field(const QWidget& dialog, const QString& group, const QString& label
 QPushButton* button(const QWidget& dialog, const QString& text)
 {
     for (QPushButton* candidate : dialog.findChildren<QPushButton*>()) {
-        if (plain(candidate->text()) == text)
+        if (candidate->text().remove(QLatin1Char('&')) == text)
             return candidate;
     }
     return nullptr;
