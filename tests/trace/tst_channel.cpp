@@ -90,8 +90,7 @@ private Q_SLOTS:
     void trafficIsTraced();
     void hexDumps_data();
     void hexDumps();
-    void connectionTextsAndDisturbance();
-    void loopbackConversation();
+    void connectionTextsAndConversation();
     void settingsAreKeptInTheChannelsGroup();
     void rawPrinterFromTheSettings_data();
     void rawPrinterFromTheSettings();
@@ -419,28 +418,22 @@ void TestChannel::hexDumps()
     QCOMPARE(dump, expected);
 }
 
-void TestChannel::connectionTextsAndDisturbance()
+void TestChannel::connectionTextsAndConversation()
 {
-    Channel second(2);
-    second.setModel(m_model.get());
-    QSignalSpy appended(&second, &Channel::appended);
-    second.connectionMessage(QStringLiteral("Connection established"));
+    Channel client(2);
+    client.setModel(m_model.get());
+    QSignalSpy appended(&client, &Channel::appended);
+    client.connectionMessage(QStringLiteral("Connection established"));
     // Only a serial port has modem lines to pulse.
-    second.disturb();
+    client.disturb();
     m_channel->disturb();
     QCOMPARE(lines(*m_model), (QStringList{QStringLiteral("2 Con|Connection established"),
                                            QStringLiteral("2 Err|No modem lines on this link: nothing disturbed"),
                                            QStringLiteral("1 Con|DISTURBANCE GENERATED")}));
     QCOMPARE(appended.count(), 2);
-    second.setModel(nullptr);
-}
 
-void TestChannel::loopbackConversation()
-{
     // Channel 1 listens, channel 2 connects to it; both trace into one model.
     QSignalSpy serverState(m_channel.get(), &Channel::stateChanged);
-    Channel client(2);
-    client.setModel(m_model.get());
     connectLoopback(m_channel.get(), &client);
     if (QTest::currentTestFailed())
         return;
