@@ -51,8 +51,6 @@ private Q_SLOTS:
     void hexDumpProgressCountsBytes();
 
 private:
-    void run(Replayer::Mode mode, const QByteArray& content, QStringList* shown, bool* completed);
-
     QTemporaryDir m_dir;
     std::unique_ptr<QRV16::TagDataLut> m_tags;
     std::unique_ptr<TraceModel> m_model;
@@ -90,18 +88,6 @@ void TestReplayer::cleanup()
     m_channel1.reset();
     m_tester.reset();
     m_model.reset();
-}
-
-void TestReplayer::run(Replayer::Mode mode, const QByteArray& content, QStringList* shown,
-                       bool* completed)
-{
-    const QString path = m_dir.filePath(QStringLiteral("replay.csv"));
-    QVERIFY(writeFile(path, content));
-    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
-    QVERIFY(m_replayer->start(path, mode));
-    QVERIFY(finished.wait(20000));
-    *completed = finished.at(0).at(0).toBool();
-    *shown = lines(*m_model);
 }
 
 void TestReplayer::badRecordsAreReportedOnce_data()
@@ -181,10 +167,13 @@ void TestReplayer::badRecordsAreReportedOnce()
     QFETCH(QByteArray, content);
     QFETCH(QStringList, shown);
 
-    QStringList traced;
-    bool completed = false;
-    run(Replayer::Mode(mode), content, &traced, &completed);
-    QVERIFY(completed);
+    const QString path = m_dir.filePath(QStringLiteral("replay.csv"));
+    QVERIFY(writeFile(path, content));
+    QSignalSpy finished(m_replayer.get(), &Replayer::finished);
+    QVERIFY(m_replayer->start(path, Replayer::Mode(mode)));
+    QVERIFY(finished.wait(20000));
+    QVERIFY(finished.at(0).at(0).toBool());
+    QStringList traced = lines(*m_model);
     // Framed by a separator line each side.
     QCOMPARE(traced.constFirst(), QStringLiteral("|"));
     QCOMPARE(traced.constLast(), QStringLiteral("|"));
