@@ -708,8 +708,14 @@ void TestTraceModel::colorRules()
     const QModelIndex ok = model.append(QStringLiteral("1"), statusReply(), ColorMessageRx1, base, 1, 2);
     const QModelIndex failed = model.append(QStringLiteral("1"), failedReply(), ColorMessageTx1, base, 1, 2);
     model.flush();
-    // Names in the rules resolve once the definitions come; without rules
-    // that colour, nothing changes.
+    // Before the definitions only a rule by number can colour a line; names
+    // resolve once they come, and without rules that colour nothing changes.
+    const bool byNumber =
+        std::any_of(rules.cbegin(), rules.cend(), [](const StyleSettings::ColorRule& rule) {
+            return rule.enabled && rule.expression.startsWith(QLatin1String("0x"));
+        });
+    QCOMPARE(ok.data(Qt::ForegroundRole).value<QColor>(),
+             byNumber ? okColor : style.color(ColorMessageRx1));
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
     model.setTags(m_lut.get());
     QCOMPARE(changed.count(), okColor.isValid() || failedColor.isValid() ? 1 : 0);
