@@ -12,6 +12,7 @@
 #include "trace/tracemodel.h"
 #include "trace/widgets/filterbar.h"
 #include "trace/widgets/tracesearch.h"
+#include "trace/widgets/traceundo.h"
 
 #include <QAction>
 #include <QApplication>
@@ -37,6 +38,8 @@ private Q_SLOTS:
     void autoScrollFollowsLikeATerminal();
     void filterKeepsWhatTheUserLooksAt();
     void clearingTheFilterKeepsTheView();
+    void removalsComeBack_data();
+    void removalsComeBack();
     void undoBringsBackWhatWasRemoved_data();
     void undoBringsBackWhatWasRemoved();
     void doubleClickedMessageGoesToTheEntryLine_data();
@@ -240,6 +243,74 @@ void TestTraceView::clearingTheFilterKeepsTheView()
     bar->clear();
     QCOMPARE(view->model(), trace.model);
     QCOMPARE(trace.topText(), top);
+}
+
+// Steps: "+a b" adds lines, "-a" deletes one, "clear" clears all, "outside"
+// clears the trace behind the view's back, "limit N", "undo"; "=a b" is the
+// trace then, "undo on" or "undo off" whether undo is offered.
+void TestTraceView::removalsComeBack_data()
+{
+    QTest::addColumn<QStringList>("steps");
+
+    QTest::newRow("deletes come back newest first") << QStringList{
+        "+a b c d", "-b", "-c", "=a d", "undo", "=a c d", "undo", "=a b c d", "undo off"};
+    // The line that a deleted one followed is gone: the deleted one comes
+    // back at the top, where the limit has the last word.
+    QTest::newRow("the line before left by the limit")
+        << QStringList{"limit 4", "+a b c d", "-c",         "-a",   "+e f g",      "=d e f g",
+                       "limit 6", "undo",     "=a d e f g", "undo", "=c a d e f g"};
+    QTest::newRow("clearing from outside forgets the history")
+        << QStringList{"+a b", "clear", "undo on", "+c", "outside", "undo off", "undo", "="};
+
+    QStringList all;
+    QStringList steps;
+    for (int i = 0; i < TraceUndo::Depth + 5; ++i) {
+        all << QString::number(i);
+        steps << QStringLiteral("-%1").arg(i);
+    }
+    steps.prepend(QLatin1Char('+') + all.join(QLatin1Char(' ')));
+    steps << QStringLiteral("=");
+    for (int i = 0; i < TraceUndo::Depth; ++i)
+        steps << QStringLiteral("undo");
+    steps << QStringLiteral("undo off") << QLatin1Char('=') + all.mid(5).join(QLatin1Char(' '));
+    QTest::newRow("only the last removals are kept") << steps;
+}
+
+void TestTraceView::removalsComeBack()
+{
+    QFETCH(QStringList, steps);
+    TraceWindow trace;
+    TraceView* view = trace.view;
+    const QDateTime base(QDate(2011, 3, 4), QTime(10, 20, 30));
+    int seconds = 0;
+    for (const QString& step : std::as_const(steps)) {
+        const QString rest = step.mid(1);
+        if (step.startsWith(QLatin1Char('+'))) {
+            // Ten seconds apart: never sorted in before one another.
+            for (const QString& text : rest.split(QLatin1Char(' ')))
+                trace.model->append(QStringLiteral("Main"), text, ColorText,
+                                    base.addSecs(seconds += 10));
+            trace.model->flush();
+        } else if (step.startsWith(QLatin1Char('-'))) {
+            QVERIFY2(trace.line(rest).isValid(), qPrintable(step));
+            view->setCurrentIndex(trace.line(rest));
+            view->deleteAction()->trigger();
+        } else if (step.startsWith(QLatin1Char('='))) {
+            QCOMPARE(
+                lines(*trace.model).replaceInStrings(QStringLiteral("Main|"), QString()).join(' '),
+                rest);
+        } else if (step.startsWith(QLatin1String("limit "))) {
+            trace.model->setLimit(step.mid(6).toInt());
+        } else if (step == QLatin1String("clear")) {
+            view->clearAction()->trigger();
+        } else if (step == QLatin1String("outside")) {
+            trace.model->clear();
+        } else if (step == QLatin1String("undo")) {
+            view->undoAction()->trigger();
+        } else {
+            QCOMPARE(view->undoAction()->isEnabled(), step == QLatin1String("undo on"));
+        }
+    }
 }
 
 void TestTraceView::undoBringsBackWhatWasRemoved_data()
