@@ -4,13 +4,16 @@
 #include "qrv16/messageparser.h"
 #include "qrv16/tagdatalut.h"
 #include "tests/support/definitions.h"
+#include "tests/support/files.h"
 #include "tests/support/plotdefinitions.h"
+#include "tests/support/statusreply.h"
 #include "tests/support/tracelines.h"
 #include "tests/support/tracewindow.h"
 #include "trace/tracefilter.h"
 #include "trace/traceitem.h"
 #include "trace/tracemodel.h"
 #include "trace/widgets/filterbar.h"
+#include "trace/widgets/findbar.h"
 #include "trace/widgets/tracesearch.h"
 #include "trace/widgets/traceundo.h"
 
@@ -18,12 +21,43 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QLineEdit>
 #include <QMenu>
 #include <QScrollBar>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QtTest>
+
+namespace {
+
+// "1.0.2": rows from the top-level line down.
+QString pathOf(QModelIndex index)
+{
+    QStringList rows;
+    for (; index.isValid(); index = index.parent())
+        rows.prepend(QString::number(index.row()));
+    return rows.join(QLatin1Char('.'));
+}
+
+// Two replies among status lines, read with the demo definitions.
+struct FindTrace : TraceWindow
+{
+    FindTrace() : TraceWindow(readFile(QStringLiteral(KORV_SOURCE_DIR "/examples/demo.qrvdef")))
+    {
+        const QDateTime t(QDate(2024, 3, 1), QTime(12, 0));
+        model->append(QStringLiteral("1"), QStringLiteral("connected to pump"), ColorText, t);
+        model->append(QStringLiteral("1"), statusReply(QStringLiteral("north")), ColorMessageRx1,
+                      t);
+        model->append(QStringLiteral("1"), QStringLiteral("error: timeout"), ColorError, t);
+        model->append(QStringLiteral("1"), statusReply(QStringLiteral("south")), ColorMessageRx1,
+                      t);
+        model->append(QStringLiteral("1"), QStringLiteral("Pump restarted"), ColorText, t);
+        model->flush();
+    }
+};
+
+} // namespace
 
 class TestTraceView : public QObject
 {
@@ -46,6 +80,11 @@ private Q_SLOTS:
     void doubleClickedMessageGoesToTheEntryLine();
     void contextMenuPlotsNumericElementsOnly_data();
     void contextMenuPlotsNumericElementsOnly();
+    void findStepsThroughTheMatches_data();
+    void findStepsThroughTheMatches();
+    void findBadPatternShowsItsPosition();
+    void findEscapeCloses();
+    void filterBarShowsTheExpressionError();
 };
 
 void TestTraceView::initTestCase()
@@ -483,6 +522,126 @@ void TestTraceView::contextMenuPlotsNumericElementsOnly()
     plot->trigger();
     QCOMPARE(requested.count(), 1);
     QCOMPARE(trace.tags->tagName(unsigned(requested.at(0).at(0).toInt())), entry.mid(5));
+}
+
+void TestTraceView::findStepsThroughTheMatches_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<bool>("matchCase");
+    QTest::addColumn<bool>("regexp");
+    QTest::addColumn<bool>("backward"); // the steps go back
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QStringList>("hits"); // where typing lands, then one per step; "^": it wrapped
+
+    QTest::newRow("text in lines and elements, any case")
+        << "pump" << false << false << false << 4
+        << QStringList{"0", "1.0.1", "1.0.1.0", "3.0.1", "3.0.1.0", "4", "0^", "1.0.1"};
+    QTest::newRow("case kept") << "Pump" << true << false << false << 3
+                               << QStringList{"1.0.1", "1.0.1.0", "3.0.1",  "3.0.1.0",
+                                              "4",     "1.0.1^",  "1.0.1.0"};
+    QTest::newRow("regular expression")
+        << "nor.h|time" << false << true << false << 2 << QStringList{"1.0.2", "2", "1.0.2^", "2"};
+    QTest::newRow("regular expression with case")
+        << "^Error" << true << true << false << 0 << QStringList{""};
+    QTest::newRow("a match in an element only")
+        << "south" << false << false << false << 1 << QStringList{"3.0.2", "3.0.2^", "3.0.2^"};
+    QTest::newRow("backward, wrapping to the end")
+        << "pump" << false << false << true << 4
+        << QStringList{"0", "4^", "3.0.1.0", "3.0.1", "1.0.1.0"};
+}
+
+void TestTraceView::findStepsThroughTheMatches()
+{
+    QFETCH(QString, text);
+    QFETCH(bool, matchCase);
+    QFETCH(bool, regexp);
+    QFETCH(bool, backward);
+    QFETCH(int, count);
+    QFETCH(QStringList, hits);
+    FindTrace trace;
+    QVERIFY(trace.show());
+    // Showing gave the view a current line; these searches start from none.
+    trace.view->setCurrentIndex(QModelIndex());
+    FindBar* bar = trace.search->findBar();
+
+    bar->setCaseSensitive(matchCase);
+    bar->setRegularExpression(regexp);
+    bar->activate();
+    bar->setText(text);
+    QCOMPARE(bar->matchCount(), count);
+    bool lineOneOpened = false;
+    for (int i = 0; i < hits.size(); ++i) {
+        if (i > 0 && backward)
+            bar->findPrevious();
+        else if (i > 0)
+            bar->findNext();
+        const bool wrapped = hits.at(i).endsWith(QLatin1Char('^'));
+        QCOMPARE(pathOf(trace.view->currentIndex()), hits.at(i).chopped(wrapped ? 1 : 0));
+        const QString wrap = backward ? QStringLiteral("continued from the bottom")
+                                      : QStringLiteral("continued from the top");
+        if (i > 0)
+            QVERIFY2(bar->status().contains(wrap) == wrapped, qPrintable(bar->status()));
+        // Lines open down to each hit, and no others.
+        for (QModelIndex line = trace.view->currentIndex().parent(); line.isValid();
+             line = line.parent())
+            QVERIFY(trace.view->isExpanded(line));
+        lineOneOpened = lineOneOpened || hits.at(i).startsWith(QLatin1String("1."));
+        QCOMPARE(trace.view->isExpanded(trace.model->index(1, 0)), lineOneOpened);
+    }
+    if (count == 0)
+        QCOMPARE(bar->status(), QStringLiteral("No match"));
+    else if (count > 1)
+        QCOMPARE(bar->status(), QStringLiteral("%1 matching lines").arg(count));
+}
+
+void TestTraceView::findBadPatternShowsItsPosition()
+{
+    FindTrace trace;
+    QVERIFY(trace.show());
+    trace.view->setCurrentIndex(QModelIndex());
+    FindBar* bar = trace.search->findBar();
+    bar->setRegularExpression(true);
+    bar->setText(QStringLiteral("pump(s"));
+    QCOMPARE(bar->matchCount(), 0);
+    QVERIFY2(bar->status().startsWith(QStringLiteral("Error at 7:")), qPrintable(bar->status()));
+    QVERIFY(!trace.view->currentIndex().isValid());
+    // Fixed, it finds again.
+    bar->setText(QStringLiteral("pump(s)?"));
+    QCOMPARE(bar->matchCount(), 4);
+}
+
+void TestTraceView::findEscapeCloses()
+{
+    FindTrace trace;
+    QVERIFY(trace.show());
+    trace.view->setCurrentIndex(QModelIndex());
+    FindBar* bar = trace.search->findBar();
+    bar->activate();
+    QVERIFY(bar->isVisible());
+    QLineEdit* edit = bar->findChild<QLineEdit*>(QStringLiteral("m_le_find"));
+    QVERIFY(edit);
+    QTest::keyClicks(edit, QStringLiteral("time"));
+    QCOMPARE(pathOf(trace.view->currentIndex()), QStringLiteral("2"));
+    QTest::keyClick(edit, Qt::Key_Escape);
+    QVERIFY(!bar->isVisible());
+}
+
+void TestTraceView::filterBarShowsTheExpressionError()
+{
+    FindTrace trace;
+    TraceFilter filter(trace.model);
+    FilterBar filterBar(&filter);
+    filterBar.setTags(trace.tags.get());
+    filterBar.setExpression(QStringLiteral("StationName=\"south\" or"));
+    QCOMPARE(filterBar.error(), QStringLiteral("Column 23: expected a tag"));
+    QCOMPARE(filter.rowCount(), 5);
+    filterBar.setExpression(QStringLiteral("StationName=\"south\""));
+    QVERIFY(filterBar.error().isEmpty());
+    QCOMPARE(filter.rowCount(), 1);
+    QCOMPARE(filter.mapToSource(filter.index(0, 0)).row(), 3);
+    filterBar.clear();
+    QVERIFY(filterBar.expression().isEmpty());
+    QCOMPARE(filter.rowCount(), 5);
 }
 
 QTEST_MAIN(TestTraceView)
