@@ -6,6 +6,7 @@
 #include "tests/support/definitions.h"
 #include "tests/support/files.h"
 #include "tests/support/plotdefinitions.h"
+#include "tests/support/stallmeter.h"
 #include "tests/support/statusreply.h"
 #include "tests/support/tracelines.h"
 #include "tests/support/tracewindow.h"
@@ -23,6 +24,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QSettings>
 #include <QSignalSpy>
@@ -57,6 +59,41 @@ struct FindTrace : TraceWindow
     }
 };
 
+constexpr int Lines = 200000;
+constexpr int Pumps = 100;
+// A slice is 20 ms; the bound leaves room for a slow, shared machine.
+constexpr qint64 MaxStallMs = 150;
+
+// A long trace: pumps 0..99 in turn, one line in a hundred per pump.
+struct LongTrace : TraceWindow
+{
+    LongTrace() : TraceWindow(pumpDefinitions, Lines)
+    {
+        QRV16::MessageParser parser(tags.get());
+        for (int pump = 0; pump < Pumps; ++pump)
+            messages.push_back(parser.parse(
+                QStringLiteral("GetStatus=(PumpId=%1 StationName=\"s%1\")").arg(pump)));
+    }
+
+    bool fill()
+    {
+        for (int i = 0; i < Lines; ++i)
+            sendPump(i % Pumps);
+        model->flush();
+        return show();
+    }
+
+    void sendPump(int pump)
+    {
+        model->append(QStringLiteral("1"), messages[size_t(pump)], ColorMessageRx1, QDateTime());
+    }
+
+    FindBar* findBar() const { return search->findBar(); }
+    FilterBar* filterBar() const { return search->filterBar(); }
+
+    std::vector<QRV16::Message> messages;
+};
+
 } // namespace
 
 class TestTraceView : public QObject
@@ -85,6 +122,12 @@ private Q_SLOTS:
     void findBadPatternShowsItsPosition();
     void findEscapeCloses();
     void filterBarShowsTheExpressionError();
+    // Over a long trace: the event loop keeps running while every line is
+    // read, Stop and Escape leave the trace as it was.
+    void findShowsTheNextMatchWithoutStalling();
+    void filterAppliesWithoutStalling();
+    void stopLeavesTheTraceAsItWas_data();
+    void stopLeavesTheTraceAsItWas();
 };
 
 void TestTraceView::initTestCase()
@@ -642,6 +685,113 @@ void TestTraceView::filterBarShowsTheExpressionError()
     filterBar.clear();
     QVERIFY(filterBar.expression().isEmpty());
     QCOMPARE(filter.rowCount(), 5);
+}
+
+// From the current line on, the first match after it is shown and
+// selected; the matches are counted after.
+void TestTraceView::findShowsTheNextMatchWithoutStalling()
+{
+    LongTrace trace;
+    QVERIFY(trace.fill());
+    // Pump 0's lines are every hundredth: the next after 150,001 is 150,100.
+    trace.view->setCurrentIndex(trace.model->index(150001, 0));
+    trace.view->setFocus();
+    korvtest::StallMeter meter;
+    trace.findBar()->activate();
+    trace.findBar()->setText(QStringLiteral("\"s0\""));
+    QTRY_VERIFY_WITH_TIMEOUT(!trace.findBar()->isBusy(), 120000);
+    meter.stop();
+    // The element line that matches, in its message opened for it.
+    QModelIndex line = trace.view->currentIndex();
+    QCOMPARE(TraceWindow::textOf(trace.view->currentIndex()),
+             QStringLiteral("StationName = \"s0\""));
+    while (line.parent().isValid())
+        line = line.parent();
+    QCOMPARE(line.row(), 150100);
+    QVERIFY(trace.view->isExpanded(line));
+    QCOMPARE(trace.view->selectionModel()->selectedRows().size(), 1);
+    QCOMPARE(trace.findBar()->matchCount(), Lines / Pumps);
+    QCOMPARE(trace.findBar()->status(), QStringLiteral("2000 matching lines"));
+    QVERIFY2(meter.longest < MaxStallMs, qPrintable(QString::number(meter.longest)));
+    QVERIFY(meter.ticks > 2);
+}
+
+// Lines that arrive and lines the limit drops while the filter reads the
+// trace are judged all the same.
+void TestTraceView::filterAppliesWithoutStalling()
+{
+    LongTrace trace;
+    QVERIFY(trace.fill());
+    korvtest::StallMeter meter;
+    trace.search->filterAction()->setChecked(true);
+    trace.filterBar()->setExpression(QStringLiteral("PumpId=7"));
+    QVERIFY(trace.filterBar()->isBusy());
+    QVERIFY(trace.filterBar()->findChild<QPushButton*>(QStringLiteral("m_pb_stop"))->isVisible());
+    // Pump 7 twice more, at the end, while the oldest three lines go.
+    trace.sendPump(7);
+    trace.sendPump(1);
+    trace.sendPump(7);
+    trace.model->flush();
+    QTRY_VERIFY_WITH_TIMEOUT(!trace.filterBar()->isBusy(), 120000);
+    meter.stop();
+    QCOMPARE(trace.view->model(), trace.view->filter());
+    // Two came at the end.
+    QCOMPARE(trace.view->model()->rowCount(), Lines / Pumps + 2);
+    for (int row : {0, trace.view->model()->rowCount() - 1}) {
+        QCOMPARE(trace.view->model()->index(row, TraceModel::TextColumn).data().toString(),
+                 QStringLiteral("GetStatus=(PumpId=7 StationName=\"s7\")"));
+    }
+    QVERIFY(!trace.filterBar()->findChild<QPushButton*>(QStringLiteral("m_pb_stop"))->isVisible());
+    QVERIFY2(meter.longest < MaxStallMs, qPrintable(QString::number(meter.longest)));
+}
+
+void TestTraceView::stopLeavesTheTraceAsItWas_data()
+{
+    QTest::addColumn<bool>("filter"); // else find
+    QTest::addColumn<bool>("escape"); // else the Stop button
+    QTest::newRow("find, escape") << false << true;
+    QTest::newRow("find, stop") << false << false;
+    QTest::newRow("filter, escape") << true << true;
+    QTest::newRow("filter, stop") << true << false;
+}
+
+void TestTraceView::stopLeavesTheTraceAsItWas()
+{
+    QFETCH(bool, filter);
+    QFETCH(bool, escape);
+    LongTrace trace;
+    QVERIFY(trace.fill());
+    trace.view->setCurrentIndex(trace.model->index(1000, 0));
+    QWidget* bar =
+        filter ? static_cast<QWidget*>(trace.filterBar()) : static_cast<QWidget*>(trace.findBar());
+    if (filter) {
+        trace.search->filterAction()->setChecked(true);
+        trace.filterBar()->setExpression(QStringLiteral("PumpId=100"));
+        QVERIFY(trace.filterBar()->isBusy());
+    } else {
+        trace.findBar()->activate();
+        trace.findBar()->setText(QStringLiteral("no such text"));
+        QVERIFY(trace.findBar()->isBusy());
+    }
+    // Some slices on.
+    QTest::qWait(50);
+    auto* stop = bar->findChild<QPushButton*>(QStringLiteral("m_pb_stop"));
+    QVERIFY(stop->isVisible());
+    if (escape)
+        QTest::keyClick(bar->findChild<QLineEdit*>(filter ? QStringLiteral("m_le_expression")
+                                                          : QStringLiteral("m_le_find")),
+                        Qt::Key_Escape);
+    else
+        QTest::mouseClick(stop, Qt::LeftButton);
+    QVERIFY(!(filter ? trace.filterBar()->isBusy() : trace.findBar()->isBusy()));
+    QVERIFY(!stop->isVisible());
+    // The bar stays for the next try.
+    QVERIFY(bar->isVisible());
+    QTest::qWait(100);
+    QCOMPARE(trace.view->model(), trace.model);
+    QCOMPARE(trace.model->rowCount(), Lines);
+    QCOMPARE(trace.view->currentIndex(), trace.model->index(1000, 0));
+    QVERIFY(!trace.view->filter()->isActive());
 }
 
 QTEST_MAIN(TestTraceView)
