@@ -15,12 +15,9 @@ private Q_SLOTS:
     void keys_data();
     void keys();
     void defaultsAreReadableOnTheBackground();
+    void roundTrip_data();
     void roundTrip();
     void missingAndBadValuesKeepTheCurrentOnes();
-    void palette();
-    void colorRulesRoundTrip_data();
-    void colorRulesRoundTrip();
-    void channelColours();
 };
 
 void TestStyleSettings::initTestCase()
@@ -72,54 +69,36 @@ void TestStyleSettings::defaultsAreReadableOnTheBackground()
     QVERIFY(!style.color(ColorNone).isValid());
 }
 
-void TestStyleSettings::roundTrip()
+using Rules = QVector<StyleSettings::ColorRule>;
+Q_DECLARE_METATYPE(StyleSettings)
+
+void TestStyleSettings::roundTrip_data()
 {
-    StyleSettings style;
+    QTest::addColumn<StyleSettings>("style");
+    StyleSettings custom;
     for (int i = 0; i < StyleColorCount; ++i)
-        style.setColor(StyleColor(i), QColor(10 * i, 255 - 10 * i, 3 * i));
+        custom.setColor(StyleColor(i), QColor(10 * i, 255 - 10 * i, 3 * i));
     QFont text(QStringLiteral("Serif"), 13);
     text.setBold(true);
-    style.setTextFont(text);
+    custom.setTextFont(text);
     QFont code(QStringLiteral("Courier"), 9);
     code.setItalic(true);
-    style.setCodeFont(code);
-    QVERIFY(style != StyleSettings());
-
-    {
-        QSettings settings;
-        style.saveToSettings(settings, QStringLiteral("MainWindow/Style"));
-    }
-    QSettings settings;
-    QVERIFY(settings.contains(QStringLiteral("MainWindow/Style/MessageTxColor2")));
-    QVERIFY(settings.contains(QStringLiteral("MainWindow/Style/TextFont")));
-    QVERIFY(settings.contains(QStringLiteral("MainWindow/Style/CodeFont")));
-
-    StyleSettings restored;
-    restored.restoreFromSettings(settings, QStringLiteral("MainWindow/Style"));
-    QCOMPARE(restored.color(ColorRawTx2), style.color(ColorRawTx2));
-    QCOMPARE(restored.textFont(), text);
-    QCOMPARE(restored.codeFont(), code);
-    QVERIFY(restored == style);
-    QCOMPARE(settings.group(), QString());
+    custom.setCodeFont(code);
+    QTest::newRow("every colour and both fonts") << custom;
+    QTest::newRow("no rules") << StyleSettings();
+    StyleSettings one;
+    one.setColorRules({{QStringLiteral("ResultCode!=Ok"), QColor(Qt::red), true}});
+    QTest::newRow("one rule") << one;
+    StyleSettings three;
+    three.setColorRules({{QStringLiteral("Temperature>700"), QColor(1, 2, 3), false},
+                         {QStringLiteral("(PumpMode="), QColor(0, 128, 0, 100), true},
+                         {QStringLiteral("not 0x10"), QColor(Qt::blue), true}});
+    QTest::newRow("rule order, disabled and broken rules kept") << three;
 }
 
-using Rules = QVector<StyleSettings::ColorRule>;
-Q_DECLARE_METATYPE(Rules)
-
-void TestStyleSettings::colorRulesRoundTrip_data()
+void TestStyleSettings::roundTrip()
 {
-    QTest::addColumn<Rules>("rules");
-    QTest::newRow("none") << Rules();
-    QTest::newRow("one") << Rules{{QStringLiteral("ResultCode!=Ok"), QColor(Qt::red), true}};
-    QTest::newRow("order, disabled and broken kept")
-        << Rules{{QStringLiteral("Temperature>700"), QColor(1, 2, 3), false},
-                 {QStringLiteral("(PumpMode="), QColor(0, 128, 0, 100), true},
-                 {QStringLiteral("not 0x10"), QColor(Qt::blue), true}};
-}
-
-void TestStyleSettings::colorRulesRoundTrip()
-{
-    QFETCH(Rules, rules);
+    QFETCH(StyleSettings, style);
     const QString group = QStringLiteral("MainWindow/Style");
     {
         // Start from more rules than saved: saving must drop the extra ones.
@@ -127,15 +106,19 @@ void TestStyleSettings::colorRulesRoundTrip()
         StyleSettings longer;
         longer.setColorRules(Rules(4, {QStringLiteral("Old"), QColor(Qt::gray), true}));
         longer.saveToSettings(settings, group);
-        StyleSettings style;
-        style.setColorRules(rules);
         style.saveToSettings(settings, group);
     }
     QSettings settings;
+    for (const char* key : {"MessageTxColor2", "TextFont", "CodeFont"})
+        QVERIFY2(settings.contains(group + QLatin1Char('/') + QLatin1String(key)), key);
+
     StyleSettings restored;
     restored.setColorRules(Rules{{QStringLiteral("Stale"), QColor(Qt::gray), true}});
     restored.restoreFromSettings(settings, group);
-    QCOMPARE(restored.colorRules(), rules);
+    QVERIFY(restored == style);
+    QCOMPARE(restored.colorRules(), style.colorRules());
+    QCOMPARE(restored.palette().color(QPalette::Base), style.color(ColorBackground));
+    QCOMPARE(restored.palette().color(QPalette::Text), style.color(ColorText));
     QCOMPARE(settings.group(), QString());
 }
 
@@ -156,24 +139,6 @@ void TestStyleSettings::missingAndBadValuesKeepTheCurrentOnes()
     StyleSettings empty;
     empty.restoreFromSettings(settings, QStringLiteral("Nothing/Here"));
     QVERIFY(empty == defaults);
-}
-
-void TestStyleSettings::palette()
-{
-    StyleSettings style;
-    style.setColor(ColorBackground, QColor(250, 250, 240));
-    style.setColor(ColorText, QColor(20, 20, 60));
-    const QPalette p = style.palette();
-    QCOMPARE(p.color(QPalette::Base), QColor(250, 250, 240));
-    QCOMPARE(p.color(QPalette::Text), QColor(20, 20, 60));
-}
-
-void TestStyleSettings::channelColours()
-{
-    QCOMPARE(channelColor(ColorRawRx1, 1), ColorRawRx1);
-    QCOMPARE(channelColor(ColorRawRx1, 2), ColorRawRx2);
-    QCOMPARE(channelColor(ColorMessageTx1, 2), ColorMessageTx2);
-    QCOMPARE(int(ColorMessageTx2), 14);
 }
 
 QTEST_MAIN(TestStyleSettings)

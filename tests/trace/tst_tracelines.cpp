@@ -60,8 +60,6 @@ private Q_SLOTS:
     void insertAndRemove();
     void takeAndPutBack_data();
     void takeAndPutBack();
-    void besideFollowsItsLine_data();
-    void besideFollowsItsLine();
     void findsMovedLines();
     void memoryFallsAsOldestGo_data();
     void memoryFallsAsOldestGo();
@@ -118,14 +116,16 @@ void TestTraceLines::insertAndRemove_data()
     QTest::addColumn<int>("removeAt");
     QTest::addColumn<int>("count");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("top, top") << 0 << 0 << 2 << "1 2 3";
-    QTest::newRow("middle, top") << 2 << 0 << 1 << "1 x 2 3";
+    QTest::newRow("top, top") << 0 << 0 << 2 << "one 2 3";
+    QTest::newRow("middle, top") << 2 << 0 << 1 << "one x 2 3";
     QTest::newRow("end, middle") << 4 << 1 << 2 << "0 3 x";
-    QTest::newRow("middle, middle") << 2 << 2 << 1 << "0 1 2 3";
-    QTest::newRow("remove past the end") << 4 << 3 << 10 << "0 1 2";
-    QTest::newRow("remove nothing") << 0 << 9 << 1 << "x 0 1 2 3";
+    QTest::newRow("middle, middle") << 2 << 2 << 1 << "0 one 2 3";
+    QTest::newRow("remove past the end") << 4 << 3 << 10 << "0 one 2";
+    QTest::newRow("remove nothing") << 0 << 9 << 1 << "x 0 one 2 3";
 }
 
+// What is kept beside a line (a note, a counted text, its element lines)
+// follows it while lines come and go, and goes with it.
 void TestTraceLines::insertAndRemove()
 {
     QFETCH(int, insertAt);
@@ -133,6 +133,10 @@ void TestTraceLines::insertAndRemove()
     QFETCH(int, count);
     QFETCH(QString, expected);
     TraceLines lines = numbered(4);
+    lines.setNote(1, QStringLiteral("note"));
+    lines.setText(1, QStringLiteral("one"));
+    lines.setTree(1, std::make_unique<TraceItem>(TraceData()));
+    const quint64 one = lines.id(1);
     const qint64 before = lines.weight();
     lines.insert(insertAt, textLine(QStringLiteral("x")));
     QVERIFY(lines.weight() > before);
@@ -142,6 +146,19 @@ void TestTraceLines::insertAndRemove()
     for (int row = 0; row < lines.size(); ++row)
         sum += lines.weight(row);
     QCOMPARE(lines.weight(), sum);
+
+    const int row = lines.find(one);
+    QCOMPARE(row >= 0, expected.contains(QLatin1String("one")));
+    if (row >= 0) {
+        QCOMPARE(lines.note(row), QStringLiteral("note"));
+        QVERIFY(lines.tree(row));
+    }
+    // A new line where it was has nothing beside it.
+    const int fresh = qMin(1, lines.size());
+    lines.insert(fresh, textLine(QStringLiteral("fresh")));
+    QCOMPARE(lines.text(fresh), QStringLiteral("fresh"));
+    QVERIFY(lines.note(fresh).isEmpty());
+    QVERIFY(!lines.tree(fresh));
 }
 
 void TestTraceLines::takeAndPutBack_data()
@@ -193,42 +210,6 @@ void TestTraceLines::takeAndPutBack()
     QCOMPARE(lines.source(five), QStringLiteral("Other"));
     QCOMPARE(lines.originFile(five), QStringLiteral("r.log"));
     QCOMPARE(lines.originLine(five), 77);
-}
-
-void TestTraceLines::besideFollowsItsLine_data()
-{
-    QTest::addColumn<int>("removeAt");
-    QTest::addColumn<int>("count");
-    QTest::addColumn<bool>("kept");
-    QTest::newRow("lines above go") << 0 << 3 << true;
-    QTest::newRow("lines below go") << 4 << 6 << true;
-    QTest::newRow("the line goes") << 2 << 3 << false;
-}
-
-void TestTraceLines::besideFollowsItsLine()
-{
-    QFETCH(int, removeAt);
-    QFETCH(int, count);
-    QFETCH(bool, kept);
-    TraceLines lines = numbered(10);
-    lines.setNote(3, QStringLiteral("note"));
-    lines.setText(3, QStringLiteral("3 (2)"));
-    lines.setTree(3, std::make_unique<TraceItem>(TraceData()));
-    const quint64 id = lines.id(3);
-    lines.remove(removeAt, count);
-    const int row = lines.find(id);
-    QCOMPARE(row >= 0, kept);
-    if (kept) {
-        QCOMPARE(lines.note(row), QStringLiteral("note"));
-        QCOMPARE(lines.text(row), QStringLiteral("3 (2)"));
-        QVERIFY(lines.tree(row));
-    }
-    // A new line where the old one was has nothing beside it.
-    lines.insert(qMin(3, lines.size()), textLine(QStringLiteral("fresh")));
-    const int fresh = qMin(3, lines.size() - 1);
-    QCOMPARE(lines.text(fresh), QStringLiteral("fresh"));
-    QVERIFY(lines.note(fresh).isEmpty());
-    QVERIFY(!lines.tree(fresh));
 }
 
 void TestTraceLines::findsMovedLines()

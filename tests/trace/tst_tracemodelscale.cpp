@@ -4,6 +4,7 @@
 #include "trace/tracemodel.h"
 
 #include "qrv16/message.h"
+#include "tests/support/statusreply.h"
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
@@ -12,20 +13,6 @@
 namespace {
 
 const QDateTime base(QDate(2011, 3, 4), QTime(10, 20, 30, 45));
-
-QRV16::Message statusReply()
-{
-    QRV16::Message m;
-    m.beginMessage(0xE001);
-    m.appendInt(0x1006, 0);
-    m.beginMessage(0xC001);
-    m.appendInt(0x1001, 2);
-    m.appendBool(0x2001, true);
-    m.endMessage();
-    m.appendString(0x3001, QStringLiteral("x"));
-    m.endMessage();
-    return m;
-}
 
 QString text(const TraceModel& model, int row)
 {

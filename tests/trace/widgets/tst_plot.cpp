@@ -8,16 +8,18 @@
 #include "qrv16/tagdatalut.h"
 #include "tests/support/definitions.h"
 #include "tests/support/plotdefinitions.h"
+#include "tests/support/stallmeter.h"
 
 #include <QCategoryAxis>
 #include <QChartView>
 #include <QDateTimeAxis>
 #include <QFile>
 #include <QLineSeries>
+#include <QRubberBand>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QValueAxis>
-#include <QRubberBand>
 #include <QWheelEvent>
 #include <QtTest>
 
@@ -51,6 +53,15 @@ QString drawnY(const QLineSeries* line)
     return out.join(QLatin1Char(' '));
 }
 
+// "Name=value" per point of each stream, so a failure shows where a value went.
+QStringList streams(const TracePlotter& plotter)
+{
+    QStringList out;
+    for (int s = 0; s < plotter.seriesCount(); ++s)
+        out << plotter.name(s) + QLatin1Char('=') + plain(plotter, s, 0);
+    return out;
+}
+
 } // namespace
 
 class TestPlot : public QObject
@@ -60,22 +71,26 @@ private Q_SLOTS:
     void initTestCase();
     void init();
     void cleanup();
+    void streamsPerChannelAndDirection_data();
+    void streamsPerChannelAndDirection();
+    void removingATagRemovesItsStreams();
+    void longTraceIsCollectedInSlices();
     void seriesFollowTheTrace_data();
     void seriesFollowTheTrace();
-    void extendsAsLinesArrive();
-    void deletedAndClearedLinesTakeTheirPoints();
-    void csvExport();
-    void exportReportsFailure();
+    void pointsFollowTheLines();
+    void exports();
     void dockDrawsOneCurvePerStream_data();
     void dockDrawsOneCurvePerStream();
     void everyTypeDrawsStacked();
     void manyPointsAreDecimated();
-    void zoomAndPan();
+    void zoomPanAndTimeAxis();
     void mouseZoomsAndPans();
-    void timeAxisFollowsTheTraceFlag();
 
 private:
     QModelIndex add(const QString& text, int msec = 0, StyleColor color = ColorMessageRx1);
+    // "1> Temperature=5" is a reply channel 1 sent, "2<" one channel 2
+    // received, "1!" a status line of channel 1.
+    void addLine(const QString& line, int msec);
 
     QTemporaryDir m_dir;
     std::unique_ptr<QRV16::TagDataLut> m_tags;
@@ -110,6 +125,183 @@ QModelIndex TestPlot::add(const QString& text, int msec, StyleColor color)
         qWarning() << text << parser.errorMessage();
     const QString channel = color >= ColorRawRx2 ? QStringLiteral("2") : QStringLiteral("1");
     return m_model->append(channel, message, color, start.addMSecs(msec));
+}
+
+void TestPlot::addLine(const QString& line, int msec)
+{
+    const QString text = QStringLiteral("Reply=(%1)").arg(line.mid(3));
+    if (line.at(1) == QLatin1Char('!')) {
+        m_model->append(line.left(1), text, ColorText, start.addMSecs(msec));
+        return;
+    }
+    const StyleColor color = line.at(1) == QLatin1Char('>') ? ColorMessageTx1 : ColorMessageRx1;
+    add(text, msec, channelColor(color, line.left(1).toInt()));
+}
+
+void TestPlot::streamsPerChannelAndDirection_data()
+{
+    QTest::addColumn<QString>("tag");
+    QTest::addColumn<int>("limit"); // 0: the model's own
+    QTest::addColumn<QStringList>("lines");
+    QTest::addColumn<QStringList>("streams");
+    QTest::addColumn<QStringList>("levels"); // enum names, once per stream
+
+    QTest::newRow("a request and its answer on one channel are two streams")
+        << "Temperature" << 0
+        << QStringList{"1> Temperature=5", "1< Temperature=6", "1> Temperature=7",
+                       "1< Temperature=8"}
+        << QStringList{"Temperature 1 received=6 8", "Temperature 1 sent=5 7"} << QStringList();
+    QTest::newRow("both channels make four, by channel, received first")
+        << "Temperature" << 0
+        << QStringList{"2> Temperature=1", "1> Temperature=2", "2< Temperature=3",
+                       "1< Temperature=4", "1< Temperature=5"}
+        << QStringList{"Temperature 1 received=4 5", "Temperature 1 sent=2",
+                       "Temperature 2 received=3", "Temperature 2 sent=1"}
+        << QStringList();
+    QTest::newRow("status lines are never plotted")
+        << "Temperature" << 0
+        << QStringList{"1! Temperature=1", "1< Temperature=2", "2! Temperature=3"}
+        << QStringList{"Temperature 1 received=2"} << QStringList();
+    QTest::newRow("lines leaving at the limit take their stream's points")
+        << "Temperature" << 4
+        << QStringList{"1> Temperature=1", "1< Temperature=2", "1> Temperature=3",
+                       "1< Temperature=4", "1< Temperature=6", "1< Temperature=8"}
+        << QStringList{"Temperature 1 received=4 6 8", "Temperature 1 sent=3"} << QStringList();
+    QTest::newRow("a stream whose lines all left stays, empty")
+        << "Temperature" << 2
+        << QStringList{"1> Temperature=1", "1< Temperature=2", "1< Temperature=3"}
+        << QStringList{"Temperature 1 received=2 3", "Temperature 1 sent="} << QStringList();
+    QTest::newRow("enum levels are the tag's, shared by its streams")
+        << "PumpMode" << 0
+        << QStringList{"1> PumpMode=Service", "1< PumpMode=Off", "2< PumpMode=Auto"}
+        << QStringList{"PumpMode 1 received=0", "PumpMode 1 sent=5", "PumpMode 2 received=1"}
+        << QStringList{"Off|Auto|Service", "Off|Auto|Service", "Off|Auto|Service"};
+    QTest::newRow("a level leaves with the last line of any stream that had it")
+        << "PumpMode" << 2
+        << QStringList{"1> PumpMode=Service", "1< PumpMode=Off", "2< PumpMode=Auto"}
+        << QStringList{"PumpMode 1 received=0", "PumpMode 1 sent=", "PumpMode 2 received=1"}
+        << QStringList{"Off|Auto", "Off|Auto", "Off|Auto"};
+}
+
+void TestPlot::streamsPerChannelAndDirection()
+{
+    QFETCH(QString, tag);
+    QFETCH(int, limit);
+    QFETCH(QStringList, lines);
+    QFETCH(QStringList, streams);
+    QFETCH(QStringList, levels);
+
+    if (limit > 0)
+        m_model->setLimit(limit);
+    // Half the lines there before the tag is plotted, half arriving after.
+    TracePlotter plotter(m_model.get());
+    plotter.setTags(m_tags.get());
+    const int before = int(lines.size()) / 2;
+    for (int i = 0; i < before; ++i) {
+        addLine(lines.at(i), i * 100);
+        m_model->flush();
+    }
+    QVERIFY(plotter.addTag(m_tags->tagNumber(tag)));
+    for (int i = before; i < lines.size(); ++i) {
+        addLine(lines.at(i), i * 100);
+        m_model->flush();
+    }
+    QCOMPARE(::streams(plotter), streams);
+    if (!levels.isEmpty()) {
+        QStringList seen;
+        for (int s = 0; s < plotter.seriesCount(); ++s)
+            seen << plotter.levelNames(s).join(QLatin1Char('|'));
+        QCOMPARE(seen, levels);
+    }
+    for (int s = 0; s < plotter.seriesCount(); ++s) {
+        QVERIFY(plotter.pointCount(s) <= m_model->limit());
+        for (int n = 0; n < plotter.pointCount(s); ++n)
+            QCOMPARE(
+                plotter.point(s, n).time,
+                m_model->line(m_model->index(m_model->rowOf(plotter.point(s, n).line), 0)).stamp);
+    }
+}
+
+void TestPlot::removingATagRemovesItsStreams()
+{
+    TracePlotter plotter(m_model.get());
+    plotter.setTags(m_tags.get());
+    QSignalSpy changed(&plotter, &TracePlotter::tagsChanged);
+    QVERIFY(plotter.addTag(0x1001));
+    QVERIFY(plotter.addTag(0x1002));
+    QCOMPARE(plotter.seriesCount(), 0);
+    changed.clear();
+    addLine(QStringLiteral("1> Temperature=1 PumpMode=Off"), 0);
+    addLine(QStringLiteral("2< Temperature=2 PumpMode=Auto"), 100);
+    // Each new stream redraws the charts; another point on it does not.
+    QCOMPARE(changed.size(), 2);
+    addLine(QStringLiteral("2< Temperature=3"), 200);
+    QCOMPARE(changed.size(), 2);
+    QCOMPARE(::streams(plotter), (QStringList{"Temperature 1 sent=1", "Temperature 2 received=2 3",
+                                              "PumpMode 1 sent=0", "PumpMode 2 received=1"}));
+
+    plotter.removeTag(0x1001);
+    QCOMPARE(plotter.tags(), QVector<int>{0x1002});
+    QCOMPARE(::streams(plotter), (QStringList{"PumpMode 1 sent=0", "PumpMode 2 received=1"}));
+    addLine(QStringLiteral("1< Temperature=4"), 300);
+    QCOMPARE(plotter.seriesCount(), 2);
+    plotter.clearTags();
+    QCOMPARE(plotter.seriesCount(), 0);
+    QVERIFY(plotter.tags().isEmpty());
+}
+
+// A tag added to a long trace is collected without holding the event loop,
+// and lines that come and go meanwhile end up as a fresh collection would
+// find them.
+void TestPlot::longTraceIsCollectedInSlices()
+{
+    constexpr int Lines = 300000;
+    const int temperature = m_tags->tagNumber(QStringLiteral("Temperature"));
+    const auto append = [&](int value) {
+        QRV16::Message m;
+        m.beginMessage(0xE001);
+        m.appendInt(temperature, value);
+        m.endMessage();
+        m_model->append(QStringLiteral("1"), m, ColorMessageRx1, start.addMSecs(value));
+    };
+    m_model->setLimit(Lines);
+    for (int i = 0; i < Lines; ++i)
+        append(i);
+    m_model->flush();
+
+    TracePlotter plotter(m_model.get());
+    plotter.setTags(m_tags.get());
+    QSignalSpy finished(&plotter, &TracePlotter::collectingFinished);
+    korvtest::StallMeter meter;
+    QVERIFY(plotter.addTag(temperature));
+    // Meanwhile lines arrive and the oldest go.
+    for (int i = Lines; i < Lines + 10; ++i)
+        append(i);
+    m_model->setLimit(Lines - 1000);
+    QVERIFY(finished.count() == 1 || finished.wait(120000));
+    // A tick after the work, so that the meter has seen all of it.
+    const int ticks = meter.ticks;
+    QTRY_VERIFY_WITH_TIMEOUT(meter.ticks > ticks, 60000);
+    meter.stop();
+    QVERIFY(!plotter.isCollecting());
+    QVERIFY2(meter.longest < 150, qPrintable(QStringLiteral("%1 ms").arg(meter.longest)));
+
+    QCOMPARE(plotter.seriesCount(), 1);
+    TracePlotter fresh(m_model.get());
+    fresh.setTags(m_tags.get());
+    QVERIFY(fresh.addTag(temperature));
+    QVERIFY(finished.count() == 1);
+    QTRY_VERIFY_WITH_TIMEOUT(!fresh.isCollecting(), 120000);
+    QCOMPARE(plotter.pointCount(0), m_model->lineCount());
+    QCOMPARE(fresh.pointCount(0), m_model->lineCount());
+    for (int n = 0; n < plotter.pointCount(0); ++n) {
+        if (plotter.plainValue(0, 0, n) != fresh.plainValue(0, 0, n))
+            QFAIL(qPrintable(QStringLiteral("point %1: %2, a fresh collection has %3")
+                                 .arg(n)
+                                 .arg(plotter.plainValue(0, 0, n))
+                                 .arg(fresh.plainValue(0, 0, n))));
+    }
+    QCOMPARE(plotter.plainValue(0, 0, 0), 1010.0);
 }
 
 void TestPlot::seriesFollowTheTrace_data()
@@ -197,12 +389,16 @@ void TestPlot::seriesFollowTheTrace()
     QCOMPARE(plotter.levelNames(0).join(QLatin1Char('|')), levels);
 }
 
-void TestPlot::extendsAsLinesArrive()
+// Points come and go with their lines: late lines are sorted in, deleted
+// and cleared lines take theirs along. Lines leaving at the limit are rows
+// of the streams table.
+void TestPlot::pointsFollowTheLines()
 {
     TracePlotter plotter(m_model.get());
     plotter.setTags(m_tags.get());
-    add(QStringLiteral("Reply=(Temperature=1)"), 0);
+    add(QStringLiteral("Reply=(Temperature=1 PumpMode=Auto)"), 0);
     QVERIFY(plotter.addTag(0x1001));
+    QVERIFY(plotter.addTag(0x1002));
     QCOMPARE(plotter.pointCount(0), 1);
     const quint64 before = plotter.revision();
     add(QStringLiteral("Reply=(Temperature=2)"), 1000);
@@ -215,36 +411,19 @@ void TestPlot::extendsAsLinesArrive()
     add(QStringLiteral("Reply=(Temperature=4)"), 2000);
     QCOMPARE(plain(plotter, 0, 0), QStringLiteral("1 3 2 4"));
     QCOMPARE(plotter.point(0, 1).time, start.addMSecs(500).toMSecsSinceEpoch());
-    // Without a tag nothing is kept.
-    plotter.removeTag(0x1001);
-    QCOMPARE(plotter.seriesCount(), 0);
-    add(QStringLiteral("Reply=(Temperature=5)"), 3000);
-}
 
-// How lines leaving at the limit take their points and levels along is the
-// plotter's own test; here a line deleted by hand and a cleared trace.
-void TestPlot::deletedAndClearedLinesTakeTheirPoints()
-{
-    TracePlotter plotter(m_model.get());
-    plotter.setTags(m_tags.get());
-    QVERIFY(plotter.addTag(0x1002));
-    QVERIFY(plotter.addTag(0x1001));
-    for (int i = 0; i < 4; ++i)
-        add(QStringLiteral("Reply=(Temperature=%1 PumpMode=Auto)").arg(i + 7), i * 10);
     m_model->flush();
-    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("7 8 9 10"));
-
-    m_model->remove(m_model->index(2, 0));
-    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("7 8 10"));
+    m_model->remove(m_model->index(1, 0));
+    QCOMPARE(plain(plotter, 0, 0), QStringLiteral("1 2 4"));
     m_model->clear();
     QCOMPARE(plotter.pointCount(0), 0);
     QCOMPARE(plotter.pointCount(1), 0);
-    QCOMPARE(plotter.levelNames(0), QStringList());
-    add(QStringLiteral("Reply=(Temperature=12)"), 200);
-    QCOMPARE(plain(plotter, 1, 0), QStringLiteral("12"));
+    QCOMPARE(plotter.levelNames(1), QStringList());
+    add(QStringLiteral("Reply=(Temperature=12)"), 3000);
+    QCOMPARE(plain(plotter, 0, 0), QStringLiteral("12"));
 }
 
-void TestPlot::csvExport()
+void TestPlot::exports()
 {
     add(QStringLiteral("Reply=(PumpMode=Service Where=[1, 2])"), 0);
     add(QStringLiteral("Reply=(PumpMode=Off)"), 1500);
@@ -274,20 +453,18 @@ void TestPlot::csvExport()
     QVERIFY(!QFile::exists(path + QStringLiteral(".tmp")));
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QList<QByteArray> records = file.readAll().split('\n');
-    QCOMPARE(records.value(1), QByteArray("2024-03-01T12:00:00.000,\"PumpMode 1 received\",5,\"Service\""));
-}
+    QCOMPARE(records.value(1),
+             QByteArray("2024-03-01T12:00:00.000,\"PumpMode 1 received\",5,\"Service\""));
 
-void TestPlot::exportReportsFailure()
-{
-    PlotDock dock(m_model.get());
+    // Where nothing can be written, either export says why; a picture takes
+    // a shown plot.
+    const QString nowhere = m_dir.filePath(QStringLiteral("no such folder/plot.png"));
+    QVERIFY(!dock.exportCsv(nowhere));
+    QVERIFY(!dock.errorString().isEmpty());
     dock.resize(400, 300);
     dock.show();
-    const QString path = m_dir.filePath(QStringLiteral("no such folder/plot.png"));
-    QVERIFY(!dock.exportPng(path));
+    QVERIFY(!dock.exportPng(nowhere));
     QVERIFY(dock.errorString().contains(QStringLiteral("no such folder")));
-    QVERIFY(!dock.exportCsv(path));
-    QVERIFY(!dock.errorString().isEmpty());
-    // And a good path takes a real image.
     const QString png = m_dir.filePath(QStringLiteral("plot.png"));
     QVERIFY(dock.exportPng(png));
     QVERIFY(!QImage(png).isNull());
@@ -435,7 +612,7 @@ void TestPlot::manyPointsAreDecimated()
     QCOMPARE(min, -90000.0);
 }
 
-void TestPlot::zoomAndPan()
+void TestPlot::zoomPanAndTimeAxis()
 {
     for (int i = 0; i <= 100; ++i)
         add(QStringLiteral("Reply=(Temperature=%1)").arg(i), i * 100);
@@ -469,6 +646,17 @@ void TestPlot::zoomAndPan()
     dock.resetZoom();
     QVERIFY(!dock.isZoomed());
     QCOMPARE(dock.rangeEnd(), t0 + 10100);
+
+    // With the trace's relative times, seconds from the first line.
+    QVERIFY(
+        qobject_cast<QDateTimeAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0)));
+    dock.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
+    auto* seconds =
+        qobject_cast<QValueAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0));
+    QVERIFY(seconds);
+    QCOMPARE(dock.curves().first()->at(1), QPointF(0.1, 1));
+    QCOMPARE(seconds->min(), 0.0);
+    QCOMPARE(seconds->max(), 10.1);
 }
 
 void TestPlot::mouseZoomsAndPans()
@@ -527,24 +715,6 @@ void TestPlot::mouseZoomsAndPans()
     QVERIFY(qAbs(dock.rangeEnd() - (t0 + 5000)) < 150);
     send(QEvent::MouseButtonRelease, area.center(), Qt::RightButton, Qt::NoButton);
     QVERIFY(qAbs(dock.rangeEnd() - dock.rangeStart() - 10000) < 300);
-}
-
-void TestPlot::timeAxisFollowsTheTraceFlag()
-{
-    add(QStringLiteral("Reply=(Temperature=1)"), 0);
-    add(QStringLiteral("Reply=(Temperature=2)"), 2500);
-    PlotDock dock(m_model.get());
-    dock.setTags(m_tags.get());
-    QVERIFY(dock.addTag(0x1001));
-    dock.redraw();
-    QVERIFY(qobject_cast<QDateTimeAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0)));
-
-    dock.setOptions(TraceOptions().with(TraceOptions::RelativeTime));
-    auto* seconds = qobject_cast<QValueAxis*>(dock.views().first()->chart()->axes(Qt::Horizontal).value(0));
-    QVERIFY(seconds);
-    QCOMPARE(dock.curves().first()->at(1), QPointF(2.5, 2));
-    QCOMPARE(seconds->min(), 0.0);
-    QCOMPARE(seconds->max(), 2.5);
 }
 
 QTEST_MAIN(TestPlot)

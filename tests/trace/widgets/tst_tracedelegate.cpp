@@ -52,73 +52,48 @@ class TestTraceDelegate : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
-    void rolesCarryPlainText();
     void runsArePaintedInTheirColours_data();
     void runsArePaintedInTheirColours();
-    void selectionPaintsInTheHighlightColour();
     void paletteReadsOnItsBackground();
     void separatorPainting_data();
     void separatorPainting();
 };
 
-void TestTraceDelegate::rolesCarryPlainText()
-{
-    TraceModel model;
-    QString colored;
-    AnsiText::append(colored, AnsiText::Marker, u"query");
-    colored += QStringLiteral(" | ");
-    AnsiText::append(colored, AnsiText::Good, u"CRC ok");
-    const QModelIndex line = model.append(QStringLiteral("1 Trace"), colored, ColorText, base)
-                                 .siblingAtColumn(TraceModel::TextColumn);
-    QCOMPARE(line.data().toString(), QStringLiteral("query | CRC ok"));
-    QCOMPARE(line.data(TraceModel::AnsiTextRole).toString(), colored);
-    const QString record = line.data(TraceModel::LogRole).toString();
-    QVERIFY(record.contains(QLatin1String("query | CRC ok")));
-    QVERIFY(!record.contains(QChar(0x1B)));
-
-    const QModelIndex plain = model.append(QStringLiteral("1"), QStringLiteral("plain"), ColorText, base)
-                                  .siblingAtColumn(TraceModel::TextColumn);
-    QVERIFY(!plain.data(TraceModel::AnsiTextRole).isValid());
-    QCOMPARE(plain.data().toString(), QStringLiteral("plain"));
-}
-
 void TestTraceDelegate::runsArePaintedInTheirColours_data()
 {
     QTest::addColumn<int>("role");
     QTest::addColumn<int>("colorIndex");
-    QTest::newRow("good verdicts green") << int(AnsiText::Good) << 2;
-    QTest::newRow("bad verdicts bright red") << int(AnsiText::Bad) << 9;
-    QTest::newRow("markers cyan") << int(AnsiText::Marker) << 6;
-    QTest::newRow("addresses magenta") << int(AnsiText::Address) << 5;
-    QTest::newRow("lengths yellow") << int(AnsiText::Length) << 3;
+    QTest::addColumn<bool>("selected");
+    QTest::newRow("good verdicts green") << int(AnsiText::Good) << 2 << false;
+    QTest::newRow("bad verdicts bright red") << int(AnsiText::Bad) << 9 << false;
+    QTest::newRow("markers cyan") << int(AnsiText::Marker) << 6 << false;
+    QTest::newRow("addresses magenta") << int(AnsiText::Address) << 5 << false;
+    QTest::newRow("lengths yellow") << int(AnsiText::Length) << 3 << false;
+    QTest::newRow("a selected line in the highlight colour only")
+        << int(AnsiText::Good) << 2 << true;
 }
 
 void TestTraceDelegate::runsArePaintedInTheirColours()
 {
     QFETCH(int, role);
     QFETCH(int, colorIndex);
+    QFETCH(bool, selected);
     TraceModel model;
     const QString colored = QStringLiteral("MM ") + AnsiText::colored(AnsiText::Role(role), u"MMMM");
     const QModelIndex line = model.append(QStringLiteral("1 Trace"), colored, ColorText, base)
                                  .siblingAtColumn(TraceModel::TextColumn);
-    const QImage image = paintLine(line, false);
+    const QImage image = paintLine(line, selected);
     const QColor ink = TraceDelegate::ansiColor(colorIndex, Qt::white);
+    if (selected) {
+        QCOMPARE(pixelsOf(image, ink), 0);
+        QVERIFY(pixelsOf(image, Qt::yellow) > 20);
+        return;
+    }
     QVERIFY2(pixelsOf(image, ink) > 20, qPrintable(ink.name()));
     // The uncoloured part keeps the line's own colour.
     QVERIFY(pixelsOf(image, Qt::black) > 10);
     // No escape bytes drawn as text: the coloured glyphs are all there is.
     QVERIFY(pixelsOf(image, Qt::white) > 300 * 30 / 2);
-}
-
-void TestTraceDelegate::selectionPaintsInTheHighlightColour()
-{
-    TraceModel model;
-    const QModelIndex line = model.append(QStringLiteral("1 Trace"), AnsiText::colored(AnsiText::Good, u"MMMM"),
-                                          ColorText, base)
-                                 .siblingAtColumn(TraceModel::TextColumn);
-    const QImage image = paintLine(line, true);
-    QCOMPARE(pixelsOf(image, TraceDelegate::ansiColor(2, Qt::white)), 0);
-    QVERIFY(pixelsOf(image, Qt::yellow) > 20);
 }
 
 void TestTraceDelegate::paletteReadsOnItsBackground()

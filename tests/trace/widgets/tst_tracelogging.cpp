@@ -68,8 +68,8 @@ private Q_SLOTS:
     void init();
 
     void logWritesRecords();
-    void logSameFileKeepsItOtherFileIsReplaced();
-    void failedLogStartIsSaidAndKeepsTheRunningLog();
+    void logStartWhileOneRuns();
+    void failedStartsAreSaid();
     void replayLogDecodesAfresh();
     void replayHexDumpFeedsTheChannel();
     void replayDialogCancels();
@@ -119,20 +119,33 @@ void TestTraceLogging::logWritesRecords()
     QCOMPARE(LogRecord::split(records.at(1)).value(2), QStringLiteral("say \"hi\", twice"));
 }
 
-void TestTraceLogging::logSameFileKeepsItOtherFileIsReplaced()
+// Starting the running log again, by another spelling, goes on with it; a
+// start that fails keeps it; another file is written afresh.
+void TestTraceLogging::logStartWhileOneRuns()
 {
     const QString first = m_dir.filePath(QStringLiteral("first.csv"));
     const QString second = m_dir.filePath(QStringLiteral("second.csv"));
+    const QString bad = m_dir.filePath(QStringLiteral("no/such/dir/x.csv"));
     QVERIFY(writeFile(second, "old content\n"));
     Logging log;
     QVERIFY(log.logging->startLog(first));
     log.say(QStringLiteral("one"));
-    // The same file by another spelling.
     QVERIFY(log.logging->startLog(m_dir.filePath(QStringLiteral("./first.csv"))));
+    log.model->clear();
+    QVERIFY(!log.logging->startLog(bad));
+    QVERIFY(log.logging->isLogging());
+    QVERIFY(!log.logging->startAction()->isEnabled());
+    const QStringList shown = lines(*log.model);
+    QCOMPARE(shown.size(), 1);
+    QVERIFY2(shown.constFirst().startsWith(QLatin1String("Log|")) &&
+                 shown.constFirst().contains(QDir::toNativeSeparators(bad)),
+             qPrintable(shown.constFirst()));
     log.say(QStringLiteral("two"));
     log.logging->writer()->flush();
     const QByteArray kept = readFile(first);
     QVERIFY(kept.contains("\"one\"") && kept.contains("\"two\""));
+    QVERIFY(!kept.contains("Stopped logging"));
+
     QVERIFY(log.logging->startLog(second));
     log.say(QStringLiteral("three"));
     log.logging->stopLog();
@@ -145,40 +158,22 @@ void TestTraceLogging::logSameFileKeepsItOtherFileIsReplaced()
     QVERIFY(!readFile(first).contains("\"three\""));
 }
 
-void TestTraceLogging::failedLogStartIsSaidAndKeepsTheRunningLog()
+// Without a log running: why, in the file system's words.
+void TestTraceLogging::failedStartsAreSaid()
 {
-    const QString running = m_dir.filePath(QStringLiteral("running.csv"));
-    const QString bad = m_dir.filePath(QStringLiteral("no/such/dir/x.csv"));
     Logging log;
-    QVERIFY(!log.logging->startLog(bad));
+    QVERIFY(!log.logging->startLog(m_dir.filePath(QStringLiteral("no/such/dir/x.csv"))));
     QVERIFY(!log.logging->isLogging());
     QCOMPARE(log.model->lineCount(), 1);
-    // Why, in the file system's words.
     QVERIFY2(lines(*log.model).constFirst().startsWith(QLatin1String("Log|Could not log to ")) &&
                  lines(*log.model).constFirst().endsWith(QLatin1String(": No such file or directory")),
              qPrintable(lines(*log.model).constFirst()));
     QCOMPARE(log.model->index2item(log.model->index(0, 0))->color(), ColorError);
     QVERIFY(!log.logging->replayLog(m_dir.filePath(QStringLiteral("missing.csv"))));
+    QCOMPARE(log.model->lineCount(), 2);
+    QCOMPARE(log.model->index2item(log.model->index(1, 0))->color(), ColorError);
+    QVERIFY(!log.logging->replayer()->isRunning());
     QVERIFY(log.logging->replayAction()->isEnabled());
-
-    // With a log running, a failed start keeps it.
-    QVERIFY(log.logging->startLog(running));
-    log.say(QStringLiteral("before"));
-    log.model->clear();
-    QVERIFY(!log.logging->startLog(bad));
-    QVERIFY(log.logging->isLogging());
-    QVERIFY(!log.logging->startAction()->isEnabled());
-    const QStringList shown = lines(*log.model);
-    QCOMPARE(shown.size(), 1);
-    QVERIFY2(shown.constFirst().startsWith(QLatin1String("Log|")) &&
-                 shown.constFirst().contains(QDir::toNativeSeparators(bad)),
-             qPrintable(shown.constFirst()));
-    log.say(QStringLiteral("after"));
-    log.logging->writer()->flush();
-    const QByteArray kept = readFile(running);
-    QVERIFY(kept.contains("\"before\""));
-    QVERIFY(kept.contains("\"after\""));
-    QVERIFY(!kept.contains("Stopped logging"));
 }
 
 void TestTraceLogging::replayLogDecodesAfresh()
@@ -259,10 +254,26 @@ void TestTraceLogging::replayDialogCancels()
     dialog->findChild<QPushButton*>()->click();
     QCOMPARE(finished.count(), 1);
     QCOMPARE(finished.at(0).at(0).toBool(), false);
+    QVERIFY(!log.logging->replayer()->isRunning());
     QVERIFY(play->isEnabled());
     QVERIFY(log.logging->replayHexAction()->isEnabled());
     QTRY_VERIFY(!log.window.findChild<QProgressDialog*>(QStringLiteral("m_dlg_replay")));
-    QVERIFY(lines(*log.model).filter(QStringLiteral("Log|Replay cancelled after")).size() == 1);
+    const qint64 done = log.logging->replayer()->done();
+    QVERIFY(done < 300000);
+    const QStringList shown = lines(*log.model);
+    QCOMPARE(shown.mid(shown.size() - 2),
+             (QStringList{QStringLiteral("Log|Replay cancelled after %1 of 300000 lines").arg(done),
+                          "|"}));
+
+    // Nothing of the cancelled replay follows the next one's.
+    const QString small = m_dir.filePath(QStringLiteral("small.csv"));
+    QVERIFY(
+        writeFile(small, QByteArray("2011-03-04T10:20:30.045,\"Main\",\"y\",1,,\n").repeated(3)));
+    QVERIFY(log.logging->replayLog(small));
+    QVERIFY(finished.wait(20000));
+    const QStringList next = lines(*log.model).mid(shown.size());
+    QCOMPARE(next.size(), 2 + 3 + 1);
+    QCOMPARE(next.mid(2), (QStringList{"Main|y", "Main|y", "Main|y", "|"}));
 }
 
 // Lines that arrive while a log replays are placed after the replayed
@@ -285,10 +296,16 @@ void TestTraceLogging::liveLinesFollowTheReplayedBlock()
     connect(log.logging->replayer(), &Replayer::progress, &log.window, [&] {
         QTimer::singleShot(0, &log.window, [&] { log.say(QStringLiteral("live %1").arg(live++)); });
     });
+    QSignalSpy progress(log.logging->replayer(), &Replayer::progress);
     QSignalSpy finished(log.logging->replayer(), &Replayer::finished);
+    const int before = log.model->lineCount();
     QVERIFY(log.logging->replayLog(path));
+    // Nothing is replayed before the event loop turns, then it takes many
+    // turns, each saying how far it got.
+    QCOMPARE(log.model->lineCount(), before + 2);
     QVERIFY(finished.wait(240000));
     QVERIFY(finished.at(0).at(0).toBool());
+    QCOMPARE(progress.constLast(), (QVariantList{qint64(Count), qint64(Count)}));
     log.say(QStringLiteral("live end"));
     log.logging->stopLog();
     QVERIFY2(live > 1, qPrintable(QString::number(live)));

@@ -4,66 +4,15 @@
 // the line limit, and the cost of a batch at any size of the trace.
 #include "trace/widgets/traceview.h"
 
-#include "qrv16/messageparser.h"
-#include "qrv16/tagdatalut.h"
-#include "trace/tracemodel.h"
-#include "tests/support/definitions.h"
+#include "tests/support/tracewindow.h"
 
 #include <QAccessible>
 #include <QScrollBar>
 #include <QtTest>
 
 #include <ctime>
-#include <memory>
 
 namespace {
-
-struct Trace
-{
-    explicit Trace(int limit = TraceModel::DefaultLimit)
-        : tags(tagsOf(QByteArray(pumpDefinitions)))
-    {
-        model.setTags(tags.get());
-        model.setLimit(limit);
-        view = std::make_unique<TraceView>(&model);
-        view->setTags(tags.get());
-        view->resize(800, 400);
-    }
-
-    bool show()
-    {
-        view->show();
-        return QTest::qWaitForWindowExposed(view.get());
-    }
-
-    void status(const QString& text) { model.append(QStringLiteral("Main"), text, ColorText); }
-
-    void send(const QString& notation)
-    {
-        QRV16::MessageParser parser(tags.get());
-        model.append(QStringLiteral("1"), parser.parse(notation), ColorMessageTx1, QDateTime());
-    }
-
-    QModelIndex line(const QString& text) const
-    {
-        for (int row = 0; row < model.rowCount(); ++row) {
-            if (model.index(row, TraceModel::TextColumn).data().toString() == text)
-                return model.index(row, 0);
-        }
-        return QModelIndex();
-    }
-
-    static QString textOf(const QModelIndex& index)
-    {
-        return index.siblingAtColumn(TraceModel::TextColumn).data().toString();
-    }
-
-    QString topText() const { return textOf(view->indexAt(QPoint(5, 5))); }
-
-    std::unique_ptr<QRV16::TagDataLut> tags;
-    TraceModel model;
-    std::unique_ptr<TraceView> view;
-};
 
 // What the view must show: each line, then the lines under it while it is open.
 void flatten(const TraceView& view, const QModelIndex& parent, QModelIndexList* out)
@@ -89,7 +38,7 @@ bool rowsMatchTheTree(const TraceView& view)
     }
     for (int row = 0; row < shown.size(); ++row) {
         if (view.indexAtRow(row) != shown.at(row) || view.rowOf(shown.at(row)) != row) {
-            qWarning("row %d: %s", row, qPrintable(Trace::textOf(view.indexAtRow(row))));
+            qWarning("row %d: %s", row, qPrintable(TraceWindow::textOf(view.indexAtRow(row))));
             return false;
         }
         const QModelIndex index = shown.at(row);
@@ -113,19 +62,19 @@ qint64 batchCpuNs(int lines)
 {
     constexpr int Batches = 12;
     constexpr int BatchLines = 200;
-    Trace trace(lines);
+    TraceWindow trace(pumpDefinitions, lines);
     if (!trace.show())
         return -1;
     for (int i = 0; i < lines; ++i)
         trace.status(QStringLiteral("line %1").arg(i));
-    trace.model.flush();
+    trace.model->flush();
     QCoreApplication::processEvents();
     qint64 spent = 0;
     for (int batch = 0; batch <= Batches; ++batch) {
         for (int i = 0; i < BatchLines; ++i)
             trace.status(QStringLiteral("new %1").arg(i));
         const qint64 before = threadCpuNs();
-        trace.model.flush();
+        trace.model->flush();
         trace.view->viewport()->repaint();
         QCoreApplication::processEvents();
         // The first batch pays for what a first batch pays for at any size.
@@ -172,7 +121,7 @@ void TestTraceViewRows::openLinesKeepTheirRowsWhileLinesGo()
     QFETCH(QString, taken);
     QFETCH(QStringList, open);
     constexpr int Limit = 40;
-    Trace trace(Limit);
+    TraceWindow trace(pumpDefinitions, Limit);
     QVERIFY(trace.show());
     const auto message = [](const QString& name) {
         return QStringLiteral("GetStatus=(PumpId=1 StationName=\"%1\")").arg(name);
@@ -187,8 +136,8 @@ void TestTraceViewRows::openLinesKeepTheirRowsWhileLinesGo()
     trace.send(message(QStringLiteral("C")));
     for (int i = 0; i < 5; ++i)
         trace.status(QStringLiteral("after C %1").arg(i));
-    trace.model.flush();
-    TraceView* view = trace.view.get();
+    trace.model->flush();
+    TraceView* view = trace.view;
     const QPersistentModelIndex a = trace.line(message(QStringLiteral("A")));
     const QPersistentModelIndex b = trace.line(message(QStringLiteral("B")));
     const QPersistentModelIndex c = trace.line(message(QStringLiteral("C")));
@@ -196,32 +145,33 @@ void TestTraceViewRows::openLinesKeepTheirRowsWhileLinesGo()
     // shows nothing while C is closed.
     view->setExpanded(a, true);
     view->setExpanded(b, true);
-    view->setExpanded(trace.model.index(0, 0, b), true);
-    view->setExpanded(trace.model.index(0, 0, c), true);
+    view->setExpanded(trace.model->index(0, 0, b), true);
+    view->setExpanded(trace.model->index(0, 0, c), true);
     QVERIFY(rowsMatchTheTree(*view));
-    QCOMPARE(view->visualRowCount(), trace.model.rowCount() + 1 + 1 + 2);
+    QCOMPARE(view->visualRowCount(), trace.model->rowCount() + 1 + 1 + 2);
 
-    const int lines = trace.model.rowCount();
+    const int lines = trace.model->rowCount();
     for (int i = 0; i < Limit - lines + dropped; ++i)
         trace.status(QStringLiteral("late %1").arg(i));
-    trace.model.flush();
+    trace.model->flush();
     if (!taken.isEmpty()) {
         const QModelIndex line = taken == QLatin1String("A") ? QModelIndex(a) : trace.line(taken);
         QVERIFY(line.isValid());
-        trace.model.remove(line);
+        trace.model->remove(line);
     }
-    QCOMPARE(trace.model.rowCount(), Limit - (taken.isEmpty() ? 0 : 1));
+    QCOMPARE(trace.model->rowCount(), Limit - (taken.isEmpty() ? 0 : 1));
     QVERIFY(rowsMatchTheTree(*view));
     QStringList stillOpen;
-    for (int row = 0; row < trace.model.rowCount(); ++row) {
-        if (view->isExpanded(trace.model.index(row, 0)))
-            stillOpen << Trace::textOf(trace.model.index(row, 0)).section(QLatin1Char('"'), 1, 1);
+    for (int row = 0; row < trace.model->rowCount(); ++row) {
+        if (view->isExpanded(trace.model->index(row, 0)))
+            stillOpen
+                << TraceWindow::textOf(trace.model->index(row, 0)).section(QLatin1Char('"'), 1, 1);
     }
     QCOMPARE(stillOpen, open);
     // C kept its open request: opening C shows it open.
     if (c.isValid()) {
         view->setExpanded(c, true);
-        QVERIFY(view->isExpanded(trace.model.index(0, 0, c)));
+        QVERIFY(view->isExpanded(trace.model->index(0, 0, c)));
         QVERIFY(rowsMatchTheTree(*view));
     }
     // Every row is painted where indexAt finds it.
@@ -269,20 +219,20 @@ void TestTraceViewRows::keysMoveThroughTheRows()
     QFETCH(QList<int>, keys);
     QFETCH(QString, current);
     QFETCH(bool, open);
-    Trace trace;
+    TraceWindow trace;
     QVERIFY(trace.show());
     trace.status(QStringLiteral("status 0"));
     trace.send(QStringLiteral("GetStatus=(PumpId=4 StationName=\"x\")"));
     for (int i = 2; i < 60; ++i)
         trace.status(QStringLiteral("status %1").arg(i));
-    trace.model.flush();
-    TraceView* view = trace.view.get();
+    trace.model->flush();
+    TraceView* view = trace.view;
     view->setFocus();
-    view->setCurrentIndex(trace.model.index(0, 0));
+    view->setCurrentIndex(trace.model->index(0, 0));
     for (int key : std::as_const(keys))
         QTest::keyClick(view, Qt::Key(key));
-    QCOMPARE(Trace::textOf(view->currentIndex()).trimmed(), current);
-    QCOMPARE(view->isExpanded(trace.model.index(1, 0)), open);
+    QCOMPARE(TraceWindow::textOf(view->currentIndex()).trimmed(), current);
+    QCOMPARE(view->isExpanded(trace.model->index(1, 0)), open);
     // The current line is in sight, and only it is selected.
     QVERIFY(view->viewport()->rect().contains(view->visualRect(view->currentIndex()).center()));
     const QModelIndexList selected = view->selectionModel()->selectedRows();
@@ -303,13 +253,13 @@ void TestTraceViewRows::followsAtTheLimit()
 {
     QFETCH(bool, following);
     constexpr int Limit = 200;
-    Trace trace(Limit);
+    TraceWindow trace(pumpDefinitions, Limit);
     QVERIFY(trace.show());
-    TraceView* view = trace.view.get();
+    TraceView* view = trace.view;
     QScrollBar* bar = view->verticalScrollBar();
     for (int i = 0; i < Limit; ++i)
         trace.status(QStringLiteral("line %1").arg(i));
-    trace.model.flush();
+    trace.model->flush();
     QCOMPARE(bar->value(), bar->maximum());
     if (!following)
         bar->setValue(bar->maximum() - 100);
@@ -318,12 +268,12 @@ void TestTraceViewRows::followsAtTheLimit()
     for (int batch = 0; batch < 5; ++batch) {
         for (int i = 0; i < 10; ++i)
             trace.status(QStringLiteral("line %1").arg(next++));
-        trace.model.flush();
-        QCOMPARE(trace.model.rowCount(), Limit);
+        trace.model->flush();
+        QCOMPARE(trace.model->rowCount(), Limit);
         QCOMPARE(view->isFollowing(), following);
         if (following) {
             QCOMPARE(bar->value(), bar->maximum());
-            const QModelIndex last = trace.model.index(Limit - 1, 0);
+            const QModelIndex last = trace.model->index(Limit - 1, 0);
             QVERIFY(view->viewport()->rect().contains(view->visualRect(last).center()));
         } else {
             QCOMPARE(trace.topText(), top);
@@ -332,7 +282,7 @@ void TestTraceViewRows::followsAtTheLimit()
     // Lines in sight pushed out: the view stays at the top, still not following.
     for (int i = 0; i < Limit; ++i)
         trace.status(QStringLiteral("line %1").arg(next++));
-    trace.model.flush();
+    trace.model->flush();
     QCOMPARE(view->isFollowing(), following);
     if (following)
         QCOMPARE(bar->value(), bar->maximum());
@@ -357,15 +307,15 @@ void TestTraceViewRows::batchCostsTheSameAtAnySize()
 // shows them, while lines open and go.
 void TestTraceViewRows::screenReaderReadsTheRows()
 {
-    Trace trace;
+    TraceWindow trace;
     QVERIFY(trace.show());
     trace.status(QStringLiteral("connected"));
     trace.send(QStringLiteral("GetStatus=(PumpId=4)"));
     trace.status(QStringLiteral("last"));
-    trace.model.flush();
-    const QPersistentModelIndex message = trace.model.index(1, 0);
+    trace.model->flush();
+    const QPersistentModelIndex message = trace.model->index(1, 0);
     trace.view->setExpanded(message, true);
-    QAccessibleInterface* tree = QAccessible::queryAccessibleInterface(trace.view.get());
+    QAccessibleInterface* tree = QAccessible::queryAccessibleInterface(trace.view);
     QVERIFY(tree);
     QCOMPARE(tree->role(), QAccessible::Tree);
     constexpr int Columns = TraceModel::ColumnCount;
@@ -378,7 +328,7 @@ void TestTraceViewRows::screenReaderReadsTheRows()
     QCOMPARE(read(1, TraceModel::SourceColumn), QStringLiteral("1 sent"));
     QCOMPARE(read(1, TraceModel::TextColumn), QStringLiteral("GetStatus=(PumpId=4)"));
     QCOMPARE(read(2, TraceModel::TextColumn),
-             trace.model.index(0, TraceModel::TextColumn, message).data().toString());
+             trace.model->index(0, TraceModel::TextColumn, message).data().toString());
     QCOMPARE(read(3, TraceModel::TextColumn), QStringLiteral("last"));
     QAccessibleInterface* line = tree->child(Columns);
     QVERIFY(line->state().expandable);
@@ -387,7 +337,7 @@ void TestTraceViewRows::screenReaderReadsTheRows()
     QCOMPARE(tree->childAt(line->rect().center().x(), line->rect().center().y()), line);
 
     // The first line goes: every row reads one up.
-    trace.model.remove(trace.model.index(0, 0));
+    trace.model->remove(trace.model->index(0, 0));
     QCOMPARE(tree->childCount(), 3 * Columns);
     QCOMPARE(read(0, TraceModel::TextColumn), QStringLiteral("GetStatus=(PumpId=4)"));
     QCOMPARE(read(2, TraceModel::TextColumn), QStringLiteral("last"));
