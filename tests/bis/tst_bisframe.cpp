@@ -1,62 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "bis/bisframe.h"
 #include "bis/bisframereader.h"
-#include "connection/bisprotocol.h"
+#include "tests/support/bisbus.h"
 
 #include <QRandomGenerator>
 #include <QtTest>
 
+using namespace korvtest;
+
 namespace {
-
-QByteArray hex(const char* text)
-{
-    return QByteArray::fromHex(QByteArray(text).replace(' ', ""));
-}
-
-QString spaced(const QByteArray& bytes)
-{
-    return QString::fromLatin1(bytes.toHex(' ').toUpper());
-}
-
-// The connection layer's framing as a second opinion: what a master or a
-// slave of the bus transmits, and what a slave accepts.
-class Node : public BiSProtocol
-{
-public:
-    Node(Mode mode, unsigned own)
-    {
-        setMode(mode);
-        setOwnAddress(own);
-    }
-    QByteArray query(const QByteArray& payload, unsigned destination, unsigned type)
-    {
-        Packet p;
-        p.destination = destination;
-        p.type = type;
-        p.data = payload.constData();
-        p.len = unsigned(payload.size());
-        sent.clear();
-        send(p);
-        return sent;
-    }
-    void feed(const QByteArray& bytes) { receive(bytes.constData(), unsigned(bytes.size())); }
-
-    QByteArray sent;
-    QList<QByteArray> accepted;
-    QList<unsigned> sources;
-
-protected:
-    void dataReceived(unsigned src, unsigned, const void* data, unsigned len) override
-    {
-        accepted.append(QByteArray(static_cast<const char*>(data), int(len)));
-        sources.append(src);
-    }
-    bool transmitFrame(const void* data, unsigned len) override
-    {
-        sent = QByteArray(static_cast<const char*>(data), int(len));
-        return true;
-    }
-};
 
 BiSFrame frame(const QByteArray& payload, quint32 dst = 0, quint32 src = 0, int seq = 1)
 {
@@ -135,23 +87,21 @@ void TestBiSFrame::encodesAsAMaster()
     QFETCH(quint32, destination);
     QFETCH(quint32, own);
     QFETCH(int, type);
-    Node master(BiSProtocol::Master, own);
-    const QByteArray expected = master.query(payload, destination, unsigned(type));
-    QVERIFY(!expected.isEmpty());
+    BusNode master(BiSProtocol::Master, own);
+    QVERIFY(master.sendBytes(payload, destination, unsigned(type)));
     BiSFrame f = frame(payload, destination, own, 1);
     f.type = type;
-    QCOMPARE(spaced(f.encode()), spaced(expected));
+    QCOMPARE(spaced(f.encode()), spaced(master.sent.constLast()));
 }
 
 void TestBiSFrame::slaveAcceptsAnswerOfItsOwn()
 {
     // A query built here reaches a slave of the connection layer, from a
     // master at 3 to the slave at 9.
-    Node slave(BiSProtocol::Slave, 9);
+    BusNode slave(BiSProtocol::Slave, 9);
     slave.feed(frame(hex("07 00 01 F0 03 00 01 20 01"), 9, 3, 4).encode());
-    QCOMPARE(slave.accepted.size(), 1);
-    QCOMPARE(spaced(slave.accepted.first()), QStringLiteral("07 00 01 F0 03 00 01 20 01"));
-    QCOMPARE(slave.sources.first(), 3u);
+    QCOMPARE(slave.payloads(), QStringList{"07 00 01 F0 03 00 01 20 01"});
+    QCOMPARE(slave.received.constFirst().src, 3u);
 }
 
 void TestBiSFrame::addressModes_data()
