@@ -25,7 +25,6 @@ private Q_SLOTS:
     void slaveFilters();
     void masterFilters_data();
     void masterFilters();
-    void conversation();
     void lostAnswerIsResentBySlave();
     void masterWithNothingPendingIgnoresBytes();
     void dropPending();
@@ -298,29 +297,6 @@ void TestBiSProtocol::masterFilters()
         QCOMPARE(master.received.at(0).src, 5u);
         QCOMPARE(master.received.at(0).type, 34u);
         QVERIFY(!master.retransmit()); // the answered query is forgotten
-    }
-}
-
-void TestBiSProtocol::conversation()
-{
-    BusNode master(BiSProtocol::Master);
-    BusNode slave(BiSProtocol::Slave, 5);
-    for (int round = 1; round <= 3; ++round) {
-        const QByteArray query(round, char(0x10 + round));
-        QVERIFY(master.sendBytes(query, 5));
-        master.carryTo(slave);
-        QCOMPARE(slave.received.size(), round);
-        QCOMPARE(slave.received.last().data, query);
-        QCOMPARE(slave.received.last().src, 0u);
-        QCOMPARE(slave.received.last().type, 34u);
-
-        const QByteArray answer(round, char(0x90 + round)); // stuffed on the wire
-        QVERIFY(slave.sendBytes(answer));
-        slave.carryTo(master);
-        QCOMPARE(master.received.size(), round);
-        QCOMPARE(master.received.last().data, answer);
-        QCOMPARE(master.received.last().src, 5u);
-        QVERIFY(!master.responsePending());
     }
 }
 
