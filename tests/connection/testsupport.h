@@ -41,6 +41,16 @@ inline ConnectionSettings clientSettings(quint16 port)
     return settings;
 }
 
+// `settings` with TLS on; a client checks the server's certificate as
+// `verify` says.
+inline ConnectionSettings withTls(ConnectionSettings settings,
+                                  QSslSocket::PeerVerifyMode verify = QSslSocket::VerifyNone)
+{
+    settings.setSslEnabled(true);
+    settings.setPeerVerifyMode(verify);
+    return settings;
+}
+
 // Bytes whose order shows: a counter with a slower one mixed in.
 inline QByteArray pattern(qsizetype size)
 {

@@ -27,8 +27,6 @@ private Q_SLOTS:
     void modeTexts_data();
     void modeTexts();
     void emptyGroupGivesDefaults();
-    void unknownTextKeepsField_data();
-    void unknownTextKeepsField();
     void obsoleteAddressKeyIsRemoved();
     void corruptValuesFallBackWithAWarning_data();
     void corruptValuesFallBackWithAWarning();
@@ -104,7 +102,7 @@ void TestConnectionSettings::saveAndRestoreRoundTrip()
 
 void TestConnectionSettings::modeTexts_data()
 {
-    QTest::addColumn<int>("mode");
+    QTest::addColumn<int>("mode"); // -1: the text is no mode, the field is kept
     QTest::addColumn<int>("bisMode");
     QTest::addColumn<QString>("modeText");
     QTest::addColumn<QString>("bisModeText");
@@ -112,6 +110,13 @@ void TestConnectionSettings::modeTexts_data()
     QTest::newRow("serial, slave") << 1 << 2 << QStringLiteral("Serial") << QStringLiteral("Slave");
     QTest::newRow("client, trace") << 2 << 3 << QStringLiteral("Client") << QStringLiteral("Trace");
     QTest::newRow("server, master") << 3 << 1 << QStringLiteral("Server") << QStringLiteral("Master");
+    QTest::newRow("unknown mode") << -1 << 1 << QStringLiteral("Bluetooth")
+                                  << QStringLiteral("Master");
+    QTest::newRow("mode in the wrong case")
+        << -1 << 3 << QStringLiteral("serial") << QStringLiteral("Trace");
+    QTest::newRow("empty mode") << -1 << 1 << QString() << QStringLiteral("Master");
+    QTest::newRow("unknown BiS mode")
+        << 1 << -1 << QStringLiteral("Serial") << QStringLiteral("Sniffer");
 }
 
 void TestConnectionSettings::modeTexts()
@@ -120,23 +125,28 @@ void TestConnectionSettings::modeTexts()
     QFETCH(int, bisMode);
     QFETCH(QString, modeText);
     QFETCH(QString, bisModeText);
-    ConnectionSettings settings;
-    settings.setMode(mode);
-    settings.setBisMode(bisMode);
-    settings.saveToSettings(QStringLiteral("Channel"));
     QSettings store;
-    QCOMPARE(store.value(QStringLiteral("Channel/Mode")).toString(), modeText);
-    QCOMPARE(store.value(QStringLiteral("Channel/BiSMode")).toString(), bisModeText);
+    if (mode >= 0 && bisMode >= 0) {
+        ConnectionSettings settings;
+        settings.setMode(mode);
+        settings.setBisMode(bisMode);
+        settings.saveToSettings(QStringLiteral("Channel"));
+        QCOMPARE(store.value(QStringLiteral("Channel/Mode")).toString(), modeText);
+        QCOMPARE(store.value(QStringLiteral("Channel/BiSMode")).toString(), bisModeText);
+    }
 
     store.setValue(QStringLiteral("Other/Mode"), modeText);
     store.setValue(QStringLiteral("Other/BiSMode"), bisModeText);
     store.sync();
+    // Read over other values than the defaults, kept where the text is none.
     ConnectionSettings read;
-    read.setMode(mode == 0 ? 3 : 0);
-    read.setBisMode(bisMode == 1 ? 3 : 1);
+    read.setMode(mode == 3 ? 0 : 3);
+    read.setBisMode(bisMode == 2 ? 3 : 2);
+    const int oldMode = read.mode();
+    const int oldBisMode = read.bisMode();
     read.restoreFromSettings(QStringLiteral("Other"));
-    QCOMPARE(read.mode(), mode);
-    QCOMPARE(read.bisMode(), bisMode);
+    QCOMPARE(read.mode(), mode < 0 ? oldMode : mode);
+    QCOMPARE(read.bisMode(), bisMode < 0 ? oldBisMode : bisMode);
 }
 
 void TestConnectionSettings::emptyGroupGivesDefaults()
@@ -156,29 +166,6 @@ void TestConnectionSettings::emptyGroupGivesDefaults()
     expected.setRawPrinter(ConnectionSettings::HexPrinter);
     expected.setSerialFraming(SerFraming());
     compareSettings(settings, expected);
-}
-
-void TestConnectionSettings::unknownTextKeepsField_data()
-{
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("unknown mode") << QStringLiteral("Mode") << QStringLiteral("Bluetooth");
-    QTest::newRow("mode in the wrong case") << QStringLiteral("Mode") << QStringLiteral("serial");
-    QTest::newRow("empty mode") << QStringLiteral("Mode") << QString();
-    QTest::newRow("unknown BiS mode") << QStringLiteral("BiSMode") << QStringLiteral("Sniffer");
-}
-
-void TestConnectionSettings::unknownTextKeepsField()
-{
-    QFETCH(QString, key);
-    QFETCH(QString, text);
-    QSettings store;
-    store.setValue(QStringLiteral("Channel/") + key, text);
-    store.sync();
-    ConnectionSettings settings = everythingChanged();
-    settings.restoreFromSettings(QStringLiteral("Channel"));
-    QCOMPARE(settings.mode(), int(ConnectionSettings::ServerMode));
-    QCOMPARE(settings.bisMode(), int(ConnectionSettings::BiSSlaveMode));
 }
 
 void TestConnectionSettings::obsoleteAddressKeyIsRemoved()

@@ -22,15 +22,6 @@ using namespace korvtest;
 
 namespace {
 
-// `settings` with TLS on; a client checks the server's certificate as
-// `verify` says.
-ConnectionSettings withTls(ConnectionSettings settings, QSslSocket::PeerVerifyMode verify = QSslSocket::VerifyNone)
-{
-    settings.setSslEnabled(true);
-    settings.setPeerVerifyMode(verify);
-    return settings;
-}
-
 // A loopback port that takes no more connections and drops further
 // attempts unanswered: its listen queue is full. Attempts to it stay in
 // the connecting state for minutes.
