@@ -25,7 +25,6 @@ private Q_SLOTS:
     void slaveFilters();
     void masterFilters_data();
     void masterFilters();
-    void lostAnswerIsResentBySlave();
     void masterWithNothingPendingIgnoresBytes();
     void dropPending();
     void retransmitOnlyInMaster();
@@ -298,35 +297,6 @@ void TestBiSProtocol::masterFilters()
         QCOMPARE(master.received.at(0).type, 34u);
         QVERIFY(!master.retransmit()); // the answered query is forgotten
     }
-}
-
-void TestBiSProtocol::lostAnswerIsResentBySlave()
-{
-    BusNode master(BiSProtocol::Master);
-    BusNode slave(BiSProtocol::Slave, 5);
-    master.sendBytes(hex("0102"), 5);
-    master.carryTo(slave);
-    slave.sendBytes(hex("AA"));
-    const QByteArray answer = slave.sent.at(0);
-    slave.sent.clear(); // lost on the line
-
-    QVERIFY(master.retransmit());
-    QCOMPARE(master.sent.size(), 1);
-    master.carryTo(slave);
-    QCOMPARE(slave.received.size(), 1); // not delivered twice
-    QCOMPARE(slave.sent.size(), 1);
-    QCOMPARE(slave.sent.at(0), answer); // the kept answer, unchanged
-
-    slave.carryTo(master);
-    QCOMPARE(master.payloads(), QStringList{"AA"});
-    QVERIFY(!master.responsePending());
-
-    // The same query asked again is a new one: it carries the next sequence
-    // number, and the slave answers it afresh.
-    master.sendBytes(hex("0102"), 5);
-    master.carryTo(slave);
-    QCOMPARE(slave.received.size(), 2);
-    QVERIFY(slave.sent.isEmpty());
 }
 
 void TestBiSProtocol::masterWithNothingPendingIgnoresBytes()

@@ -110,12 +110,11 @@ void TestConnectionBis::masterRetransmitsThenTimesOut()
     settings.setTries(tries);
     settings.setTimeout(20);
     RecordedConnection master(settings);
-    Recorder& log = master.log;
     QVERIFY(master.isConnected());
     if (overflow) {
         for (int i = 0; i <= Connection::QueueLimit + 1; ++i)
             master.send(QByteArray::number(i));
-        QVERIFY(log.hasMessage(QStringLiteral("Queue overflow")));
+        QVERIFY(master.log.hasMessage(QStringLiteral("Queue overflow")));
         QVERIFY(!master.isConnected());
         master.connect();
     }
@@ -126,15 +125,15 @@ void TestConnectionBis::masterRetransmitsThenTimesOut()
         QVERIFY(master.isConnected());
     }
     line.read(50);
-    log.sent.clear();
+    master.log.sent.clear();
 
     // The second waits in the queue until the first has timed out.
     master.send("one");
     master.send("two");
-    QTRY_COMPARE_WITH_TIMEOUT(log.count(QStringLiteral("Response timeout")), 2, Timeout);
+    QTRY_COMPARE_WITH_TIMEOUT(master.log.count(QStringLiteral("Response timeout")), 2, Timeout);
     const QList<QByteArray> frames = splitFrames(line.read());
     QCOMPARE(frames.size(), 2 * transmissions);
-    QCOMPARE(log.sent, frames);
+    QCOMPARE(master.log.sent, frames);
     QCOMPARE(frames.mid(0, transmissions), QList<QByteArray>(transmissions, frames.constFirst()));
     QCOMPARE(frames.mid(transmissions), QList<QByteArray>(transmissions, frames.constLast()));
     if (toggles == 0 && !overflow) {
@@ -145,7 +144,7 @@ void TestConnectionBis::masterRetransmitsThenTimesOut()
 
     // Nothing is pending any more: the next block goes out at once.
     master.send("again");
-    QCOMPARE(log.sent.size(), 2 * transmissions + 1);
+    QCOMPARE(master.log.sent.size(), 2 * transmissions + 1);
 }
 
 void TestConnectionBis::queueOverflowDisconnects()
@@ -193,7 +192,6 @@ void TestConnectionBis::slaveAnswersDuplicateQueryWithoutSecondDelivery()
     Pty line;
     QVERIFY(line.isValid());
     RecordedConnection slave(serialSettings(line.name(), ConnectionSettings::BiSSlaveMode, 7));
-    Recorder& log = slave.log;
     QObject::connect(&slave, &Connection::received, &slave, [&slave](int, int, const QByteArray&) {
         slave.send("answer");
     });
@@ -201,15 +199,15 @@ void TestConnectionBis::slaveAnswersDuplicateQueryWithoutSecondDelivery()
     FrameBuilder bus(3);
     const QByteArray query = bus.query(7, "status?");
     QVERIFY(line.write(query));
-    QTRY_COMPARE_WITH_TIMEOUT(log.blocks.size(), 1, Timeout);
-    QCOMPARE(log.sources.constFirst(), 3);
-    QCOMPARE(log.destinations.constFirst(), 7);
-    QTRY_COMPARE_WITH_TIMEOUT(log.sent.size(), 1, Timeout);
+    QTRY_COMPARE_WITH_TIMEOUT(slave.log.blocks.size(), 1, Timeout);
+    QCOMPARE(slave.log.sources.constFirst(), 3);
+    QCOMPARE(slave.log.destinations.constFirst(), 7);
+    QTRY_COMPARE_WITH_TIMEOUT(slave.log.sent.size(), 1, Timeout);
 
     // The answer to the repeated query got lost on the bus: the master asks again.
     QVERIFY(line.write(query));
-    QTRY_COMPARE_WITH_TIMEOUT(log.sent.size(), 2, Timeout);
-    QCOMPARE(log.sent.at(1), log.sent.at(0));
+    QTRY_COMPARE_WITH_TIMEOUT(slave.log.sent.size(), 2, Timeout);
+    QCOMPARE(slave.log.sent.at(1), slave.log.sent.at(0));
 
     const QList<QByteArray> answers = splitFrames(line.read());
     QCOMPARE(answers.size(), 2);
@@ -219,8 +217,8 @@ void TestConnectionBis::slaveAnswersDuplicateQueryWithoutSecondDelivery()
     // A new query is delivered again, and answered: by then the repeated
     // one would have been delivered too.
     QVERIFY(line.write(bus.query(7, "status?")));
-    QTRY_COMPARE_WITH_TIMEOUT(log.sent.size(), 3, Timeout);
-    QCOMPARE(log.blocks.size(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(slave.log.sent.size(), 3, Timeout);
+    QCOMPARE(slave.log.blocks.size(), 2);
 }
 
 void TestConnectionBis::traceModeFiltersAndSendsNothing_data()

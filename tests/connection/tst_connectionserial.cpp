@@ -232,21 +232,20 @@ void TestConnectionSerial::slowReaderGetsEverythingInOrder()
     Pty line;
     QVERIFY(line.isValid());
     RecordedConnection connection(serialSettings(line.name(), 0));
-    Recorder& log = connection.log;
     const QByteArray data = pattern(256 * 1024);
     for (int at = 0; at < data.size(); at += 16 * 1024)
         connection.send(data.mid(at, 16 * 1024));
     // A pseudo-terminal holds a few KiB: the rest waits in the connection
     // and is not yet reported as sent.
-    QVERIFY(log.sentBytes().size() < data.size());
-    QVERIFY(data.startsWith(log.sentBytes()));
+    QVERIFY(connection.log.sentBytes().size() < data.size());
+    QVERIFY(data.startsWith(connection.log.sentBytes()));
 
     const QByteArray got = readSlowly(line, data.size());
     QCOMPARE(got.size(), data.size());
     QVERIFY(got == data);
-    QTRY_COMPARE_WITH_TIMEOUT(log.sentBytes().size(), data.size(), Timeout);
-    QVERIFY(log.sentBytes() == data);
-    QVERIFY(log.messages.filter(QStringLiteral("not sent")).isEmpty());
+    QTRY_COMPARE_WITH_TIMEOUT(connection.log.sentBytes().size(), data.size(), Timeout);
+    QVERIFY(connection.log.sentBytes() == data);
+    QVERIFY(connection.log.messages.filter(QStringLiteral("not sent")).isEmpty());
 }
 
 void TestConnectionSerial::fullOutputBufferRefusesWithAMessage()

@@ -65,8 +65,8 @@ inline QByteArray referenceFrame(quint8 start, const QByteArray& body, bool brea
     return stuffedFrame(start, body + char(crc >> 8) + char(crc & 0xFF));
 }
 
-// One end of an in-memory bus: what it transmits piles up in sent until
-// the test carries it to the other end.
+// One end of an in-memory bus: what it transmits piles up in sent, what it
+// takes in in received.
 class BusNode : public BiSProtocol
 {
 public:
@@ -94,15 +94,6 @@ public:
     }
 
     void feed(const QByteArray& bytes) { receive(bytes.constData(), unsigned(bytes.size())); }
-
-    // Hands everything this node sent to other and forgets it here.
-    void carryTo(BusNode& other)
-    {
-        const QList<QByteArray> frames = sent;
-        sent.clear();
-        for (const QByteArray& frame : frames)
-            other.feed(frame);
-    }
 
     QStringList payloads() const
     {
