@@ -77,8 +77,6 @@ void TestConnectionSettings::saveAndRestoreRoundTrip()
 
     QVERIFY(QFile::exists(m_config.filePath(QStringLiteral("Norvane/korvgui.conf"))));
     QSettings store;
-    QCOMPARE(store.value(QStringLiteral("Connection1/Mode")).toString(), QStringLiteral("Server"));
-    QCOMPARE(store.value(QStringLiteral("Connection1/BiSMode")).toString(), QStringLiteral("Slave"));
     QCOMPARE(store.value(QStringLiteral("Connection1/BiSTimeout")).toInt(), 250);
     QCOMPARE(store.value(QStringLiteral("Connection1/SSL/LocalCertFile")).toString(),
              QStringLiteral("/etc/korv/cert.pem"));
