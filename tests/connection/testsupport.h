@@ -8,6 +8,7 @@
 #include "connection/bisprotocol.h"
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
+#include "tests/support/bisbus.h"
 #include "tests/support/pty.h"
 #include "tests/support/stallmeter.h"
 
@@ -274,42 +275,16 @@ private:
 
 // Builds BiS frames as a bus master with a given own address would send
 // them, and reads answers to them.
-class FrameBuilder : public BiSProtocol
+class FrameBuilder : public BusNode
 {
 public:
-    explicit FrameBuilder(unsigned ownAddress = 0)
-    {
-        setMode(Master);
-        setOwnAddress(ownAddress);
-    }
+    explicit FrameBuilder(unsigned ownAddress = 0) : BusNode(Master, ownAddress) {}
 
     QByteArray query(unsigned destination, const QByteArray& payload, unsigned type = Connection::FrameType)
     {
-        Packet packet;
-        packet.destination = destination;
-        packet.type = type;
-        packet.data = payload.constData();
-        packet.len = unsigned(payload.size());
-        m_frame.clear();
-        send(packet);
-        return m_frame;
+        sendBytes(payload, destination, type);
+        return sent.takeLast();
     }
-
-    QList<QByteArray> answers;
-
-protected:
-    bool transmitFrame(const void* data, unsigned len) override
-    {
-        m_frame = QByteArray(static_cast<const char*>(data), int(len));
-        return true;
-    }
-    void dataReceived(unsigned, unsigned, const void* data, unsigned len) override
-    {
-        answers << QByteArray(static_cast<const char*>(data), int(len));
-    }
-
-private:
-    QByteArray m_frame;
 };
 
 // The frames in a byte stream, cut at the start markers (never stuffed).
