@@ -242,6 +242,27 @@ public:
     Recorder log{this};
 };
 
+// Reads the far end of a line a little at a time until want bytes came or
+// time is up.
+inline QByteArray readSlowly(const Pty& line, qsizetype want)
+{
+    // Gives up only when nothing has come for a while: a busy machine may
+    // run the writer seldom, but it runs it.
+    QByteArray got;
+    QElapsedTimer quiet;
+    quiet.start();
+    while (got.size() < want && quiet.elapsed() < Timeout) {
+        char buffer[64 * 1024];
+        ssize_t n;
+        while ((n = ::read(line.masterFd(), buffer, sizeof buffer)) > 0) {
+            got.append(buffer, int(n));
+            quiet.restart();
+        }
+        QTest::qWait(1);
+    }
+    return got;
+}
+
 // Copies whatever one port writes to the other: two ptys become one line.
 class PtyLink : public QObject
 {

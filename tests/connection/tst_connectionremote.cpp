@@ -24,19 +24,6 @@ QByteArray everyByte()
     return all;
 }
 
-// Reads the far end of a line until want bytes came or time is up.
-QByteArray readAtLeast(const Pty& line, qsizetype want)
-{
-    QByteArray got;
-    QElapsedTimer clock;
-    clock.start();
-    while (got.size() < want && clock.elapsed() < Timeout) {
-        got += line.read(50);
-        QCoreApplication::processEvents();
-    }
-    return got;
-}
-
 // The values of every SET-CONTROL in a Telnet stream, in order, found by
 // their bytes as RFC 2217 writes them.
 QList<int> controls(const QByteArray& stream)
@@ -138,7 +125,7 @@ void TestConnectionRemote::everyByteValueBothWays()
     // Runs of 0xFF as well as single ones, and every other value.
     const QByteArray all = everyByte() + QByteArray(5, '\xff') + everyByte();
     connection.send(all);
-    QCOMPARE(readAtLeast(line, all.size()).toHex(), all.toHex());
+    QCOMPARE(readSlowly(line, all.size()).toHex(), all.toHex());
     QCOMPARE(connection.log.sent, QList<QByteArray>({all}));
 
     QVERIFY(line.write(all));
@@ -192,7 +179,7 @@ void TestConnectionRemote::unconfirmedLinesCostOneNotice()
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), Timeout);
     // The link does not wait for the answers.
     connection.send("at once");
-    QCOMPARE(readAtLeast(line, 7), QByteArray("at once"));
+    QCOMPARE(readSlowly(line, 7), QByteArray("at once"));
 
     // On a machine too busy for ser2net to answer in time the notice may
     // name more; DTR and RTS it always names.
@@ -279,7 +266,7 @@ void TestConnectionRemote::farEndGoingAwayAndComingBack()
     QTRY_VERIFY_WITH_TIMEOUT(connection.isConnected(), 40000);
     QCOMPARE(log.count(QStringLiteral("Port %1 opened").arg(server.url())), 2);
     connection.send("back again");
-    QCOMPARE(readAtLeast(line, 10), QByteArray("back again"));
+    QCOMPARE(readSlowly(line, 10), QByteArray("back again"));
 
     // The user ends it: no more attempts.
     connection.toggleConnected();

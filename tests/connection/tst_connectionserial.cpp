@@ -26,26 +26,6 @@ qint64 cpuMicroseconds()
            + usage.ru_stime.tv_usec;
 }
 
-// Reads the far end a little at a time until want bytes came or time is up.
-QByteArray readSlowly(const Pty& line, qsizetype want)
-{
-    // Gives up only when nothing has come for a while: a busy machine may
-    // run the writer seldom, but it runs it.
-    QByteArray got;
-    QElapsedTimer quiet;
-    quiet.start();
-    while (got.size() < want && quiet.elapsed() < Timeout) {
-        char buffer[64 * 1024];
-        ssize_t n;
-        while ((n = ::read(line.masterFd(), buffer, sizeof buffer)) > 0) {
-            got.append(buffer, int(n));
-            quiet.restart();
-        }
-        QTest::qWait(1);
-    }
-    return got;
-}
-
 ConnectionSettings reconnecting(const QString& port)
 {
     ConnectionSettings settings = serialSettings(port, 0);
