@@ -8,6 +8,7 @@
 #include "connection/bisprotocol.h"
 #include "connection/connection.h"
 #include "connection/connectionsettings.h"
+#include "tests/support/bisbus.h"
 #include "tests/support/pty.h"
 #include "tests/support/stallmeter.h"
 
@@ -38,6 +39,16 @@ inline ConnectionSettings clientSettings(quint16 port)
     settings.setMode(ConnectionSettings::ClientMode);
     settings.setClientAddress(QStringLiteral("127.0.0.1"));
     settings.setClientPort(port);
+    return settings;
+}
+
+// `settings` with TLS on; a client checks the server's certificate as
+// `verify` says.
+inline ConnectionSettings withTls(ConnectionSettings settings,
+                                  QSslSocket::PeerVerifyMode verify = QSslSocket::VerifyNone)
+{
+    settings.setSslEnabled(true);
+    settings.setPeerVerifyMode(verify);
     return settings;
 }
 
@@ -231,6 +242,27 @@ public:
     Recorder log{this};
 };
 
+// Reads the far end of a line a little at a time until want bytes came or
+// time is up.
+inline QByteArray readSlowly(const Pty& line, qsizetype want)
+{
+    // Gives up only when nothing has come for a while: a busy machine may
+    // run the writer seldom, but it runs it.
+    QByteArray got;
+    QElapsedTimer quiet;
+    quiet.start();
+    while (got.size() < want && quiet.elapsed() < Timeout) {
+        char buffer[64 * 1024];
+        ssize_t n;
+        while ((n = ::read(line.masterFd(), buffer, sizeof buffer)) > 0) {
+            got.append(buffer, int(n));
+            quiet.restart();
+        }
+        QTest::qWait(1);
+    }
+    return got;
+}
+
 // Copies whatever one port writes to the other: two ptys become one line.
 class PtyLink : public QObject
 {
@@ -264,42 +296,16 @@ private:
 
 // Builds BiS frames as a bus master with a given own address would send
 // them, and reads answers to them.
-class FrameBuilder : public BiSProtocol
+class FrameBuilder : public BusNode
 {
 public:
-    explicit FrameBuilder(unsigned ownAddress = 0)
-    {
-        setMode(Master);
-        setOwnAddress(ownAddress);
-    }
+    explicit FrameBuilder(unsigned ownAddress = 0) : BusNode(Master, ownAddress) {}
 
     QByteArray query(unsigned destination, const QByteArray& payload, unsigned type = Connection::FrameType)
     {
-        Packet packet;
-        packet.destination = destination;
-        packet.type = type;
-        packet.data = payload.constData();
-        packet.len = unsigned(payload.size());
-        m_frame.clear();
-        send(packet);
-        return m_frame;
+        sendBytes(payload, destination, type);
+        return sent.takeLast();
     }
-
-    QList<QByteArray> answers;
-
-protected:
-    bool transmitFrame(const void* data, unsigned len) override
-    {
-        m_frame = QByteArray(static_cast<const char*>(data), int(len));
-        return true;
-    }
-    void dataReceived(unsigned, unsigned, const void* data, unsigned len) override
-    {
-        answers << QByteArray(static_cast<const char*>(data), int(len));
-    }
-
-private:
-    QByteArray m_frame;
 };
 
 // The frames in a byte stream, cut at the start markers (never stuffed).

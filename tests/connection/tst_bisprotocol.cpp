@@ -1,142 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "connection/bisprotocol.h"
 #include "bis/crc.h"
+#include "tests/support/bisbus.h"
 
 #include <QRandomGenerator>
 #include <QtTest>
 
-#include <cstdarg>
-#include <cstdio>
-#include <functional>
-
-namespace {
-
-QByteArray hex(const char* text)
-{
-    return QByteArray::fromHex(QByteArray(text).replace(' ', ""));
-}
-
-QString spaced(const QByteArray& bytes)
-{
-    return QString::fromLatin1(bytes.toHex(' ').toUpper());
-}
-
-// CRC-16/AUG-CCITT bit by bit, independent of the code under test.
-quint16 referenceCrc(const QByteArray& body)
-{
-    unsigned crc = 0x1D0F;
-    for (char c : body) {
-        crc ^= unsigned(quint8(c)) << 8;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 0x8000) ? ((crc << 1) ^ 0x1021) : (crc << 1);
-        crc &= 0xFFFF;
-    }
-    return quint16(crc);
-}
-
-// The start marker, `plain` with the markers in it stuffed, the end marker.
-QByteArray stuffedFrame(quint8 start, const QByteArray& plain)
-{
-    QByteArray frame(1, char(start));
-    for (char c : plain) {
-        const quint8 b = quint8(c);
-        if (b >= 0x91 && b <= 0x94) {
-            frame.append(char(0x94));
-            frame.append(char(b ^ 0x40));
-        } else {
-            frame.append(c);
-        }
-    }
-    frame.append(char(0x93));
-    return frame;
-}
-
-// A frame built the slow, obvious way, for cases too long to write out.
-QByteArray referenceFrame(quint8 start, const QByteArray& body, bool breakCrc = false)
-{
-    const quint16 crc = referenceCrc(body) ^ (breakCrc ? 0x0100 : 0);
-    return stuffedFrame(start, body + char(crc >> 8) + char(crc & 0xFF));
-}
-
-// One end of an in-memory bus: what it transmits piles up in sent until
-// the test carries it to the other end.
-class Node : public BiSProtocol
-{
-public:
-    struct Block
-    {
-        unsigned src;
-        unsigned type;
-        QByteArray data;
-    };
-
-    explicit Node(Mode mode, unsigned own = 0)
-    {
-        setMode(mode);
-        setOwnAddress(own);
-    }
-
-    bool sendBytes(const QByteArray& payload, unsigned destination = 0, unsigned type = 34)
-    {
-        Packet p;
-        p.destination = destination;
-        p.type = type;
-        p.data = payload.constData();
-        p.len = unsigned(payload.size());
-        return BiSProtocol::send(p);
-    }
-
-    void feed(const QByteArray& bytes) { receive(bytes.constData(), unsigned(bytes.size())); }
-
-    // Hands everything this node sent to other and forgets it here.
-    void carryTo(Node& other)
-    {
-        const QList<QByteArray> frames = sent;
-        sent.clear();
-        for (const QByteArray& frame : frames)
-            other.feed(frame);
-    }
-
-    QStringList payloads() const
-    {
-        QStringList list;
-        for (const Block& b : received)
-            list << spaced(b.data);
-        return list;
-    }
-
-    QList<QByteArray> sent;
-    QList<Block> received;
-    mutable QString traced;
-    bool transmitResult = true;
-    std::function<void(Node&)> onData;
-
-protected:
-    void dataReceived(unsigned src, unsigned type, const void* data, unsigned len) override
-    {
-        received.append({src, type, QByteArray(static_cast<const char*>(data), int(len))});
-        if (onData)
-            onData(*this);
-    }
-
-    bool transmitFrame(const void* data, unsigned len) override
-    {
-        sent.append(QByteArray(static_cast<const char*>(data), int(len)));
-        return transmitResult;
-    }
-
-    void trace(const char* format, ...) const override
-    {
-        char buffer[512];
-        va_list args;
-        va_start(args, format);
-        std::vsnprintf(buffer, sizeof buffer, format, args);
-        va_end(args);
-        traced += QString::fromLatin1(buffer);
-    }
-};
-
-} // namespace
+using namespace korvtest;
 
 class TestBiSProtocol : public QObject
 {
@@ -156,8 +25,6 @@ private Q_SLOTS:
     void slaveFilters();
     void masterFilters_data();
     void masterFilters();
-    void conversation();
-    void lostAnswerIsResentBySlave();
     void masterWithNothingPendingIgnoresBytes();
     void dropPending();
     void retransmitOnlyInMaster();
@@ -211,7 +78,7 @@ void TestBiSProtocol::queryBytes()
     QFETCH(unsigned, type);
     QFETCH(QByteArray, payload);
     QFETCH(QByteArray, frame);
-    Node master(BiSProtocol::Master, own);
+    BusNode master(BiSProtocol::Master, own);
     QVERIFY(master.sendBytes(payload, destination, type));
     QCOMPARE(master.sent.size(), 1);
     QCOMPARE(spaced(master.sent.at(0)), spaced(frame));
@@ -220,7 +87,7 @@ void TestBiSProtocol::queryBytes()
 
 void TestBiSProtocol::sequenceCountsQueries()
 {
-    Node master(BiSProtocol::Master);
+    BusNode master(BiSProtocol::Master);
     for (int i = 0; i < 300; ++i) {
         master.sendBytes(QByteArray());
         master.dropPending();
@@ -258,7 +125,7 @@ void TestBiSProtocol::answerBytes()
     QFETCH(unsigned, own);
     QFETCH(QByteArray, query);
     QFETCH(QByteArray, answer);
-    Node slave(BiSProtocol::Slave, own);
+    BusNode slave(BiSProtocol::Slave, own);
     slave.feed(query);
     QCOMPARE(slave.received.size(), 1);
     QVERIFY(slave.sendBytes(hex("0A"), 1234, 1)); // a slave ignores destination and type
@@ -286,7 +153,7 @@ void TestBiSProtocol::transmitBufferLimit()
     QFETCH(QByteArray, payload);
     QFETCH(bool, sent);
     QFETCH(int, frameSize);
-    Node master(BiSProtocol::Master);
+    BusNode master(BiSProtocol::Master);
     QCOMPARE(master.sendBytes(payload), sent);
     QCOMPARE(master.sent.size(), sent ? 1 : 0);
     if (sent) {
@@ -299,7 +166,7 @@ void TestBiSProtocol::transmitBufferLimit()
 
 void TestBiSProtocol::transmitResultIsPassedOn()
 {
-    Node master(BiSProtocol::Master);
+    BusNode master(BiSProtocol::Master);
     master.transmitResult = false;
     QVERIFY(!master.sendBytes(hex("01")));
     QVERIFY(!master.retransmit());
@@ -324,7 +191,7 @@ void TestBiSProtocol::receiveLimit()
     QByteArray payload(size, 0);
     for (int i = 0; i < size; ++i)
         payload[i] = char(i);
-    Node slave(BiSProtocol::Slave);
+    BusNode slave(BiSProtocol::Slave);
     slave.feed(referenceFrame(0x91, hex("88 01") + payload));
     QCOMPARE(slave.received.size(), delivered ? 1 : 0);
     if (delivered)
@@ -382,7 +249,7 @@ void TestBiSProtocol::slaveFilters()
     QFETCH(QByteArray, bytes);
     QFETCH(QStringList, delivered);
     QFETCH(unsigned, src);
-    Node slave(BiSProtocol::Slave, 5);
+    BusNode slave(BiSProtocol::Slave, 5);
     slave.feed(bytes);
     QCOMPARE(slave.payloads(), delivered);
     if (!delivered.isEmpty())
@@ -420,7 +287,7 @@ void TestBiSProtocol::masterFilters()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(QStringList, delivered);
-    Node master(BiSProtocol::Master);
+    BusNode master(BiSProtocol::Master);
     master.sendBytes(hex("01"), 5);
     master.feed(bytes);
     QCOMPARE(master.payloads(), delivered);
@@ -432,66 +299,14 @@ void TestBiSProtocol::masterFilters()
     }
 }
 
-void TestBiSProtocol::conversation()
-{
-    Node master(BiSProtocol::Master);
-    Node slave(BiSProtocol::Slave, 5);
-    for (int round = 1; round <= 3; ++round) {
-        const QByteArray query(round, char(0x10 + round));
-        QVERIFY(master.sendBytes(query, 5));
-        master.carryTo(slave);
-        QCOMPARE(slave.received.size(), round);
-        QCOMPARE(slave.received.last().data, query);
-        QCOMPARE(slave.received.last().src, 0u);
-        QCOMPARE(slave.received.last().type, 34u);
-
-        const QByteArray answer(round, char(0x90 + round)); // stuffed on the wire
-        QVERIFY(slave.sendBytes(answer));
-        slave.carryTo(master);
-        QCOMPARE(master.received.size(), round);
-        QCOMPARE(master.received.last().data, answer);
-        QCOMPARE(master.received.last().src, 5u);
-        QVERIFY(!master.responsePending());
-    }
-}
-
-void TestBiSProtocol::lostAnswerIsResentBySlave()
-{
-    Node master(BiSProtocol::Master);
-    Node slave(BiSProtocol::Slave, 5);
-    master.sendBytes(hex("0102"), 5);
-    master.carryTo(slave);
-    slave.sendBytes(hex("AA"));
-    const QByteArray answer = slave.sent.at(0);
-    slave.sent.clear(); // lost on the line
-
-    QVERIFY(master.retransmit());
-    QCOMPARE(master.sent.size(), 1);
-    master.carryTo(slave);
-    QCOMPARE(slave.received.size(), 1); // not delivered twice
-    QCOMPARE(slave.sent.size(), 1);
-    QCOMPARE(slave.sent.at(0), answer); // the kept answer, unchanged
-
-    slave.carryTo(master);
-    QCOMPARE(master.payloads(), QStringList{"AA"});
-    QVERIFY(!master.responsePending());
-
-    // The same query asked again is a new one: it carries the next sequence
-    // number, and the slave answers it afresh.
-    master.sendBytes(hex("0102"), 5);
-    master.carryTo(slave);
-    QCOMPARE(slave.received.size(), 2);
-    QVERIFY(slave.sent.isEmpty());
-}
-
 void TestBiSProtocol::masterWithNothingPendingIgnoresBytes()
 {
-    Node master(BiSProtocol::Master);
+    BusNode master(BiSProtocol::Master);
     master.feed(referenceFrame(0x92, hex("88 00 0A")));
     QVERIFY(master.received.isEmpty());
 
     // Not even the start of a frame is remembered for later.
-    Node other(BiSProtocol::Master);
+    BusNode other(BiSProtocol::Master);
     const QByteArray answer = referenceFrame(0x92, hex("88 01 0A"));
     other.feed(answer.left(3));
     other.sendBytes(hex("01"));
@@ -501,7 +316,7 @@ void TestBiSProtocol::masterWithNothingPendingIgnoresBytes()
 
 void TestBiSProtocol::dropPending()
 {
-    Node master(BiSProtocol::Master);
+    BusNode master(BiSProtocol::Master);
     master.sendBytes(hex("01"), 5);
     const QByteArray answer = referenceFrame(0x92, hex("89 01 00 05 0A"));
     master.feed(answer.left(4));
@@ -520,7 +335,7 @@ void TestBiSProtocol::dropPending()
     master.feed(referenceFrame(0x92, hex("89 02 00 05 0B")));
     QCOMPARE(master.payloads(), QStringList{"0B"});
 
-    Node slave(BiSProtocol::Slave, 5);
+    BusNode slave(BiSProtocol::Slave, 5);
     slave.feed(referenceFrame(0x91, hex("89 01 05 00")).left(4));
     slave.dropPending(); // no effect on a slave
     slave.feed(referenceFrame(0x91, hex("89 01 05 00")).mid(4));
@@ -529,13 +344,13 @@ void TestBiSProtocol::dropPending()
 
 void TestBiSProtocol::retransmitOnlyInMaster()
 {
-    Node slave(BiSProtocol::Slave);
+    BusNode slave(BiSProtocol::Slave);
     slave.feed(referenceFrame(0x91, hex("88 01 01")));
     slave.sendBytes(hex("02"));
     QVERIFY(!slave.retransmit());
     QCOMPARE(slave.sent.size(), 1);
 
-    Node master(BiSProtocol::Master);
+    BusNode master(BiSProtocol::Master);
     QVERIFY(!master.retransmit());
     master.sendBytes(hex("01"));
     QVERIFY(master.retransmit());
@@ -546,9 +361,9 @@ void TestBiSProtocol::retransmitOnlyInMaster()
 
 void TestBiSProtocol::reentrantReceiveIsDiscarded()
 {
-    Node slave(BiSProtocol::Slave);
+    BusNode slave(BiSProtocol::Slave);
     const QByteArray query = referenceFrame(0x91, hex("88 01 01"));
-    slave.onData = [&](Node& node) {
+    slave.onData = [&](BusNode& node) {
         node.feed(referenceFrame(0x91, hex("88 02 02")));
         node.sendBytes(hex("AA"));
     };
@@ -579,7 +394,7 @@ void TestBiSProtocol::chanceZeroCrcWithoutCheckBytesIsDropped()
     for (const QByteArray& body : std::as_const(bodies)) {
         QCOMPARE(CRC::crc16(body.constData(), unsigned(body.size()), 0xFFFF), 0u);
         const QByteArray raw = stuffedFrame(0x91, body);
-        Node slave(BiSProtocol::Slave);
+        BusNode slave(BiSProtocol::Slave);
         slave.feed(raw);
         QVERIFY2(slave.received.isEmpty(), qPrintable(spaced(raw)));
         slave.feed(referenceFrame(0x91, hex("88 01 0A")));
@@ -616,7 +431,7 @@ void TestBiSProtocol::memdump()
 {
     QFETCH(QByteArray, data);
     QFETCH(QString, text);
-    Node node(BiSProtocol::Master);
+    BusNode node(BiSProtocol::Master);
     node.memdump(data.constData(), unsigned(data.size()));
     QCOMPARE(node.traced, text);
     // Every line has the text column at the same place.
@@ -626,7 +441,7 @@ void TestBiSProtocol::memdump()
 
 void TestBiSProtocol::traceLastData()
 {
-    Node master(BiSProtocol::Master);
+    BusNode master(BiSProtocol::Master);
     master.traceLastData();
     QCOMPARE(master.traced, QString());
     master.sendBytes(hex("0102"), 5);
@@ -655,13 +470,13 @@ void TestBiSProtocol::randomBytesStayInBounds()
 {
     QFETCH(int, mode);
     const bool master = mode == BiSProtocol::Master;
-    Node node(BiSProtocol::Mode(mode), master ? 0 : 5);
+    BusNode node(BiSProtocol::Mode(mode), master ? 0 : 5);
     QRandomGenerator rng(20261123u + unsigned(mode));
     // A master listens only while a query is pending.
     int delivered = 0;
     if (master)
         node.sendBytes(hex("01"), 5);
-    node.onData = [&delivered, master](Node& n) {
+    node.onData = [&delivered, master](BusNode& n) {
         ++delivered;
         if (master)
             n.sendBytes(hex("01"), 5);
@@ -717,7 +532,7 @@ void TestBiSProtocol::randomBytesStayInBounds()
             node.sent.remove(0, 32);
     }
     QVERIFY(goodFrames > 1000);
-    for (const Node::Block& block : std::as_const(node.received))
+    for (const BusNode::Block& block : std::as_const(node.received))
         QVERIFY(block.data.size() <= int(BiSProtocol::MaxPayload));
     // A good frame is lost only when the noise before it ends in an escape
     // pair, which swallows its start marker.

@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "connection/ansitext.h"
-#include "connection/bisprotocol.h"
 #include "connection/bistrace.h"
+#include "tests/support/bisbus.h"
 
 #include <QRandomGenerator>
 #include <QtTest>
 
-namespace {
+using korvtest::hex;
 
-QByteArray hex(const char* text)
-{
-    return QByteArray::fromHex(QByteArray(text).replace(' ', ""));
-}
+namespace {
 
 // Collects what a BiSTrace prints: whole lines, the line still being built,
 // and the frames it passed on.

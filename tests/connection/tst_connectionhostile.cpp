@@ -26,22 +26,6 @@ QAbstractSocket* linkSocket(const Connection& connection)
     return qobject_cast<QAbstractSocket*>(connection.connection());
 }
 
-// A TLS server for the link under test, and a Connection as its client.
-ConnectionSettings tlsServerSettings()
-{
-    ConnectionSettings settings = serverSettings();
-    settings.setSslEnabled(true);
-    return settings;
-}
-
-ConnectionSettings tlsClientSettings(quint16 port)
-{
-    ConnectionSettings settings = clientSettings(port);
-    settings.setSslEnabled(true);
-    settings.setPeerVerifyMode(QSslSocket::VerifyNone);
-    return settings;
-}
-
 } // namespace
 
 class TestConnectionHostile : public QObject
@@ -145,15 +129,13 @@ void TestConnectionHostile::tlsBurstArrivesWholeUnderTheReadLimit()
 {
     // A TLS socket reads under the same limit: reading must go on each
     // time the connection has taken what was decrypted, or the link stalls.
-    Connection connection;
-    Recorder log(&connection);
+    RecordedConnection connection(withTls(serverSettings()));
+    Recorder& log = connection.log;
     qint64 mostHeld = 0;
     QObject::connect(&connection, &Connection::rawReceived, &connection, [&] {
         QSslSocket* socket = connection.socket();
         mostHeld = qMax(mostHeld, socket->bytesAvailable() + socket->encryptedBytesAvailable());
     });
-    connection.setSettings(tlsServerSettings());
-    connection.connect();
     QVERIFY(connection.isListening());
 
     // The peer writes from a thread of its own, at its own pace.
@@ -201,7 +183,7 @@ void TestConnectionHostile::stalledHandshakeIsDroppedAfterTheTimeout()
     Connection connection;
     Recorder log(&connection);
     RawPeer far;
-    far.meet(connection, weAreServer ? tlsServerSettings() : tlsClientSettings(0));
+    far.meet(connection, withTls(weAreServer ? serverSettings() : clientSettings(0)));
     if (QTest::currentTestFailed())
         return;
     QTcpSocket* peer = far.socket;
@@ -224,21 +206,16 @@ void TestConnectionHostile::stalledHandshakeIsDroppedAfterTheTimeout()
 
     // The server listens on and serves the next client.
     QVERIFY(connection.isListening());
-    Connection next;
-    Recorder nextLog(&next);
-    next.setSettings(tlsClientSettings(listeningPort(connection)));
-    next.connect();
-    QTRY_VERIFY_WITH_TIMEOUT(nextLog.hasMessage(QStringLiteral("Encryption activated")), Timeout);
+    RecordedConnection next(withTls(clientSettings(listeningPort(connection))));
+    QTRY_VERIFY_WITH_TIMEOUT(next.log.hasMessage(QStringLiteral("Encryption activated")), Timeout);
     next.send("after the stall");
     QTRY_COMPARE_WITH_TIMEOUT(log.bytes, QByteArray("after the stall"), Timeout);
 }
 
 void TestConnectionHostile::nextClientIsServedWhileAHandshakeStalls()
 {
-    Connection server;
-    Recorder log(&server);
-    server.setSettings(tlsServerSettings());
-    server.connect();
+    RecordedConnection server(withTls(serverSettings()));
+    Recorder& log = server.log;
     QVERIFY(server.isListening());
     QTcpSocket stalled;
     stalled.connectToHost(QHostAddress::LocalHost, listeningPort(server));
@@ -246,11 +223,8 @@ void TestConnectionHostile::nextClientIsServedWhileAHandshakeStalls()
     QElapsedTimer clock;
     clock.start();
 
-    Connection next;
-    Recorder nextLog(&next);
-    next.setSettings(tlsClientSettings(listeningPort(server)));
-    next.connect();
-    QTRY_VERIFY_WITH_TIMEOUT(nextLog.hasMessage(QStringLiteral("Encryption activated")), Timeout);
+    RecordedConnection next(withTls(clientSettings(listeningPort(server))));
+    QTRY_VERIFY_WITH_TIMEOUT(next.log.hasMessage(QStringLiteral("Encryption activated")), Timeout);
     QTRY_VERIFY_WITH_TIMEOUT(log.hasMessage(QStringLiteral("Encryption activated")), Timeout);
 
     // The stalled client's time-out passes and leaves the new link alone.

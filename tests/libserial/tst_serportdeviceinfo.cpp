@@ -92,7 +92,6 @@ private Q_SLOTS:
     void replaceItem();
     void rescanKeepsWhatPortsAdded();
     void openMarksInUse();
-    void openUsesListedPath();
 
 private:
     std::unique_ptr<FakeSysfs> m_sysfs;
@@ -219,24 +218,6 @@ void TestSerPortDeviceInfo::openMarksInUse()
     }
     // Destroying an open port closes it.
     QCOMPARE(SerPortDeviceInfo::find(name).flags(), 0x8001);
-}
-
-void TestSerPortDeviceInfo::openUsesListedPath()
-{
-    const korvtest::Pty pty;
-    QVERIFY(pty.isValid());
-    SerPortDeviceInfo::replaceItem(SerPortDeviceInfo(QStringLiteral("bench-rig"), pty.path(),
-                                                     QStringLiteral("Test rig"),
-                                                     QStringLiteral("left"), 0x0001));
-    pSerUnixSerialPort port;
-    port.setDevice(QStringLiteral("bench-rig"));
-    QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
-    QCOMPARE(describe(SerPortDeviceInfo::find(QStringLiteral("bench-rig"))),
-             QStringLiteral("bench-rig|%1|Test rig|left|2001").arg(pty.path()));
-    QCOMPARE(port.write("hi"), qint64(2));
-    QCOMPARE(pty.read(), QByteArray("hi"));
-    port.close();
-    QCOMPARE(SerPortDeviceInfo::find(QStringLiteral("bench-rig")).flags(), 0x0001);
 }
 
 QTEST_GUILESS_MAIN(TestSerPortDeviceInfo)

@@ -145,6 +145,18 @@ ModalDriver::Step readMessage(QString* text)
     };
 }
 
+// The dialog on screen, showing `settings`.
+class ShownDialog : public ConnectionSettingsDialog
+{
+public:
+    explicit ShownDialog(const ConnectionSettings& settings) : ConnectionSettingsDialog(nullptr)
+    {
+        setSettings(settings);
+        show();
+        QVERIFY(QTest::qWaitForWindowExposed(this));
+    }
+};
+
 } // namespace
 
 class TestConnectionSettingsDialog : public QObject
@@ -299,12 +311,9 @@ void TestConnectionSettingsDialog::modeShowsItsPage()
     QFETCH(QStringList, labels);
     QFETCH(bool, bisUsable);
     QFETCH(bool, sslUsable);
-    ConnectionSettingsDialog dialog(nullptr);
     ConnectionSettings settings;
     settings.setMode(mode);
-    dialog.setSettings(settings);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    ShownDialog dialog(settings);
     QCOMPARE(dialog.windowTitle(), QStringLiteral("Connection settings"));
     for (const QString& label : labels)
         QVERIFY2(field(dialog, label) && field(dialog, label)->isVisible(), qPrintable(label));
@@ -349,13 +358,10 @@ void TestConnectionSettingsDialog::roleEnablesItsFields()
     QFETCH(bool, source);
     QFETCH(bool, destination);
     QFETCH(bool, retries);
-    ConnectionSettingsDialog dialog(nullptr);
     // Another role first, so that the click changes something.
-    dialog.setSettings(serialSettings(QString(), role == QLatin1String("Master")
+    ShownDialog dialog(serialSettings(QString(), role == QLatin1String("Master")
                                                      ? ConnectionSettings::BiSSlaveMode
                                                      : ConnectionSettings::BiSMasterMode));
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
     child<QRadioButton>(*group(dialog, "BiS"), role)->click();
     QCOMPARE(field(dialog, "Source Address:")->isEnabled(), source);
     QCOMPARE(field(dialog, "Destination Address:")->isEnabled(), destination);
@@ -383,10 +389,7 @@ void TestConnectionSettingsDialog::timeoutIsStoredInMilliseconds()
 {
     QFETCH(QString, typed);
     QFETCH(int, msecs);
-    ConnectionSettingsDialog dialog(nullptr);
-    dialog.setSettings(serialSettings("ttyS0", ConnectionSettings::BiSMasterMode, -1, 5));
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    ShownDialog dialog(serialSettings("ttyS0", ConnectionSettings::BiSMasterMode, -1, 5));
     auto* timeout = field<QDoubleSpinBox>(dialog, "Timeout:");
     QVERIFY(timeout);
     QCOMPARE(timeout->text(), QStringLiteral("1.0 s"));
@@ -426,13 +429,10 @@ void TestConnectionSettingsDialog::fileChoicesAreTested()
     QFETCH(QString, label);
     QFETCH(QString, choice);
     QFETCH(QString, refusal);
-    ConnectionSettingsDialog dialog(nullptr);
     ConnectionSettings settings;
     settings.setMode(ConnectionSettings::ClientMode);
     settings.setSslEnabled(true);
-    dialog.setSettings(settings);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    ShownDialog dialog(settings);
     auto* edit = field<QLineEdit>(dialog, label);
     QVERIFY(edit);
 
@@ -602,10 +602,7 @@ void TestConnectionSettingsDialog::problemsAreSaidBeforeOk()
     QFETCH(ConnectionSettings, settings);
     QFETCH(QString, speed);
     QFETCH(QString, problem);
-    ConnectionSettingsDialog dialog(nullptr);
-    dialog.setSettings(settings);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    ShownDialog dialog(settings);
     if (!speed.isNull()) {
         auto* speedBox = field<QComboBox>(dialog, "Speed:");
         QVERIFY(speedBox);
@@ -633,12 +630,9 @@ void TestConnectionSettingsDialog::problemsAreSaidBeforeOk()
 
 void TestConnectionSettingsDialog::typingThePortClearsTheProblem()
 {
-    ConnectionSettingsDialog dialog(nullptr);
     ConnectionSettings settings;
     settings.setMode(ConnectionSettings::ClientMode);
-    dialog.setSettings(settings);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    ShownDialog dialog(settings);
     QPushButton* ok = dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
     QVERIFY(ok->isEnabled());
     child<QRadioButton>(dialog, "Serial")->click();
@@ -759,10 +753,7 @@ void TestConnectionSettingsDialog::remotePortTypedIsRememberedOnOk()
 
 void TestConnectionSettingsDialog::dialogFitsTheScreen()
 {
-    ConnectionSettingsDialog dialog(nullptr);
-    dialog.setSettings(serialSettings(QString(), ConnectionSettings::BiSMasterMode));
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    ShownDialog dialog(serialSettings(QString(), ConnectionSettings::BiSMasterMode));
     const QRect screen = dialog.screen()->availableGeometry();
     QVERIFY2(dialog.frameGeometry().height() <= screen.height(),
              qPrintable(QStringLiteral("%1 px on a screen of %2").arg(dialog.frameGeometry().height()).arg(screen.height())));
