@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStringList>
@@ -28,7 +29,13 @@ public:
                 if (choose.isEmpty()) {
                     dialog->reject();
                 } else {
-                    dialog->selectFile(choose);
+                    // Typed into the name field, as a user does: selectFile()
+                    // leaves that field alone while it has the focus, which
+                    // the dialog gives it whenever its window is active.
+                    auto* name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+                    dialog->activateWindow();
+                    name->setFocus();
+                    name->setText(choose);
                     static_cast<QDialog*>(dialog)->accept();
                 }
             }
