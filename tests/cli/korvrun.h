@@ -64,24 +64,23 @@ public:
     }
 
     // Waits for stderr (or stdout) to show `pattern`; its first capture,
-    // "" without one, null when it never showed.
+    // "" without one, null when the process ended or stayed msecs without
+    // showing it.
     QString waitFor(const QString& pattern, bool onStdout = false, int msecs = 20000)
     {
         const QRegularExpression re(pattern);
-        QElapsedTimer clock;
-        clock.start();
-        while (clock.elapsed() < msecs) {
-            const QRegularExpressionMatch m =
-                re.match(QString::fromLocal8Bit(onStdout ? m_out : m_err));
-            if (m.hasMatch())
-                return m.captured(1).isNull() ? QStringLiteral("") : m.captured(1);
-            if (m_process.state() == QProcess::NotRunning)
-                break;
-            m_process.waitForReadyRead(100);
-            m_err += m_process.readAllStandardError();
-            m_out += m_process.readAllStandardOutput();
-        }
-        return QString();
+        QRegularExpressionMatch m;
+        QTest::qWaitFor(
+            [&] {
+                m_err += m_process.readAllStandardError();
+                m_out += m_process.readAllStandardOutput();
+                m = re.match(QString::fromLocal8Bit(onStdout ? m_out : m_err));
+                return m.hasMatch() || m_process.state() == QProcess::NotRunning;
+            },
+            msecs);
+        if (!m.hasMatch())
+            return QString();
+        return m.captured(1).isNull() ? QStringLiteral("") : m.captured(1);
     }
     // The port of a --listen link.
     int port() { return waitFor(QStringLiteral("Listening to [^:]*:(\\d+)")).toInt(); }

@@ -13,13 +13,15 @@ using korvtest::Ser2Net;
 
 namespace {
 
-QByteArray readAtLeast(const Pty& line, qsizetype want, int msecs = 20000)
+QByteArray readAtLeast(const Pty& line, qsizetype want)
 {
     QByteArray got;
-    QElapsedTimer clock;
-    clock.start();
-    while (got.size() < want && clock.elapsed() < msecs)
-        got += line.read(50);
+    QTest::qWaitFor(
+        [&] {
+            got += line.read(0);
+            return got.size() >= want;
+        },
+        20000);
     return got;
 }
 

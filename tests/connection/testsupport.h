@@ -10,8 +10,10 @@
 #include "connection/connectionsettings.h"
 #include "tests/support/bisbus.h"
 #include "tests/support/pty.h"
+#include "tests/support/serversettings.h"
 #include "tests/support/stallmeter.h"
 
+#include <QSignalSpy>
 #include <QSocketNotifier>
 #include <QSslSocket>
 #include <QTcpServer>
@@ -23,15 +25,6 @@ namespace korvtest {
 
 // Generous: a loaded machine may take long, a working link never does.
 constexpr int Timeout = 20000;
-
-inline ConnectionSettings serverSettings(quint16 port = 0)
-{
-    ConnectionSettings settings;
-    settings.setMode(ConnectionSettings::ServerMode);
-    settings.setServerAddress(QStringLiteral("127.0.0.1"));
-    settings.setServerPort(port);
-    return settings;
-}
 
 inline ConnectionSettings clientSettings(quint16 port)
 {
@@ -242,25 +235,22 @@ public:
     Recorder log{this};
 };
 
-// Reads the far end of a line a little at a time until want bytes came or
-// time is up.
+// Reads the far end of a line as it comes until want bytes came, or until
+// nothing has come for Timeout: a busy machine may run the writer seldom,
+// but it runs it.
 inline QByteArray readSlowly(const Pty& line, qsizetype want)
 {
-    // Gives up only when nothing has come for a while: a busy machine may
-    // run the writer seldom, but it runs it.
+    QSocketNotifier readable(line.masterFd(), QSocketNotifier::Read);
+    QSignalSpy arrived(&readable, &QSocketNotifier::activated);
     QByteArray got;
-    QElapsedTimer quiet;
-    quiet.start();
-    while (got.size() < want && quiet.elapsed() < Timeout) {
+    for (;;) {
         char buffer[64 * 1024];
         ssize_t n;
-        while ((n = ::read(line.masterFd(), buffer, sizeof buffer)) > 0) {
+        while ((n = ::read(line.masterFd(), buffer, sizeof buffer)) > 0)
             got.append(buffer, int(n));
-            quiet.restart();
-        }
-        QTest::qWait(1);
+        if (got.size() >= want || !arrived.wait(Timeout))
+            return got;
     }
-    return got;
 }
 
 // Copies whatever one port writes to the other: two ptys become one line.

@@ -81,7 +81,7 @@ void TestConnectionHostile::floodKeepsBuffersBoundedAndTheLoopLive()
     });
 
     if (mode == ConnectionSettings::ServerMode) {
-        connection.setSettings(serverSettings());
+        connection.setSettings(loopbackServer());
         connection.connect();
         QVERIFY(connection.isListening());
         const int fd = Flood::connectTo(listeningPort(connection));
@@ -129,7 +129,7 @@ void TestConnectionHostile::tlsBurstArrivesWholeUnderTheReadLimit()
 {
     // A TLS socket reads under the same limit: reading must go on each
     // time the connection has taken what was decrypted, or the link stalls.
-    RecordedConnection connection(withTls(serverSettings()));
+    RecordedConnection connection(withTls(loopbackServer()));
     Recorder& log = connection.log;
     qint64 mostHeld = 0;
     QObject::connect(&connection, &Connection::rawReceived, &connection, [&] {
@@ -183,7 +183,7 @@ void TestConnectionHostile::stalledHandshakeIsDroppedAfterTheTimeout()
     Connection connection;
     Recorder log(&connection);
     RawPeer far;
-    far.meet(connection, withTls(weAreServer ? serverSettings() : clientSettings(0)));
+    far.meet(connection, withTls(weAreServer ? loopbackServer() : clientSettings(0)));
     if (QTest::currentTestFailed())
         return;
     QTcpSocket* peer = far.socket;
@@ -214,7 +214,7 @@ void TestConnectionHostile::stalledHandshakeIsDroppedAfterTheTimeout()
 
 void TestConnectionHostile::nextClientIsServedWhileAHandshakeStalls()
 {
-    RecordedConnection server(withTls(serverSettings()));
+    RecordedConnection server(withTls(loopbackServer()));
     Recorder& log = server.log;
     QVERIFY(server.isListening());
     QTcpSocket stalled;
@@ -254,7 +254,7 @@ void TestConnectionHostile::stalledReaderFillsAtMostTheOutputLimit()
     Recorder log(&connection);
     RawPeer far;
     ConnectionSettings settings =
-        mode == ConnectionSettings::ServerMode ? serverSettings() : clientSettings(0);
+        mode == ConnectionSettings::ServerMode ? loopbackServer() : clientSettings(0);
     settings.setSslEnabled(tls);
     far.meet(connection, settings, tls);
     if (QTest::currentTestFailed())

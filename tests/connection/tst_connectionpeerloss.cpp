@@ -57,7 +57,7 @@ void TestConnectionPeerLoss::vanishedPeerIsLostWithinHalfAMinute()
 {
     if (!m_isolated)
         QSKIP("no network namespace of our own: the loopback cannot be cut");
-    RecordedConnection server(serverSettings());
+    RecordedConnection server(loopbackServer());
     QVERIFY(server.isListening());
     RecordedConnection client(clientSettings(listeningPort(server)));
     Recorder& serverLog = server.log;

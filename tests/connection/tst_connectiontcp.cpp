@@ -127,7 +127,7 @@ void TestConnectionTcp::clientAndServerExchangeBytes()
     const auto secured = [tls](const ConnectionSettings& settings) {
         return tls ? withTls(settings) : settings;
     };
-    RecordedConnection server(secured(serverSettings()));
+    RecordedConnection server(secured(loopbackServer()));
     Recorder& serverLog = server.log;
     QSignalSpy serverBlocks(&server, &Connection::blockStarted);
     QVERIFY(server.isListening());
@@ -176,7 +176,7 @@ void TestConnectionTcp::clientAndServerExchangeBytes()
 
 void TestConnectionTcp::secondIncomingConnectionReplacesFirst()
 {
-    RecordedConnection server(serverSettings());
+    RecordedConnection server(loopbackServer());
     Recorder& serverLog = server.log;
     QVERIFY(server.isListening());
     const quint16 port = listeningPort(server);
@@ -206,7 +206,7 @@ void TestConnectionTcp::listeningOnPortInUseFails()
 {
     QTcpServer occupant;
     QVERIFY(occupant.listen(QHostAddress::LocalHost, 0));
-    RecordedConnection server(serverSettings(occupant.serverPort()));
+    RecordedConnection server(loopbackServer(occupant.serverPort()));
     QVERIFY(!server.isListening());
     QCOMPARE(server.log.events,
              QStringList(
@@ -251,7 +251,7 @@ void TestConnectionTcp::peerBurstArrivesWhole()
     Connection connection;
     Recorder log(&connection);
     RawPeer far;
-    far.meet(connection, connectionIsServer ? serverSettings() : clientSettings(0));
+    far.meet(connection, connectionIsServer ? loopbackServer() : clientSettings(0));
     if (QTest::currentTestFailed())
         return;
     QTcpSocket* peer = far.socket;
@@ -285,7 +285,7 @@ void TestConnectionTcp::connectionStormNeverStalls()
 {
     QFETCH(bool, waitForEachClose);
     constexpr int Rounds = 1000;
-    RecordedConnection server(serverSettings());
+    RecordedConnection server(loopbackServer());
     Recorder& log = server.log;
     QVERIFY(server.isListening());
     const quint16 port = listeningPort(server);
@@ -322,10 +322,10 @@ void TestConnectionTcp::connectionStormNeverStalls()
 
 void TestConnectionTcp::settingsWhileListeningReconnectOnlyInSameMode()
 {
-    RecordedConnection connection(serverSettings());
+    RecordedConnection connection(loopbackServer());
     QVERIFY(connection.isListening());
 
-    connection.setSettings(serverSettings());
+    connection.setSettings(loopbackServer());
     QVERIFY(connection.isListening());
     QCOMPARE(connection.log.count(QStringLiteral("Stopped listening")), 1);
 
@@ -338,7 +338,7 @@ void TestConnectionTcp::settingsWhileListeningReconnectOnlyInSameMode()
 
 void TestConnectionTcp::networkLinkIgnoresBiS()
 {
-    ConnectionSettings settings = serverSettings();
+    ConnectionSettings settings = loopbackServer();
     settings.setBisEnabled(true);
     settings.setBisMode(ConnectionSettings::BiSMasterMode);
     settings.setDestinationAddress(5);
@@ -358,7 +358,7 @@ void TestConnectionTcp::networkLinkIgnoresBiS()
 
 void TestConnectionTcp::tlsVerifyingClientRejectsSelfSignedServer()
 {
-    RecordedConnection server(withTls(serverSettings()));
+    RecordedConnection server(withTls(loopbackServer()));
     QVERIFY(server.isListening());
     QObject::connect(&server, &Connection::blockStarted, &server, [&server] { server.send("must not arrive"); });
 
@@ -414,7 +414,7 @@ void TestConnectionTcp::cancelWhileConnecting()
 
 void TestConnectionTcp::keepAliveOnBothSides()
 {
-    RecordedConnection server(serverSettings());
+    RecordedConnection server(loopbackServer());
     QVERIFY(server.isListening());
     RecordedConnection client(clientSettings(listeningPort(server)));
     QTRY_VERIFY_WITH_TIMEOUT(server.isConnected() && client.isConnected(), Timeout);
@@ -433,7 +433,7 @@ void TestConnectionTcp::tlsExpiredCertificateIsNamed()
     QSKIP("built without openssl: no expired certificate");
 #else
     const QString dir = QStringLiteral(KORV_EXPIRED_CERT_DIR);
-    ConnectionSettings settings = withTls(serverSettings());
+    ConnectionSettings settings = withTls(loopbackServer());
     settings.setPrivateKeyFile(dir + QStringLiteral("/key.pem"));
     settings.setLocalCertificateFile(dir + QStringLiteral("/cert.pem"));
     RecordedConnection server(settings);
@@ -464,7 +464,7 @@ void TestConnectionTcp::verifyWithoutCaDirectoryUsesSystemStore()
     const QList<QSslCertificate> system = QSslConfiguration::systemCaCertificates();
     if (system.isEmpty())
         QSKIP("no system CA store on this machine");
-    RecordedConnection server(withTls(serverSettings()));
+    RecordedConnection server(withTls(loopbackServer()));
     QVERIFY(server.isListening());
     RecordedConnection client(withTls(clientSettings(listeningPort(server)), QSslSocket::VerifyPeer));
     QTRY_VERIFY_WITH_TIMEOUT(client.isConnected(), Timeout);
@@ -498,7 +498,7 @@ void TestConnectionTcp::clientReconnectsWithBackoff()
     QCOMPARE(log.count(QStringLiteral("Connection error: Connection refused")), 1);
     QCOMPARE(log.count(QStringLiteral("SSL mode disabled")), 1);
 
-    RecordedConnection server(serverSettings(port));
+    RecordedConnection server(loopbackServer(port));
     QVERIFY(server.isListening());
     QTRY_VERIFY_WITH_TIMEOUT(client.isConnected(), 6000);
     QTRY_VERIFY_WITH_TIMEOUT(server.isConnected(), Timeout);

@@ -486,7 +486,7 @@ void TestConnectionSettingsDialog::viewServerCertificate()
 
 void TestConnectionSettingsDialog::certificateViewerShowsSession()
 {
-    ConnectionSettings serverSide = serverSettings();
+    ConnectionSettings serverSide = loopbackServer();
     serverSide.setSslEnabled(true);
     RecordedConnection server(serverSide);
     QVERIFY(server.isListening());
